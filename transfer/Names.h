@@ -1,0 +1,93 @@
+// Names, folders and what becomes of a received file: the open and save
+// dialogs of the transfers and of capture, the receive folder and its repair,
+// unique names on our side and fit names for the host's, the table of file
+// kinds, the sound at the end and the automatic opening.
+//
+// Folders are a volume number and a folder number; -1 as zRcvDirID means
+// that the receive folder hasn't been looked up yet.
+#pragma once
+
+#include "platform/files.h"
+#include "platform/types.h"
+
+#include <cstdint>
+
+// ---- files chosen ----------------------------------------------------------
+
+constexpr int32_t kMaxSendFiles = 104;  // more than these are left out
+
+extern FSSpec logFSS;                     // capture file, or last file chosen
+extern FSSpec *sendFSS[kMaxSendFiles];    // made on first use and kept
+extern uint8_t *hostnames[kMaxSendFiles]; // 256 bytes each, NUL-terminated
+extern int32_t mgCount;                   // files chosen
+
+// ---- the receive folder ----------------------------------------------------
+
+constexpr int16_t kNoVolume = 728;  // a number no volume has
+
+extern int16_t zRcvVol;
+extern int32_t zRcvDirID;
+extern uint8_t needName;  // the file came without a name; ask at the end
+
+// ---- dialogs ---------------------------------------------------------------
+
+// One file; 1 if chosen. The first two arguments are not applied: all files
+// are shown.
+int16_t MyGetFile(int32_t selector, const void *types, FSSpec *spec);
+
+// Several files, into sendFSS, hostnames and mgCount. Returns their number.
+int32_t MultiGetFile();
+
+// Makes sure that slot `index` of sendFSS and hostnames has its blocks.
+// Returns 0 if memory is short or the index is out of range.
+int16_t SendSlot(int32_t index);
+
+// The save dialog of a text file. 1 if a name was chosen; the caller ends
+// with DoNavDisposeReply either way.
+int16_t MyPutFile(ConstStr prompt, ConstStr defaultName, FSSpec *spec);
+void DoNavDisposeReply();
+
+// Where capture goes, into logFSS; an old file of that name is deleted.
+int16_t ReceiveFile();
+
+// One file to send, into logFSS and slot 0; 1 if chosen.
+int16_t Sendfile(int16_t isAscii);
+
+// Asks for the name of a file that came without one, and renames it.
+void NameAs(uint8_t *name, int16_t volume);
+
+int16_t SetRcvFolder();  // asks for the receive folder; 1 if chosen
+
+// ---- names and folders -----------------------------------------------------
+
+// `name` takes `base` and today's date, with " A", " B"... behind if taken.
+void MakeUnique(uint8_t *name, ConstStr base, int16_t volume);
+
+// Changes `name`, at most 31 bytes, until nothing in the receive folder has
+// it: "name #1", "name #2"...; the 99th is taken as it is.
+void UniqueName(uint8_t *name, int16_t volume);
+
+int16_t GetRcvVol();      // from the global strings; sets zRcvDirID
+int16_t VerifyRcvVol();   // repairs or asks; not 0 if there is a folder
+void VolDirToStr(int16_t volume, int32_t folder, uint8_t *out);
+void TouchDir(int16_t volume, int32_t folder);
+
+// `name` (length-prefixed) as the host should see it, by cset's hostNames,
+// into `out` (256 bytes), NUL-terminated.
+void name4host(ConstStr name, uint8_t *out);
+
+// Looks a received file up by the start of its data (`len` bytes at `data`)
+// or the end of its name. Returns 1, with creator and type, if found.
+int16_t BinTypeCheck(const uint8_t *data, int32_t len, ConstStr name,
+                     OSType *creator, OSType *type);
+
+// ---- finishing -------------------------------------------------------------
+
+// Opens a complete file with the application whose alias, in one of the
+// folders of list 450, bears the file's suffix or type. Not 0 if none did.
+OSErr DoAutoOpen(const FSSpec *spec);
+OSErr CheckAppName(int16_t length, const uint8_t *name, FSSpec *spec);
+OSErr OpenWithDoc(const FSSpec *application, const FSSpec *document);
+int16_t IsAppRunning7(OSType creator);
+
+int16_t PlaySound(int16_t index);  // 1 if a sound played

@@ -1,0 +1,56 @@
+// The received-file writer. Every receiving protocol hands its blocks to
+// zWriteData and ends with closeit. From the first block it judges what kind
+// of file comes (MacBinary, text, binary), makes the file, unpacks MacBinary
+// into its two forks, converts line ends of text, and leaves a file that can
+// be resumed when the transfer breaks.
+//
+// A broken transfer leaves the file as its name and one byte 0xA5:
+//   binary     the data as received; its length is where to resume
+//   text       the converted text and 4 bytes, the stream position
+//   MacBinary  the forks so far, and its 128-byte header at the end of the
+//              data fork, with the stream position at offset 112
+#pragma once
+
+#include "platform/types.h"
+
+#include <cstdint>
+
+constexpr uint8_t kPartialMark = 0xA5;
+constexpr OSType qPBN = FOUR("qPBN");  // partial kinds, kept beside the file
+constexpr OSType qPTX = FOUR("qPTX");
+constexpr OSType qPMB = FOUR("qPMB");
+
+extern Str255 zRcvName;    // name by the sender, to 31 bytes
+extern Str255 zRcvMBName;  // name on disk, to 31 bytes
+extern int16_t zRcvRef;    // open file, 0 if none
+extern int32_t zftype;     // 'B' binary, 'T' text, 'M' MacBinary
+extern OSType tFType;      // partial kind; the file carries curFType
+extern OSType curFCreator, curFType;
+extern int32_t curFflags;  // Finder flags
+extern uint8_t curFork;    // 'D' or 'R', the fork in work
+extern int16_t fileLock;   // lock the file when it is complete
+extern uint8_t mbHeader[128];
+extern uint8_t MacBin2;          // the header is MacBinary II
+extern int32_t sPartialMacBin;   // bytes held of a short first block
+extern uint8_t lastc;            // last input byte that text kept
+extern int32_t Eofseen;          // a Ctrl-Z was met in text
+extern uint8_t dupeAction;       // 0 undecided, 1 new name, 2 skip, 3 over
+extern int32_t op_xconv;         // local conversion: 'S' 'M' 'T' 'B'
+extern OSType textcreator;       // creator of text files
+
+// A block at stream position `pos`. 0, an error code, or -1 when the file is
+// to be skipped; anything but 0 makes the protocol give the file up.
+int32_t zWriteData(int32_t pos, const uint8_t *buf, int16_t len);
+
+// Ends the file: complete if gotEOF is set, else partial. 0 or -1. Safe with
+// no file open.
+int32_t closeit();
+
+// 1 if a partial copy of zRcvName is there and goes on at StartPos.
+int32_t CheckForResume();
+
+// 1 if a block of 128 bytes is a MacBinary header; sets MacBin2.
+int16_t IsMacBin(const uint8_t *buf);
+int16_t IsText(const uint8_t *buf, int32_t len);
+
+int32_t zGetGMTOffset();  // seconds east of Greenwich, 0 if not known
