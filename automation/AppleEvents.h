@@ -1,0 +1,22 @@
+// What the desktop asks of the program: start, open documents, quit.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/appleevents.h"
+#include "platform/types.h"
+
+extern uint8_t gHasAppleEvents;
+extern uint8_t gHasPPCToolbox;
+
+void InitAppleEvents();  // installs the four handlers
+
+// Handlers. Each gives 0, or the code that the sender of the event gets.
+OSErr qlAEOpenApplication();
+OSErr qlAEQuitApplication();                        // -1708 when refused
+OSErr qlAEOpenDocuments(const AppleEvent *event);
+OSErr qlAEPrintDocuments();                         // -1708, always
+
+// The first phone book among the documents opens, if none is open yet;
+// everything else is ignored. If there was none, the standard book opens.
+OSErr OpenDocEventHandler(const AppleEvent *event);

@@ -1,0 +1,43 @@
+// The main loop: one pass of events and small jobs, and the routing of each
+// class of event.
+//
+// Everything runs on one thread. A pass may be turned from inside a pass: a
+// message box and the dialer call MainEventLoop with a mask and a mode that
+// narrow what it may do, so that the port and the timers stay alive behind a
+// modal wait.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/events.h"
+#include "platform/types.h"
+#include "platform/windows.h"
+
+extern uint8_t moreToDo;       // the program runs while this is nonzero
+extern uint8_t Suspended;      // in the background
+extern uint8_t gWasFront;      // main window was in front at the last suspend
+extern WindowPtr myWindow;     // the terminal window, null until a book opens
+extern uint8_t gMetaEsc;       // an ESC goes ahead of the next key
+extern int16_t dialDItem;      // what the user told the waiting dialer, or -1
+extern uint32_t ConnectTime;   // seconds since 1904, start of the timer shown
+extern int16_t reqRow, reqCol; // where do_vtpos moves the cursor; -1: nowhere
+
+// Modes of a pass.
+constexpr char kModeMain = 'M';   // a main window stands
+constexpr char kModeSmall = 'S';  // a message box is up, or no window yet
+constexpr char kModeDial = 'D';   // the dialer reads from the modem
+
+// Masks for WaitNextEvent.
+constexpr uint16_t kAllEvents = 0xFFFF;
+constexpr uint16_t kNoUserEvents = 0xFFC1;  // all but mouse and keys
+constexpr uint16_t kUserEvents = 62;        // mouse and keys
+
+// The program: 0 after a normal end, 1 if it couldn't start.
+int QuillonMain();
+
+// One pass. It waits for at most 10 ticks, in WaitNextEvent.
+void MainEventLoop(uint16_t mask, char mode);
+
+void DoOSEvent(uint32_t message, WindowPtr front);
+void DoActivate(WindowPtr window, bool active);
+void DoUpdate(WindowPtr window);

@@ -1,0 +1,64 @@
+// The main window around the text: status bar and its pop-ups, the window's
+// saved places, mouse cursor, wheel, and two gestures on text: a selection
+// sent as if typed, and the host's cursor moved by arrow keys.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/events.h"
+#include "platform/types.h"
+#include "platform/windows.h"
+
+// Height of the status bar; the scroll bar is as wide.
+constexpr int16_t kBarSize = 16;
+
+// Right ends of the speed and the line format as last drawn, plus 2: the
+// regions of their pop-ups.
+extern int16_t baud_right, bits_right;
+
+extern Rect dragRect;  // where a window may be dragged
+extern Point GrowPt;   // click point of the last grow of the main window
+
+// ---- the host's cursor -------------------------------------------------------
+// do_vtpos is under way while reqRow (Quillon.h) is not negative.
+
+extern int16_t difRow, difCol;  // last distance on each axis
+extern int16_t badTrys;         // keys that led away from the place
+extern int16_t aheadPos;        // keys sent since the last look
+
+void do_vtpos(int32_t limit);  // one step; `limit` is the send limit tick
+void cmdClick();               // queues the selection as typed text
+
+// ---- status bar ------------------------------------------------------------------
+
+void ShowTime(bool force);
+void ShowSize(WindowPtr window, int16_t rows, int16_t cols);
+void ShowBuf();
+void ShowComm();
+void bot_bar_click(Point point);
+
+// ---- size and place ---------------------------------------------------------------
+
+void GrowWin(WindowPtr window, Point where);
+void SizeWind(WindowPtr window, const Rect *rect);
+void RestoreWinLoc(WindowPtr window, Point point);
+void RestoreWinPos(WindowPtr window, const Rect *rect);
+
+// The saved rectangle that now applies, in qset; never null, and never all
+// zeros. Callers store through it.
+Rect *GetRectPtr();
+void SetLimitRects();  // takes the screen's bounds
+
+// Moves the main window to (4, 40) if less than 20 units of its height are
+// visible.
+void KeepWindowVisible(WindowPtr window);
+
+// ---- mouse ---------------------------------------------------------------------
+
+void AdjCursor();
+void SetArrowCursor();
+void install_wheel_handler(WindowPtr window);
+
+// A turn of the wheel: one line, whatever its size. -9874 for another window,
+// else 0.
+OSErr MouseWheelHandler(WindowPtr window, int32_t delta);
