@@ -13,10 +13,10 @@ void InitAppleEvents();  // installs the four handlers
 
 // Handlers. Each gives 0, or the code that the sender of the event gets.
 OSErr qlAEOpenApplication();
-OSErr qlAEQuitApplication();                        // -1708 when refused
-OSErr qlAEOpenDocuments(const AppleEvent *event);
-OSErr qlAEPrintDocuments();                         // -1708, always
+OSErr qlAEQuitApplication();  // -1708 when refused
+OSErr qlAEOpenDocuments(const FSSpec *files, int count);
+OSErr qlAEPrintDocuments(const FSSpec *files, int count);  // always -1708
 
 // The first phone book among the documents opens, if none is open yet;
 // everything else is ignored. If there was none, the standard book opens.
-OSErr OpenDocEventHandler(const AppleEvent *event);
+OSErr OpenDocEventHandler(const FSSpec *files, int count);

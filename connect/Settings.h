@@ -26,7 +26,7 @@ struct cset_t {
     uint8_t termFlags;       // 6: kTerm... bits
     uint8_t reserved7;       // 7
     uint8_t bsKey;           // 8: what the delete key sends: 8 or 127
-    uint8_t flowFlags;       // 9: kFlow... bits
+    uint8_t flowFlags;       // 9: XON/XOFF and hardware bits
     uint8_t hasPhone;        // 10: 0 marks a direct connection
     uint8_t bufFlags;        // 11: bit 0: scrolled-off lines are not kept
     uint8_t termType;        // 12: 0 VT100, 1 ANSI; index of the font in qset
@@ -83,13 +83,9 @@ constexpr uint8_t kTermOption = 0x08;    // kept by the dialog, no effect
 constexpr uint8_t kTermBSErases = 0x10;  // backspace erases
 constexpr uint8_t kTermSaveClear = 0x20; // cleared lines go to the scrollback
 
-// cset_t::flowFlags
-constexpr uint8_t kFlowXonIn = 0x02;
-constexpr uint8_t kFlowXonOut = 0x04;
-constexpr uint8_t kFlowXon = 0x06;
-constexpr uint8_t kFlowRTS = 0x08;  // RTS holds input
-constexpr uint8_t kFlowCTS = 0x10;  // CTS holds output
-constexpr uint8_t kFlowHard = 0x18;
+// cset_t::flowFlags: the single bits are in serial/IOKitSerial.h
+constexpr uint8_t kFlowXon = 0x06;   // both directions of XON/XOFF
+constexpr uint8_t kFlowHard = 0x18;  // both hardware lines
 
 // cset_t::xferFlags
 constexpr uint8_t kXfer1K = 0x02;        // ask for 1K blocks
@@ -252,11 +248,10 @@ void GetPassword(uint8_t *out, Handle list, int16_t ignored = 0);
 // its name. Volumes 1 and 2 with folder 2 are the single digit. (VolDirToStr
 // of transfer/Names.h writes the folder form.)
 
-constexpr int16_t kNoVolume = 728;  // a number that no volume has
 constexpr int32_t kNoFolder = -1;
 
 // Takes a path string apart. With an empty string, or a volume that isn't
-// there, the volume is kNoVolume and the folder kNoFolder. `name` gets the
-// file's name, empty if there is none; it may be null.
+// there, the volume is kNoVolume (transfer/Names.h) and the folder kNoFolder.
+// `name` gets the file's name, empty if there is none; it may be null.
 void GetFolderFromStr(ConstStr path, int16_t *volume, int32_t *folder,
                       uint8_t *name);

@@ -17,7 +17,6 @@ extern uint8_t moreToDo;       // the program runs while this is nonzero
 extern uint8_t Suspended;      // in the background
 extern uint8_t gWasFront;      // main window was in front at the last suspend
 extern WindowPtr myWindow;     // the terminal window, null until a book opens
-extern uint8_t gMetaEsc;       // an ESC goes ahead of the next key
 extern int16_t dialDItem;      // what the user told the waiting dialer, or -1
 extern uint32_t ConnectTime;   // seconds since 1904, start of the timer shown
 extern int16_t reqRow, reqCol; // where do_vtpos moves the cursor; -1: nowhere

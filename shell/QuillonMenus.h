@@ -33,7 +33,6 @@ extern MenuHandle MacroMenu, MiscMenu, RcvMenu, SendMenu, xconvMenu;
 extern MenuHandle BaudMenu, BBitsMenu, pfontMenu;
 extern int16_t xconvOffset;  // offset of the conversion entries in xconvMenu
 extern int16_t maxDial;      // items of the Dial menu after it was built
-extern uint8_t op_xconv;     // data conversion letter in force: S, M, B, T
 
 // The type-ahead window, null while closed.
 extern DialogPtr bufDlog;

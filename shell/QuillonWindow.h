@@ -61,4 +61,4 @@ void install_wheel_handler(WindowPtr window);
 
 // A turn of the wheel: one line, whatever its size. -9874 for another window,
 // else 0.
-OSErr MouseWheelHandler(WindowPtr window, int32_t delta);
+OSErr MouseWheelHandler(void *handler, int32_t delta, WindowPtr window);
