@@ -1,0 +1,85 @@
+// Windows, front to back. Bounds are those of the content; global coordinates
+// count from the main screen's top left.
+#pragma once
+
+#include "platform/events.h"
+#include "platform/types.h"
+
+enum : int16_t {  // part codes
+    inDesk = 0,
+    inMenuBar = 1,
+    inSysWindow = 2,
+    inContent = 3,
+    inDrag = 4,
+    inGrow = 5,
+    inGoAway = 6,
+    inZoomIn = 7,
+    inZoomOut = 8,
+};
+
+enum : int16_t {  // GetWindowKind; below 0 would be a desk accessory
+    dialogKind = 2,
+    userKind = 8,
+};
+
+// From window resource `id`, hidden or shown as it says. Null when there is
+// no such resource.
+WindowPtr GetNewWindow(int16_t id);
+WindowPtr GetNewCWindow(int16_t id);
+void DisposeWindow(WindowPtr w);
+
+WindowPtr FrontWindow();  // the frontmost one shown, or null
+int16_t GetWindowKind(WindowPtr w);
+void SetWTitle(WindowPtr w, ConstStr title);
+void GetWTitle(WindowPtr w, Str255 title);
+
+void ShowWindow(WindowPtr w);
+void HideWindow(WindowPtr w);
+void ShowHide(WindowPtr w, bool show);
+bool IsWindowVisible(WindowPtr w);
+void SelectWindow(WindowPtr w);
+void CollapseWindow(WindowPtr w, bool collapse);
+bool IsWindowCollapsed(WindowPtr w);
+
+void MoveWindow(WindowPtr w, int16_t h, int16_t v, bool front);
+void SizeWindow(WindowPtr w, int16_t width, int16_t height, bool update);
+void GetWindowPortBounds(WindowPtr w, Rect *local);  // top left is 0, 0
+void GetWindowBounds(WindowPtr w, Rect *global);     // of the content
+void SetWindowLimits(WindowPtr w, int16_t minWidth, int16_t minHeight,
+                     int16_t maxWidth, int16_t maxHeight);
+void SetWindowZoomed(WindowPtr w, bool zoomed);
+
+// The desktop: the union of all screens, less panels where that is known.
+void GetScreenBounds(Rect *bounds);
+RgnHandle GetGrayRgn();
+
+// The part under a mouse event that WaitNextEvent has just returned. The part
+// comes from the native act, so `where` needs no hit test of its own.
+int16_t FindWindow(const EventRecord *event, WindowPtr *w);
+
+// The native act has already happened when these are called; each answers it.
+void DragWindow(WindowPtr w, const EventRecord *event);
+// High word the height, low word the width after the resize; 0 for no change.
+uint32_t GrowWindow(WindowPtr w, const EventRecord *event, const Rect *limits);
+bool TrackGoAway(WindowPtr w, const EventRecord *event);
+bool TrackBox(WindowPtr w, const EventRecord *event, int16_t part);
+void DrawGrowIcon(WindowPtr w);
+
+// Redrawing. Between the two, drawing is cut to what has to be redrawn.
+void BeginUpdate(WindowPtr w);
+void EndUpdate(WindowPtr w);
+void InvalWindowRect(WindowPtr w, const Rect *r);
+void InvalWindowRgn(WindowPtr w, RgnHandle rgn);
+void ValidWindowRgn(WindowPtr w, RgnHandle rgn);
+void ValidWindowRect(WindowPtr w, const Rect *r);
+// The region still to be redrawn, local coordinates; empty without one.
+void GetWindowUpdateRgn(WindowPtr w, RgnHandle rgn);
+
+// Cursors: 1 text, 4 wait, 310 positioning, 0 the arrow.
+void SetCursorID(WindowPtr w, int16_t id);
+void InitCursor();  // the arrow, everywhere
+void SetWaitCursor();
+void ObscureCursor();
+
+void SetWRefCon(WindowPtr w, int32_t value);
+int32_t GetWRefCon(WindowPtr w);
