@@ -1,0 +1,14 @@
+// platform/core/resimage.h
+// The program's own resources, compiled in. tools/rescomp generates the
+// definition from resources/*.toml.
+//
+// The image: "qRIM", u32 count, then for each resource u32 type, i16 id,
+// u8 attributes, pstring name, u32 length and that many bytes; all
+// big-endian, sorted by type (as an unsigned number) and id.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+extern const uint8_t kResourceImage[];
+extern const size_t kResourceImageSize;
