@@ -2,6 +2,7 @@
 // Scripts: text files that run a line at a time from the event pass.
 #pragma once
 
+#include "platform/files.h"
 #include "platform/types.h"
 
 // 0 no script; -2 just started or to be stopped; -1 the next line is due;
@@ -26,10 +27,6 @@ OSErr open_script(const FSSpec *file);
 OSErr start_script(int16_t fileRef);
 void do_script();   // runs one line
 void check_wait();  // ends a wait that is over
-
-// True if `text` (zero-ended) stands in the cursor's line, or in the one above
-// when it may just have been left.
-bool linecontains(const uint8_t *text);
 
 OSErr ResolveDir(const FSSpec *file, FSSpec *out);  // 0: a folder
 OSErr OpenWResolve(const FSSpec *file, int16_t *fileRef);

@@ -36,9 +36,23 @@ int port_break(int fd, int16_t duration);     // the real one
 // Bytes as read() and write() do, with two differences: minus the errno in
 // place of -1, and a line that has gone is -28 (ENOSPC never comes from a
 // terminal). A pseudo-terminal whose other end closed counts as gone.
+//
+// Nothing is lost while the line stands: a write that finds no room at all
+// still takes one byte, which waits here until there is room, ahead of all
+// that follows.
 constexpr int kPortGone = -28;
 int32_t port_read(int fd, void *to, int32_t count);
 int32_t port_write(int fd, const void *from, int32_t count);
+
+// For what is offered once and never again (a key, a reply, a shot of queued
+// text): takes all of it, and keeps here what the line has no room for. Past
+// kPortHold bytes kept, the rest is lost, and the count taken is less.
+constexpr int32_t kPortHold = 4096;
+int32_t port_send(int fd, const void *from, int32_t count);
+
+// Writes what is kept, as far as there is room; true while some is left.
+bool port_holds(int fd);
+void port_drop(int fd);  // forgets what is kept
 
 // Is the device of that path there (again)? Costs one stat.
 bool port_present(const char *path);

@@ -4,13 +4,12 @@
 // and writes its descriptor.
 #pragma once
 
+#include "platform/ports.h"
 #include "platform/types.h"
 
 // ---- the list of ports ----------------------------------------------------
 // Entries below gDevCount are those of the last enumeration. Blocks are taken
-// once and used again. More ports than kMaxPorts are left out.
-
-constexpr int kMaxPorts = 40;
+// once and used again. More than kMaxPorts (platform/ports.h) are left out.
 
 extern uint8_t *gPortNames[kMaxPorts];        // name in menus, 256-byte blocks
 extern uint8_t *gPortDevInNames[kMaxPorts];   // path of the device
@@ -76,6 +75,11 @@ void SetModem(ConstStr name);  // the port to use from the next OpenModem on
 int16_t SerAlloc();   // 0; 1 if memory is short
 int16_t OpenModem();  // 0, or errno, reported with the reason
 void CloseModem();
+
+// While the port is closed because its device went away: looks for it twice a
+// second and opens it when it is back. Costs a comparison otherwise, so the
+// main loop calls it in each turn without a port. 1 when it opened the port.
+int16_t RetryModem();
 
 void set_port();               // the line from Baudrate, data, parity, flow
 void set_baud(int32_t speed);  // and into the connection
