@@ -92,6 +92,24 @@ constexpr uint8_t kXfer1K = 0x02;        // ask for 1K blocks
 constexpr uint8_t kXferChecksum = 0x04;  // checksum, no CRC
 constexpr uint8_t kXferBPlus = 0x08;     // answer B Plus transfers of the host
 
+// A four-letter code in a record: four bytes in the order they are read, in
+// memory as on file, and an OSType to whoever uses it.
+struct four_t {
+    uint8_t letters[4];
+
+    operator OSType() const
+    {
+        return OSType(letters[0]) << 24 | OSType(letters[1]) << 16 |
+               OSType(letters[2]) << 8 | OSType(letters[3]);
+    }
+    four_t &operator=(OSType code)
+    {
+        for (int i = 0; i < 4; i++)
+            letters[i] = uint8_t(code >> (24 - 8 * i));
+        return *this;
+    }
+};
+
 // ---- the global settings record ---------------------------------------------
 // 428 bytes, resource `qSet` 1.
 
@@ -132,9 +150,9 @@ struct qset_t {
     uint8_t breakShort;         // 100: length of a break
     uint8_t breakLong;          // 101: the same with a modifier key
     uint8_t reserved102[10];    // 102
-    OSType textCreator;         // 112: creator of text files we write
-    OSType binCreator;          // 116: creator of received binary files
-    OSType binType;             // 120: type of received binary files
+    four_t textCreator;         // 112: creator of text files we write
+    four_t binCreator;          // 116: creator of received binary files
+    four_t binType;             // 120: type of received binary files
     uint8_t reserved124[4];     // 124
     uint8_t fontName0[16];      // 128: font name for termType 0
     uint8_t fontName1[16];      // 144: for termType 1
@@ -248,10 +266,11 @@ void GetPassword(uint8_t *out, Handle list, int16_t ignored = 0);
 // its name. Volumes 1 and 2 with folder 2 are the single digit. (VolDirToStr
 // of transfer/Names.h writes the folder form.)
 
+constexpr int16_t kNoVolume = 728;  // a number that no volume has
 constexpr int32_t kNoFolder = -1;
 
 // Takes a path string apart. With an empty string, or a volume that isn't
-// there, the volume is kNoVolume (transfer/Names.h) and the folder kNoFolder.
+// there, the volume is kNoVolume and the folder kNoFolder.
 // `name` gets the file's name, empty if there is none; it may be null.
 void GetFolderFromStr(ConstStr path, int16_t *volume, int32_t *folder,
                       uint8_t *name);
