@@ -23,8 +23,6 @@ extern int32_t mgCount;                   // files chosen
 
 // ---- the receive folder ----------------------------------------------------
 
-constexpr int16_t kNoVolume = 728;  // a number no volume has
-
 extern int16_t zRcvVol;
 extern int32_t zRcvDirID;
 extern uint8_t needName;  // the file came without a name; ask at the end
@@ -88,6 +86,5 @@ int16_t BinTypeCheck(const uint8_t *data, int32_t len, ConstStr name,
 OSErr DoAutoOpen(const FSSpec *spec);
 OSErr CheckAppName(int16_t length, const uint8_t *name, FSSpec *spec);
 OSErr OpenWithDoc(const FSSpec *application, const FSSpec *document);
-int16_t IsAppRunning7(OSType creator);
 
 int16_t PlaySound(int16_t index);  // 1 if a sound played

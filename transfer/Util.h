@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-extern CInfoPBRec fb;  // catalog entry of the last filesize
+extern CatInfo fb;  // catalog entry of the last filesize
 extern int32_t datBytes, rezBytes;        // fork lengths
 extern int32_t datBlkBytes, rezBlkBytes;  // rounded up to 128
 extern int32_t Ascii;        // text: CR goes as LF

@@ -8,6 +8,7 @@
 
 #include "transfer/xmodem.h"
 
+#include <array>
 #include <cstdint>
 
 // ---- wire bytes ------------------------------------------------------------
@@ -104,8 +105,8 @@ extern int32_t evenp;               // high bit of the last ZPAD; not read
 // CRC-16/XMODEM: polynomial 0x1021, start 0, not reflected.
 // CRC-32: IEEE 802.3, reflected, start and final complement by the caller.
 
-extern const uint16_t crctab[256];
-extern const uint32_t cr3tab[256];
+extern const std::array<uint16_t, 256> crctab;
+extern const std::array<uint32_t, 256> cr3tab;
 constexpr uint32_t CRC32_GOOD = 0xDEBB20E3;  // data and CRC run through
 
 inline uint16_t updcrc(uint8_t c, uint16_t crc)
