@@ -55,7 +55,8 @@ struct be_window_info {
     be_rect content;  // global
     const char *title;
     bool resizable, closable, zoomable;
-    bool canvas;      // the core draws the content
+    bool canvas;      // the core draws the content; in a dialog, the boxes of
+                      // user items alone
 };
 
 void be_window_new(be_win w, const be_window_info *info);
@@ -118,8 +119,10 @@ enum be_item_kind {
     BE_POPUP,     // menu by id in `menu`, value the item chosen
     BE_PROGRESS,
     BE_ICON,      // value: 0 stop, 1 note, 2 caution, 3 the program
-    BE_USER,      // drawn by the core; the back end reports clicks
+    BE_USER,      // its box shows the canvas. A press in it comes by
+                  // up_mouse, at its time, with the release; no up_item_hit
     BE_SCROLLBAR, // vertical
+    BE_GROUP,     // a titled frame around other items
 };
 struct be_item_info {
     be_item_kind kind;

@@ -23,5 +23,9 @@ void clock_watch_port(int fd);
 void clock_port_empty(bool gone);
 void clock_port_read();
 
+// A write took something. Without it, a loop that reads nothing again and
+// again counts as one that waits for the line, and is slowed down.
+void clock_port_wrote();
+
 // A write took less than was offered: watch for room until told otherwise.
 void clock_output_owed(bool owed);

@@ -64,5 +64,8 @@ using ModalFilterProc = bool (*)(DialogPtr d, EventRecord *event,
                                  int16_t *item);
 void ModalDialog(ModalFilterProc filter, int16_t *item);
 
+// The desktop's colour dialog, starting with `start`. False: let go.
+bool GetColor(ConstStr prompt, const RGBColor *start, RGBColor *out);
+
 // What ^0 to ^3 stand for in texts. Null keeps the one there was.
 void ParamText(ConstStr p0, ConstStr p1, ConstStr p2, ConstStr p3);

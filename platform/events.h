@@ -15,9 +15,10 @@ enum : uint16_t {
     diskEvt = 7,
     activateEvt = 8,
     osEvt = 15,
-    kHighLevelEvent = 23,  // served whatever the mask
+    kHighLevelEvent = 23,  // its bit in a mask is highLevelEventMask
 };
 constexpr uint16_t everyEvent = 0xFFFF;
+constexpr uint16_t highLevelEventMask = 0x0400;
 
 enum : uint16_t {
     activeFlag = 0x0001,  // in an activate event: becomes active
