@@ -22,9 +22,9 @@ std::string macroman_to_utf8(std::string_view bytes);
 // `missing` isn't null, it takes the first such code point, or 0xFFFD for a
 // malformed sequence, and 0 if there was none.
 std::string utf8_to_macroman(std::string_view utf8, uint8_t instead = '?',
-                             char32_t* missing = nullptr);
+                             char32_t *missing = nullptr);
 
 // Takes one code point off the front of `rest`; 0xFFFD and one byte less for
 // what is malformed (cut short, overlong, a surrogate, past 0x10FFFF).
-char32_t utf8_next(std::string_view& rest);
-void utf8_append(std::string& out, char32_t point);
+char32_t utf8_next(std::string_view &rest);
+void utf8_append(std::string &out, char32_t point);

@@ -1,0 +1,338 @@
+// Texts, and the templates of the phone book's records.
+#include "tools/rescomp/rescomp.h"
+
+#include <cstring>
+
+// ---- texts -----------------------------------------------------------------
+
+// [list.strings] is an array, or a table whose keys are the places (from 1);
+// places between them stay empty.
+static std::vector<std::string> strings_of(const toml::table &t)
+{
+    std::vector<std::string> out;
+    if (const toml::array *a = t.get_as<toml::array>("strings")) {
+        for (auto &&n : *a)
+            out.push_back(text_of(n));
+        return out;
+    }
+    const toml::table *places = t.get_as<toml::table>("strings");
+    if (!places) {
+        complain(t, "the list has no strings");
+        return out;
+    }
+    for (auto &&[key, n] : *places) {
+        size_t place = 0;
+        for (char c : key.str())
+            place = c >= '0' && c <= '9' ? place * 10 + size_t(c - '0') : 9999;
+        if (place < 1 || place > 999) {
+            complain(n, "a place in a list is a number from 1");
+            continue;
+        }
+        if (out.size() < place)
+            out.resize(place);
+        out[place - 1] = text_of(n);
+    }
+    return out;
+}
+
+static void make_list(const toml::table &t, Resources &all)
+{
+    only_members(t, {"id", "name", "strings"});
+    std::vector<std::string> strings = strings_of(t);
+    Bytes b;
+    b.u16(int(strings.size()));
+    for (const std::string &s : strings)
+        b.pstring(s);
+    add(all, four("STR#"), t, b.data);
+}
+
+static void make_string(const toml::table &t, Resources &all)
+{
+    only_members(t, {"id", "text"});
+    Bytes b;
+    b.pstring(text_in(t, "text"));
+    add(all, four("STR "), t, b.data);
+}
+
+// [errors] has the texts of many codes under their numbers.
+static void make_errors(const toml::table &errors, Resources &all)
+{
+    for (auto &&[key, n] : errors) {
+        int code = std::atoi(std::string(key.str()).c_str());
+        if (code == 0 || code < -32768 || code > 32767) {
+            complain(n, "an error code is a number other than 0");
+            continue;
+        }
+        Bytes b;
+        b.pstring(text_of(n));
+        Resource r{"", b.data};
+        all.emplace(std::make_pair(four("eSTR"), code), std::move(r));
+    }
+}
+
+static void make_version(const toml::table &t, Resources &all)
+{
+    only_members(t, {"id", "number", "short", "long"});
+    std::string number = text_in(t, "number");
+    int major = 0, minor = 0, fix = 0;
+    if (std::sscanf(number.c_str(), "%d.%d.%d", &major, &minor, &fix) < 2)
+        complain(t, "a version number reads like 1.0.0");
+    Bytes b;
+    b.u8(major);
+    b.u8((minor & 15) << 4 | (fix & 15));
+    b.u8(0x80); // released
+    b.u8(0);
+    b.u16(0);
+    b.pstring(text_in(t, "short"));
+    b.pstring(text_in(t, "long"));
+    add(all, four("vers"), t, b.data);
+}
+
+// ---- records by field ------------------------------------------------------
+
+enum FieldKind : uint8_t {
+    kU8,     // a number, or one character
+    kU16,    // big-endian
+    kU32,    // big-endian, or four characters
+    kNative, // 16-bit numbers as this machine keeps them in memory
+    kChars,  // that many characters
+    kPString // a string with length byte in a field of that many bytes
+};
+
+struct Field {
+    const char *name;
+    int offset;
+    FieldKind kind;
+    int count; // elements, or bytes for kChars and kPString
+};
+
+// clang-format off
+static constexpr Field connectionFields[] = {
+    {"baudWord",         0, kU16, 1},
+    {"parityChar",       2, kU8, 1},
+    {"dataChar",         3, kU8, 1},
+    {"stopChar",         4, kU8, 1},
+    {"echoFlag",         5, kU8, 1},
+    {"termFlags",        6, kU8, 1},
+    {"bsKey",            8, kU8, 1},
+    {"flowFlags",        9, kU8, 1},
+    {"hasPhone",        10, kU8, 1},
+    {"bufFlags",        11, kU8, 1},
+    {"termType",        12, kU8, 1},
+    {"maxTries",        13, kU8, 1},
+    {"macroSetID",      14, kU16, 1},
+    {"dconvChar",       16, kU8, 1},
+    {"xferFlags",       17, kU8, 1},
+    {"rcvProto",        18, kU8, 1},
+    {"sendProto",       19, kU8, 1},
+    {"xmTimeout",       20, kU8, 1},
+    {"xmStartTimeout",  21, kU8, 1},
+    {"szTimeout",       22, kU8, 1},
+    {"rzTimeout",       23, kU8, 1},
+    {"paceFlags",       24, kU8, 1},
+    {"charDelay",       26, kU8, 1},
+    {"lineDelay",       28, kU16, 1},
+    {"promptChar",      30, kU8, 1},
+    {"zBlockChar",      32, kU8, 1},
+    {"zFlags",          33, kU8, 1},
+    {"zWindow",         36, kU16, 1},
+    {"hostNames",       41, kU8, 1},
+    {"kermLen",         42, kU16, 1},
+    {"kermCheck",       44, kU8, 1},
+    {"lastConnect",     52, kU32, 1},
+    {"localStrID",      70, kU16, 1},
+    {"oldPhone",        72, kPString, 32},
+    {"oldZStart",      104, kPString, 24},
+    {"baudLong",       128, kU32, 1},
+};
+static constexpr Field settingsFields[] = {
+    {"inBufSize",        0, kU16, 1},
+    {"portNumber",       2, kU16, 1},
+    {"portIn",           4, kU16, 1},
+    {"portOut",          6, kU16, 1},
+    {"bufWinLoc",        8, kU16, 2},
+    {"rcvFolder",       12, kU32, 1},
+    {"winRectSmall",    16, kU16, 4},
+    {"zoomRectSmall",   24, kU16, 4},
+    {"winRectLarge",    32, kU16, 4},
+    {"zoomRectLarge",   40, kU16, 4},
+    {"zoomFlags",       48, kU16, 1},
+    {"fileBufSize",     50, kU16, 1},
+    {"xferWinLoc",      52, kNative, 2},
+    {"findWinLoc",      56, kU16, 2},
+    {"dialWinLoc",      60, kU16, 2},
+    {"termFontSize",    64, kU8, 1},
+    {"keyFlags",        65, kU8, 1},
+    {"printFontSize",   66, kU8, 1},
+    {"printHeaderOff",  67, kU8, 1},
+    {"globFlags",       72, kU8, 1},
+    {"bgFlags",         73, kU8, 1},
+    {"useColor",        76, kU8, 1},
+    {"fgColor",         78, kU8, 1},
+    {"bgColor",         79, kU8, 1},
+    {"fgMap",           80, kChars, 8},
+    {"bgMap",           88, kChars, 8},
+    {"redialDelay",     96, kU8, 1},
+    {"dialTimeout",     97, kU8, 1},
+    {"dialType",        98, kU8, 1},
+    {"modemFlags",      99, kU8, 1},
+    {"breakShort",     100, kU8, 1},
+    {"breakLong",      101, kU8, 1},
+    {"textCreator",    112, kU32, 1},
+    {"binCreator",     116, kU32, 1},
+    {"binType",        120, kU32, 1},
+    {"fontName0",      128, kPString, 16},
+    {"fontName1",      144, kPString, 16},
+    {"fontName2",      160, kPString, 16},
+    {"fontName3",      176, kPString, 16},
+    {"oldDefService",  192, kPString, 32},
+    {"oldModemName",   224, kPString, 32},
+    {"bufWinRect",     256, kU16, 4},
+    {"dirWinRect",     264, kU16, 4},
+    {"pageMargins",    288, kU16, 4},
+    {"rgbTable",       320, kNative, 54},
+};
+// clang-format on
+
+static void put_number(std::string &record, size_t at, FieldKind kind,
+                       uint32_t v)
+{
+    uint16_t v16 = uint16_t(v);
+    switch (kind) {
+    case kU8:
+        record[at] = char(v);
+        break;
+    case kU16:
+        record[at] = char(v >> 8);
+        record[at + 1] = char(v);
+        break;
+    case kU32:
+        for (size_t i = 0; i < 4; i++)
+            record[at + i] = char(v >> (24 - 8 * i));
+        break;
+    case kNative:
+        std::memcpy(&record[at], &v16, 2);
+        break;
+    default:
+        break;
+    }
+}
+
+static size_t width_of(FieldKind kind)
+{
+    return kind == kU8 ? 1 : kind == kU32 ? 4 : 2;
+}
+
+// A number in range, or the characters of a text as one number.
+static uint32_t number_of(const toml::node &n, FieldKind kind)
+{
+    size_t width = width_of(kind);
+    if (n.is_string() && kind != kU16 && kind != kNative) {
+        std::string text = text_of(n, width);
+        if (text.size() != width)
+            complain(n,
+                     "the text needs " + std::to_string(width) + " characters");
+        uint32_t v = 0;
+        for (char c : text)
+            v = v << 8 | uint8_t(c);
+        return v;
+    }
+    int64_t v = n.value_or(int64_t(-0x7FFFFFFFFF));
+    if (v < -(int64_t(1) << (8 * width - 1)) || v >= int64_t(1) << (8 * width))
+        complain(n, "the number doesn't fit the field");
+    return uint32_t(v);
+}
+
+static void put_field(std::string &record, const Field &f, const toml::node &n)
+{
+    size_t at = size_t(f.offset), count = size_t(f.count);
+    if (f.kind == kChars || f.kind == kPString) {
+        std::string text = text_of(n, f.kind == kChars ? count : count - 1);
+        if (f.kind == kChars && text.size() != count)
+            complain(n,
+                     "the text needs " + std::to_string(count) + " characters");
+        if (f.kind == kPString)
+            text.insert(text.begin(), char(text.size()));
+        std::memcpy(&record[at], text.data(), text.size());
+        return;
+    }
+    if (count == 1) {
+        put_number(record, at, f.kind, number_of(n, f.kind));
+        return;
+    }
+    const toml::array *a = n.as_array();
+    if (!a || a->size() != count) {
+        complain(n, "the field needs " + std::to_string(count) + " numbers");
+        return;
+    }
+    for (auto &&element : *a) {
+        put_number(record, at, f.kind, number_of(element, f.kind));
+        at += width_of(f.kind);
+    }
+}
+
+template <size_t N>
+static void make_record(const toml::table &t, Resources &all, uint32_t type,
+                        size_t size, const Field (&fields)[N])
+{
+    std::string record(size, '\0');
+    for (auto &&[key, n] : t) {
+        if (key == "id" || key == "name")
+            continue;
+        const Field *found = nullptr;
+        for (const Field &f : fields)
+            if (key == f.name)
+                found = &f;
+        if (found)
+            put_field(record, *found, n);
+        else
+            complain(n, "no such field: " + std::string(key.str()));
+    }
+    add(all, type, t, record);
+}
+
+static void make_connection(const toml::table &t, Resources &all)
+{
+    make_record(t, all, four("Dial"), 136, connectionFields);
+}
+
+static void make_settings(const toml::table &t, Resources &all)
+{
+    make_record(t, all, four("qSet"), 428, settingsFields);
+}
+
+// Columns of a list, from left to right.
+static void make_columns(const toml::table &t, Resources &all)
+{
+    only_members(t, {"id", "at"});
+    Bytes b;
+    if (const toml::array *a = t.get_as<toml::array>("at"))
+        for (auto &&n : *a)
+            b.u16(int(n.value_or(int64_t(0))));
+    add(all, four("cPos"), t, b.data);
+}
+
+void make_records(const toml::table &file, Resources &all,
+                  std::map<std::string, const toml::node *> &left)
+{
+    static constexpr struct {
+        const char *name;
+        void (*make)(const toml::table &, Resources &);
+    } records[] = {{"list", make_list},         {"string", make_string},
+                   {"version", make_version},   {"connection", make_connection},
+                   {"settings", make_settings}, {"columns", make_columns}};
+
+    for (auto &record : records) {
+        const toml::array *a = file.get_as<toml::array>(record.name);
+        if (!a)
+            continue;
+        left.erase(record.name);
+        for (auto &&n : *a)
+            if (const toml::table *t = n.as_table())
+                record.make(*t, all);
+    }
+    if (const toml::table *t = file.get_as<toml::table>("errors")) {
+        left.erase("errors");
+        make_errors(*t, all);
+    }
+}
