@@ -30,6 +30,7 @@ extern int16_t pgmFRef;      // the program's own resource file
 extern int16_t curDialItem;  // index of the connection in use in ddHdls
 extern int16_t modem_res;    // id of the modem list
 extern int16_t mstr_count;   // its count of strings
+extern bool gBookIsNew;      // it was made from the templates just now
 
 // ---- opening ----------------------------------------------------------------
 
@@ -75,6 +76,5 @@ void UpdateConnect();
 // else -1.
 int16_t UniqRangeID(OSType type, int16_t base);
 
-// Puts the strings of an entry or the global list aside without a copy: the
-// book's content of `type` `id` becomes that of `list`. 0 or an error.
+// Gives a resource of the book the bytes of another block. 0 or an error.
 OSErr ReplaceResource(Handle resource, Handle content);

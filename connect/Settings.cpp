@@ -190,6 +190,18 @@ int16_t StrListCount(Handle list)
     return int16_t(count > 32767 ? 32767 : count);
 }
 
+bool StrListOK(Handle list)
+{
+    list_walk walk = start_walk(list);
+
+    if (walk.size < 2)
+        return false;
+    int32_t promised = walk.left, found = 0;
+    while (next_string(list, &walk) >= 0)
+        found++;
+    return found == promised && walk.offset == walk.size;
+}
+
 Handle NewStrList()
 {
     return NewHandleClear(2);

@@ -251,6 +251,7 @@ void GetFromStrList(Handle list, int16_t index, uint8_t *out);
 OSErr SetStrInList(Handle list, int16_t index, ConstStr string);
 
 int16_t StrListCount(Handle list);  // strings that really are there
+bool StrListOK(Handle list);        // count and lengths fit the block exactly
 Handle NewStrList();                // an empty list, or null
 
 void GetGlob(int16_t index, uint8_t *out);
