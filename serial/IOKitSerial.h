@@ -76,6 +76,10 @@ int16_t SerAlloc();   // 0; 1 if memory is short
 int16_t OpenModem();  // 0, or errno, reported with the reason
 void CloseModem();
 
+// The line has gone: closes the port and opens it once more. 0, or errno; then
+// RetryModem goes on looking.
+int16_t LoseModem();
+
 // While the port is closed because its device went away: looks for it twice a
 // second and opens it when it is back. Costs a comparison otherwise, so the
 // main loop calls it in each turn without a port. 1 when it opened the port.

@@ -79,6 +79,13 @@ int16_t awRdy();   // pushes the remainder once: 1 if some is left
 void FlushAW();    // waits until nothing is left or the user cancels
 void awKill();     // drops the remainder
 
+// What an event wait shall know of output: it also ends when the line takes
+// bytes again while some are owed. awServe, at each read of the port, pushes
+// what is owed; awTextReady, after it, says that queued text may go out at
+// once.
+void awServe();
+void awTextReady();
+
 int16_t aw1Send(int16_t fd, int16_t len, const uint8_t *src);  // 0
 int16_t aw1Busy();                           // 1: bytes still on their way
 void putHist(const uint8_t *buf, int16_t n); // n sent bytes into the ring

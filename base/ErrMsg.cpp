@@ -1,0 +1,155 @@
+// base/ErrMsg.cpp
+// What the user hears of failures.
+#include "base/ErrMsg.h"
+
+#include "base/pstr.h"
+#include "platform/alerts.h"
+#include "platform/clock.h"
+#include "platform/dialogs.h"
+#include "platform/drawing.h"
+#include "platform/memory.h"
+#include "platform/resources.h"
+#include "platform/sound.h"
+#include "shell/Quillon.h"
+#include "terminal/VT100.h"
+
+constexpr int16_t kStopAlert = 302;
+constexpr int16_t kFlashDialog = 304, kFlashText = 1;
+constexpr int16_t kWarnDialog = 305, kWarnText = 2;
+constexpr int32_t kWarnTicks = 120;
+constexpr int16_t kFlashDrop = 10;  // a short notice sits this much lower
+
+static Str255 erStr;
+static bool inError;  // PrtError runs; its own failures are not reported
+
+uint8_t *errorString(int16_t code, ConstStr text)
+{
+    Handle words = GetResource(FOUR("eSTR"), code);
+
+    if (words && GetHandleSize(words) > 0 &&
+        GetHandleSize(words) > int32_t((*words)[0])) {
+        pstrcpy(erStr, *words);
+    } else {
+        pstrcpy(erStr, PSTR("Error: "));
+        if (code != 0) {
+            Str255 number;
+            NumToString(code, number);
+            pstrcat(erStr, number);
+        }
+    }
+    if (text && code != kUserCancelled)
+        pstrcat(erStr, text);
+    return erStr;
+}
+
+void ErrorAlert(ConstStr text, int16_t code)
+{
+    // Blanks, as null would keep the texts of an earlier alert.
+    ParamText(errorString(code, text), sp_str, sp_str, nullptr);
+    InitCursor();
+    StopAlert(kStopAlert);
+}
+
+void ErrorAlertSTR(int16_t code, int16_t list, int16_t index)
+{
+    Str255 text;
+
+    GetIndString(text, list, index);
+    ErrorAlert(text, code);
+}
+
+int16_t PrtError(int16_t code, ConstStr text)
+{
+    if (inError)
+        return code;
+    inError = true;
+    if (myWindow) {
+        // A copy: drawing may report something of its own meanwhile.
+        Str255 words;
+        pstrcpy(words, errorString(code, text));
+        if (curcol != 0)
+            crlf();
+        drawCString("###  ");
+        drawPString(words);
+        crlf();
+    } else {
+        ShowWarn(errorString(code, text));
+    }
+    inError = false;
+    return code;
+}
+
+int16_t PrtErrorSTR(int16_t code, int16_t list, int16_t index)
+{
+    Str255 text;
+
+    GetIndString(text, list, index);
+    return PrtError(code, text);
+}
+
+// Turns passes that leave keys and mouse alone, for `ticks`.
+static void pass_time(int32_t ticks)
+{
+    uint32_t start = TickCount();
+
+    while (int32_t(TickCount() - start) < ticks)
+        MainEventLoop(kNoUserEvents, kModeSmall);
+}
+
+void ShowWarn(ConstStr text)
+{
+    Str255 words;  // erStr may change while the dialog stands
+
+    pstrcpy(words, text);
+    SysBeep(4);
+    DialogPtr d = GetNewDialog(kWarnDialog);
+    if (!d)
+        return;
+    SetDText(d, kWarnText, words);
+    DrawDialog(d);
+    pass_time(kWarnTicks);
+    DisposeDialog(d);
+}
+
+void ShowWarnSTR(int16_t list, int16_t index)
+{
+    Str255 text;
+
+    GetIndString(text, list, index);
+    ShowWarn(text);
+}
+
+void MessageFlash(ConstStr text, int32_t ticks)
+{
+    Str255 words;
+    int16_t kind;
+    Rect box;
+
+    pstrcpy(words, text);
+    DialogPtr d = GetNewDialog(kFlashDialog);
+    if (!d)
+        return;
+    GetDialogItem(d, kFlashText, &kind, &box);
+    int spare = box.right - box.left - StringWidth(words);
+    if (spare > 0) {
+        box.left = int16_t(box.left + spare / 2);
+        box.top = int16_t(box.top + kFlashDrop);
+        box.bottom = int16_t(box.bottom + kFlashDrop);
+        SetDialogItemRect(d, kFlashText, &box);
+    }
+    SetDText(d, kFlashText, words);
+    DrawDialog(d);
+    pass_time(ticks);
+    DisposeDialog(d);
+}
+
+void SetDText(DialogPtr dialog, int16_t item, ConstStr text)
+{
+    int16_t kind;
+    Rect box;
+
+    GetDialogItem(dialog, item, &kind, &box);
+    kind &= int16_t(~kItemDisabled);
+    if (kind == kItemStaticText || kind == kItemEditText)
+        SetDialogItemText(dialog, item, text);
+}
