@@ -12,6 +12,10 @@ extern int32_t scrolled;        // the view isn't at the bottom
 extern int32_t scrollPosPrev;   // value before the current tracking step
 extern RgnHandle upd_rgn;       // what scrolling uncovered; scratch
 
+// The line at the top of the view: the scroll bar's value, also when the
+// control itself lags behind (sb_update).
+int16_t view_top();
+
 void do_scroll(int16_t part, Point point);  // a press; until its release
 void sbar_action(ControlHandle control, int16_t part);
 void scrollPage(int16_t from, int16_t to);  // top line of the view

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 
+#include "platform/fonts.h"
 #include "platform/types.h"
 
 constexpr int kMaxRows = 100;
@@ -103,7 +104,8 @@ extern const uint8_t querystring[];  // device attributes, length-prefixed
 
 extern int16_t termFont;   // font number in use
 extern int16_t curFSize;   // its size, 9 until the settings say
-extern int16_t Ascent, LineHeight, CharWid;
+extern FontInfo fontstuff; // of the font last asked about
+extern int16_t Ascent, LineHeight, CharWid;  // of the one in use
 extern uint8_t gProportional;  // "i" or "W" isn't as wide as "0"
 extern Point curPenLoc;        // the pen after the last text
 extern uint8_t gNeedPen;       // drawing was skipped: curPenLoc is stale

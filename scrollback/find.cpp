@@ -1,0 +1,2 @@
+#include "scrollback/find.h"
+int32_t findline = -1;
