@@ -4,8 +4,6 @@
 
 #include "platform/events.h"
 
-#include <iterator>
-
 // ---- the table --------------------------------------------------------------
 
 // A toolkit key number, whether it is the one on the keypad, the classic
@@ -134,7 +132,7 @@ static constexpr key_row key_rows[] = {
     { Qt::Key_N,          false, 0x2D,  0,  57 },
     { Qt::Key_M,          false, 0x2E,  0,  58 },
     { Qt::Key_Period,     false, 0x2F,  0,  60 },
-    { Qt::Key_Space,      false, 0x31, ' ',  0 },
+    { Qt::Key_Space,      false, 0x31,  0,  65 },
 };
 // clang-format on
 
@@ -187,15 +185,13 @@ void keys_forget()
 
 // ---- characters -------------------------------------------------------------
 
-// The control character that Ctrl makes of a key, as xterm has it, or -1. The
+// The control character that Ctrl makes of a key, as xterm has it, or 0. The
 // digits 2 to 7 and the space bar stay themselves: the program turns them.
-static int control_character(int key)
+static uint8_t control_character(int key)
 {
     if (key >= Qt::Key_A && key <= Qt::Key_Z)
-        return key & 31;
+        return uint8_t(key & 31);
     switch (key) {
-    case Qt::Key_At:
-        return 0;
     case Qt::Key_BracketLeft:
     case Qt::Key_BraceLeft:
         return 0x1B;
@@ -217,34 +213,88 @@ static int control_character(int key)
     case Qt::Key_8:
         return 0x7F;
     default:
-        return -1;
+        return 0;
     }
 }
 
-// The plain character of a key under Command: lower case, the shift aside.
-static QString command_text(const QKeyEvent& event, const key_row* row)
+// The key that bears a letter or sign, whatever the layout has there.
+static int latin_key(const QKeyEvent& event)
 {
     int key = event.key();
 
-    if (key > 0x7E || key < 0x20) {
-        const key_row* place = find_hardware(event.nativeScanCode());
-        if (!place)
-            return event.text();
-        key = place->key;
-    }
-    QChar c(key);
-    bool upper = event.modifiers() & Qt::ShiftModifier;
-
-    (void)row;
-    return QString(upper ? c : c.toLower());
+    if (key >= 0x20 && key <= 0x7E)
+        return key;
+    const key_row* place = find_hardware(event.nativeScanCode());
+    return place ? place->key : 0;
 }
 
-// Whether Ctrl+Shift and this key stand for Command and the key.
+// Ctrl+Shift with a letter stands for Command with it.
 static bool is_chord(const QKeyEvent& event)
 {
     constexpr Qt::KeyboardModifiers both =
         Qt::ControlModifier | Qt::ShiftModifier;
+    int key = latin_key(event);
 
     return (event.modifiers() & (both | Qt::AltModifier)) == both &&
-           event.key() >= Qt::Key_A && event.key() <= Qt::Key_Z;
+           key >= Qt::Key_A && key <= Qt::Key_Z;
+}
+
+// What Command or Control makes of a key that isn't a named one.
+static void held_stroke(const QKeyEvent& event, KeyStroke* stroke)
+{
+    int key = latin_key(event);
+
+    if (key == 0)
+        return;
+    if (const key_row* row = find_key(key, false))
+        stroke->code = row->code;
+    if (stroke->modifiers & cmdKey) {
+        bool upper = event.modifiers() & Qt::ShiftModifier;
+        if (is_chord(event)) {
+            stroke->modifiers &= uint16_t(~(shiftKey | controlKey));
+            upper = false;
+        }
+        QChar c = QChar(key);
+        stroke->text = upper ? c : c.toLower();
+        return;
+    }
+    if (key == Qt::Key_At) {
+        stroke->text = QStringLiteral("2");  // NUL comes of Control-2
+        return;
+    }
+    stroke->character = control_character(key);
+    if (stroke->character == 0)
+        stroke->text = QChar(key);
+}
+
+KeyStroke keys_translate(const QKeyEvent& event)
+{
+    KeyStroke stroke;
+    bool pad = event.modifiers() & Qt::KeypadModifier;
+    const key_row* row = find_key(event.key(), pad);
+
+    stroke.modifiers = keys_modifiers(event.modifiers());
+    if (is_chord(event))
+        stroke.modifiers |= cmdKey;
+    if (event.key() == Qt::Key_Insert &&
+        event.modifiers() == Qt::ShiftModifier) {
+        stroke.pastesPrimary = true;
+        return stroke;
+    }
+    if (row && row->character != 0) {
+        stroke.character = row->character;
+        stroke.code = row->code;
+        return stroke;
+    }
+    if (stroke.modifiers & (cmdKey | controlKey)) {
+        held_stroke(event, &stroke);
+        return stroke;
+    }
+    if (row)
+        stroke.code = row->code;
+    // Control bytes only come from the rules above: what else the layout makes
+    // of a key is text.
+    if (!event.text().isEmpty() && event.text().front().unicode() >= 0x20)
+        stroke.text = event.text();
+    return stroke;
 }

@@ -8,12 +8,14 @@
 
 #include <cstdint>
 
-// What one key press means.
+// What one key press means. With neither text nor character it says nothing
+// by itself: a modifier, a dead key, a key for the desktop.
 struct KeyStroke {
+    uint8_t character = 0;   // of a named key; 0: the text decides
     uint8_t code = 0;        // virtual key code; 0 where only the text counts
     uint16_t modifiers = 0;  // classic bits
-    QString text;            // what to send, one key event a character;
-                             // empty for a key that says nothing by itself
+    bool pastesPrimary = false;  // Shift+Insert, as in every X terminal
+    QString text;
 };
 
 // Modifier bits of an event or of the moment: Alt is Command, Super and AltGr

@@ -1,0 +1,241 @@
+// platform/desktop/outside.cpp
+// Clipboard, dragging text out, sounds, and files for other programs.
+#include "platform/desktop/windows.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QDesktopServices>
+#include <QDrag>
+#include <QFile>
+#include <QMimeData>
+#include <QProcess>
+#include <QUrl>
+
+#include <dlfcn.h>
+
+#ifdef HAVE_CANBERRA
+#include <canberra.h>
+#endif
+
+// ---- clipboard ----------------------------------------------------------------
+
+// A look at another program's clipboard is a trip to that program, which may
+// be slow to answer; so a text is kept until the desktop tells of a change.
+struct Kept {
+    bool known = false, any = false;
+    QByteArray text;
+};
+static Kept kept[2];  // clipboard, primary selection
+
+static QClipboard::Mode mode_of(bool primary)
+{
+    return primary ? QClipboard::Selection : QClipboard::Clipboard;
+}
+
+void outside_start()
+{
+    QObject::connect(QGuiApplication::clipboard(), &QClipboard::changed,
+                     [](QClipboard::Mode mode) {
+                         kept[mode == QClipboard::Selection].known = false;
+                     });
+}
+
+void be_clip_set(const char* text, bool primary)
+{
+    QClipboard* board = QGuiApplication::clipboard();
+
+    if (primary && !board->supportsSelection())
+        return;
+    board->setText(QString::fromUtf8(text), mode_of(primary));
+}
+
+const char* be_clip_get(bool primary)
+{
+    QClipboard* board = QGuiApplication::clipboard();
+    Kept& k = kept[primary];
+
+    if (primary && !board->supportsSelection())
+        return nullptr;
+    if (!k.known) {
+        const QMimeData* data = board->mimeData(mode_of(primary));
+        k.any = data && data->hasText();
+        k.text = k.any ? data->text().toUtf8() : QByteArray();
+        k.known = true;
+    }
+    return k.any ? k.text.constData() : nullptr;
+}
+
+// ---- dragging out ---------------------------------------------------------------
+
+// The one act of the toolkit's that keeps the loop to itself until it ends: it
+// holds the pointer. Nothing of ours runs in it but handlers, which enqueue.
+void be_drag_text(be_win id, const char* text)
+{
+    DeskWindow* w = desk_window(id);
+    bool taken = false;
+
+    if (w) {
+        auto* drag = new QDrag(w->content);
+        auto* data = new QMimeData;
+        data->setText(QString::fromUtf8(text));
+        drag->setMimeData(data);
+        taken = drag->exec(Qt::CopyAction) != Qt::IgnoreAction;
+        be_mouse now;
+        be_mouse_state(&now);
+        desk_note_mouse(QPoint(now.h, now.v) + desk_origin(), false,
+                        QGuiApplication::queryKeyboardModifiers());
+    }
+    up<up_drag_done>(taken);
+}
+
+// ---- sounds -----------------------------------------------------------------------
+
+#ifdef HAVE_CANBERRA
+// Sounds come through libcanberra, taken in at the first sound: most sessions
+// make none.
+static struct {
+    decltype(&ca_context_create) create;
+    decltype(&ca_context_destroy) destroy;
+    decltype(&ca_context_play) play;
+} canberra;
+static void* canberraLibrary;
+static ca_context* sounds;
+static bool soundsTried;
+
+template <class Function> static bool find(Function& function, const char* name)
+{
+    function = reinterpret_cast<Function>(dlsym(canberraLibrary, name));
+    return function != nullptr;
+}
+
+static bool sounds_ready()
+{
+    if (soundsTried)
+        return sounds != nullptr;
+    soundsTried = true;
+    canberraLibrary = dlopen("libcanberra.so.0", RTLD_NOW | RTLD_LOCAL);
+    if (!canberraLibrary || !find(canberra.create, "ca_context_create") ||
+        !find(canberra.destroy, "ca_context_destroy") ||
+        !find(canberra.play, "ca_context_play"))
+        return false;
+    if (canberra.create(&sounds) != CA_SUCCESS)
+        sounds = nullptr;
+    return sounds != nullptr;
+}
+
+// False when it can't be played. Without a sound server every further try
+// would only cost time, so there is none.
+static bool play(const char* property, const char* value)
+{
+    if (!sounds_ready())
+        return false;
+    int result = canberra.play(sounds, 0, property, value, nullptr);
+    if (result == CA_ERROR_NODRIVER || result == CA_ERROR_NOTAVAILABLE) {
+        canberra.destroy(sounds);
+        sounds = nullptr;
+    }
+    return result == CA_SUCCESS;
+}
+
+bool be_sound_file(const char* path)
+{
+    return play(CA_PROP_MEDIA_FILENAME, path);
+}
+
+bool be_sound_named(const char* name)
+{
+    return play(CA_PROP_EVENT_ID, name);
+}
+#else
+bool be_sound_file(const char*)
+{
+    return false;
+}
+
+bool be_sound_named(const char*)
+{
+    return false;
+}
+#endif
+
+// A host may ring thousands of times in a row; ten a second are heard as one
+// sound anyway. In the background the window asks for attention, too.
+void be_beep()
+{
+    constexpr int64_t kBetween = 100000;  // us
+    static int64_t lastBeep = -kBetween;
+    int64_t now = be_now_us();
+
+    if (now - lastBeep < kBetween)
+        return;
+    lastBeep = now;
+    if (!be_sound_named("bell"))
+        QApplication::beep();
+    DeskWindow* w = desk_document();
+    if (w && QGuiApplication::applicationState() != Qt::ApplicationActive)
+        QApplication::alert(w->top);
+}
+
+// ---- other programs ---------------------------------------------------------------
+
+// The command of a desktop entry with the file in its place. Field codes other
+// than that of the file are dropped, as the entry's standard allows.
+static QStringList entry_command(const QString& entry, const QString& path)
+{
+    QFile file(entry);
+    QString exec;
+    bool inside = false;
+
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    while (!file.atEnd()) {
+        QString line = QString::fromUtf8(file.readLine()).trimmed();
+        if (line.startsWith(QLatin1Char('[')))
+            inside = line == QLatin1String("[Desktop Entry]");
+        else if (inside && line.startsWith(QLatin1String("Exec=")))
+            exec = line.mid(5);
+    }
+    QStringList command;
+    bool placed = false;
+
+    for (const QString& word : QProcess::splitCommand(exec)) {
+        if (word == QLatin1String("%f") || word == QLatin1String("%F")) {
+            command += path;
+            placed = true;
+        } else if (word == QLatin1String("%u") || word == QLatin1String("%U")) {
+            command += QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded);
+            placed = true;
+        } else if (word.size() != 2 || word[0] != QLatin1Char('%')) {
+            command += word;
+        }
+    }
+    if (!placed && !command.isEmpty())
+        command += path;
+    return command;
+}
+
+bool be_open_with(const char* program, const char* path)
+{
+    QString file = QFile::decodeName(path);
+
+    if (!program)
+        return QDesktopServices::openUrl(QUrl::fromLocalFile(file));
+    QString name = QFile::decodeName(program);
+    QStringList command = name.endsWith(QLatin1String(".desktop"))
+                              ? entry_command(name, file)
+                              : QStringList{name, file};
+    if (command.isEmpty())
+        return false;
+    QString first = command.takeFirst();
+    return QProcess::startDetached(first, command);
+}
+
+void outside_stop()
+{
+#ifdef HAVE_CANBERRA
+    if (sounds)
+        canberra.destroy(sounds);
+    sounds = nullptr;
+#endif
+    kept[0] = kept[1] = Kept();
+}
