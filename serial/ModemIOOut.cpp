@@ -72,10 +72,10 @@ static bool remains()
 
 static void tell_clock(bool now)
 {
-    if (now == owed)
-        return;
+    // Told again each time: the clock looks for room only once after it.
+    if (now || owed)
+        clock_output_owed(now);
     owed = now;
-    clock_output_owed(now);
 }
 
 void awServe()
@@ -96,6 +96,7 @@ void awTextReady()
 // After a write: what the line had no room for is watched for.
 static void note_rest()
 {
+    clock_port_wrote();
     if (pb1.bytesLeft > 0 || port_holds(sOut))
         tell_clock(true);
 }

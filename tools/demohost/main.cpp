@@ -58,14 +58,15 @@ int main(int argc, char **argv)
     }
     line_at_end(programs_end);
 
-    if (direct) {
-        (void)host_menu();  // hung up or logged off: the modem is next anyway
-        modem_say("NO CARRIER");
-    }
-    for (;;) {
-        modem_idle();
+    if (direct)
+        (void)host_menu();
+    for (bool first = !direct;; first = false) {
+        call_end end = modem_call_end();
+        if (end == kHostEnded && !first)
+            modem_say("NO CARRIER");
+        if (end != kDialledAnew)
+            modem_idle();
         if (host_login())
             (void)host_menu();
-        modem_say("NO CARRIER");
     }
 }

@@ -44,6 +44,8 @@ static std::string lastCommand;  // for A/
 static int pluses;        // of them seen in a row
 static int64_t lastByte;  // when anything last came from the caller
 
+static call_end lastEnd = kHostEnded;  // until it is asked for
+
 static void factory()
 {
     echo = true;
@@ -224,12 +226,10 @@ static bool is_command(const std::string &s)
 static outcome obey(const std::string &command, bool call)
 {
     outcome o = run(command.substr(2), call);
-    if (o == kDone)
+    if (o == kDone || o == kDropped)
         modem_say("OK");
     else if (o == kFailed)
         modem_say("ERROR");
-    else if (o == kDropped)
-        modem_say("OK");
     return o;
 }
 
@@ -313,13 +313,32 @@ int modem_patience()
     return left < 0 ? 0 : int(left);
 }
 
+// Whether the call goes on after a command within it.
+static bool goes_on(outcome o)
+{
+    if (o == kConnected)
+        lastEnd = kDialledAnew;
+    else if (o == kDropped || o == kSilent)
+        lastEnd = kCallerEnded;
+    else
+        return true;
+    return false;
+}
+
+call_end modem_call_end()
+{
+    call_end e = lastEnd;
+    lastEnd = kHostEnded;
+    return e;
+}
+
 bool modem_due()
 {
     if (pluses != 3 || modem_patience() > 0)
         return true;
     pluses = 0;
     modem_say("OK");
-    return command_mode(true) != kDropped;
+    return goes_on(command_mode(true));
 }
 
 int host_key(int ms)
@@ -345,16 +364,10 @@ int host_key(int ms)
     }
 }
 
-// A whole line that a program sent to what it takes for a modem.
-static bool obeyed_in_call(const std::string &s)
-{
-    outcome o = obey(s, true);
-    return o != kDropped;
-}
-
-bool host_line(std::string &out, bool hidden)
+bool host_line(const char *prompt, std::string &out, bool hidden)
 {
     out.clear();
+    line_text(prompt);
     for (;;) {
         int c = host_key(-1);
         if (c == kHungUp)
@@ -363,15 +376,13 @@ bool host_line(std::string &out, bool hidden)
             if (c == '\n' && out.empty())
                 continue;
             line_text("\n");
-            if (is_command(out) && !hidden) {
-                if (!obeyed_in_call(out))
-                    return false;
-                out.clear();
+            if (hidden || !is_command(out))
                 return true;
-            }
-            return true;
-        }
-        if (c == 8 || c == 127) {
+            if (!goes_on(obey(out, true)))
+                return false;
+            out.clear();
+            line_text(prompt);
+        } else if (c == 8 || c == 127) {
             if (!out.empty()) {
                 out.pop_back();
                 line_text("\b \b");
