@@ -562,11 +562,18 @@ OSErr OpenAPhoneBook(const FSSpec *file, bool create)
     migrate_values();
     tell_damage();
 
-    // Without a window nobody could tell the program to quit.
-    if (!FinishInitFoneOpen()) {
+    if (FinishInitFoneOpen())
+        return noErr;
+    // Without a window nobody could tell the program to quit. With one, the
+    // user has given up finding a port, and goes on without.
+    if (!myWindow) {
         moreToDo = 0;
-        return userCanceledErr;
+        return memFullErr;
     }
+    gInitializing = 1;
+    (void)loadSettings(defDial);  // nobody is asked during the start
+    FinishSetup();
+    gInitializing = 0;
     return noErr;
 }
 

@@ -67,4 +67,5 @@ void set_dconv(char letter);  // M, T, B, else S
 
 // Replaces the clipboard with text. 0 or an error.
 OSErr doCopy(const void *address, int32_t size);
-void doPaste();  // queues the clipboard's text for the line
+void doPaste();         // queues the clipboard's text for the line
+void doPastePrimary();  // the same with the text selected last, anywhere

@@ -1,0 +1,70 @@
+// What the desktop asks of the program.
+#include "automation/AppleEvents.h"
+
+#include "connect/PhoneBook.h"
+#include "shell/Quillon.h"
+
+constexpr OSErr kNotHandled = -1708;
+
+uint8_t gHasAppleEvents;
+uint8_t gHasPPCToolbox;
+
+void InitAppleEvents()
+{
+    constexpr AppleEventHandlers handlers = {
+        qlAEOpenApplication,
+        qlAEOpenDocuments,
+        qlAEPrintDocuments,
+        qlAEQuitApplication,
+    };
+
+    gHasAppleEvents = 1;
+    AEInstallHandlers(&handlers);
+}
+
+OSErr qlAEOpenApplication()
+{
+    OSErr err = OpenDefPhoneBook();
+
+    if (err != noErr)
+        moreToDo = 0;
+    return err;
+}
+
+OSErr qlAEQuitApplication()
+{
+    if (!chkSetChg())
+        return kNotHandled;
+    moreToDo = 0;
+    return noErr;
+}
+
+OSErr qlAEOpenDocuments(const FSSpec *files, int count)
+{
+    return OpenDocEventHandler(files, count);
+}
+
+OSErr qlAEPrintDocuments(const FSSpec *, int)
+{
+    return kNotHandled;
+}
+
+OSErr OpenDocEventHandler(const FSSpec *files, int count)
+{
+    OSErr result = noErr;
+
+    // A book can be chosen only while none is open, that is at the start.
+    for (int i = 0; i < count && result == noErr && !myWindow; i++) {
+        FInfo info;
+        if (FSpGetFInfo(&files[i], &info) == noErr && info.fdType == kBookType)
+            result = OpenAPhoneBook(&files[i], false);
+    }
+    if (!myWindow && moreToDo) {
+        OSErr err = OpenDefPhoneBook();
+        if (err != noErr)
+            moreToDo = 0;
+        if (result == noErr)
+            result = err;
+    }
+    return result;
+}

@@ -1,0 +1,774 @@
+// Commands: the menus, what each item does, what is dimmed when, and the
+// setters of the line's parameters.
+#include "shell/QuillonMenus.h"
+
+#include "automation/AsciiSend.h"
+#include "automation/Script.h"
+#include "base/ErrMsg.h"
+#include "base/pstr.h"
+#include "connect/Dial.h"
+#include "connect/DialDir.h"
+#include "connect/Dialogs.h"
+#include "connect/Macros.h"
+#include "connect/PhoneBook.h"
+#include "connect/Settings.h"
+#include "platform/alerts.h"
+#include "platform/clock.h"
+#include "platform/drawing.h"
+#include "platform/memory.h"
+#include "platform/resources.h"
+#include "platform/scrap.h"
+#include "platform/sound.h"
+#include "scrollback/NPrint.h"
+#include "scrollback/SaveText.h"
+#include "scrollback/Selection.h"
+#include "scrollback/View.h"
+#include "scrollback/find.h"
+#include "scrollback/savbuf.h"
+#include "serial/IOKitSerial.h"
+#include "serial/ModemIO.h"
+#include "shell/Inits.h"
+#include "shell/Quillon.h"
+#include "shell/QuillonWindow.h"
+#include "terminal/SendKey.h"
+#include "terminal/VT100.h"
+#include "transfer/Names.h"
+#include "transfer/xmodem.h"
+#include "transfer/zmaclo.h"
+
+// ---- constants -----------------------------------------------------------------
+
+constexpr OSType kText = FOUR("TEXT");
+constexpr uint16_t kModifier = cmdKey | shiftKey | optionKey;
+constexpr uint8_t kCheckStyleOutline = 8;
+
+constexpr int16_t kAboutDialog = 128;
+constexpr int16_t kTypeAheadDialog = 360;
+constexpr int16_t kQuitAlert = 315;
+constexpr int16_t kKeysAlert = 320;
+constexpr int16_t kMouseAlert = 321;
+constexpr int16_t kFlowAlert = 307;
+constexpr int16_t kNoCTS = 28;      // message of list 360
+constexpr int16_t kTexts = 300;     // list; 14 and 15 tell of the echo
+
+constexpr const char *xconv_types = "SMBT";  // by item from 1
+
+// Items of the hierarchical menus within menu 345.
+constexpr int16_t kLastRcvItem = 6, kLastSendItem = 13;
+
+// Items of File and Edit that other items are matched against.
+constexpr int16_t kFileSendText = 2, kFileRcvDefault = 6, kFileSendDefault = 8;
+constexpr int16_t kEditKeepLines = 15, kMiscShowControls = 8;
+
+// What the program doesn't have: its item is dimmed, and a choice that comes
+// by another way does nothing. A row goes when its command comes.
+struct menu_item {
+    int16_t menu, item;
+};
+// clang-format off
+constexpr menu_item absent[] = {
+    {kFileMenu, 11},     // append the selection
+    {kFileMenu, 12},
+    {kFileMenu, 13},     // save the selection
+    {kFileMenu, 14},     // page setup
+    {kFileMenu, 15},     // print the selection
+    {kEditMenu, 12},     // find
+    {kEditMenu, 13},
+    {kDialMenu, 1},      // dial directory
+    {kDialMenu, 3},      // dial the marked entries
+    {kSettingMenu, 1},   // dialogs
+    {kSettingMenu, 2},
+    {kSettingMenu, 3},
+    {kSettingMenu, 4},
+    {kSettingMenu, 5},
+    {kSettingMenu, 7},
+    {kSettingMenu, 8},
+    {kSettingMenu, 9},
+    {kSettingMenu, 10},
+    {kSettingMenu, 11},
+    {kMacroMenu, 1},     // dialogs on macro sets
+    {kMacroMenu, 2},
+    {kMacroMenu, 3},     // scripts
+};
+// clang-format on
+
+// ---- state ---------------------------------------------------------------------
+
+MenuHandle DeskMenu, FileMenu, EditMenu, DialMenu, SettingMenu;
+MenuHandle MacroMenu, MiscMenu, RcvMenu, SendMenu, xconvMenu;
+MenuHandle BaudMenu, BBitsMenu, pfontMenu;
+int16_t xconvOffset = 0;
+int16_t maxDial;
+
+DialogPtr bufDlog;
+WindowPtr bufDwin;
+
+// ---- helpers ---------------------------------------------------------------------
+
+static bool is_absent(int16_t menu, int16_t item)
+{
+    for (const menu_item &row : absent) {
+        if (row.menu == menu && row.item == item)
+            return true;
+    }
+    return false;
+}
+
+static void enable(MenuHandle menu, int16_t item, bool on)
+{
+    if (on)
+        EnableMenuItem(menu, item);
+    else
+        DisableMenuItem(menu, item);
+}
+
+static bool is_dialog(WindowPtr w)
+{
+    return w && GetWindowKind(w) == dialogKind;
+}
+
+static bool is_accessory(WindowPtr w)
+{
+    return w && GetWindowKind(w) < 0;
+}
+
+static void clear_selection()
+{
+    if (stSel >= 0)
+        SetSel(-1, 0, -1, 0);
+}
+
+void chkMenu(MenuHandle menu, int16_t item, int16_t first, int16_t last)
+{
+    for (int16_t i = first; menu && i <= last; i++)
+        CheckMenuItem(menu, i, i == item);
+}
+
+void outlineMenu(MenuHandle menu, int16_t item, int16_t first, int16_t last)
+{
+    for (int16_t i = first; menu && i <= last; i++)
+        SetItemStyle(menu, i, i == item ? kCheckStyleOutline : 0);
+}
+
+// ---- the menus' commands ------------------------------------------------------------
+
+void DoAboutDialog()
+{
+    EventRecord event;
+
+    ParamText(longvers, nullptr, nullptr, nullptr);
+    DialogPtr dialog = GetNewDialog(kAboutDialog);
+    if (!dialog)
+        return;
+    ShowWindow(dialog);
+    DrawDialog(dialog);
+    while (moreToDo && !EventAvail(kUserEvents, &event))
+        MainEventLoop(kNoUserEvents, kModeSmall);
+    (void)GetNextEvent(kUserEvents, &event);  // what ended it is used up
+    DisposeDialog(dialog);
+}
+
+static void do_receive_item(int16_t item, uint16_t modifiers)
+{
+    if (item < 1 || item > 5)
+        return;
+    if (modifiers & kModifier)
+        do_drcv(uint8_t(rcvtypes[item]));
+    else
+        Xreceive(int16_t(item + 1));
+}
+
+static void do_send_item(int16_t item, uint16_t modifiers)
+{
+    if (item < 1 || item > 6)
+        return;
+    if (modifiers & kModifier)
+        do_dsend(uint8_t(sendtypes[item]));
+    else
+        Xsend(int16_t(item + 1));
+}
+
+static void close_front()
+{
+    WindowPtr front = FrontWindow();
+
+    if (!front || is_accessory(front))
+        return;
+    if (front == srch_dwin) {
+        DisposeDialog(srch_dlog);
+        srch_dlog = nullptr;
+        srch_dwin = nullptr;
+    } else if (front == bufDwin) {
+        DisposeDialog(bufDlog);
+        bufDlog = nullptr;
+        bufDwin = nullptr;
+    } else if (front == ddir_dwin) {
+        CloseDialDir();
+    }
+}
+
+static void do_quit(bool byKey)
+{
+    if (byKey && (qset.globFlags & kGlobAskQuit)) {
+        SetArrowCursor();
+        if (StopAlert(kQuitAlert) == 2)
+            return;
+    }
+    if (chkSetChg())
+        moreToDo = 0;
+}
+
+static void do_file(int16_t item, uint16_t modifiers, bool byKey)
+{
+    switch (item) {
+    case 1: Xreceive(1); break;
+    case kFileSendText: Xsend(1); break;
+    case 3: close_front(); break;
+    case kFileRcvDefault: Xreceive(dRcvItem); break;
+    case kFileSendDefault: Xsend(dSendItem); break;
+    case 11:
+        if (byKey && (modifiers & shiftKey) && gAppendOK)
+            DoAppendLast();
+        else
+            DoAppendSel();
+        break;
+    case 12: DoAppendLast(); break;
+    case 13: (void)writeBuffer(); break;  // it tells its own errors
+    case 14: PgSetup(); break;
+    case 15: PrtSel(); break;
+    case 17: do_quit(byKey); break;
+    }
+}
+
+// Cut, copy, and copy and send back, which is item 7.
+static void do_copy_item(int16_t item)
+{
+    WindowPtr front = FrontWindow();
+
+    if (front && front == myWindow) {
+        int32_t size = 0;
+        const uint8_t *text = prepSel(&size);
+        OSErr err = doCopy(text, size);
+        if (err != noErr)
+            SysBeep(5);
+        unprepSel();
+        if (item == 3)
+            remSel();
+        else if (item == 7)
+            doPaste();
+    } else if (is_dialog(front) && item != 7) {
+        // The clipboard isn't cleared first: the field shares it, and what it
+        // has just been given would go.
+        if (item == 3)
+            DialogCut(front);
+        else
+            DialogCopy(front);
+        (void)TEToScrap();  // an empty clipboard is no error
+    }
+}
+
+static void do_paste_item()
+{
+    WindowPtr front = FrontWindow();
+
+    if (!is_dialog(front))
+        doPaste();
+    else if (TEFromScrap() == noErr)
+        DialogPaste(front);
+}
+
+// The type-ahead window comes, comes forward, or goes.
+static void do_type_ahead()
+{
+    if (bufDwin && bufDwin == FrontWindow()) {
+        close_front();
+    } else if (bufDwin) {
+        SelectWindow(bufDwin);
+    } else {
+        bufDlog = GetNewDialog(kTypeAheadDialog);
+        bufDwin = bufDlog;
+        if (!bufDwin)
+            return;
+        Rect place = qset.bufWinRect;
+        if (EmptyRect(&place))
+            GetWindowBounds(bufDwin, &place);
+        SizeWind(bufDwin, &place);
+        ShowWindow(bufDwin);
+        SetPort(myWindow);
+    }
+}
+
+static void do_edit(int16_t item, uint16_t modifiers)
+{
+    WindowPtr front = FrontWindow();
+
+    switch (item) {
+    case 3:
+    case 4:
+    case 7: do_copy_item(item); break;
+    case 5: do_paste_item(); break;
+    case 6:
+        if (is_dialog(front))
+            DialogDelete(front);
+        else
+            remSel();
+        break;
+    case 9:
+        if (front && front == myWindow)
+            SetSel(0, 0, int16_t(MaxLine + savlines - 1), int16_t(MaxCol));
+        break;
+    case 10: do_type_ahead(); break;
+    case 12: open_find(); break;
+    case 13:
+        if (!find_it())
+            SysBeep(6);
+        break;
+    case 14:
+        if (modifiers & shiftKey) {
+            clear_screen();
+            home_cursor();
+            scr_to_bot();
+        }
+        clr_savbuf();
+        break;
+    case kEditKeepLines:
+        cset.bufFlags ^= 1;
+        set_buf_save();
+        break;
+    }
+}
+
+static void do_dial_menu(int16_t item, uint16_t modifiers, bool byKey)
+{
+    if (byKey && (modifiers & shiftKey) && item == 1) {
+        item = 3;
+        modifiers = 0;
+        if (is_absent(kDialMenu, item))
+            return;
+    }
+    if (item == 4) {
+        kill_script();
+        HangUp();
+    } else {
+        do_dial(item, modifiers);
+    }
+}
+
+// The key of the connection dialog, with Shift, is the switch of the echo.
+static void flip_echo()
+{
+    Str255 text;
+
+    cset.echoFlag ^= 1;
+    localEcho = cset.echoFlag;
+    set_changed = 1;
+    GetIndString(text, kTexts, cset.echoFlag & 1 ? 15 : 14);
+    MessageFlash(text, 100);
+}
+
+static void do_settings(int16_t item, uint16_t modifiers, bool byKey)
+{
+    bool fromList = ddir_dwin && FrontWindow() == ddir_dwin;
+
+    switch (item) {
+    case 1:
+        if (byKey && (modifiers & shiftKey))
+            flip_echo();
+        else
+            edit_aconn(fromList);
+        break;
+    case 2: term_aset(fromList); break;
+    case 3: pace_set(); break;
+    case 4: xfer_set(); break;
+    case 5: zmod_parms(); break;
+    case 7: glob_set(); break;
+    case 8: term_prefs(); break;
+    case 9: prt_options(); break;
+    case 10: modem_set(); break;
+    case 11:
+        if (gColorQD)
+            color2_set();
+        else
+            color_set();
+        break;
+    case 12: (void)SetRcvFolder(); break;  // no choice changes nothing
+    }
+}
+
+static void do_macros(int16_t item)
+{
+    constexpr int16_t kFirstMacro = 4;  // macro n is item n + 4
+
+    if (item == 1)
+        (void)edit_macros(false);
+    else if (item == 2)
+        select_macro();
+    else if (item == 3)
+        run_script();
+    else if (item > kFirstMacro)
+        doMacro(item - kFirstMacro == 10 ? int16_t(0)
+                                         : int16_t(item - kFirstMacro));
+}
+
+// Control bytes act, or show as glyphs. Modes that a host has set go either
+// way: they would act on text that nobody sent them for.
+static void flip_controls()
+{
+    interpret_control = !interpret_control;
+    CheckMenuItem(MiscMenu, kMiscShowControls, !interpret_control);
+    clrAttrib();
+}
+
+static void do_misc(int16_t item, uint16_t modifiers)
+{
+    WindowPtr front = FrontWindow();
+
+    switch (item) {
+    case 1:
+        scr_to_bot();
+        clear_screen();
+        home_cursor();
+        break;
+    case 2:
+        DoBreak(modifiers & (shiftKey | optionKey) ? qset.breakLong
+                                                   : qset.breakShort);
+        break;
+    case 3: (void)Alert(kKeysAlert); break;
+    case 4: (void)Alert(kMouseAlert); break;
+    case 6:
+        reset_term();
+        if ((modifiers & optionKey) && cset.hasPhone)
+            SendModInit();
+        break;
+    case 7: SendModInit(); break;
+    case kMiscShowControls: flip_controls(); break;
+    case 9:
+        if (modifiers & optionKey)
+            dumpBufs();
+        purgeBuffer(120);
+        break;
+    case 10:
+        if (front && (front == myWindow || front == ddir_dwin))
+            CollapseWindow(front, true);
+        break;
+    case 888: ShowReadStats(); break;
+    }
+}
+
+// The speed is read in 16 bits here, so that rates above 32767 come out
+// negative and end as 2400. The pop-up of the status bar reads all of it, and
+// is the road in use.
+static void do_speed(int16_t item)
+{
+    if (item < 1 || item > kSpeeds)
+        return;
+    int16_t speed = int16_t(bd_tbl[item]);
+    if (speed != Baudrate)
+        set_changed = 1;
+    set_baud(speed);
+}
+
+static void run_item(int16_t menu, int16_t item, uint16_t modifiers,
+                     int16_t what)
+{
+    bool byKey = what == keyDown;
+
+    switch (menu) {
+    case kRcvMenu: do_receive_item(item, modifiers); break;
+    case kSendMenu: do_send_item(item, modifiers); break;
+    case kXconvMenu:
+        if (item >= 1 && item <= 4)
+            set_dconv(xconv_types[item - 1]);
+        break;
+    case kDeskMenu:
+        if (item == 1)
+            DoAboutDialog();
+        break;
+    case kFileMenu: do_file(item, modifiers, byKey); break;
+    case kEditMenu: do_edit(item, modifiers); break;
+    case kDialMenu: do_dial_menu(item, modifiers, byKey); break;
+    case kSettingMenu: do_settings(item, modifiers, byKey); break;
+    case kMacroMenu: do_macros(item); break;
+    case kMiscMenu: do_misc(item, modifiers); break;
+    case kBaudMenu: do_speed(item); break;
+    }
+}
+
+void DoMenu(int32_t choice, uint16_t modifiers, int16_t what)
+{
+    int16_t menu = int16_t(uint32_t(choice) >> 16);
+    int16_t item = int16_t(choice);
+
+    if (menu == kAllXferMenu) {
+        if (item <= kLastRcvItem) {
+            menu = kRcvMenu;
+        } else if (item <= kLastSendItem) {
+            menu = kSendMenu;
+            item = int16_t(item - kLastRcvItem);
+        } else {
+            menu = kXconvMenu;
+            item = int16_t(item - kLastSendItem);
+        }
+    }
+    if (menu != 0 && !is_absent(menu, item)) {
+        stop_cursor();
+        run_item(menu, item, modifiers, what);
+        start_cursor();
+        // A title that stays marked is the sign of a running send; its end
+        // takes the mark away.
+        if ((menu == kFileMenu && item == kFileSendText && asciiSend) ||
+            (menu == kEditMenu && sendCount != 0))
+            return;
+    }
+    HiliteMenu(0);
+}
+
+// ---- what can be chosen now -----------------------------------------------------------
+
+// Copying and pasting: what the front window allows.
+static void adjust_clipboard(WindowPtr front, bool sel)
+{
+    bool canCopy = false, canPaste = false;
+
+    if (is_accessory(front)) {
+        canCopy = canPaste = true;
+    } else if (front &&
+               (front == myWindow || front == bufDwin || front == srch_dwin)) {
+        canCopy = front == myWindow ? sel : true;
+        canPaste = ScrapHasFlavor(kText);
+    }
+    enable(EditMenu, 1, is_accessory(front));
+    enable(EditMenu, 3, canCopy);
+    enable(EditMenu, 4, canCopy);
+    enable(EditMenu, 6, canCopy);
+    enable(EditMenu, 5, canPaste);
+}
+
+static void adjust_protocols()
+{
+    enable(FileMenu, kFileRcvDefault,
+           HaveProtocol(uint8_t(cset.rcvProto)));
+    enable(FileMenu, kFileSendDefault,
+           HaveProtocol(uint8_t(cset.sendProto)));
+}
+
+void AdjMenus()
+{
+    if (!EditMenu)
+        return;
+    WindowPtr front = FrontWindow();
+    bool sel = stSel >= 0;
+    bool mainFront = front && front == myWindow;
+    bool bufFront = front && front == bufDwin;
+    bool findFront = front && front == srch_dwin;
+    bool dirFront = front && front == ddir_dwin;
+    bool selFront = sel && mainFront;
+
+    adjust_clipboard(front, sel);
+    enable(FileMenu, 3, bufFront || findFront || dirFront ||
+                            is_accessory(front));
+    enable(FileMenu, 11, selFront);
+    enable(FileMenu, 12, selFront && gAppendOK);
+    enable(FileMenu, 13, selFront);
+    enable(FileMenu, 14, true);
+    enable(FileMenu, 15, selFront);
+    enable(EditMenu, 7, selFront);
+    enable(EditMenu, 13, (mainFront || findFront) && find_str[0]);
+    enable(MiscMenu, 10,
+           (mainFront || dirFront) && !IsWindowCollapsed(front));
+    adjust_protocols();
+    for (const menu_item &row : absent)
+        DisableMenuItem(GetMenuHandle(row.menu), row.item);
+    SetArrowCursor();
+}
+
+void SetupMenus()
+{
+    SetMenuBarFromResource(kMenuBar);
+    DeskMenu = GetMenu(kDeskMenu);
+    FileMenu = GetMenu(kFileMenu);
+    GetMenuItemText(FileMenu, kFileSendText, StrSendAscii);
+    EditMenu = GetMenu(kEditMenu);
+    DialMenu = GetMenu(kDialMenu);
+    ddGetList();
+    ddMenuFromList();
+    SettingMenu = GetMenu(kSettingMenu);
+    MacroMenu = GetMenu(kMacroMenu);
+    MiscMenu = GetMenu(kMiscMenu);
+
+    RcvMenu = GetMenu(kRcvMenu);
+    SendMenu = GetMenu(kSendMenu);
+    xconvMenu = GetMenu(kXconvMenu);
+    for (int16_t i = 1; i <= 5; i++)
+        enable(RcvMenu, i, HaveProtocol(uint8_t(rcvtypes[i])));
+    for (int16_t i = 1; i <= 6; i++)
+        enable(SendMenu, i, HaveProtocol(uint8_t(sendtypes[i])));
+    InsertMenu(RcvMenu, -1);
+    InsertMenu(SendMenu, -1);
+    InsertMenu(xconvMenu, -1);
+    BaudMenu = GetMenu(kBaudMenu);
+    BBitsMenu = GetMenu(kBitsMenu);
+    pfontMenu = GetMenu(kPFontMenu);
+    BuildPrintFontMenu();
+    InsertMenu(pfontMenu, -1);
+    SetMenuWillOpenProc(AdjMenus);
+    DrawMenuBar();
+}
+
+// ---- setters of the connection's line ---------------------------------------------------
+
+void do_parity(char letter)
+{
+    int16_t word = kParityNone;
+    char stored = 'N';
+
+    if (letter == 'E') {
+        word = kParityEven;
+        stored = 'E';
+    } else if (letter == 'O') {
+        word = kParityOdd;
+        stored = 'O';
+    }
+    if (word != parity)
+        set_changed = 1;
+    parity = word;
+    cset.parityChar = stored;
+    set_port();
+}
+
+void do_sbit(char letter)
+{
+    uint16_t word = kStop1;
+    char stored = '1';
+
+    if (letter == '2') {
+        word = kStop2;
+        stored = '2';
+    } else if (letter == '5') {
+        word = kStop15;
+        stored = '5';
+    }
+    if (word != stopBits)
+        set_changed = 1;
+    stopBits = word;
+    cset.stopChar = stored;
+    set_port();
+}
+
+void do_dbit(char letter)
+{
+    int16_t word = letter == '7' ? kData7 : kData8;
+
+    if (word != data)
+        set_changed = 1;
+    data = word;
+    cset.dataChar = letter == '7' ? '7' : '8';
+    set_port();
+}
+
+void set_echo(uint8_t on)
+{
+    if (cset.echoFlag != on)
+        set_changed = 1;
+    cset.echoFlag = on;
+    localEcho = on;
+}
+
+void set_xon(uint8_t value)
+{
+    constexpr uint32_t kWait = 60;  // ticks for CTS to come
+
+    if (value == 1)
+        value = kFlowXon;
+    cset.flowFlags = value;
+    SetFlow(value);
+    if (value & kFlowCTS) {
+        uint32_t until = TickCount() + kWait;
+        while (ctsHeld() && TickCount() < until)
+            Delay(1, nullptr);
+        if (ctsHeld()) {
+            ShowWarnSTR(kMessageList, kNoCTS);
+            cset.flowFlags = uint8_t(value & ~kFlowHard);
+            SetFlow(cset.flowFlags);
+            return;
+        }
+    }
+    if ((value & kFlowRTS) && sysVers < 1536)
+        (void)CautionAlert(kFlowAlert);
+}
+
+void set_buf_save()
+{
+    CheckMenuItem(EditMenu, kEditKeepLines, (cset.bufFlags & 1) == 0);
+}
+
+void set_dconv(char letter)
+{
+    int16_t item = 1;
+    char stored = letter;
+
+    switch (letter) {
+    case 'M': item = 2; break;
+    case 'B': item = 3; break;
+    case 'T': item = 4; break;
+    default: stored = 'S'; break;
+    }
+    if (cset.dconvChar != uint8_t(stored))
+        set_changed = 1;
+    op_xconv = stored;
+    cset.dconvChar = uint8_t(stored);
+    chkMenu(xconvMenu, int16_t(item + xconvOffset), int16_t(1 + xconvOffset),
+            int16_t(4 + xconvOffset));
+}
+
+// ---- clipboard -------------------------------------------------------------------------
+
+OSErr doCopy(const void *address, int32_t size)
+{
+    OSErr err = ClearCurrentScrap();
+
+    if (err == noErr)
+        err = PutScrapFlavor(kText, size, address);
+    return err;
+}
+
+// Gives text to the send queue, which owns the block from then on.
+static void paste_block(Handle block)
+{
+    clear_selection();
+    scr_to_bot();
+    asSendHdl(block, int16_t(localEcho & 1));
+}
+
+void doPaste()
+{
+    int32_t size = 0;
+
+    if (!ScrapHasFlavor(kText) || GetScrapFlavorSize(kText, &size) != noErr)
+        return;
+    Handle block = NewHandle(size);
+    if (!block)
+        return;
+    HLock(block);
+    OSErr err = GetScrapFlavorData(kText, &size, *block);
+    HUnlock(block);
+    if (err != noErr || size <= 0) {
+        DisposeHandle(block);
+        return;
+    }
+    if (size < GetHandleSize(block))
+        SetHandleSize(block, size);
+    paste_block(block);
+}
+
+void doPastePrimary()
+{
+    Handle block = nullptr;
+
+    if (GetPrimary(&block) != noErr || !block)
+        return;
+    if (GetHandleSize(block) > 0)
+        paste_block(block);
+    else
+        DisposeHandle(block);
+}
