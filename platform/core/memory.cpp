@@ -193,7 +193,10 @@ OSErr PtrToHand(const void *from, Handle *h, int32_t size)
 
 OSErr HandToHand(Handle *h)
 {
-    return PtrToHand(**h, h, GetHandleSize(*h));
+    Handle copy;
+    if (PtrToHand(**h, &copy, GetHandleSize(*h)) == noErr)
+        *h = copy;
+    return memError;
 }
 
 OSErr PtrAndHand(const void *from, Handle h, int32_t size)
