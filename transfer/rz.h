@@ -27,6 +27,9 @@ extern uint32_t DateCreate;
 extern uint8_t gotEOF;  // the protocol saw the end of the file
 extern uint8_t Lastrx;  // last control byte of X and Y: CAN twice cancels
 
+// Files of the last transfer: whole at the other end, and refused there.
+extern int32_t gWholeFiles, gSkippedFiles;
+
 // ---- the receiver ----------------------------------------------------------
 
 extern int32_t tryzhdrtype;  // what tryz sends next: ZRINIT, ZSKIP, ZFERR

@@ -122,11 +122,11 @@ uint8_t *GetXferBuf();
 // Gathers writes into blocks of qset's fileBufSize. `count` 0 flushes.
 // Returns the error of the write that this call made, or 0. Only one file at
 // a time may have bytes held.
-OSErr fbWrite(int16_t ref, int32_t count, const uint8_t *data);
+OSErr fbWrite(int16_t ref, int32_t count, const uint8_t *bytes);
 
 // One write that keeps its data out of the system's file cache. `count`
 // returns what was written.
-OSErr FSWriteNoCache(int16_t ref, int32_t *count, const uint8_t *data);
+OSErr FSWriteNoCache(int16_t ref, int32_t *count, const uint8_t *bytes);
 
 // Capture to `spec`, behind what the file holds. The mode is qset's. Returns
 // the error of opening the file.

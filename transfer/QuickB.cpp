@@ -1,0 +1,7 @@
+// B Plus: not part of this program yet.
+
+#include "transfer/QuickB.h"
+
+void bp_DLE() {}
+
+void bp_ENQ() {}

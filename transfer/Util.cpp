@@ -1,0 +1,318 @@
+// The sent-file reader: kind and length of a file, and its blocks by stream
+// position.
+
+#include "transfer/Util.h"
+
+#include "base/ErrMsg.h"
+#include "base/pstr.h"
+#include "platform/memory.h"
+#include "platform/resources.h"
+#include "terminal/VT100.h"
+#include "transfer/Names.h"
+#include "transfer/rz.h"
+#include "transfer/sz.h"
+#include "transfer/zm.h"
+#include "transfer/zmaclo.h"
+#include "transfer/zstats.h"
+
+#include <algorithm>
+#include <cstring>
+
+// ---- constants --------------------------------------------------------------
+
+constexpr int16_t kBinaryTypes = 330;     // list of types that go as binary
+constexpr int32_t kHeaderLen = 128;       // of MacBinary; also its padding
+constexpr int32_t kPadMask = 0xFFFFF80;   // 28 bits; the receiver has 24
+constexpr uint8_t kFirstOddByte = 219;    // from here on no text, at sending
+constexpr uint8_t kPadXY = 0x1A;          // fills the last block of X and Y
+constexpr uint8_t kMacBinaryII = 129;
+constexpr uint8_t kLF = 10;
+constexpr uint8_t kCR = 13;
+
+// ---- state -------------------------------------------------------------------
+
+CatInfo fb;
+int32_t datBytes, rezBytes;
+int32_t datBlkBytes, rezBlkBytes;
+int32_t Ascii;
+int16_t zSendRef;
+FSSpec *curSendFSS;
+int32_t Filesleft, Totalleft;
+
+// ---- kind and length --------------------------------------------------------------
+
+// Whether the first 128 bytes of a "TEXT" file belie its type.
+static bool looks_binary(const FSSpec *file)
+{
+    uint8_t head[128];
+    int32_t count = sizeof head;
+    int16_t ref;
+
+    if (FSpOpenDF(file, fsRdPerm, &ref) != noErr)
+        return false;
+    if (FSRead(ref, &count, head) != noErr)
+        count = std::clamp<int32_t>(count, 0, sizeof head);  // a short file
+    (void)FSClose(ref);  // nothing was written
+    return std::any_of(head, head + count, [](uint8_t c) {
+        return c == 0 || c >= kFirstOddByte;
+    });
+}
+
+static bool binary_type(OSType type)
+{
+    Str255 entry;
+
+    for (int16_t i = 1;; i++) {
+        GetIndString(entry, kBinaryTypes, i);
+        if (entry[0] == 0)
+            return false;
+        OSType listed = 0;
+        for (int k = 1; k <= 4 && k <= entry[0]; k++)
+            listed = listed << 8 | entry[k];
+        if (entry[0] == 4 && listed == type)
+            return true;
+    }
+}
+
+static int32_t kind_of(const FSSpec *file, int16_t quick)
+{
+    switch (op_xconv) {
+    case 'B':
+    case 'M':
+    case 'T':
+        return op_xconv;
+    }
+    if (curFType == FOUR("TEXT"))
+        return !quick && looks_binary(file) ? 'B' : 'T';
+    return binary_type(curFType) ? 'B' : 'M';
+}
+
+int32_t filesize(FSSpec *file, int16_t quick)
+{
+    Lzconv = 0;
+    Ascii = 0;
+    MacBin2 = 0;
+    memset(&fb, 0, sizeof fb);
+    OSErr err = GetCatInfo(file->vRefNum, file->parID, file->name, &fb);
+    if (err != noErr) {
+        PrtErrorSTR(err, kMessageList, 13);
+        memset(&fb, 0, sizeof fb);  // goes on as an empty file
+    }
+    curFCreator = fb.info.fdCreator;
+    curFType = fb.info.fdType;
+    zftype = kind_of(file, quick);
+
+    int32_t length = fb.dataLen;
+    if (zftype == 'T') {
+        Lzconv = ZCNL;
+        Ascii = 1;
+    } else if (zftype == 'M') {
+        MacBin2 = 1;
+        datBytes = fb.dataLen;
+        rezBytes = fb.rsrcLen;
+        datBlkBytes = int32_t((uint32_t(datBytes) + 127) & kPadMask);
+        rezBlkBytes = int32_t((uint32_t(rezBytes) + 127) & kPadMask);
+        length = int32_t(std::min<int64_t>(
+            int64_t(datBlkBytes) + rezBlkBytes + kHeaderLen, 0x7FFFFFFF));
+    }
+    DateMod = fb.modified;
+    TotalBytes = length;
+    return length;
+}
+
+void countem(int32_t count, FSSpec *const files[])
+{
+    Filesleft = 0;
+    Totalleft = 0;
+    for (int32_t i = 0; i < count; i++) {
+        int64_t sum = int64_t(Totalleft) + filesize(files[i], 1);
+        Totalleft = int32_t(std::min<int64_t>(sum, 0x7FFFFFFF));
+        Filesleft++;
+    }
+}
+
+// ---- blocks of a fork -----------------------------------------------------------------
+
+// A Unix line end in the first block: the file goes unchanged.
+static void judge_lines(const uint8_t *buf, int32_t n)
+{
+    if (Ascii && memchr(buf, kLF, size_t(n)))
+        Ascii = 0;
+}
+
+int32_t zfilbuf(uint8_t *buf, int32_t len)
+{
+    bool opened = false;
+
+    if (zftype == 'M')
+        return zReadData(Txpos, buf, len);
+    if (zSendRef == 0) {
+        if (FSpOpenDF(curSendFSS, fsRdPerm, &zSendRef) != noErr) {
+            zSendRef = 0;
+            return 0;
+        }
+        opened = true;
+    }
+    // The last block is short: asking for no more than the file holds keeps
+    // the end of the file an error, met only when the file has shrunk.
+    len = std::clamp<int32_t>(TotalBytes - Txpos, 0, len);
+    OSErr err = SetFPos(zSendRef, fsFromStart, Txpos);
+    if (err != noErr) {
+        zprterr(err, " in zfb:sfp");
+        return 0;
+    }
+    int32_t count = len;
+    err = count > 0 ? FSRead(zSendRef, &count, buf) : OSErr(noErr);
+    if (err != noErr) {
+        zprterr(err, " in zfb:rd");
+        return 0;
+    }
+    if (opened)
+        judge_lines(buf, count);
+    if (Ascii)
+        std::replace(buf, buf + count, kCR, kLF);
+    return count;
+}
+
+int32_t filbuf(uint8_t *buf, int32_t len)
+{
+    if (zftype == 'M')
+        return zReadData(Txpos, buf, len);
+    if (zSendRef == 0 &&
+        FSpOpenDF(curSendFSS, fsRdPerm, &zSendRef) != noErr) {
+        zSendRef = 0;
+        return 0;
+    }
+    int32_t count = len;
+    if (FSRead(zSendRef, &count, buf) != noErr)
+        count = std::clamp<int32_t>(count, 0, len);  // the end, most likely
+    if (count <= 0)
+        return 0;
+    memset(buf + count, kPadXY, size_t(len - count));
+    return len;
+}
+
+// ---- the MacBinary stream ---------------------------------------------------------------
+
+// In the machine's own order, as our receiver reads them.
+template <typename T> static void put_native(uint8_t *at, T value)
+{
+    memcpy(at, &value, sizeof value);
+}
+
+static void make_header(uint8_t *h)
+{
+    memset(h, 0, kHeaderLen);
+    int n = std::min<int>(curSendFSS->name[0], 63);
+    h[1] = uint8_t(n);
+    memcpy(h + 2, curSendFSS->name + 1, size_t(n));
+
+    // Type, creator and flags as they lie in memory. The flags' second byte
+    // falls on one that must be zero.
+    static_assert(sizeof fb.info == 16);
+    memcpy(h + 65, &fb.info, sizeof fb.info);
+    h[74] = 0;
+    h[81] = fb.locked ? 1 : 0;
+    put_native(h + 83, datBytes);
+    put_native(h + 87, rezBytes);
+    put_native(h + 91, fb.created);
+    put_native(h + 95, fb.modified);
+    h[101] = uint8_t(fb.info.fdFlags);
+    h[122] = kMacBinaryII;
+    h[123] = kMacBinaryII;
+    put_native(h + 124, crc16_run(h, 124, 0));
+}
+
+// Opens a fork unless it is the one that is open.
+static OSErr open_fork(uint8_t fork)
+{
+    if (zSendRef != 0 && curFork == fork)
+        return noErr;
+    sclose();
+    curFork = fork;
+    OSErr err = fork == 'D' ? FSpOpenDF(curSendFSS, fsRdPerm, &zSendRef)
+                            : FSpOpenRF(curSendFSS, fsRdPerm, &zSendRef);
+    if (err != noErr)
+        zSendRef = 0;
+    return err;
+}
+
+// Up to `len` bytes of a fork from `off` of its `padded` length. Returns the
+// bytes of the stream that this makes, or a negative error.
+static int32_t read_fork(uint8_t fork, int32_t off, int32_t padded,
+                         uint8_t *buf, int32_t len)
+{
+    const int32_t length = fork == 'D' ? datBytes : rezBytes;
+    int32_t want = std::min(padded - off, len);
+
+    OSErr err = open_fork(fork);
+    if (err == noErr) {
+        // A place in the padding lies behind the fork's end.
+        err = SetFPos(zSendRef, fsFromStart, std::min(off, length));
+        if (err != noErr) {
+            zmsgnum(zi_status, "ofs ", off);
+            zprterr(err, fork == 'D' ? "\r in zrd:sfp-d" : "\r in zrd:sfp-r");
+            return err;
+        }
+        int32_t count = want;
+        err = FSRead(zSendRef, &count, buf);
+        // The end of the fork is where the padding starts. buf is zero there.
+        if (err == eofErr && want - std::max<int32_t>(count, 0) < kHeaderLen)
+            err = noErr;
+    }
+    if (err != noErr) {
+        zprterr(err, " in zReadData");
+        return err;
+    }
+    return want;
+}
+
+int32_t zReadData(int32_t pos, uint8_t *buf, int32_t len)
+{
+    int32_t done = 0;
+
+    memset(buf, 0, size_t(len));
+    if (pos < 0)
+        return 0;
+    while (done < len) {
+        int32_t n;
+        if (pos < kHeaderLen) {
+            uint8_t header[kHeaderLen];
+            make_header(header);
+            n = std::min(kHeaderLen - pos, len - done);
+            memcpy(buf + done, header + pos, size_t(n));
+        } else {
+            int32_t off = pos - kHeaderLen;
+            if (off < datBlkBytes)
+                n = read_fork('D', off, datBlkBytes, buf + done, len - done);
+            else if (off - datBlkBytes < rezBlkBytes)
+                n = read_fork('R', off - datBlkBytes, rezBlkBytes, buf + done,
+                              len - done);
+            else
+                break;
+            if (n < 0)
+                break;
+            if (off < datBlkBytes && off + n == datBlkBytes)
+                sclose();
+        }
+        done += n;
+        pos += n;
+    }
+    return done;
+}
+
+void octstr(uint8_t *out, uint32_t value)
+{
+    uint8_t digits[12];
+    int n = 0;
+
+    do {
+        digits[n++] = uint8_t('0' + (value & 7));
+        value >>= 3;
+    } while (value != 0);
+    out[0] = uint8_t(n + 1);
+    out[1] = '0';
+    for (int i = 0; i < n; i++)
+        out[2 + i] = digits[n - 1 - i];
+    out[out[0] + 1] = 0;
+}

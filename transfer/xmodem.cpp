@@ -1,0 +1,586 @@
+// Transfer control: commands, default protocols, events and reading during a
+// transfer, buffers, capture.
+
+#include "transfer/xmodem.h"
+
+#include "automation/AsciiSend.h"
+#include "base/ErrMsg.h"
+#include "base/pstr.h"
+#include "connect/Settings.h"
+#include "platform/clock.h"
+#include "platform/dialogs.h"
+#include "platform/events.h"
+#include "platform/memory.h"
+#include "platform/menus.h"
+#include "platform/resources.h"
+#include "platform/windows.h"
+#include "scrollback/View.h"
+#include "serial/IOKitSerial.h"
+#include "serial/ModemIO.h"
+#include "shell/Quillon.h"
+#include "shell/QuillonMenus.h"
+#include "shell/QuillonWindow.h"
+#include "terminal/SendKey.h"
+#include "terminal/VT100.h"
+#include "transfer/Names.h"
+#include "transfer/Util.h"
+#include "transfer/kermit.h"
+#include "transfer/rz.h"
+#include "transfer/sz.h"
+#include "transfer/zmaclo.h"
+#include "transfer/zstats.h"
+
+#include <cstring>
+
+// ---- constants --------------------------------------------------------------
+
+constexpr int16_t kMenuTexts = 320;    // texts of the File menu's items
+constexpr int16_t kTextCapture = 9;    // "start capture"
+constexpr int16_t kTextCapturing = 10; // "stop capture"
+constexpr int16_t kTextSending = 11;   // "stop ASCII send"
+constexpr int16_t kItemCapture = 1;    // items of the File menu
+constexpr int16_t kItemAscii = 2;
+constexpr int16_t kItemReceive = 6;
+constexpr int16_t kItemSend = 8;
+
+constexpr int16_t kEventsPerCall = 5;  // of XferEvent
+constexpr int32_t kLookTicks = 5;      // between looks at the clock
+constexpr int32_t kBusyInput = 100;    // bytes waiting: events can wait, too
+constexpr int16_t kReadsPerLook = 20;  // calls of TimedRead without XferEvent
+constexpr int32_t kShortWait = 10;     // ticks left: no more waiting
+
+constexpr int32_t kBlockUnit = 1024;   // of fbWrite's block
+constexpr int32_t kLeastBlock = 2048;
+constexpr int32_t kUsualBlock = 8192;
+
+// ---- state -------------------------------------------------------------------
+
+int32_t UserCancel;
+int32_t Verbose;
+int32_t Wcsmask = 255;
+int32_t Lleft;
+int32_t start_ticks;
+uint32_t start_time;
+
+int16_t dRcvItem, dSendItem;
+const char rcvtypes[] = "AkXYGZ";
+const char sendtypes[] = "AkxXyYZ";
+Str255 StrSendAscii;
+
+int16_t recRef;
+uint8_t asciiReceive;
+static int16_t recVol;  // the capture file's volume, while recRef is set
+
+uint8_t *gSecBuf;
+int32_t gSecBufSize;
+int32_t inbufCount;
+static Handle fbHdl;    // fbWrite's block; inbufCount bytes of it are held
+static int32_t fbSize;  // its size, 0 before it is made
+
+static uint32_t lastEventTick;  // of the last WaitNextEvent of XferEvent
+
+// ---- default protocols --------------------------------------------------------
+
+// A protocol's letter, its item in the list, and the text of the File menu's
+// item while it is the default.
+struct protocol_item {
+    char letter;
+    int16_t item;
+    int16_t text;
+};
+
+// clang-format off
+constexpr protocol_item rcv_items[] = {
+    { 'G', 5,  5 },
+    { 'K', 2,  7 },
+    { 'X', 3,  2 },
+    { 'Y', 4,  4 },
+    { 'Z', 6,  6 },
+    { 'g', 5,  5 },
+    { 'k', 2,  7 },
+    { 'x', 3,  2 },
+    { 'y', 4,  4 },
+    { 'z', 6,  6 },
+};
+constexpr protocol_item send_items[] = {
+    { 'K', 2, 17 },
+    { 'X', 4, 13 },
+    { 'Y', 6, 15 },
+    { 'Z', 7, 16 },
+    { 'k', 2, 17 },
+    { 'x', 3, 12 },
+    { 'y', 5, 14 },
+    { 'z', 7, 16 },
+};
+// clang-format on
+constexpr protocol_item kOtherRcv = {'X', 3, 2};
+constexpr protocol_item kOtherSend = {'Z', 7, 16};
+
+template <size_t N>
+static const protocol_item &find_item(const protocol_item (&rows)[N],
+                                      uint8_t letter,
+                                      const protocol_item &other)
+{
+    for (const protocol_item &row : rows)
+        if (row.letter == char(letter))
+            return row;
+    return other;
+}
+
+static void set_file_item(int16_t item, int16_t text)
+{
+    Str255 s;
+
+    GetIndString(s, kMenuTexts, text);
+    if (FileMenu)
+        SetMenuItemText(FileMenu, item, s);
+}
+
+static void set_default(char &field, char letter)
+{
+    if (field != letter) {
+        field = letter;
+        set_changed = 1;
+    }
+}
+
+void do_drcv(uint8_t letter)
+{
+    const protocol_item &row = find_item(rcv_items, letter, kOtherRcv);
+
+    dRcvItem = row.item;
+    set_default(cset.rcvProto, row.letter);
+    set_file_item(kItemReceive, row.text);
+}
+
+void do_dsend(uint8_t letter)
+{
+    const protocol_item &row = find_item(send_items, letter, kOtherSend);
+
+    dSendItem = row.item;
+    set_default(cset.sendProto, row.letter);
+    set_file_item(kItemSend, row.text);
+}
+
+bool HaveProtocol(uint8_t letter)
+{
+    return letter == 'Z' || letter == 'z' || letter == 'A';
+}
+
+// ---- commands -----------------------------------------------------------------
+
+static void toggle_capture()
+{
+    if (asciiReceive) {
+        StopCapture();
+        return;
+    }
+    if (!ReceiveFile())
+        return;
+    OSErr err = StartCapture(&logFSS);
+    if (err != noErr)
+        ErrorAlertSTR(err, kMessageList, 11);
+}
+
+void Xreceive(int16_t item)
+{
+    if (item == 1) {
+        toggle_capture();
+        return;
+    }
+    uint8_t letter =
+        item >= 2 && item <= 5 ? uint8_t(rcvtypes[item - 1]) : uint8_t('Z');
+    if (!HaveProtocol(letter))
+        return;
+    if (item == 2) {
+        (void)KermRecv();  // it tells the user itself
+        return;
+    }
+    HiliteMenu(0);
+    purgeline();
+    int16_t mode = item == 3   ? kModeX
+                   : item == 4 ? kModeY
+                   : item == 5 ? kModeG
+                               : kModeZ;
+    (void)rz(mode);  // it has told the user
+}
+
+static void send_ascii()
+{
+    OSErr err = FSpOpenDF(sendFSS[0], fsRdPerm, &sendRef);
+    if (err != noErr) {
+        ErrorAlertSTR(err, kMessageList, 11);
+        return;
+    }
+    asciiSend = 1;
+    asSendFile(sendRef, cset.echoFlag & 1);
+    set_file_item(kItemAscii, kTextSending);
+}
+
+void Xsend(int16_t item)
+{
+    if (item == 1 && asciiSend) {
+        stop_send();
+        return;
+    }
+    uint8_t letter =
+        item >= 1 && item <= 6 ? uint8_t(sendtypes[item - 1]) : uint8_t('Z');
+    if (!HaveProtocol(letter))
+        return;
+
+    int32_t files = item < 5 ? Sendfile(item == 1) : MultiGetFile();
+    if (files == 0) {
+        // An X or Y receiver is waiting already, and would for a minute.
+        if (item >= 3 && item <= 6)
+            sendline(CAN);
+        return;
+    }
+    if (item == 1) {
+        send_ascii();
+        return;
+    }
+    if (item < 5)
+        name4host(sendFSS[0]->name, hostnames[0]);
+    HiliteMenu(0);
+    if (letter != 'Z')
+        purgeline();
+    if (item == 2) {
+        curSendFSS = sendFSS[0];
+        (void)KermSend();  // it tells the user itself
+        return;
+    }
+    (void)sz(files, sendFSS, letter);  // it has told the user
+}
+
+void RestoreSendAscii()
+{
+    if (FileMenu)
+        SetMenuItemText(FileMenu, kItemAscii, StrSendAscii);
+}
+
+// ---- events ---------------------------------------------------------------------
+
+// The clock in the status bar, as often as its second changes.
+static void show_clock(uint32_t now)
+{
+    static uint32_t lastLook;
+    static uint32_t lastSecond;
+
+    if (now - lastLook <= uint32_t(kLookTicks))
+        return;
+    lastLook = now;
+    uint32_t second;
+    GetDateTime(&second);
+    if (second != lastSecond) {
+        lastSecond = second;
+        ShowTime(false);
+    }
+}
+
+// Only the application menu is open during a transfer, and there not the
+// first item: any other command could start a second transfer.
+static void menu_click(const EventRecord &event)
+{
+    int32_t choice = MenuSelect(&event);
+
+    if (choice >> 16 == kDeskMenu && (choice & 0xFFFF) > 1)
+        DoMenu(choice, 0, mouseDown);
+    else
+        HiliteMenu(0);
+}
+
+static void drag(WindowPtr window, const EventRecord &event)
+{
+    DragWindow(window, &event);
+    if (window != zDwin || !zDwin)
+        return;
+    Rect bounds;
+    GetWindowBounds(window, &bounds);
+    qset.xferWinLoc = {bounds.top, bounds.left};
+    qsetChanged = 1;
+}
+
+static void content_click(WindowPtr window, const EventRecord &event)
+{
+    if (window == zDwin) {
+        if (window != FrontWindow())
+            SelectWindow(window);
+        return;
+    }
+    if (window != myWindow)
+        return;
+    ControlHandle control = nullptr;
+    int16_t part = FindControl(&event, window, &control);
+    if (part != 0 && control == sbar_ctl)
+        do_scroll(part, event.where);
+}
+
+static void mouse_down(const EventRecord &event)
+{
+    WindowPtr window = nullptr;
+
+    switch (FindWindow(&event, &window)) {
+    case inMenuBar:
+        menu_click(event);
+        break;
+    case inDrag:
+        drag(window, event);
+        break;
+    case inContent:
+        content_click(window, event);
+        break;
+    }
+}
+
+// Returns true if the user cancelled.
+static bool key_down(const EventRecord &event)
+{
+    uint8_t c = uint8_t(event.message);
+
+    if ((event.modifiers & cmdKey) && c == '.') {
+        UserCancel = 1;
+        return true;
+    }
+    if (c >= '0' && c <= '9')
+        Verbose = c - '0';
+    (void)CheckScrollKeys(c, uint8_t(event.message >> 8), event.modifiers);
+    if (c == XON || c == 'Q' || c == 'q')
+        ReleaseOutput();
+    return false;
+}
+
+// Returns true if the user cancelled.
+static bool dispatch(const EventRecord &event)
+{
+    bool key = event.what == keyDown || event.what == autoKey;
+
+    if (IsDialogEvent(&event)) {
+        DialogPtr dialog = nullptr;
+        int16_t item = 0;
+        if (DialogSelect(&event, &dialog, &item) && item == zi_cancel) {
+            UserCancel = 1;
+            return true;
+        }
+        if (!key)
+            return false;
+    }
+    switch (event.what) {
+    case mouseDown:
+        mouse_down(event);
+        break;
+    case keyDown:
+    case autoKey:
+        return key_down(event);
+    case updateEvt:
+        DoUpdate(WindowOfMessage(&event));
+        break;
+    case activateEvt:
+        DoActivate(WindowOfMessage(&event), event.modifiers & activeFlag);
+        break;
+    case osEvt:
+        DoOSEvent(event.message, FrontWindow());
+        break;
+    }
+    return false;
+}
+
+int16_t XferEvent(int16_t sleep)
+{
+    uint32_t now = TickCount();
+    bool wouldWait = sleep >= 1;
+
+    show_clock(now);
+    if (sleep < 1 || Suspended)
+        sleep = 0;
+    if (wouldWait) {
+        // A busy line isn't slowed down by asking for events.
+        if (sleep == 0 && now == lastEventTick)
+            return 0;
+        if (gStillinBuf > kBusyInput &&
+            now - lastEventTick < uint32_t(kLookTicks))
+            return 0;
+    }
+    for (int i = 0; i < kEventsPerCall; i++) {
+        EventRecord event;
+        bool got = WaitNextEvent(everyEvent, &event, uint32_t(sleep), nullptr);
+        lastEventTick = TickCount();
+        if (!got)
+            return 0;
+        if (dispatch(event))
+            return 1;
+    }
+    return 0;
+}
+
+// ---- time and input ----------------------------------------------------------------
+
+int16_t TimedRead(int16_t, uint8_t *buffer, int32_t count, int32_t ticks)
+{
+    static int16_t chkEvt;
+    const uint32_t start = TickCount();
+    int32_t got = 0;
+
+    // Events are looked at once in so many calls, however fast bytes come.
+    if (++chkEvt > kReadsPerLook) {
+        chkEvt = 0;
+        (void)XferEvent(0);  // UserCancel is looked at below
+    }
+    for (;;) {
+        int16_t n = 1;
+        const uint8_t *p = GetBytes(&n);
+        if (p) {
+            buffer[got++] = *p;
+            if (got >= count)
+                return 1;
+            continue;
+        }
+        if (UserCancel)
+            return 0;
+        int32_t left = ticks - int32_t(TickCount() - start);
+        if (left > kShortWait && XferEvent(1) == 1)
+            return 0;
+        if (left <= 0)
+            return 0;
+    }
+}
+
+int16_t readline(int16_t tenths)
+{
+    uint8_t c;
+
+    if (!TimedRead(sIn, &c, 1, int32_t(tenths) * 6))
+        return TIMEOUT;
+    return int16_t(c & Wcsmask);
+}
+
+void purgeline()
+{
+    Lleft = 0;
+    int16_t n = 100;
+    const uint8_t *p = GetBytes(&n);
+    if (p)
+        DispChars(p, n);
+}
+
+void zsleep(int32_t seconds)
+{
+    const uint32_t start = TickCount();
+
+    while (TickCount() - start < uint32_t(seconds) * 60)
+        (void)XferEvent(5);  // the rest lasts its time even after a cancel
+}
+
+int32_t user_abort()
+{
+    (void)XferEvent(0);
+    return UserCancel;
+}
+
+void sendline(uint8_t c)
+{
+    OutCh(sOut, c);
+}
+
+void ResetXferTimer()
+{
+    GetDateTime(&start_time);
+    start_ticks = int32_t(TickCount());
+}
+
+// ---- buffers and files ----------------------------------------------------------------
+
+int32_t AllocXferBuf(int32_t size)
+{
+    if (size <= gSecBufSize)
+        return gSecBufSize;
+    Ptr block = NewPtr(size);
+    if (!block)
+        return gSecBufSize;
+    if (gSecBuf)
+        DisposePtr(gSecBuf);
+    gSecBuf = block;
+    gSecBufSize = size;
+    return size;
+}
+
+uint8_t *GetXferBuf()
+{
+    return gSecBuf;
+}
+
+static void make_block()
+{
+    int32_t size = (qset.fileBufSize + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
+
+    if (size < kLeastBlock)
+        size = kUsualBlock;
+    fbHdl = NewHandle(size);
+    if (!fbHdl) {
+        size = kLeastBlock;
+        fbHdl = NewHandle(size);
+    }
+    fbSize = fbHdl ? size : 0;
+}
+
+OSErr FSWriteNoCache(int16_t ref, int32_t *count, const uint8_t *bytes)
+{
+    return FSWriteUncached(ref, count, bytes);
+}
+
+OSErr fbWrite(int16_t ref, int32_t count, const uint8_t *bytes)
+{
+    if (!fbHdl)
+        make_block();
+    if (count != 0 && count <= fbSize - inbufCount) {
+        memcpy(*fbHdl + inbufCount, bytes, size_t(count));
+        inbufCount += count;
+        return noErr;
+    }
+    if (inbufCount > 0) {
+        int32_t held = inbufCount;
+        inbufCount = 0;
+        HLock(fbHdl);
+        OSErr err = FSWriteNoCache(ref, &held, *fbHdl);
+        HUnlock(fbHdl);
+        // Nothing goes behind a gap: what is on the disk stays the start of
+        // the file, from which the transfer can resume.
+        if (err != noErr)
+            return err;
+    }
+    if (count > fbSize)
+        return FSWriteNoCache(ref, &count, bytes);
+    if (count > 0) {
+        memcpy(*fbHdl, bytes, size_t(count));
+        inbufCount = count;
+    }
+    return noErr;
+}
+
+// ---- capture --------------------------------------------------------------------------
+
+OSErr StartCapture(const FSSpec *spec)
+{
+    (void)FSpCreate(spec, textcreator, FOUR("TEXT"));  // it may be there
+    DoNavDisposeReply();
+    OSErr err = FSpOpenDF(spec, fsRdWrPerm, &recRef);
+    if (err != noErr) {
+        recRef = 0;
+        return err;
+    }
+    (void)SetFPos(recRef, fsFromLEOF, 0);  // the end of an open file exists
+    recVol = spec->vRefNum;
+    asciiReceive = qset.globFlags & kGlobCaptureLines ? 'L' : 'C';
+    set_file_item(kItemCapture, kTextCapturing);
+    return noErr;
+}
+
+void StopCapture()
+{
+    if (!asciiReceive)
+        return;
+    (void)FSClose(recRef);  // write errors have been told
+    recRef = 0;
+    asciiReceive = 0;
+    set_file_item(kItemCapture, kTextCapture);
+    (void)FlushVol(recVol);
+}
