@@ -204,19 +204,24 @@ static void find_glyph(Strike *s, uint32_t codepoint, be_glyph *out)
         be_font_glyph(s->back, '?', out);
 }
 
+// Device pixels of a thin line; two of them and a gap fit into every cell.
+static int line_width(const Strike *s)
+{
+    int width = (std::max(s->size / 12, 1) + (s->face & 1)) * s->scale;
+
+    return std::max(std::min(width, (s->cell * s->scale - 2) / 3), 1);
+}
+
 // `cells`: 2 for a character of two bytes.
 static void make_glyph(Strike *s, uint32_t codepoint, int cells, GlyphMask *g)
 {
     int height = (s->ascent + s->descent) * s->scale;
-    int line = std::max(s->size / 12, 1) * s->scale;
 
     g->known = true;
     g->advance = int16_t(s->cell * cells);
     if (s->fixed) {
         Drawing d(s->cell * cells * s->scale, height);
-        CellMask cell = {d.pixels.data(), d.width, d.height, line};
-        if (s->face & 1)
-            cell.line += s->scale;
+        CellMask cell = {d.pixels.data(), d.width, d.height, line_width(s)};
         if (codepoint != ' ' && !draw_line_glyph(codepoint, cell) &&
             !draw_control(s, codepoint, &d)) {
             be_glyph b;
@@ -288,9 +293,11 @@ static void set_metrics(Strike *s, const be_font_metrics &m)
     s->widest = s->fixed ? s->cell : std::max<int16_t>(s->size, s->cell);
 }
 
-static Strike *strike_new(int16_t font, int16_t size, uint8_t face, int scale)
+static std::unique_ptr<Strike> strike_new(int16_t font, int16_t size,
+                                          uint8_t face, int scale)
 {
-    Strike *s = new Strike{};
+    auto owned = std::make_unique<Strike>();
+    Strike *s = owned.get();
     be_font_metrics m = {};
     bool isBold = face & 1, isItalic = face & 2;
 
@@ -315,22 +322,22 @@ static Strike *strike_new(int16_t font, int16_t size, uint8_t face, int scale)
         be_font_open(s->family, size * scale, false, false, &plain))
         m = plain;
     set_metrics(s, m);
-    return s;
+    return owned;
 }
 
 Strike *strike_get(int16_t font, int16_t size, uint8_t face, int scale)
 {
-    static std::vector<Strike *> strikes;
+    static std::vector<std::unique_ptr<Strike>> strikes;
 
     if (size < 1)
         size = 12;
     size = std::min<int16_t>(size, 255);
     face &= 3;
-    for (Strike *s : strikes) {
+    for (const auto &s : strikes) {
         if (s->font == font && s->size == size && s->face == face &&
             s->scale == scale)
-            return s;
+            return s.get();
     }
     strikes.push_back(strike_new(font, size, face, scale));
-    return strikes.back();
+    return strikes.back().get();
 }

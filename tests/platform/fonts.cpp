@@ -1,0 +1,237 @@
+// Fonts: numbers and names, what bytes show, and lines that join.
+#include "platform/core/drawing.h"
+#include "platform/core/fonts.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+std::string text_of(ConstStr s)
+{
+    return std::string(reinterpret_cast<const char *>(s + 1), s[0]);
+}
+
+TEST(Fonts, NumbersAndNamesAgree)
+{
+    int16_t number;
+    Str255 name;
+
+    for (int16_t i = 1; i <= CountFonts(); i++) {
+        Str255 back;
+        GetIndFontName(i, name);
+        ASSERT_GT(name[0], 0) << i;
+        GetFNum(name, &number);
+        ASSERT_GT(number, 0) << text_of(name);
+        GetFontName(number, back);
+        EXPECT_EQ(text_of(name), text_of(back));
+    }
+    GetFNum(PSTR("QL-mac"), &number);  // case doesn't count
+    GetFontName(number, name);
+    EXPECT_EQ(text_of(name), "ql-Mac");
+    GetFNum(PSTR("no such font"), &number);
+    EXPECT_EQ(number, 0);
+    GetIndFontName(0, name);
+    EXPECT_EQ(name[0], 0);
+    GetIndFontName(int16_t(CountFonts() + 1), name);
+    EXPECT_EQ(name[0], 0);
+    GetFontName(32000, name);
+    EXPECT_EQ(name[0], 0);
+    for (int16_t i : {0, 1, 4}) {
+        GetFontName(i, name);
+        GetFNum(name, &number);
+        EXPECT_EQ(number, i);
+    }
+}
+
+TEST(Fonts, BytesShowWhatTheFontSays)
+{
+    struct {
+        FontCoding coding;
+        uint8_t byte;
+        uint32_t shows;
+    } const rows[] = {
+        {kTerminalMac, 'A', 'A'},       {kTerminalMac, 0x8A, 0xE4},
+        {kTerminalMac, 0xE0, 0x25C6},   {kTerminalMac, 0xEE, 0x253C},
+        {kTerminalMac, 0xF1, 0x2500},   {kTerminalMac, 0xF8, 0x2502},
+        {kTerminalMac, 0xFE, 0x00B7},   {kTerminalMac, 13, 0x240D},
+        {kMacRoman, 0xE0, 0x2021},      {kMacRoman, 9, ' '},
+        {kTerminalPC, 1, 0x263A},       {kTerminalPC, 0xC9, 0x2554},
+        {kTerminalPC, 0x81, 0x00FC},    {kTerminalPC, 0xFE, 0x25A0},
+        {kTerminalPC, 127, 0x2302},     {kTwoByte, 0xB1, 0xFF71},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(coding_to_unicode(row.coding, row.byte), row.shows)
+            << int(row.byte);
+    EXPECT_EQ(shift_jis_to_unicode(0x82, 0xA0), 0x3042u);
+    EXPECT_EQ(shift_jis_to_unicode(0x88, 0x9F), 0x4E9Cu);
+    EXPECT_EQ(shift_jis_to_unicode(0x82, 0x20), 0u);
+    EXPECT_EQ(shift_jis_to_unicode('A', 'A'), 0u);
+}
+
+// The ink at one edge of a glyph's cell, as a string of dots and hashes.
+std::string edge(Strike *s, uint8_t c, char side)
+{
+    const GlyphMask &g = strike_glyph(s, c);
+    int w = s->cell * s->scale, h = (s->ascent + s->descent) * s->scale;
+    bool upright = side == 'l' || side == 'r';
+    std::string out;
+    for (int i = 0; i < (upright ? h : w); i++) {
+        int x = side == 'l' ? 0 : side == 'r' ? w - 1 : i;
+        int y = side == 't' ? 0 : side == 'b' ? h - 1 : i;
+        x -= g.left;
+        y -= g.top;
+        bool in = x >= 0 && y >= 0 && x < g.width && y < g.height;
+        out += in && g.mask[y * g.width + x] ? '#' : '.';
+    }
+    return out;
+}
+
+// In code page 437 the frames are the bytes 0xB3 to 0xDA. Whatever stands
+// beside or below one, lines that meet at an edge meet in full.
+TEST(Fonts, FramesJoinAtEverySizeAndScale)
+{
+    int16_t pc;
+    GetFNum(PSTR("ql-PC"), &pc);
+
+    for (int scale = 1; scale <= 3; scale++) {
+        for (int16_t size : {7, 9, 12, 13, 14, 18, 31}) {
+            for (uint8_t face : {0, 1}) {
+                Strike *s = strike_get(pc, size, face, scale);
+                std::string h1 = edge(s, 0xC4, 'l'), h2 = edge(s, 0xCD, 'l');
+                std::string v1 = edge(s, 0xB3, 't'), v2 = edge(s, 0xBA, 't');
+                std::string no(h1.size(), '.'), nov(v1.size(), '.');
+                ASSERT_NE(h1, no);
+                ASSERT_NE(h1, h2);
+                ASSERT_NE(v1, v2);
+                ASSERT_NE(v2, nov);
+                for (int c = 0xB3; c <= 0xDA; c++) {
+                    for (char side : {'l', 'r'}) {
+                        std::string e = edge(s, uint8_t(c), side);
+                        EXPECT_TRUE(e == h1 || e == h2 || e == no)
+                            << std::hex << c << side << e;
+                    }
+                    for (char side : {'t', 'b'}) {
+                        std::string e = edge(s, uint8_t(c), side);
+                        EXPECT_TRUE(e == v1 || e == v2 || e == nov)
+                            << std::hex << c << side << e;
+                    }
+                }
+                EXPECT_EQ(edge(s, 0xC9, 'r'), h2);  // double corner
+                EXPECT_EQ(edge(s, 0xC9, 'b'), v2);
+                EXPECT_EQ(edge(s, 0xC9, 'l'), no);
+                EXPECT_EQ(edge(s, 0xD1, 'b'), v1);  // double with single tee
+                EXPECT_EQ(edge(s, 0xDB, 'l'), std::string(h1.size(), '#'));
+            }
+        }
+    }
+}
+
+// No line of a frame breaks off inside its cell: all ink hangs together.
+TEST(Fonts, FramesAreWhole)
+{
+    int16_t pc;
+    GetFNum(PSTR("ql-PC"), &pc);
+    Strike *s = strike_get(pc, 16, 0, 1);
+
+    for (int c = 0xB3; c <= 0xDA; c++) {
+        bool twoLines = c == 0xBA || c == 0xCD;
+        bool fourCorners = c == 0xCE;
+        bool side = c == 0xB9 || c == 0xCC || c == 0xCA || c == 0xCB;
+        bool corner = c == 0xBB || c == 0xBC || c == 0xC8 || c == 0xC9;
+        int expected = fourCorners ? 4 : side ? 3 : twoLines || corner ? 2 : 1;
+        // A single line that crosses or meets two others ties them together.
+        const GlyphMask &g = strike_glyph(s, uint8_t(c));
+        std::vector<int> mark(size_t(g.width * g.height));
+        int parts = 0;
+        auto paint = [&](auto self, int x, int y) -> void {
+            if (x < 0 || y < 0 || x >= g.width || y >= g.height)
+                return;
+            size_t at = size_t(y * g.width + x);
+            if (!g.mask[at] || mark[at])
+                return;
+            mark[at] = parts;
+            self(self, x + 1, y);
+            self(self, x - 1, y);
+            self(self, x, y + 1);
+            self(self, x, y - 1);
+        };
+        for (int y = 0; y < g.height; y++) {
+            for (int x = 0; x < g.width; x++) {
+                size_t at = size_t(y * g.width + x);
+                if (!g.mask[at] || mark[at])
+                    continue;
+                parts++;
+                paint(paint, x, y);
+            }
+        }
+        // Tees of a double bar and a single stem leave the far line alone.
+        bool stem = c == 0xC7 || c == 0xB6 || c == 0xCF || c == 0xD1;
+        EXPECT_EQ(parts, stem ? 2 : expected) << std::hex << c;
+    }
+}
+
+TEST(Fonts, CellsStayTheSameInEveryFace)
+{
+    int16_t mac;
+    GetFNum(PSTR("ql-Mac"), &mac);
+
+    for (int scale = 1; scale <= 2; scale++) {
+        Strike *plain = strike_get(mac, 12, 0, scale);
+        for (uint8_t face = 1; face < 4; face++) {
+            Strike *s = strike_get(mac, 12, face, scale);
+            EXPECT_EQ(s->cell, plain->cell);
+            EXPECT_EQ(s->ascent, plain->ascent);
+            EXPECT_EQ(s->descent, plain->descent);
+            for (int c = 0; c < 256; c++) {
+                const GlyphMask &g = strike_glyph(s, uint8_t(c));
+                EXPECT_GE(g.left, 0);
+                EXPECT_GE(g.top, 0);
+                EXPECT_LE(g.left + g.width, s->cell * scale);
+                EXPECT_LE(g.top + g.height, (s->ascent + s->descent) * scale);
+            }
+        }
+    }
+}
+
+TEST(Fonts, TwoBytesACharacter)
+{
+    EXPECT_EQ(FontToScript(4), smRoman);
+    EXPECT_EQ(GetScriptVariable(smRoman, 22) & 2, 2);
+    EXPECT_EQ(GetScriptVariable(smJapanese, 22) & 2, 0);
+    fonts_add_double_byte(PSTR("Test Mincho"));
+    EXPECT_EQ(ScriptCount(), 2);
+    int16_t font;
+    GetFNum(PSTR("Test Mincho"), &font);
+    ASSERT_GT(font, 0);
+    EXPECT_EQ(FontToScript(font), smJapanese);
+
+    Canvas *canvas = canvas_new(100, 40, 1);
+    PortState *port = port_new(canvas);
+    port_set_current(port);
+    TextFont(font);
+    // A, a kanji whose second byte looks like a first one, B, half of one.
+    const uint8_t text[] = {'A', 0x95, 0x95, 'B', 0xB1, 0x88};
+    const int types[] = {0, -1, 1, 0, 0, -1};
+    for (int16_t i = 0; i < 6; i++)
+        EXPECT_EQ(CharacterByteType(text, i, smJapanese), types[i]) << i;
+    // Each byte takes a cell, so that columns and bytes stay in step.
+    EXPECT_EQ(TextWidth(text, 0, 6), 6 * CharWidth('0'));
+    MoveTo(0, 20);
+    DrawText(text, 0, 6);
+    Strike *s = strike_get(font, 12, 0, 1);
+    int used;
+    EXPECT_EQ(strike_char(s, text, 6, 1, &used).advance, 2 * s->cell);
+    EXPECT_EQ(used, 2);
+    (void)strike_char(s, text, 6, 5, &used);  // the other half isn't there
+    EXPECT_EQ(used, 1);
+    canvas_flush(canvas);
+
+    TextFont(4);
+    EXPECT_EQ(CharacterByteType(text, 1, smJapanese), 0);
+    port_dispose(port);
+    canvas_dispose(canvas);
+}
+
+}  // namespace
