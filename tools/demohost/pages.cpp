@@ -27,8 +27,8 @@ static std::string at(int row, int col)
 
 static bool any_key()
 {
-    line_text("\033[0m" + at(24, 1) + "Press a key ");
     line_forget();
+    line_text("\033[0m" + at(24, 1) + "Press a key ");
     return host_key(-1) != kHungUp;
 }
 
