@@ -40,6 +40,8 @@ OSErr ResError();  // of the last call of this header
 void HCreateResFile(int16_t vRef, int32_t dirID, ConstStr name);
 int16_t HOpenResFile(int16_t vRef, int32_t dirID, ConstStr name,
                      int8_t permission);
+// Handles of the file's resources go, and what was changed since its last
+// update is dropped.
 void CloseResFile(int16_t ref);
 int16_t CurResFile();
 void UseResFile(int16_t ref);
