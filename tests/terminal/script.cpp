@@ -1,0 +1,477 @@
+// The runner of terminal scripts.
+#include "script.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <vector>
+
+#include "automation/AsciiSend.h"
+#include "connect/Settings.h"
+#include "platform/headless/headless.h"
+#include "platform/memory.h"
+#include "scrollback/Selection.h"
+#include "scrollback/View.h"
+#include "scrollback/savbuf.h"
+#include "serial/IOKitSerial.h"
+#include "shell/QuillonWindow.h"
+#include "terminal/VT100.h"
+
+using words = std::vector<std::string>;
+
+static bool gBytewise;
+static bool gStarted;   // the first feed has come: the screen stands
+static int gBeepsSeen;
+static std::string gError;
+
+static void fail(const std::string &text)
+{
+    if (gError.empty())
+        gError = text;
+}
+
+// ---- reading a line --------------------------------------------------------
+
+static char escape_char(const char *&at)
+{
+    switch (*at) {
+    case 'e':
+        return 27;
+    case 'n':
+        return '\n';
+    case 'r':
+        return '\r';
+    case 't':
+        return '\t';
+    case 'b':
+        return '\b';
+    case 'a':
+        return '\a';
+    case '0':
+        return 0;
+    case 'x': {
+        const char digits[3] = {at[1], at[2], 0};
+        at += 2;
+        return char(strtol(digits, nullptr, 16));
+    }
+    default:
+        return *at;
+    }
+}
+
+static std::string quoted(const char *&at)
+{
+    std::string text, all;
+
+    for (at++; *at && *at != '"'; at++) {
+        if (*at == '\\') {
+            at++;
+            text += escape_char(at);
+        } else {
+            text += *at;
+        }
+    }
+    if (*at)
+        at++;
+    int count = 1;
+    if (*at == '*')
+        count = int(strtol(at + 1, const_cast<char **>(&at), 10));
+    for (int i = 0; i < count; i++)
+        all += text;
+    return all;
+}
+
+static words split(const std::string &line)
+{
+    words out;
+    const char *at = line.c_str();
+
+    while (*at) {
+        if (*at == ' ' || *at == '\t') {
+            at++;
+        } else if (*at == '#') {
+            break;
+        } else if (*at == '"') {
+            out.emplace_back();
+            while (*at == '"')  // pieces without a blank between are one
+                out.back() += quoted(at);
+        } else {
+            const char *start = at;
+            while (*at && *at != ' ' && *at != '\t')
+                at++;
+            out.emplace_back(start, at);
+        }
+    }
+    return out;
+}
+
+// ---- variables and calls ---------------------------------------------------
+
+struct variable {
+    std::function<long()> get;
+    std::function<void(long)> set;
+};
+
+template <class T> static variable var(T &v)
+{
+    return {[&v] { return long(v); }, [&v](long n) { v = T(n); }};
+}
+
+static std::map<std::string, variable> &variables()
+{
+    static std::map<std::string, variable> table = {
+        {"MaxLine", var(MaxLine)},
+        {"MaxCol", var(MaxCol)},
+        {"abslin", var(abslin)},
+        {"curcol", var(curcol)},
+        {"toplin", var(toplin)},
+        {"botlin", var(botlin)},
+        {"scrtop", var(scrtop)},
+        {"scrbot", var(scrbot)},
+        {"margin_top", var(margin_top)},
+        {"margin_bottom", var(margin_bottom)},
+        {"didWrap", var(didWrap)},
+        {"outcnt", var(outcnt)},
+        {"charflg", var(charflg)},
+        {"numargs", var(numargs)},
+        {"num1", var(num[1])},
+        {"num2", var(num[2])},
+        {"num3", var(num[3])},
+        {"num9", var(num[9])},
+        {"num10", var(num[10])},
+        {"prvchr", var(prvchr)},
+        {"cursor_mode", var(cursor_mode)},
+        {"keypad_app", var(keypad_app)},
+        {"autowrap", var(autowrap)},
+        {"origin_rel", var(origin_rel)},
+        {"newline", var(newline)},
+        {"insert", var(insert)},
+        {"Invert", var(Invert)},
+        {"textstyle", var(textstyle)},
+        {"invisible", var(invisible)},
+        {"blink", var(blink)},
+        {"useBlockCursor", var(useBlockCursor)},
+        {"interpret_control", var(interpret_control)},
+        {"intense", var(intense)},
+        {"curFG", var(curFG)},
+        {"curBG", var(curBG)},
+        {"curFGred", var(curFGrgb.red)},
+        {"curBGred", var(curBGrgb.red)},
+        {"curFGindex", var(curFGindex)},
+        {"GShift", var(GShift)},
+        {"curGSet", var(curGSet)},
+        {"GSet0", var(GSet[0])},
+        {"GSet1", var(GSet[1])},
+        {"GSet2", var(GSet[2])},
+        {"gFirstChar", var(gFirstChar)},
+        {"gDoubleByte", var(gDoubleByte)},
+        {"gInJapanShift", var(gInJapanShift)},
+        {"scrolled", var(scrolled)},
+        {"blanklines", var(blanklines)},
+        {"savcount", var(savcount)},
+        {"aheadPos", var(aheadPos)},
+        {"sendWait", var(sendWait)},
+        {"sendWait2", var(sendWait2)},
+        {"termType", var(cset.termType)},
+        {"termFlags", var(cset.termFlags)},
+        {"xferFlags", var(cset.xferFlags)},
+        {"bufFlags", var(cset.bufFlags)},
+        {"globFlags", var(qset.globFlags)},
+        {"useColor", var(qset.useColor)},
+    };
+    return table;
+}
+
+static const std::map<std::string, void (*)()> &calls()
+{
+    static const std::map<std::string, void (*)()> table = {
+        {"reset_term", reset_term},
+        {"clrAttrib", clrAttrib},
+        {"clear_screen", clear_screen},
+        {"home_cursor", home_cursor},
+        {"prepSel", [] { prepSel(nullptr); }},
+        {"unprepSel", unprepSel},
+    };
+    return table;
+}
+
+// ---- acts ------------------------------------------------------------------
+
+// Colours that differ in every component of every entry.
+static void default_settings()
+{
+    cset.termFlags = kTermNoAutoLF;
+    qset.useColor = 1;
+    qset.fgColor = '0';
+    qset.bgColor = '7';
+    for (int i = 0; i < 8; i++)
+        qset.fgMap[i] = qset.bgMap[i] = uint8_t('0' + i);
+    for (int i = 0; i < 18; i++)
+        qset.rgbTable[i] = {uint16_t(i), uint16_t(100 + i), uint16_t(200 + i)};
+}
+
+static void start()
+{
+    if (gStarted)
+        return;
+    gStarted = true;
+    // A page is made with the type of the moment; the mode bits start as told.
+    InitPage();
+    sOut = sIn = int16_t(hl_line_open(HL_SOCKET));
+    asInit();
+    gBeepsSeen = hl_beeps();
+}
+
+static void check_invariants()
+{
+    if (!rows_ok())
+        fail("the rows are broken");
+    if (!sav_ok())
+        fail("the store is broken");
+}
+
+static void feed(const std::string &text)
+{
+    const uint8_t *bytes = reinterpret_cast<const uint8_t *>(text.data());
+
+    start();
+    if (!gBytewise) {
+        DispChars(bytes, int16_t(text.size()));
+        check_invariants();
+        return;
+    }
+    for (size_t i = 0; i < text.size(); i++) {
+        DispChars(bytes + i, 1);
+        check_invariants();
+    }
+}
+
+static std::string bare(const uint8_t *line, int length)
+{
+    while (length > 0 && line[length - 1] == ' ')
+        length--;
+    return {reinterpret_cast<const char *>(line), size_t(length)};
+}
+
+static std::string printable(const std::string &text)
+{
+    std::string out = "\"";
+    for (char c : text) {
+        char hex[8];
+        if (c >= 32 && c < 127) {
+            out += c;
+        } else {
+            snprintf(hex, sizeof hex, "\\x%02X", uint8_t(c));
+            out += hex;
+        }
+    }
+    return out + "\"";
+}
+
+static void expect_text(const std::string &what, const std::string &is,
+                        const std::string &want)
+{
+    if (is != want)
+        fail(what + " is " + printable(is) + ", expected " + printable(want));
+}
+
+static void expect_number(const std::string &what, long is, long want)
+{
+    if (is != want)
+        fail(what + " is " + std::to_string(is) + ", expected " +
+             std::to_string(want));
+}
+
+static std::string stored_line(int n)
+{
+    int16_t length;
+    if (n < 0 || n >= savlines)
+        return "(no such line)";
+    const uint8_t *text = GetLinePtr(n, &length);
+    return {reinterpret_cast<const char *>(text), size_t(length)};
+}
+
+static std::string sent_now()
+{
+    for (int i = 0; i < 20; i++)
+        sendSomeAscii(0, 'M');
+    return hl_line_heard();
+}
+
+static long number(const std::string &text)
+{
+    if (text.size() == 1 && (text[0] < '0' || text[0] > '9'))
+        return text[0];  // a letter stands for itself
+    return strtol(text.c_str(), nullptr, 0);
+}
+
+// ---- commands --------------------------------------------------------------
+
+using command = void (*)(const words &w);
+
+static const std::map<std::string, command> &commands()
+{
+    static const std::map<std::string, command> table = {
+        {"size",
+         [](const words &w) {
+             MaxLine = uint16_t(number(w[1]));
+             MaxCol = uint16_t(number(w[2]));
+         }},
+        {"set",
+         [](const words &w) {
+             if (w[1] != "termType" && w[1] != "globFlags")
+                 start();
+             if (!variables().count(w[1]))
+                 return fail("no variable " + w[1]);
+             variables()[w[1]].set(number(w[2]));
+         }},
+        {"is",
+         [](const words &w) {
+             start();
+             if (!variables().count(w[1]))
+                 return fail("no variable " + w[1]);
+             expect_number(w[1], variables()[w[1]].get(), number(w[2]));
+         }},
+        {"do",
+         [](const words &w) {
+             start();
+             if (!calls().count(w[1]))
+                 return fail("no call " + w[1]);
+             calls().at(w[1])();
+             check_invariants();
+         }},
+        {"feed", [](const words &w) { feed(w[1]); }},
+        {"cursor",
+         [](const words &w) {
+             expect_number("cursor's row", abslin, number(w[1]));
+             expect_number("cursor's column", curcol, number(w[2]));
+         }},
+        {"row",
+         [](const words &w) {
+             expect_text("row " + w[1],
+                         bare(scrLine(int(number(w[1]))), kMaxCols), w[2]);
+         }},
+        {"rows",
+         [](const words &w) {
+             for (size_t i = 2; i < w.size(); i++) {
+                 const int row = int(number(w[1]) + long(i) - 2);
+                 expect_text("row " + std::to_string(row),
+                             bare(scrLine(row), kMaxCols), w[i]);
+             }
+         }},
+        {"stored",
+         [](const words &w) {
+             expect_number("lines stored", savlines, number(w[1]));
+         }},
+        {"line",
+         [](const words &w) {
+             expect_text("line " + w[1], stored_line(int(number(w[1]))), w[2]);
+         }},
+        {"last",
+         [](const words &w) {
+             const int first = int(savlines) - int(w.size()) + 1;
+             for (size_t i = 1; i < w.size(); i++) {
+                 const int n = first + int(i) - 1;
+                 expect_text("line " + std::to_string(n), stored_line(n),
+                             w[i]);
+             }
+         }},
+        {"sent",
+         [](const words &w) { expect_text("sent", sent_now(), w[1]); }},
+        {"beeps",
+         [](const words &w) {
+             expect_number("beeps", hl_beeps() - gBeepsSeen, number(w[1]));
+             gBeepsSeen = hl_beeps();
+         }},
+        {"contains",
+         [](const words &w) {
+             expect_number("linecontains", linecontains(w[1].c_str()),
+                           number(w[2]));
+         }},
+    };
+    return table;
+}
+
+// ---- cases -----------------------------------------------------------------
+
+struct numbered {
+    int at;
+    std::string text;
+};
+using one_case = std::vector<numbered>;
+
+static void run_lines(const one_case &lines)
+{
+    default_settings();
+    for (const numbered &line : lines) {
+        const words w = split(line.text);
+        if (w.empty() || w[0] == "case")
+            continue;
+        if (commands().count(w[0]))
+            commands().at(w[0])(w);
+        else
+            fail("no command " + w[0]);
+        if (!gError.empty()) {
+            gError = ":" + std::to_string(line.at) + ": " + gError + "\n";
+            return;
+        }
+    }
+    if (!gStarted)
+        gError = ": the case feeds nothing\n";
+}
+
+// In a child, so that every case finds the state that a program starts with.
+static std::string run_case(const one_case &lines)
+{
+    int ends[2];
+    std::string error;
+    char part[512];
+
+    if (pipe(ends) != 0)
+        return "no pipe";
+    fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        run_lines(lines);
+        const ssize_t done = write(ends[1], gError.data(), gError.size());
+        _exit(done == ssize_t(gError.size()) ? 0 : 1);
+    }
+    close(ends[1]);
+    for (ssize_t n; (n = read(ends[0], part, sizeof part)) > 0;)
+        error.append(part, size_t(n));
+    close(ends[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (status != 0 && error.empty())
+        error = ":" + std::to_string(lines[0].at) + ": the case crashed\n";
+    return error;
+}
+
+std::string run_script(const std::string &path, bool bytewise)
+{
+    std::ifstream file(path);
+    std::vector<one_case> cases;
+    std::string text, errors;
+
+    gBytewise = bytewise;
+    for (int at = 1; std::getline(file, text); at++) {
+        if (text.rfind("case ", 0) == 0)
+            cases.emplace_back();
+        if (!cases.empty())
+            cases.back().push_back({at, text});
+    }
+    if (cases.empty())
+        return path + ": no cases";
+    for (const one_case &lines : cases) {
+        const std::string error = run_case(lines);
+        if (!error.empty())
+            errors += path + error;
+    }
+    return errors;
+}

@@ -1,0 +1,330 @@
+// File transfers over standard input and output, or a device: the program's
+// engines with its settings, and nobody at the keyboard. A file that exists
+// gets a new name beside it. What the program would show in its terminal goes
+// to standard error with --verbose.
+#include "line.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "connect/Dial.h"
+#include "connect/Settings.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/headless/headless.h"
+#include "scrollback/View.h"
+#include "serial/IOKitSerial.h"
+#include "serial/ModemIO.h"
+#include "terminal/VT100.h"
+#include "transfer/Names.h"
+#include "transfer/rz.h"
+#include "transfer/sz.h"
+#include "transfer/xmodem.h"
+#include "transfer/zmaclo.h"
+#include "transfer/zstats.h"
+
+// ---- what was asked for --------------------------------------------------------
+
+struct wishes {
+    std::string port;
+    long baud = 115200;
+    char convert = 'B';
+    char block = 'A';
+    long window = 0;
+    bool escape = false;
+    bool verbose = false;
+    arguments rest;  // behind the options
+};
+
+static bool number_of(const std::string &text, long least, long most, long *out)
+{
+    char *end;
+
+    errno = 0;
+    *out = strtol(text.c_str(), &end, 10);
+    return !text.empty() && !*end && errno == 0 && *out >= least &&
+           *out <= most;
+}
+
+static bool letter_of(const std::string &text, const char *choices, char *out)
+{
+    if (text.size() != 1 || !strchr(choices, text[0]))
+        return false;
+    *out = text[0];
+    return true;
+}
+
+// One option with its value. False if there is no such option or value.
+static bool take(wishes *w, const std::string &option, const std::string &value)
+{
+    if (option == "--port") {
+        w->port = value;
+        return !value.empty();
+    }
+    if (option == "--baud")
+        return number_of(value, 50, 4000000, &w->baud);
+    if (option == "--window")
+        return number_of(value, 0, 16384, &w->window);
+    if (option == "--convert")
+        return letter_of(value, "SMTB", &w->convert);
+    if (option == "--block")
+        return letter_of(value, "A25k", &w->block);
+    return false;
+}
+
+static bool parse(const arguments &args, wishes *w)
+{
+    if (args.empty() || args[0] != "z") {
+        fprintf(stderr, "quillon-line: the protocol is z (ZMODEM)\n");
+        return false;
+    }
+    size_t i = 1;
+    for (; i < args.size() && args[i].compare(0, 2, "--") == 0; i++) {
+        if (args[i] == "--") {
+            i++;
+            break;
+        }
+        if (args[i] == "--escape") {
+            w->escape = true;
+        } else if (args[i] == "--verbose") {
+            w->verbose = true;
+        } else if (i + 1 >= args.size() || !take(w, args[i], args[i + 1])) {
+            fprintf(stderr, "quillon-line: wrong option %s\n", args[i].c_str());
+            return false;
+        } else {
+            i++;
+        }
+    }
+    w->rest.assign(args.begin() + long(i), args.end());
+    return true;
+}
+
+// ---- the line --------------------------------------------------------------------
+
+static int savedFlags = -1;  // of standard input, to be given back
+
+// Carries bytes both ways between a socket and two pipes, for a line of two
+// descriptors: the program's port is one. Ends with either side.
+[[noreturn]] static void pump(int socket)
+{
+    bool in = true, out = true;
+    char bytes[4096];
+
+    while (in || out) {
+        pollfd fds[2] = {{in ? 0 : -1, POLLIN, 0},
+                         {out ? socket : -1, POLLIN, 0}};
+        if (poll(fds, 2, -1) < 0 && errno != EINTR)
+            break;
+        for (int i = 0; i < 2; i++) {
+            if (!fds[i].revents)
+                continue;
+            int from = i == 0 ? 0 : socket;
+            int to = i == 0 ? socket : 1;
+            ssize_t n = read(from, bytes, sizeof bytes);
+            if (n <= 0) {
+                (i == 0 ? in : out) = false;
+                if (i == 0)
+                    shutdown(socket, SHUT_WR);
+                continue;
+            }
+            for (ssize_t done = 0; done < n;) {
+                ssize_t put = write(to, bytes + done, size_t(n - done));
+                if (put < 0 && errno != EINTR)
+                    _exit(0);
+                done += put > 0 ? put : 0;
+            }
+        }
+    }
+    _exit(0);
+}
+
+// Standard input and output as one descriptor above 2, or -1.
+static int standard_line()
+{
+    struct stat in, out;
+    if (fstat(0, &in) != 0 || fstat(1, &out) != 0)
+        return -1;
+    if (in.st_dev == out.st_dev && in.st_ino == out.st_ino) {
+        savedFlags = fcntl(0, F_GETFL);
+        return fcntl(0, F_DUPFD_CLOEXEC, 3);
+    }
+    int pair[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0)
+        return -1;
+    pid_t child = fork();
+    if (child < 0)
+        return -1;
+    if (child == 0) {
+        close(pair[0]);
+        pump(pair[1]);
+    }
+    close(pair[1]);
+    return pair[0];
+}
+
+static bool open_line(const wishes &w)
+{
+    if (!w.port.empty()) {
+        Str255 name;
+        CopyCStringToPascal(w.port.c_str(), name);
+        SetModem(name);
+        int16_t error = OpenModem();
+        if (error)
+            fprintf(stderr, "quillon-line: %s: %s\n", w.port.c_str(),
+                    strerror(error));
+        return error == 0;
+    }
+    int fd = standard_line();
+    if (fd < 0 || fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK) != 0) {
+        perror("quillon-line: standard input and output");
+        return false;
+    }
+    sIn = sOut = int16_t(fd);
+    clock_watch_port(fd);
+    return true;
+}
+
+static void close_line(const wishes &w)
+{
+    // What the engine has written last is still on its way to the far end.
+    if (!w.port.empty())
+        CloseModem();
+    if (savedFlags >= 0)
+        (void)fcntl(0, F_SETFL, savedFlags);
+}
+
+// Nobody presses Cancel here: a line that has gone ends the transfer.
+static void watch_line()
+{
+    if (sIn == 0)
+        UserCancel = 1;
+    hl_after(30, watch_line);
+}
+
+// ---- the program -------------------------------------------------------------------
+
+// What a new connection has, for a line of this speed.
+static void settings(const wishes &w)
+{
+    cset.rzTimeout = 10;
+    cset.szTimeout = 60;
+    cset.xmTimeout = 80;
+    cset.xmStartTimeout = 100;
+    cset.zBlockChar = w.block;
+    cset.zFlags = w.escape;
+    cset.zWindow = uint16_t(w.window);
+    cset.hostNames = 3;
+    cset.rcvProto = cset.sendProto = 'Z';
+    qset.globFlags |= kGlobNoXferLog;
+    qset.fileBufSize = 8192;
+    qset.binCreator = qset.binType = 0;
+    op_xconv = w.convert;
+    Baudrate = int32_t(w.baud);
+    gCarrierRate = uint32_t(w.baud);
+}
+
+// A file that exists: a new name for the one that comes.
+static void answer_questions()
+{
+    hl_modal([](WindowPtr window) {
+        hl_hit(window, 1);
+        answer_questions();
+    });
+}
+
+static bool start(const wishes &w)
+{
+    start_terminal();
+    settings(w);
+    if (SerAlloc() != 0 || AllocXferBuf(1500) < 1500) {
+        fprintf(stderr, "quillon-line: no memory\n");
+        return false;
+    }
+    if (!open_line(w))
+        return false;
+    answer_questions();
+    watch_line();
+    return true;
+}
+
+// The rows of the screen that hold text, as they stand at the end.
+static void show_screen(const wishes &w)
+{
+    if (!w.verbose)
+        return;
+    for (int row = 0; row < MaxLine; row++) {
+        const uint8_t *line = scrLine(row);
+        int n = MaxCol;
+        while (n > 0 && (line[n - 1] == ' ' || line[n - 1] == 0))
+            n--;
+        if (n > 0)
+            fprintf(stderr, "%.*s\n", n, reinterpret_cast<const char *>(line));
+    }
+}
+
+static bool fill_slots(const arguments &files)
+{
+    if (files.size() > size_t(kMaxSendFiles)) {
+        fprintf(stderr, "quillon-line: more than %d files\n",
+                int(kMaxSendFiles));
+        return false;
+    }
+    for (size_t i = 0; i < files.size(); i++) {
+        if (!SendSlot(int32_t(i)))
+            return false;
+        if (FSSpecFromPath(files[i].c_str(), sendFSS[i]) != noErr) {
+            fprintf(stderr, "quillon-line: %s: no such file\n",
+                    files[i].c_str());
+            return false;
+        }
+        name4host(sendFSS[i]->name, hostnames[i]);
+    }
+    mgCount = int32_t(files.size());
+    return true;
+}
+
+int cmd_send(const arguments &args)
+{
+    wishes w;
+
+    if (!parse(args, &w) || w.rest.empty())
+        return 2;
+    if (!start(w) || !fill_slots(w.rest))
+        return 1;
+    int32_t result = sz(mgCount, sendFSS, 'Z');
+    show_screen(w);
+    close_line(w);
+    return result == 0 && gWholeFiles == mgCount ? 0 : 1;
+}
+
+int cmd_receive(const arguments &args)
+{
+    wishes w;
+    FSSpec spec;
+    CatInfo folder;
+
+    if (!parse(args, &w) || w.rest.size() != 1)
+        return 2;
+    if (!start(w))
+        return 1;
+    if (FSSpecFromPath(w.rest[0].c_str(), &spec) != noErr ||
+        GetCatInfo(spec.vRefNum, spec.parID, spec.name, &folder) != noErr ||
+        !folder.isFolder) {
+        fprintf(stderr, "quillon-line: %s: no such folder\n",
+                w.rest[0].c_str());
+        return 1;
+    }
+    zRcvVol = spec.vRefNum;
+    zRcvDirID = folder.dirID;
+    int16_t result = rz(kModeZ);
+    show_screen(w);
+    close_line(w);
+    return result == 0 && gSkippedFiles == 0 && gWholeFiles > 0 ? 0 : 1;
+}
