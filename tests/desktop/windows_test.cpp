@@ -1,0 +1,211 @@
+// Windows: what is shown is what the core drew, and what the user does to a
+// window is told once, when it is done.
+#include "tests/desktop/recorder.h"
+
+#include <QMenuBar>
+#include <QMimeData>
+#include <QUrl>
+
+class Windows : public Desktop {
+  protected:
+    std::vector<uint32_t> pixels;
+
+    void present(be_win w, int width, int height, uint32_t color,
+                 be_rect dirty = {0, 0, 10000, 10000})
+    {
+        int scale = be_window_scale(w);
+        pixels.assign(size_t(width * scale * height * scale), color);
+        be_present(w, pixels.data(), width * scale, height * scale,
+                   width * scale, &dirty, 1);
+    }
+    uint32_t pixel(be_win w, int h, int v)
+    {
+        turn();
+        return content(w)->grab().toImage().pixel(h, v) & 0xFFFFFF;
+    }
+};
+
+TEST_F(Windows, ShowWhatTheCoreDrew)
+{
+    open(1, BE_DOCUMENT, 300, 200);
+    EXPECT_EQ(content(1)->size(), QSize(300, 200));
+    EXPECT_EQ(pixel(1, 5, 5), 0xFFFFFFu);  // nothing drawn yet
+    present(1, 300, 200, 0x123456);
+    EXPECT_EQ(pixel(1, 0, 0), 0x123456u);
+    EXPECT_EQ(pixel(1, 299, 199), 0x123456u);
+
+    // The pixels stay the core's: a later change shows at the next expose.
+    pixels[0] = 0x654321;
+    EXPECT_EQ(pixel(1, 0, 0), 0x654321u);
+    EXPECT_EQ(pixel(1, 1, 0), 0x123456u);
+}
+
+TEST_F(Windows, ResizeIsToldOnceAndAtTheEnd)
+{
+    open(1, BE_DOCUMENT, 300, 200);
+    present(1, 300, 200, 0x102030);
+    int bar = desk_window(1)->bar->height();
+    for (int width : {310, 330, 350}) {
+        desk_window(1)->top->resize(width, 220 + bar);
+        turn(20);
+    }
+    EXPECT_FALSE(was_heard("resized 1 310x220"));
+    EXPECT_EQ(pixel(1, 349, 219), 0x102030u) << "the corner's colour, meanwhile";
+    EXPECT_TRUE(turn_until("resized 1 350x220"));
+    EXPECT_FALSE(was_heard("resized 1 330x220"));
+
+    // What the program asks for itself is no news.
+    heard.clear();
+    be_rect wanted = {100, 120, 500, 420};
+    be_window_bounds(1, &wanted);
+    turn(300);
+    EXPECT_EQ(content(1)->size(), QSize(400, 300));
+    EXPECT_EQ(take_heard(), "");
+}
+
+TEST_F(Windows, LimitsHoldForTheContent)
+{
+    open(1, BE_DOCUMENT, 300, 200);
+    be_window_limits(1, 120, 80, 600, 400);
+    int bar = desk_window(1)->bar->height();
+    EXPECT_EQ(desk_window(1)->top->minimumSize(), QSize(120, 80 + bar));
+    EXPECT_EQ(desk_window(1)->top->maximumSize(), QSize(600, 400 + bar));
+}
+
+TEST_F(Windows, ZoomIsToldWithItsPlaceAndNoResize)
+{
+    open(1, BE_DOCUMENT, 300, 200);
+    desk_window(1)->top->setWindowState(Qt::WindowMaximized);
+    if (!turn_until("zoom 1 1", 1000))
+        GTEST_SKIP() << "no window manager";
+    EXPECT_EQ(take_heard(), "zoom 1 1");
+
+    // A size asked for while the desktop decides is answered by the true one.
+    QSize full = content(1)->size();
+    be_rect wanted = {0, 0, 300, 200};
+    be_window_bounds(1, &wanted);
+    EXPECT_TRUE(turn_until("resized 1 " + std::to_string(full.width()) + "x" +
+                           std::to_string(full.height())));
+}
+
+TEST_F(Windows, CloseIsAWish)
+{
+    open(1, BE_DOCUMENT, 300, 200);
+    open(2, BE_MODELESS, 200, 100, false);
+    desk_window(2)->top->close();
+    EXPECT_EQ(take_heard(), "close 2");
+    EXPECT_TRUE(desk_window(2)->top->isVisible());
+    desk_window(1)->top->close();
+    EXPECT_EQ(take_heard(), "quit");
+    EXPECT_TRUE(desk_window(1)->top->isVisible());
+}
+
+TEST_F(Windows, MouseInTheContent)
+{
+    open(1, BE_DOCUMENT, 300, 200);
+    QPoint corner = content(1)->mapToGlobal(QPoint(0, 0));
+    char line[100];
+    be_mouse now;
+
+    QTest::mousePress(content(1), Qt::LeftButton, Qt::ControlModifier, {7, 9});
+    snprintf(line, sizeof line, "mouse 1 %d,%d %04X down", corner.x() + 7,
+             corner.y() + 9, cmdKey);
+    EXPECT_EQ(take_heard(), line) << "Ctrl+click is a Command-click";
+    be_mouse_state(&now);
+    EXPECT_TRUE(now.down);
+    EXPECT_EQ(now.modifiers, cmdKey);
+
+    QMouseEvent move(QEvent::MouseMove, QPointF(20, 30),
+                     QPointF(corner + QPoint(20, 30)), Qt::NoButton,
+                     Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(content(1), &move);
+    be_mouse_state(&now);
+    EXPECT_EQ(now.h, corner.x() + 20);
+    EXPECT_EQ(now.v, corner.y() + 30);
+
+    QTest::mouseRelease(content(1), Qt::LeftButton, Qt::NoModifier, {20, 30});
+    be_mouse_state(&now);
+    EXPECT_FALSE(now.down);
+    take_heard();
+    QTest::mouseClick(content(1), Qt::MiddleButton);
+    EXPECT_EQ(take_heard(), "middle 1");
+}
+
+TEST_F(Windows, WheelTurnsLines)
+{
+    open(1, BE_DOCUMENT, 300, 200);
+    int lines = QApplication::wheelScrollLines();
+    auto turn_wheel = [this](int angle) {
+        QWheelEvent event(QPointF(5, 5), QPointF(5, 5), QPoint(),
+                          QPoint(0, angle), Qt::NoButton, Qt::NoModifier,
+                          Qt::NoScrollPhase, false);
+        QApplication::sendEvent(content(1), &event);
+    };
+
+    turn_wheel(120);
+    EXPECT_EQ(heard.size(), size_t(lines));
+    EXPECT_EQ(heard.front(), "wheel 1 1");
+    heard.clear();
+    // A touchpad gives small parts, which add up.
+    for (int i = 0; i < 12; i++)
+        turn_wheel(-10);
+    EXPECT_EQ(heard.size(), size_t(lines));
+    EXPECT_EQ(heard.front(), "wheel 1 -1");
+}
+
+TEST_F(Windows, PointerHidesUntilItMoves)
+{
+    open(1, BE_DOCUMENT, 300, 200);
+    be_set_cursor(1, BE_TEXT);
+    EXPECT_EQ(content(1)->cursor().shape(), Qt::IBeamCursor);
+    be_set_cursor(1, BE_HIDDEN);
+    be_set_cursor(1, BE_TEXT);
+    EXPECT_EQ(content(1)->cursor().shape(), Qt::BlankCursor);
+    QTest::mouseMove(content(1), {50, 50});
+    QMouseEvent move(QEvent::MouseMove, QPointF(5, 5), QPointF(5, 5),
+                     Qt::NoButton, Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(content(1), &move);
+    EXPECT_EQ(content(1)->cursor().shape(), Qt::IBeamCursor);
+}
+
+// The program may dispose of a window while a handler of its is on the stack.
+TEST_F(Windows, DisposeIsSafeAtAnyTime)
+{
+    open(1, BE_DOCUMENT, 300, 200);
+    open(2, BE_MODELESS, 200, 100);
+    QPointer<QWidget> top = desk_window(2)->top;
+    be_window_dispose(2);
+    EXPECT_EQ(desk_window(2), nullptr);
+    EXPECT_FALSE(top.isNull());
+    turn();
+    EXPECT_TRUE(top.isNull());
+    // Calls for a window that has gone are ignored.
+    be_rect r = {0, 0, 10, 10};
+    be_window_show(2, true);
+    be_window_bounds(2, &r);
+    be_item_value(2, 1, 5);
+    present(2, 10, 10, 0);
+}
+
+TEST_F(Windows, DropsAreOfferedFirst)
+{
+    open(1, BE_DOCUMENT, 300, 200);
+    QMimeData text, file;
+    text.setText(QStringLiteral("hello"));
+    file.setUrls({QUrl::fromLocalFile(QStringLiteral("/tmp/some file"))});
+    auto drop = [this](QMimeData* data) {
+        QDropEvent event(QPointF(5, 5), Qt::CopyAction, data, Qt::LeftButton,
+                         Qt::NoModifier);
+        QApplication::sendEvent(content(1), &event);
+        return event.isAccepted();
+    };
+
+    dropAllowed = false;
+    EXPECT_FALSE(drop(&text));
+    EXPECT_EQ(take_heard(), "over text");
+    dropAllowed = true;
+    EXPECT_TRUE(drop(&text));
+    EXPECT_EQ(take_heard(), "over text; drop 1 'hello' 0 ");
+    EXPECT_TRUE(drop(&file));
+    EXPECT_EQ(take_heard(), "over text files; drop 1 '' 1 /tmp/some file");
+}
