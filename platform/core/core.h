@@ -36,6 +36,10 @@ PortState *port_new(Canvas *c);
 void port_dispose(PortState *p);
 void port_resized(PortState *p, int width, int height);
 
+// When draw_present will show something (be_now_us time; the past: now), or
+// INT64_MAX while there is nothing to show. Costs nothing.
+int64_t draw_present_due();
+
 // ---- windows --------------------------------------------------------------------
 
 be_win window_id(WindowPtr w);           // 0 for null
@@ -44,6 +48,12 @@ Canvas *window_canvas(WindowPtr w);      // null for a window without one
 PortState *window_port(WindowPtr w);
 RgnHandle window_update_rgn(WindowPtr w);  // what is still to be redrawn
 WindowPtr window_next(WindowPtr w);      // behind it; null starts at the front
+
+// ---- controls --------------------------------------------------------------------
+
+// The number by which the back end knows a control, an item of its window.
+int control_item(ControlHandle c);
+WindowPtr control_window(ControlHandle c);
 
 // ---- dialogs ---------------------------------------------------------------------
 

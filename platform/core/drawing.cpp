@@ -643,27 +643,37 @@ static void present(WindowPtr w, Canvas *c)
                    c->height * c->scale, c->stride, dirty, count);
 }
 
-void draw_present(bool now)
-{
-    constexpr int64_t kFrame = 1000000 / 60;  // microseconds
-    static int64_t last;
-    bool pending = false;
+constexpr int64_t kFrame = 1000000 / 60;  // microseconds
+static int64_t lastPresent = -kFrame;
 
+static bool anything_to_show()
+{
     for (WindowPtr w = window_next(nullptr); w; w = window_next(w)) {
         Canvas *c = window_canvas(w);
-        pending |= c && canvas_pending(c);
+        if (c && canvas_pending(c))
+            return true;
     }
-    if (!pending)
+    return false;
+}
+
+void draw_present(bool now)
+{
+    if (!anything_to_show())
         return;
     int64_t time = be_now_us();
-    if (!now && time >= last && time - last < kFrame)
+    if (!now && time >= lastPresent && time - lastPresent < kFrame)
         return;
-    last = time;
+    lastPresent = time;
     for (WindowPtr w = window_next(nullptr); w; w = window_next(w)) {
         Canvas *c = window_canvas(w);
         if (c && canvas_pending(c))
             present(w, c);
     }
+}
+
+int64_t draw_present_due()
+{
+    return anything_to_show() ? lastPresent + kFrame : INT64_MAX;
 }
 
 uint32_t draw_pixel(WindowPtr w, int16_t h, int16_t v)

@@ -1,0 +1,107 @@
+// Requests from outside wait in the event queue like the user's acts, so that
+// the program serves them when its loop asks.
+#include "platform/appleevents.h"
+
+#include "platform/core/core.h"
+#include "platform/core/outside.h"
+#include "platform/core/queue.h"
+
+#include <climits>
+#include <map>
+#include <string>
+#include <vector>
+
+enum Request { kOpenApp, kOpenDocs, kQuit };
+
+struct Outside {
+    Request what;
+    std::vector<std::string> paths;
+};
+static std::map<uint32_t, Outside> waiting;  // by the event's message
+static uint32_t lastNumber;
+static AppleEventHandlers handlers;
+
+static void post(Request what, std::vector<std::string> paths)
+{
+    EventRecord e = queue_event(kHighLevelEvent, nullptr, 0);
+
+    e.message = ++lastNumber;
+    waiting[e.message] = {what, std::move(paths)};
+    queue_post(e);
+}
+
+void AEInstallHandlers(const AppleEventHandlers *h) { handlers = *h; }
+
+static OSErr open_docs(const std::vector<std::string> &paths)
+{
+    std::vector<FSSpec> files;
+
+    for (const std::string &path : paths) {
+        FSSpec spec;
+        OSErr err = FSSpecFromPath(path.c_str(), &spec);
+        // The handler tells of a file that isn't there, by its name.
+        if (err == noErr || err == fnfErr)
+            files.push_back(spec);
+    }
+    return handlers.openDocs ? handlers.openDocs(files.data(), int(files.size()))
+                             : OSErr(noErr);
+}
+
+OSErr AEProcessAppleEvent(const EventRecord *event)
+{
+    auto it = waiting.find(event->message);
+
+    if (event->what != kHighLevelEvent || it == waiting.end())
+        return paramErr;
+    Outside request = std::move(it->second);
+    waiting.erase(it);
+    switch (request.what) {
+    case kOpenApp:
+        return handlers.openApp ? handlers.openApp() : OSErr(noErr);
+    case kOpenDocs:
+        return open_docs(request.paths);
+    case kQuit:
+        return handlers.quit ? handlers.quit() : OSErr(noErr);
+    }
+    return noErr;
+}
+
+OSErr OpenDocumentWith(const FSSpec *application, const FSSpec *document)
+{
+    char program[PATH_MAX], path[PATH_MAX];
+    OSErr err = FSSpecToPath(document, path, sizeof path);
+
+    if (!err && application)
+        err = FSSpecToPath(application, program, sizeof program);
+    if (err)
+        return err;
+    return be_open_with(application ? program : nullptr, path) ? noErr : fnfErr;
+}
+
+void ae_queue_start(const char *const *paths, int count)
+{
+    if (count > 0)
+        post(kOpenDocs, {paths, paths + count});
+    else
+        post(kOpenApp, {});
+}
+
+bool quit_is_queued()
+{
+    for (const auto &[number, request] : waiting)
+        if (request.what == kQuit)
+            return true;
+    return false;
+}
+
+void up_open_files(const char *const *paths, int count)
+{
+    if (count > 0)
+        post(kOpenDocs, {paths, paths + count});
+}
+
+void up_quit()
+{
+    if (!quit_is_queued())
+        post(kQuit, {});
+}

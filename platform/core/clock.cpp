@@ -1,0 +1,135 @@
+// Ticks, delays and the one way to wait: what the program asked to watch of
+// the port is put together here with what has to be shown.
+#include "platform/clock.h"
+
+#include "platform/core/core.h"
+#include "platform/core/menuparts.h"
+#include "platform/core/waiting.h"
+
+#include <algorithm>
+
+constexpr int64_t kSecond = 1000000;
+
+// The clock starts as if the desktop had been up for a while: many a tick of 0
+// means "never" to the program.
+constexpr int64_t kFirstTick = 3600;
+
+static int64_t started = -1;  // be_now_us at the first question
+
+// ---- the port ------------------------------------------------------------------
+// `readable` is watched only after a read: once reported, a port that nobody
+// reads must not end every further wait. Output is watched the same way.
+
+static int portFd = -1;
+static bool portGone;      // hung up; not watched until opened anew
+static bool readArmed;     // a read came since the last report
+static bool owed;          // output waits for room
+static bool writeArmed;    // ... and room hasn't been reported since
+static int emptyReads;     // empty reads since bytes, a write or a real wait
+static int64_t lastMoved;  // when bytes were last read or written
+static int64_t lastAsked;  // when the display was asked last
+
+// A program that reads nothing this long after the last byte either way is
+// waiting for the line. A sender that looks for an answer between two blocks
+// isn't, and must not be held up.
+constexpr int64_t kQuiet = 2000;
+
+uint32_t TickCount()
+{
+    int64_t now = be_now_us();
+
+    if (started < 0)
+        started = now;
+    return uint32_t((now - started) * 60 / kSecond + kFirstTick);
+}
+
+int64_t ticks_to_us(int64_t ticks) { return ticks * kSecond / 60; }
+
+void Delay(uint32_t ticks, uint32_t *final)
+{
+    int64_t end = be_now_us() + ticks_to_us(ticks);
+
+    do {
+        wait_until(end, false);
+    } while (be_now_us() < end);
+    if (final)
+        *final = TickCount();
+}
+
+uint32_t GetCaretTime() { return uint32_t(be_caret_ticks()); }
+uint32_t GetDblTime() { return uint32_t(be_double_click_ticks()); }
+
+void clock_watch_port(int fd)
+{
+    portFd = fd;
+    portGone = false;
+    readArmed = fd >= 0;
+    owed = writeArmed = false;
+    emptyReads = 0;
+}
+
+void clock_port_empty(bool gone)
+{
+    portGone = gone;
+    readArmed = !gone;
+    be_empty_read();
+    emptyReads++;
+    if (emptyReads > 1 && !gone && be_now_us() - lastMoved > kQuiet)
+        wait_until(be_now_us() + 1000, true);
+}
+
+void clock_port_read()
+{
+    readArmed = true;
+    portGone = false;
+    emptyReads = 0;
+    lastMoved = be_now_us();
+}
+
+void clock_port_wrote()
+{
+    emptyReads = 0;
+    writeArmed = owed;
+    lastMoved = be_now_us();
+}
+
+void clock_output_owed(bool isOwed) { owed = writeArmed = isOwed; }
+
+// ---- waiting -------------------------------------------------------------------
+
+bool wait_port_idle(int64_t now)
+{
+    return portFd >= 0 && emptyReads > 0 && now - lastMoved > kQuiet;
+}
+
+int64_t wait_last_asked() { return lastAsked; }
+
+unsigned wait_until(int64_t deadline, bool port)
+{
+    bool read = port && portFd >= 0 && readArmed && !portGone;
+    bool write = port && portFd >= 0 && owed && writeArmed;
+
+    menus_flush();
+    for (;;) {
+        draw_present(false);
+        int64_t until = std::min(deadline, draw_present_due());
+        unsigned got = be_wait(until, read || write ? portFd : -1, read, write);
+        if (got & BE_READ)
+            readArmed = false;
+        if (got & BE_WRITE)
+            writeArmed = false;
+        lastAsked = be_now_us();
+        if (got || lastAsked >= deadline) {
+            if (deadline > 0)
+                emptyReads = 0;
+            return got;
+        }
+    }
+}
+
+void core_wait(uint32_t ticks)
+{
+    wait_until(ticks ? be_now_us() + ticks_to_us(ticks) : 0, true);
+}
+
+void core_wait_input() { wait_until(be_now_us() + kSecond, false); }

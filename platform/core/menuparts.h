@@ -1,0 +1,7 @@
+// What the rest of the core needs of the menus.
+#pragma once
+
+#include "platform/menus.h"
+
+// Hands changed menus to the back end. Called before each wait.
+void menus_flush();

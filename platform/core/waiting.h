@@ -1,0 +1,16 @@
+// Waiting, for the parts of the core that need more of it than core_wait.
+#pragma once
+
+#include "platform/backend.h"
+
+int64_t ticks_to_us(int64_t ticks);
+
+// Shows what is due, then waits by be_wait until input, the deadline or, with
+// `port`, the port. Answers what be_wait answered. Shows what falls due
+// meanwhile. A deadline of 0 asks the display once.
+unsigned wait_until(int64_t deadline, bool port);
+
+// The program reads the open port, and nothing has moved for a while.
+bool wait_port_idle(int64_t now);
+
+int64_t wait_last_asked();  // be_now_us of the last wait's end
