@@ -531,13 +531,15 @@ static void partial_name(uint8_t *out)
     pstrcatchr(out, kPartialMark);
 }
 
-static void set_type(OSType type)
+// Changes the type on the disk, if it is `from` (0: whatever it is).
+static void set_type(OSType from, OSType to)
 {
     FInfo info;
 
-    if (HGetFInfo(zRcvVol, zRcvDirID, zRcvMBName, &info) != noErr)
+    if (HGetFInfo(zRcvVol, zRcvDirID, zRcvMBName, &info) != noErr ||
+        (from != 0 && info.fdType != from))
         return;
-    info.fdType = type;
+    info.fdType = to;
     (void)HSetFInfo(zRcvVol, zRcvDirID, zRcvMBName, &info);
 }
 
@@ -548,8 +550,8 @@ static void rename_partial()
 {
     Str255 name;
 
-    if (zftype != 'T' && curFType == FOUR("TEXT"))
-        set_type(zftype == 'M' ? qPMB : qPBN);
+    if (zftype != 'T')
+        set_type(FOUR("TEXT"), zftype == 'M' ? qPMB : qPBN);
     partial_name(name);
     OSErr err = HRename(zRcvVol, zRcvDirID, zRcvMBName, name);
     if (err == dupFNErr) {
@@ -788,6 +790,6 @@ int32_t CheckForResume()
     shortOfStream = false;
     rename_resumed(name);
     if (part.info.fdType == qPBN || part.info.fdType == qPMB)
-        set_type(curFType);
+        set_type(0, curFType);
     return 1;
 }
