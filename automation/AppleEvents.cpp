@@ -56,8 +56,12 @@ OSErr OpenDocEventHandler(const FSSpec *files, int count)
     // A book can be chosen only while none is open, that is at the start.
     for (int i = 0; i < count && result == noErr && !myWindow; i++) {
         FInfo info;
-        if (FSpGetFInfo(&files[i], &info) == noErr && info.fdType == kBookType)
+        OSErr err = FSpGetFInfo(&files[i], &info);
+        if (err == noErr && info.fdType == kBookType)
             result = OpenAPhoneBook(&files[i], false);
+        else
+            TellBookError(err == noErr ? OSErr(mapReadErr) : err,
+                          files[i].name);
     }
     if (!myWindow && moreToDo) {
         OSErr err = OpenDefPhoneBook();

@@ -78,7 +78,7 @@ bool DragText(const EventRecord *event, RgnHandle region)
         return false;
     // A copy, as the screen can't stay pushed into the store during the drag.
     const uint8_t *text = prepSel(&size);
-    OSErr err = text ? PtrToHand(text, &copy, size) : noTypeErr;
+    OSErr err = text ? PtrToHand(text, &copy, size) : OSErr(noTypeErr);
     unprepSel();
     if (err != noErr)
         return false;

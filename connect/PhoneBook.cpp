@@ -128,6 +128,8 @@ OSErr ReplaceResource(Handle resource, Handle content)
 {
     int32_t size = GetHandleSize(content);
 
+    if (HomeResFile(resource) != pRef)
+        return wrPermErr;  // the program's own don't change
     SetHandleSize(resource, size);
     if (MemError() != noErr)
         return MemError();
@@ -181,7 +183,7 @@ static void add_quoted(uint8_t *names, ConstStr name)
     pstrcatchr(names, kCloseQuote);
 }
 
-static void open_error(OSErr code, ConstStr file)
+void TellBookError(OSErr code, ConstStr file)
 {
     Str255 names = {0};
 
@@ -271,7 +273,7 @@ static OSErr open_file(const FSSpec *file, bool create, bool *isNew)
 
     *isNew = false;
     if (!entry) {
-        open_error(resNotFound, file->name);
+        TellBookError(resNotFound, file->name);
         return resNotFound;
     }
     pgmFRef = HomeResFile(entry);
@@ -291,7 +293,7 @@ static OSErr open_file(const FSSpec *file, bool create, bool *isNew)
     }
     // Nobody asked for a book beside the program, so its absence is no news.
     if (create || err != fnfErr)
-        open_error(err, file->name);
+        TellBookError(err, file->name);
     return err;
 }
 
@@ -530,7 +532,7 @@ OSErr OpenDefPhoneBook()
     err = FindFolder(int16_t(gPrefFolderDomain), kPrefFolder, true,
                      &file.vRefNum, &file.parID);
     if (err != noErr) {
-        open_error(err, file.name);
+        TellBookError(err, file.name);
         return err;
     }
     return OpenAPhoneBook(&file, true);

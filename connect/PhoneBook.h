@@ -45,6 +45,9 @@ OSErr OpenDefPhoneBook();
 // was.
 OSErr OpenAPhoneBook(const FSSpec *file, bool create);
 
+// Tells by the file's name that it can't be opened as a book.
+void TellBookError(OSErr code, ConstStr file);
+
 // Gives every entry of an older layout its string list.
 void CheckLocalStrings();
 

@@ -261,6 +261,7 @@ static void make_window()
     sbar_ctl = NewControl(myWindow, &bounds, PSTR(""), true, 0, 0, 0,
                           gHaveAppearance ? kScrollBarLiveProc : scrollBarProc,
                           0);
+    SetWindowZoomed(myWindow, (qset.zoomFlags & 1) != 0);
     SizeWind(myWindow, GetRectPtr());
     ShowWindow(myWindow);
     KeepWindowVisible(myWindow);

@@ -82,6 +82,8 @@ int QuillonMain()
             docursor();
         if (sIn)
             ReadPort();
+        else
+            RetryModem();  // a device that was unplugged may be back
         MainEventLoop(kAllEvents, myWindow ? kModeMain : kModeSmall);
     }
     finish_up();
@@ -382,12 +384,9 @@ static void zoom_click(const EventRecord &event, WindowPtr window, int16_t part)
 {
     if (!TrackBox(window, &event, part))
         return;
-    Rect before = *GetRectPtr(), now;
-    GetWindowBounds(window, &now);
+    // Where the window manager has an idea of its own of a zoomed window, it
+    // offers that as a resize next, and the place is kept then.
     qset.zoomFlags ^= 1;
-    // Where the window manager zooms by itself, its idea of the place counts.
-    if (!EqualRect(&now, &before))
-        *GetRectPtr() = now;
     ResizeWind(window, GetRectPtr());
 }
 
