@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "platform/backend.h"
+#include "platform/core/macroman.h"
 #include "platform/types.h"
 
 static constexpr int64_t kUnixIn1904 = 2082844800; // 1970, seconds from 1904
@@ -29,7 +30,7 @@ static void write_date(uint32_t seconds, const char *form, const char *standard,
     const char *locale = setlocale(LC_TIME, nullptr);
     bool plain = !locale || locale[0] == 'C' || locale[0] == 'P';
     if (strftime(text, sizeof text, plain ? standard : form, &parts) > 0)
-        CopyCStringToPascal(text, out);
+        CopyCStringToPascal(utf8_to_macroman(text).c_str(), out);
 }
 
 void DateString(uint32_t seconds, Str255 out)
