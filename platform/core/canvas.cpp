@@ -656,6 +656,7 @@ void canvas_resize(Canvas *c, int width, int height, int scale)
             std::memcpy(&c->pixels[size_t(y) * size_t(c->stride)],
                         &old.pixels[size_t(y) * size_t(old.stride)], bytes);
     }
+    c->retired.swap(old.retired.empty() ? old.pixels : old.retired);
     add_dirty(c, whole(c));
 }
 

@@ -81,6 +81,9 @@ struct Canvas {
     int scale;
     int stride;         // device pixels a row
     std::vector<uint32_t> pixels;  // 0x00RRGGBB
+    // The pixels of another size, which the back end paints from until it is
+    // shown the new ones.
+    std::vector<uint32_t> retired;
 
     // ---- the record --------------------------------------------------------
     // `rollH`, `rollV` (one of them 0) is how far `roll` has been scrolled

@@ -638,9 +638,11 @@ static void present(WindowPtr w, Canvas *c)
             dirty[count++] = {b.left, b.top, b.right, b.bottom};
     }
     c->dirty.clear();
-    if (count)
-        be_present(window_id(w), c->pixels.data(), c->stride,
-                   c->height * c->scale, c->stride, dirty, count);
+    if (!count)
+        return;
+    be_present(window_id(w), c->pixels.data(), c->stride,
+               c->height * c->scale, c->stride, dirty, count);
+    c->retired = {};
 }
 
 constexpr int64_t kFrame = 1000000 / 60;  // microseconds
