@@ -244,4 +244,233 @@ void unprepSel()
     savlines = prepSavLines;
     blanklines = prepBlankLines;
     inPrep = 0;
+    sav_fit();
+}
+
+// ---- removing --------------------------------------------------------------
+
+// The head of the first line and the tail of the last become one line.
+static void join_lines(int32_t from, int32_t to, int32_t first, int32_t last)
+{
+    int32_t *entry = reinterpret_cast<int32_t *>(*linhdl);
+    const int32_t bytes = to - from;
+
+    memmove(*savhdl + from, *savhdl + to, size_t(savcount - to));
+    for (int32_t i = last + 1; i <= savlines; i++)
+        entry[first + i - last] = entry[i] - bytes;
+    savcount -= bytes;
+    savlines -= last - first;
+    entry[savlines] = savcount;
+}
+
+static void give_back_memory()
+{
+    constexpr int32_t kSpare = 32767;
+    constexpr int32_t kKeep = 24576;
+
+    if (GetHandleSize(savhdl) - savcount > kSpare)
+        SetHandleSize(savhdl, savcount / 1024 * 1024 + kKeep);
+}
+
+void remSel()
+{
+    if (stSel < 0 || stSel >= savlines)
+        return;
+    const int32_t first = stSel;
+    int32_t last = endSel;
+    const int32_t from = end_offset(first, stCol);
+    int32_t to = end_offset(last, endCol);
+
+    if (last >= savlines) {
+        // Only what is stored can go. The head of a line that is left over
+        // keeps the last CR.
+        last = savlines;
+        to = savcount;
+        if (from > sav_offset(first)) {
+            last--;
+            to--;
+        }
+    }
+    SetSel(-1, 0, -1, 0);
+    findline = -1;
+
+    int32_t v = view_top();
+    if (first < v)
+        v = std::max<int32_t>(v - (last - first), 0);
+    join_lines(from, to, first, last);
+    sb_update(int16_t(v), int16_t(savlines), 2);
+    scrolled = v != savlines;
+    give_back_memory();
+    PrtBufK = int16_t(savcount / 1024);
+    ShowBuf();
+
+    Rect bounds;
+    GetWindowPortBounds(myWindow, &bounds);
+    InvalWindowRect(myWindow, &bounds);
+}
+
+// ---- the mouse -------------------------------------------------------------
+// One press from its first pass to its release.
+
+struct tracking {
+    int16_t top;    // line at the top of the view, read anew each pass
+    int row;        // row under the pointer: -1 above the text
+    place point;    // line and column under it
+    place anchor;
+    place shown;    // the end that was last shown
+    place word, wordEnd;  // the first word, of a double click
+    bool isDouble;
+};
+
+static int16_t column_at(const tracking &t, int x)
+{
+    int col = (x - 1) / CharWid;
+
+    if (gProportional) {
+        int8_t savState, linState;
+        int16_t length;
+        bool leading;
+        LockBuffer(&savState, &linState);
+        const uint8_t *text = GetLinePtr(t.point.line, &length);
+        col = PixelToChar(text, length, int16_t(x - 1), &leading);
+        UnlockBuffer(savState, linState);
+    }
+    return int16_t(std::clamp(col, 0, row_width()));
+}
+
+static void look(tracking *t, Point p)
+{
+    t->top = view_top();
+    t->row = p.v <= 2 ? -1 : (p.v - 3) / LineHeight;
+    t->point.line =
+        int16_t(t->top + std::clamp<int>(t->row, 0, MaxLine - 1));
+    t->point.col = column_at(*t, p.h);
+}
+
+// The point as far as it goes with Shift: from where tracking last ended, or
+// from the end of the selection that is farther away.
+static place extended(place point)
+{
+    if (stSel < 0)
+        return {LClickRow, LClickCol};
+    const place start = {stSel, stCol};
+    return before(start, point) ? start : place{endSel, endCol};
+}
+
+static void first_pass(tracking *t, uint16_t modifiers)
+{
+    int16_t start, end;
+    const place point = t->point;
+
+    if (!same(point, {clickLine, clickCol}))
+        t->isDouble = false;
+    clickLine = point.line;
+    clickCol = point.col;
+    t->anchor = point;
+    if (t->isDouble && FindWordb(point.line, point.col, &start, &end)) {
+        t->anchor.col = start;
+        t->point.col = end;
+        t->word = {point.line, start};
+        t->wordEnd = {point.line, end};
+    } else {
+        t->isDouble = false;
+    }
+    if (modifiers & shiftKey)
+        t->anchor = extended(point);
+}
+
+// Goes on by whole words, in both directions, and keeps the first one.
+static void later_pass(tracking *t)
+{
+    int16_t start, end;
+
+    if (!t->isDouble ||
+        !FindWordb(t->point.line, t->point.col, &start, &end))
+        return;
+    if (before(t->point, t->anchor)) {
+        t->point.col = start;
+        t->anchor = t->wordEnd;
+    } else if (before(t->anchor, t->point)) {
+        t->anchor = t->word;
+        t->point.col = end;
+    } else {
+        t->point.col = end;
+    }
+}
+
+// The farther the pointer is from the text, the faster it scrolls.
+static void scroll_along(const tracking &t, Point p)
+{
+    constexpr int kFastest = 12;
+    int to = t.top;
+
+    if (t.row < 0) {
+        to -= std::min((3 - p.v) / LineHeight, kFastest);
+        to = std::max(to, 0);
+    } else if (t.row >= MaxLine) {
+        to += std::min((p.v - termrect.bottom) / LineHeight, kFastest);
+        to = std::min<int>(to, sMax);
+    } else {
+        return;
+    }
+    scrollPage(t.top, int16_t(to));
+    sb_flush();
+}
+
+// Asks for the host's cursor to come here; do_vtpos moves it.
+static void request_cursor(const tracking &t)
+{
+    reqRow = int16_t(std::clamp<int>(t.row, 0, MaxLine - 1));
+    reqCol = t.point.col;
+    difRow = int16_t(reqRow - abslin);
+    difCol = int16_t(reqCol - curcol);
+    aheadPos = 0;
+    PrtCount++;
+}
+
+static void end_tracking(const tracking &t, uint16_t modifiers)
+{
+    clickTime = int32_t(TickCount());
+    LClickRow = t.point.line;
+    LClickCol = t.point.col;
+    findline = t.point.line;
+    if ((modifiers & cmdKey) && t.point.line == t.anchor.line &&
+        t.point.col != t.anchor.col)
+        cmdClick();
+    else if (modifiers & optionKey)
+        request_cursor(t);
+}
+
+void DoClick(Point point, const EventRecord *event)
+{
+    tracking t = {};
+    bool first = true, dragged = false;
+
+    if (!PtInRect(point, &termrect))
+        return;
+    t.isDouble = int32_t(TickCount()) - clickTime <= int32_t(GetDblTime());
+    t.anchor = {-1, -1};
+    t.shown = {-2, -1};
+    do {
+        look(&t, point);
+        if (first)
+            dragged = PtInRgn(point, selRgn) && DragText(event, selRgn);
+        if (!dragged) {
+            if (first)
+                first_pass(&t, event->modifiers);
+            else
+                later_pass(&t);
+            if (!same(t.point, t.shown)) {
+                SetSel(t.anchor.line, t.anchor.col, t.point.line,
+                       t.point.col);
+                t.shown = t.point;
+            } else {
+                scroll_along(t, point);
+            }
+        }
+        first = false;
+        GetMouse(&point);
+    } while (StillDown());
+    // A press that became a drag is no gesture.
+    end_tracking(t, dragged ? uint16_t(0) : event->modifiers);
 }

@@ -138,10 +138,17 @@ static bool make_blocks()
     return true;
 }
 
+// A search that found nothing to look for leaves its preparation standing,
+// and with it the locks; a locked block can't grow.
 static bool grow(Handle block, int32_t step)
 {
+    const int8_t state = HGetState(block);
+
+    HUnlock(block);
     SetHandleSize(block, GetHandleSize(block) + step);
-    return MemError() == noErr;
+    const bool grown = MemError() == noErr;
+    HSetState(block, state);
+    return grown;
 }
 
 // False: the store is full.
@@ -162,10 +169,11 @@ static bool room_in_table()
     return GetHandleSize(linhdl) >= savlines * 4 + 8;
 }
 
-// Numbers of lines are 16 bits, those of the screen's rows included.
+// Numbers of lines are 16 bits, those of the screen's rows included. In a
+// preparation the screen's rows are the lines that come.
 static bool room_for_number()
 {
-    return inPrep || savlines + 1 + MaxLine <= kLastLineNo;
+    return savlines + 1 + (inPrep ? 0 : MaxLine) <= kLastLineNo;
 }
 
 // Some line speed's worth of the oldest lines goes at a time, a second or so
