@@ -183,7 +183,9 @@ static void describe(const std::string &root, const std::string &name,
     }
     // Names stand in the settings and tell ports apart, so the device's own
     // is always there.
-    add(out->name, " (" + name + ")");
+    std::string own = " (" + name.substr(0, 64) + ")";
+    out->name[0] = uint8_t(std::min<size_t>(out->name[0], 255 - own.size()));
+    add(out->name, own);
 }
 
 int port_list_under(const char *root, PortEntry *out, int max)

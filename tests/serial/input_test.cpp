@@ -1,0 +1,279 @@
+// Bytes from the line: batches, automatic starts, capture, errors, the idle
+// line.
+#include <gtest/gtest.h>
+
+#include "automation/AsciiSend.h"
+#include "connect/Settings.h"
+#include "line.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/headless/headless.h"
+#include "scrollback/View.h"
+#include "serial/IOKitSerial.h"
+#include "serial/ModemIO.h"
+#include "terminal/VT100.h"
+#include "transfer/Names.h"
+#include "transfer/xmodem.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+static std::string take(int16_t wanted)
+{
+    int16_t n = wanted;
+    const uint8_t *p = GetBytes(&n);
+    return p ? std::string(reinterpret_cast<const char *>(p), size_t(n)) : "";
+}
+
+TEST(Input, BytesAreHandedOutFromOneRead)
+{
+    start_line();
+    EXPECT_EQ(BytesReady(), 0);
+    EXPECT_EQ(take(10), "");
+    EXPECT_EQ(gLastModemRead, 0);
+    host_says("abcdefgh");
+    host_says("next");
+    EXPECT_EQ(take(3), "abc");
+    EXPECT_EQ(gLastModemRead, 8);
+    EXPECT_EQ(BytesReady(), 5);
+    EXPECT_EQ(take(2), "de");
+    putBack(2);
+    EXPECT_EQ(take(100), "defgh") << "the batch is used up before a read";
+    EXPECT_EQ(take(0), "");
+    EXPECT_EQ(BytesReady(), 4) << "nothing wanted still reads";
+    EXPECT_EQ(take(100), "next");
+
+    EXPECT_EQ(cntRead, 2);
+    EXPECT_EQ(totRead, 12);
+    EXPECT_EQ(maxRead, 8);
+    EXPECT_EQ(avgRead, 6);
+    hl_answer(1);
+    ShowReadStats();
+    EXPECT_NE(hl_messages().back().find("8"), std::string::npos);
+    EXPECT_EQ(cntRead, 0);
+    EXPECT_EQ(maxRead, 0);
+    EXPECT_EQ(avgRead, 6) << "the average stays";
+
+    host_says("left");
+    EXPECT_EQ(take(1), "l");
+    sIn = 0;
+    EXPECT_EQ(take(9), "eft") << "a closed port hands out what is left";
+    EXPECT_EQ(take(9), "");
+}
+
+TEST(Input, BatchToTheScreen)
+{
+    start_line();
+    EXPECT_EQ(ReadPort(), 0);
+    host_says("Hello");
+    EXPECT_EQ(ReadPort(), 1);
+    EXPECT_EQ(screen_row(0), "Hello");
+    EXPECT_EQ(ModemActive, 1);
+    EXPECT_EQ(PrtCount, 5);
+    host_says("\r\n\xAA\x98");  // no start: the eighth bit counts
+    ReadPort();
+    EXPECT_EQ(screen_row(1), "\xAA\x98");
+}
+
+// What stands before a start is shown but for the byte just before it; the
+// receiver asks for the file; bytes behind the start are the receiver's.
+TEST(Input, StartOfZmodem)
+{
+    static const struct {
+        const char *name;
+        uint8_t flags;
+        std::vector<std::string> batches;
+        const char *shown;
+        bool starts;
+    } rows[] = {
+        {"in one batch", 0, {"ab*\x18"}, "ab", true},
+        {"first in the batch", 0, {"*\x18"}, "", true},
+        {"split", 0, {"ab*", "\x18"}, "ab*", true},
+        {"LF between", 0, {"*\n\x18", "cd"}, "cd", false},
+        {"no star", 0, {"ab\x18" "cd"}, "abcd", false},
+        {"eighth bit", 0, {"\xAA\x98"}, "\xAA\x98", false},
+        {"eighth bit stripped", kTermStrip8, {"\xAA\x98"}, "", true},
+        {"split and stripped", kTermStrip8, {"x\xAA", "\x98"}, "x*", true},
+    };
+
+    start_line();
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.name);
+        DispChars(reinterpret_cast<const uint8_t *>("\x1b[2J\x1b[H"), 7);
+        host_heard();
+        cset.termFlags = uint8_t(kTermNoAutoLF | r.flags);
+        for (size_t i = 0; i < r.batches.size(); i++) {
+            // The sender gives up at once, so that the receiver ends.
+            if (r.starts && i + 1 == r.batches.size())
+                host_says(r.batches[i] + std::string(12, '\x18'));
+            else
+                host_says(r.batches[i]);
+        }
+        for (size_t i = 0; i < r.batches.size(); i++) {
+            EXPECT_EQ(ReadPort(), 1);
+            if (i + 2 == r.batches.size() && !r.starts)
+                DispChars(reinterpret_cast<const uint8_t *>("\r\x1b[K"), 4);
+        }
+        std::string heard = host_heard();
+        EXPECT_EQ(heard.find("B01") != std::string::npos, r.starts) << heard;
+        std::string first = screen_row(0);
+        EXPECT_EQ(first.substr(0, first.find('#')), r.shown);
+        int16_t n = 400;
+        while (GetBytes(&n))
+            n = 400;
+    }
+}
+
+TEST(Input, StartOfBPlus)
+{
+    start_line();
+    host_says("ab\x10" "cd\x05");
+    ReadPort();
+    EXPECT_EQ(screen_row(0), "abcd") << "not answered: ordinary bytes";
+
+    cset.xferFlags = kXferBPlus;
+    host_says("\r\x1b[Kab\x05yz");
+    ReadPort();
+    EXPECT_EQ(screen_row(0), "a");
+    EXPECT_EQ(BytesReady(), 2) << "bytes behind an ENQ come again";
+    ReadPort();
+    EXPECT_EQ(screen_row(0), "ayz");
+}
+
+TEST(Input, Capture)
+{
+    FSSpec spec;
+    char buf[64];
+    int32_t n = sizeof buf;
+
+    start_line();
+    ASSERT_EQ(FindFolder(0, kPrefFolder, true, &spec.vRefNum, &spec.parID),
+              noErr);
+    FSMakeFSSpec(spec.vRefNum, spec.parID, PSTR("captured"), &spec);
+    ASSERT_EQ(StartCapture(&spec), noErr);
+    asciiReceive = 'C';
+    cset.termFlags = kTermNoAutoLF | kTermStrip8;
+    host_says("one\r\ntw\xEF\r\n");
+    ReadPort();
+    host_says("x*\x18" + std::string(12, '\x18'));
+    ReadPort();
+    ASSERT_EQ(SetFPos(recRef, fsFromStart, 0), noErr);
+    EXPECT_EQ(FSRead(recRef, &n, buf), eofErr);
+    // Masked, no LF, and up to the start of the transfer.
+    EXPECT_EQ(std::string(buf, size_t(n)), "one\rtwo\rx*");
+
+    // A write that fails ends the capture, and the terminal goes on.
+    int16_t closed = recRef;
+    FSClose(closed);
+    host_says("lost\r\n");
+    ReadPort();
+    EXPECT_EQ(asciiReceive, 0);
+    EXPECT_NE(screen_row(abslin - 1).find("###"), std::string::npos);
+}
+
+TEST(Input, IdleLine)
+{
+    start_line();
+    host_says("x");
+    ReadPort();
+    sendWait = kWaitQuiet;
+    hl_advance_ticks(20);
+    ReadPort();
+    EXPECT_EQ(sendWait, kWaitQuiet);
+    hl_advance_ticks(1);
+    ReadPort();
+    EXPECT_EQ(sendWait, -1);
+    EXPECT_EQ(ModemActive, 1);
+
+    data = kData7;
+    xfer_port(0);
+    gXferRestore = 1;
+    hl_advance_ticks(219);
+    ReadPort();
+    EXPECT_EQ(ModemActive, 1);
+    hl_advance_ticks(2);
+    ReadPort();
+    EXPECT_EQ(ModemActive, 0);
+    EXPECT_EQ(data, kData7) << "a line left at eight bits is set back";
+    EXPECT_EQ(gXferRestore, 0);
+
+    // A view that was just scrolled back stops the waiting at once; one that
+    // was so before beeps when the line has fallen silent.
+    host_says("y");
+    ReadPort();
+    scrolled = 1;
+    ReadPort();
+    EXPECT_EQ(ModemActive, 0);
+    int beeps = hl_beeps();
+    host_says("z");
+    ReadPort();
+    hl_advance_ticks(241);
+    ReadPort();
+    EXPECT_EQ(hl_beeps(), beeps + 1);
+    scrolled = 0;
+}
+
+TEST(Input, SpeedTest)
+{
+    start_line();
+    TestTicks = int32_t(TickCount());
+    PrtCount = 0;
+    hl_advance_ticks(50);  // the way of the key doesn't count
+    host_says("\r\n" + std::string(58, 'a'));
+    ReadPort();
+    hl_advance_ticks(120);
+    host_says(std::string(60, 'b') + "\r\n");
+    ReadPort();
+    hl_advance_ticks(61);
+    ReadPort();
+    EXPECT_EQ(TestTicks, 0);
+    std::string all;
+    for (int i = 0; i < 6; i++)
+        all += screen_row(i);
+    EXPECT_NE(all.find("### 122 chars, 2 secs, 61 cps"), std::string::npos)
+        << all;
+}
+
+TEST(Input, PurgeUntilQuiet)
+{
+    start_line();
+    for (int i = 0; i < 20; i++)
+        hl_after(uint32_t(i * 10), [] { host_says(std::string(300, 'x')); });
+    int64_t begin = hl_now();
+    purgeBuffer(30);
+    int64_t ticks = (hl_now() - begin) * 60 / 1000000;
+    EXPECT_GE(ticks, 30);
+    int16_t n = 400;
+    EXPECT_EQ(GetBytes(&n), nullptr);
+
+    hl_type("k");
+    begin = hl_now();
+    purgeBuffer(120);
+    EXPECT_LT((hl_now() - begin) * 60 / 1000000, 20) << "a key ends it";
+}
+
+// ---- what may go wrong ---------------------------------------------------------------
+
+TEST(Input, RepeatedErrorIsToldOnce)
+{
+    start_line();
+    int good = sIn;
+    int file = open("/", O_RDONLY | O_DIRECTORY);  // reading gives an error
+    sIn = int16_t(file);
+    for (int i = 0; i < 5; i++)
+        ReadPort();
+    int told = 0;
+    for (int i = 0; i < MaxLine; i++)
+        told += screen_row(i).rfind("###", 0) == 0;
+    EXPECT_EQ(told, 1);
+    sIn = int16_t(good);
+    ReadPort();
+    sIn = int16_t(file);
+    ReadPort();
+    told = 0;
+    for (int i = 0; i < MaxLine; i++)
+        told += screen_row(i).rfind("###", 0) == 0;
+    EXPECT_EQ(told, 2) << "after a clean read it is news again";
+    close(file);
+}

@@ -1,0 +1,360 @@
+// The port and the line's settings, on pseudo-terminals: what the terminal
+// driver is told, a device that goes and comes back, breaks.
+#include <gtest/gtest.h>
+
+#include "base/pstr.h"
+#include "connect/Dial.h"
+#include "connect/Settings.h"
+#include "line.h"
+#include "platform/clock.h"
+#include "platform/headless/headless.h"
+#include "platform/menus.h"
+#include "serial/IOKitSerial.h"
+#include "serial/ModemIO.h"
+#include "terminal/VT100.h"
+
+#include <asm/termbits.h>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+struct pty {
+    int master;
+    std::string path;
+};
+
+static pty make_pty()
+{
+    pty p;
+    char name[64];
+    p.master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+    EXPECT_EQ(grantpt(p.master), 0);
+    EXPECT_EQ(unlockpt(p.master), 0);
+    ptsname_r(p.master, name, sizeof name);
+    p.path = name;
+    return p;
+}
+
+static void use_port(const std::string &path)
+{
+    Str255 name;
+    CopyCStringToPascal(path.c_str(), name);
+    SetModem(name);
+}
+
+static termios2 state(int fd)
+{
+    termios2 t = {};
+    EXPECT_EQ(ioctl(fd, TCGETS2, &t), 0);
+    return t;
+}
+
+TEST(Port, ShapeOfTheLine)
+{
+    static const struct {
+        int32_t speed;
+        int16_t bits, par;
+        uint8_t flow;
+        unsigned cflag, iflag;
+    } rows[] = {
+        {300, kData8, kParityNone, 0, CS8, 0},
+        {9600, kData7, kParityEven, 0x04, CS7 | PARENB, IXON},
+        {19200, kData7, kParityOdd, 0x02, CS7 | PARENB | PARODD, IXOFF},
+        {31250, kData8, kParityEven, 0x06, CS8 | PARENB, IXON | IXOFF},
+        {115200, kData8, kParityNone, 0x10, CS8 | CRTSCTS, 0},
+        {230400, kData8, kParityNone, 0x08, CS8 | CRTSCTS, 0},
+        {230400, 99, 77, 0x1E, CS8 | CRTSCTS, IXON | IXOFF},
+    };
+    start_line();
+    pty p = make_pty();
+    use_port(p.path);
+    ASSERT_EQ(OpenModem(), 0);
+    EXPECT_EQ(sIn, sOut);
+
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.speed);
+        Baudrate = r.speed;
+        data = r.bits;
+        parity = r.par;
+        stopBits = kStop2;
+        cset.flowFlags = r.flow;
+        set_port();
+        termios2 t = state(sIn);
+        // A pseudo-terminal keeps what it is told but for the size, which it
+        // always calls eight bits, and without parity.
+        unsigned parityBits = PARENB | PARODD;
+        EXPECT_EQ(t.c_cflag & (CSTOPB | CREAD | HUPCL | CLOCAL),
+                  unsigned(CREAD | HUPCL | CLOCAL));
+        EXPECT_EQ(t.c_cflag & CRTSCTS, r.cflag & CRTSCTS);
+        EXPECT_TRUE((t.c_cflag & parityBits) == (r.cflag & parityBits) ||
+                    (t.c_cflag & parityBits) == 0);
+        EXPECT_EQ(t.c_iflag, r.iflag | IGNBRK);
+        EXPECT_EQ(int32_t(t.c_ospeed), r.speed);
+        EXPECT_EQ(int32_t(t.c_ispeed), r.speed);
+        EXPECT_EQ(t.c_cc[VSTART], 0x11);
+        EXPECT_EQ(t.c_cc[VSTOP], 0x13);
+        EXPECT_EQ(t.c_lflag & (ECHO | ICANON | ISIG), 0u);
+        EXPECT_EQ(t.c_oflag & OPOST, 0u);
+    }
+
+    uint8_t kept = cset.flowFlags;
+    SetFlow(0);
+    EXPECT_EQ(state(sIn).c_iflag, unsigned(IGNBRK));
+    EXPECT_EQ(state(sIn).c_cflag & CRTSCTS, 0u);
+    SetFlow(0x04);
+    EXPECT_EQ(state(sIn).c_iflag, unsigned(IGNBRK | IXON));
+    EXPECT_EQ(cset.flowFlags, kept);
+    CloseModem();
+    EXPECT_EQ(sIn, 0);
+    EXPECT_EQ(sOut, 0);
+    SetFlow(0x06);  // a closed port is not standard input
+}
+
+TEST(Port, Speeds)
+{
+    start_line();
+    EXPECT_EQ(Baud2Item(0), 3);
+    EXPECT_EQ(Baud2Item(2000), 3);
+    EXPECT_EQ(Baud2Item(300), 1);
+    EXPECT_EQ(Baud2Item(230400), 12);
+    set_baud(115200);
+    EXPECT_EQ(Baudrate, 115200);
+    EXPECT_EQ(baud, 14);
+    EXPECT_EQ(bd_item, 11);
+    EXPECT_EQ(cset.baudLong, 115200u);
+    EXPECT_EQ(cset.baudWord, 0);
+    EXPECT_EQ(gCarrierRate, 115200u);
+    set_baud(2000);
+    EXPECT_EQ(Baudrate, 2400);
+    EXPECT_EQ(baud, 46);
+    EXPECT_EQ(cset.baudWord, 2400);
+}
+
+TEST(Port, EightBitsForATransfer)
+{
+    start_line();
+    gXferRestore = 1;
+    xfer_port(1);
+    EXPECT_EQ(data, kData8) << "nothing was saved";
+    EXPECT_EQ(gXferRestore, 0);
+
+    data = kData7;
+    parity = kParityOdd;
+    xfer_port(0);
+    EXPECT_EQ(data, kData8);
+    EXPECT_EQ(parity, kParityNone);
+    xfer_port(1);
+    EXPECT_EQ(data, kData7);
+    EXPECT_EQ(parity, kParityOdd);
+
+    xfer_port(0);
+    xfer_port(0);
+    xfer_port(1);
+    EXPECT_EQ(data, kData8) << "the second call saved the transfer's shape";
+
+    parity = kParityEven;
+    xfer_port(0);
+    EXPECT_EQ(parity, kParityEven) << "eight bits keep their parity";
+}
+
+TEST(Port, Names)
+{
+    Str255 name, in = {1, '-'}, out = {1, '-'};
+    start_line();
+
+    gDevCount = 0;
+    for (int16_t i = 0; i < 45; i++) {
+        Str255 n = {5, 'p', 'o', 'r', 't', uint8_t('0' + i)};
+        StorePortEntry(i, n, n, nullptr);
+    }
+    EXPECT_EQ(gDevCount, kMaxPorts) << "one more than fits is left out";
+    EXPECT_EQ(gPortDevOutNames[0], nullptr);
+    use_port("port3");
+    EXPECT_EQ(GetPortNames(name, nullptr, nullptr), 0);
+    EXPECT_TRUE(pstrequal(name, PSTR("port3")));
+    EXPECT_EQ(gPortIndex, 0);
+    GetPortNames(nullptr, in, out);
+    EXPECT_EQ(gPortIndex, 3);
+    EXPECT_TRUE(pstrequal(in, PSTR("port3")));
+    EXPECT_TRUE(pstrequal(out, PSTR("port3")));
+    pstrcpy(gPortOverride, PSTR("port5"));
+    GetPortNames(name, in, nullptr);
+    EXPECT_TRUE(pstrequal(in, PSTR("port5")));
+    pstrcpy(gPortOverride, PSTR("other"));
+    GetPortNames(nullptr, in, nullptr);
+    EXPECT_EQ(gPortIndex, 0);
+    EXPECT_TRUE(pstrequal(in, PSTR("port5"))) << "no match leaves the buffer";
+    gPortOverride[0] = 0;
+
+    // A port without a name takes its slot.
+    StorePortEntry(2, nullptr, PSTR("x"), nullptr);
+    EXPECT_EQ(gDevCount, 3);
+
+    // The list of this machine ends with the demo host, in the menu, too.
+    buildDevMenu();
+    ASSERT_GT(gDevCount, 0);
+    EXPECT_TRUE(
+        pstrequal(gPortNames[gDevCount - 1], PSTR("Demo host")));
+    Str255 item;
+    GetMenuItemText(devMenuHdl, int16_t(gDevCount), item);
+    EXPECT_TRUE(pstrequal(item, PSTR("Demo host")));
+}
+
+static std::string whole_screen()
+{
+    std::string s;
+    for (int i = 0; i < MaxLine; i++)
+        s += screen_row(i) + "\n";
+    return s;
+}
+
+TEST(Port, CantBeOpened)
+{
+    start_line();
+    use_port("nowhere");
+    EXPECT_EQ(OpenModem(), ENOENT);
+    EXPECT_EQ(sIn, 0);
+    use_port(scratch_folder() + "/gone");
+    EXPECT_EQ(OpenModem(), ENOENT);
+    EXPECT_NE(whole_screen().find("Unplugged?"), std::string::npos)
+        << whole_screen();
+    std::string file = scratch_folder() + "/file";
+    fclose(fopen(file.c_str(), "w"));
+    use_port(file);
+    EXPECT_EQ(OpenModem(), ENOTTY) << "a plain file is no port";
+    EXPECT_EQ(RetryModem(), 0) << "a port that never was isn't sought";
+}
+
+// The other end goes in the middle of its output: that is said once, what came
+// is kept, and the port is taken up again when the device is back.
+TEST(Port, GoesAndComesBack)
+{
+    start_line();
+    std::string link = scratch_folder() + "/port";
+    pty p = make_pty();
+    ASSERT_EQ(symlink(p.path.c_str(), link.c_str()), 0);
+    use_port(link);
+    ASSERT_EQ(OpenModem(), 0);
+    ASSERT_EQ(write(p.master, "still here", 10), 10);
+    ReadPort();
+    EXPECT_EQ(screen_row(0), "still here");
+    EXPECT_EQ(ReadPort(), 0);
+    OutCh(sOut, 'k');
+    char c = 0;
+    EXPECT_EQ(read(p.master, &c, 1), 1);
+    EXPECT_EQ(c, 'k');
+
+    close(p.master);
+    unlink(link.c_str());
+    ReadPort();
+    EXPECT_EQ(sIn, 0);
+    std::string text = whole_screen();
+    EXPECT_NE(text.find("###  "), std::string::npos);
+    EXPECT_NE(text.find("Unplugged?"), std::string::npos) << text;
+    EXPECT_EQ(screen_row(0), "still here");
+
+    for (int i = 0; i < 300; i++) {
+        hl_advance_ticks(1);
+        EXPECT_EQ(RetryModem(), 0);
+    }
+    EXPECT_EQ(whole_screen(), text) << "looking for it is silent";
+
+    p = make_pty();
+    ASSERT_EQ(symlink(p.path.c_str(), link.c_str()), 0);
+    int looks = 0;
+    for (; looks < 40 && !RetryModem(); looks++)
+        hl_advance_ticks(1);
+    EXPECT_LE(looks, 31) << "back within half a second";
+    ASSERT_GT(sIn, 0);
+    ASSERT_EQ(write(p.master, "back", 4), 4);
+    EXPECT_EQ(ReadPort(), 1);
+    EXPECT_NE(whole_screen().find("back"), std::string::npos);
+
+    // A port that the user closed isn't opened behind his back.
+    close(p.master);
+    unlink(link.c_str());
+    ReadPort();
+    CloseModem();
+    p = make_pty();
+    ASSERT_EQ(symlink(p.path.c_str(), link.c_str()), 0);
+    for (int i = 0; i < 100; i++) {
+        hl_advance_ticks(1);
+        EXPECT_EQ(RetryModem(), 0);
+    }
+}
+
+// A line that goes and is there again at once is opened by the reader.
+TEST(Port, ReopensAtOnce)
+{
+    start_line();
+    std::string link = scratch_folder() + "/port";
+    pty p = make_pty(), q = make_pty();
+    ASSERT_EQ(symlink(p.path.c_str(), link.c_str()), 0);
+    use_port(link);
+    ASSERT_EQ(OpenModem(), 0);
+    unlink(link.c_str());
+    ASSERT_EQ(symlink(q.path.c_str(), link.c_str()), 0);
+    close(p.master);
+    ReadPort();
+    EXPECT_GT(sIn, 0);
+    ASSERT_EQ(write(q.master, "again", 5), 5);
+    ReadPort();
+    EXPECT_NE(whole_screen().find("again"), std::string::npos);
+}
+
+static void set_preference(const char *line)
+{
+    std::string folder = scratch_folder() + "/quillon";
+    mkdir(folder.c_str(), 0700);
+    FILE *f = fopen((folder + "/prefs.toml").c_str(), "w");
+    ASSERT_NE(f, nullptr);
+    fprintf(f, "%s\n", line);
+    fclose(f);
+}
+
+static std::string heard_by(int master)
+{
+    char buf[64];
+    ssize_t n = read(master, buf, sizeof buf);
+    return n > 0 ? std::string(buf, size_t(n)) : "";
+}
+
+TEST(Break, SimulatedUnlessToldOtherwise)
+{
+    start_line();
+    pty p = make_pty();
+    use_port(p.path);
+    ASSERT_EQ(OpenModem(), 0);
+    DoBreak(5);
+    EXPECT_EQ(heard_by(p.master), std::string(1, '\0'));
+    EXPECT_EQ(int32_t(state(sIn).c_ospeed), Baudrate);
+}
+
+TEST(Break, SimulatedFrom41)
+{
+    start_line();
+    set_preference("breakSim = 41");
+    pty p = make_pty();
+    use_port(p.path);
+    ASSERT_EQ(OpenModem(), 0);
+    DoBreak(5);
+    EXPECT_EQ(heard_by(p.master), std::string(1, '\0'));
+}
+
+TEST(Break, RealUpTo40)
+{
+    start_line();
+    set_preference("breakSim = 40");
+    pty p = make_pty();
+    use_port(p.path);
+    ASSERT_EQ(OpenModem(), 0);
+    DoBreak(5);
+    EXPECT_EQ(heard_by(p.master), "");
+    EXPECT_EQ(whole_screen().find("tcsendbreak"), std::string::npos);
+    CloseModem();
+    DoBreak(5);
+    EXPECT_NE(whole_screen().find("in tcsendbreak"), std::string::npos);
+}
