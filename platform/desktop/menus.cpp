@@ -262,10 +262,9 @@ void be_menu_popup(int32_t id, int h, int v, int item)
     if (item >= 1 && item <= int(m.actions.size()))
         at = m.actions[size_t(item) - 1];
     popup = id;
-    popupClosed = false;
-    m.menu->popup(QPoint(h, v) + desk_origin(), at);
-    if (!m.menu->isVisible())  // an empty menu doesn't open
-        popupClosed = true;
+    popupClosed = m.actions.empty();
+    if (!popupClosed)
+        m.menu->popup(QPoint(h, v) + desk_origin(), at);
 }
 
 const std::vector<DeskMenuItem>& menus_items(int32_t id)

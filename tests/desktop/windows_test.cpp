@@ -82,7 +82,7 @@ TEST_F(Windows, ZoomIsToldWithItsPlaceAndNoResize)
 
     // A size asked for while the desktop decides is answered by the true one.
     QSize full = content(1)->size();
-    be_rect wanted = {0, 0, 300, 200};
+    be_rect wanted = {0, 0, 310, 210};
     be_window_bounds(1, &wanted);
     EXPECT_TRUE(turn_until("resized 1 " + std::to_string(full.width()) + "x" +
                            std::to_string(full.height())));
@@ -194,6 +194,9 @@ TEST_F(Windows, DropsAreOfferedFirst)
     text.setText(QStringLiteral("hello"));
     file.setUrls({QUrl::fromLocalFile(QStringLiteral("/tmp/some file"))});
     auto drop = [this](QMimeData* data) {
+        QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, data,
+                              Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(content(1), &enter);
         QDropEvent event(QPointF(5, 5), Qt::CopyAction, data, Qt::LeftButton,
                          Qt::NoModifier);
         QApplication::sendEvent(content(1), &event);
@@ -202,10 +205,11 @@ TEST_F(Windows, DropsAreOfferedFirst)
 
     dropAllowed = false;
     EXPECT_FALSE(drop(&text));
-    EXPECT_EQ(take_heard(), "over text");
+    EXPECT_FALSE(was_heard("drop 1 'hello' 0 "));
+    heard.clear();
     dropAllowed = true;
     EXPECT_TRUE(drop(&text));
-    EXPECT_EQ(take_heard(), "over text; drop 1 'hello' 0 ");
+    EXPECT_EQ(take_heard(), "over text; over text; drop 1 'hello' 0 ");
     EXPECT_TRUE(drop(&file));
-    EXPECT_EQ(take_heard(), "over text files; drop 1 '' 1 /tmp/some file");
+    EXPECT_EQ(take_heard(), "over text files; over text files; drop 1 '' 1 /tmp/some file");
 }
