@@ -354,7 +354,7 @@ static bool cancels(Canvas *c, const Op &op)
     for (size_t i = n; i-- > 0 && n - i <= kLookBack;) {
         const Op &old = c->ops[i];
         if ((old.flags ^ op.flags) & kRolls)
-            continue;  // one rolls, the other doesn't: they don't meet
+            continue; // one rolls, the other doesn't: they don't meet
         if (old.kind == kInvert && old.box == op.box) {
             c->ops.erase(c->ops.begin() + ptrdiff_t(i));
             if (c->uncovered != kNoOp && c->uncovered > i)
@@ -516,7 +516,8 @@ void canvas_scroll(Canvas *c, const Box &box, int dh, int dv, uint32_t back)
     // Sums stay far from the ends of their type, also in a record that is
     // never shown.
     constexpr int32_t kFarthest = 1 << 28;
-    if (!rolls_on(c, box, dh, dv) || std::abs(c->rollH + c->rollV) > kFarthest) {
+    if (!rolls_on(c, box, dh, dv) ||
+        std::abs(c->rollH + c->rollV) > kFarthest) {
         settle(c);
         if (c->shifts.size() >= kMostShifts)
             canvas_flush(c);
@@ -539,11 +540,10 @@ static void make_shifts(Canvas *c)
     needed.assign(c->shifts.size(), false);
     for (size_t i = c->shifts.size(); i-- > 0;) {
         const Box &box = c->shifts[i].box;
-        bool filled = std::any_of(c->ops.begin(), c->ops.end(),
-                                  [&](const Op &op) {
-                                      return op.kind == kFill &&
-                                             op.box.contains(box);
-                                  });
+        bool filled =
+            std::any_of(c->ops.begin(), c->ops.end(), [&](const Op &op) {
+                return op.kind == kFill && op.box.contains(box);
+            });
         needed[i] = !filled;
         for (size_t k = i + 1; filled && k < c->shifts.size(); k++) {
             if (needed[k] && c->shifts[k].box.meets(box))

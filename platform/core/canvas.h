@@ -53,18 +53,18 @@ struct Box {
 
 enum OpKind : uint8_t { kFill, kInvert, kText };
 enum OpFlags : uint8_t {
-    kRolls = 1,      // coordinates move with the rolling rectangle
-    kOpaque = 2,     // text that fills its box with `back` first
-    kKnownBack = 4,  // text on an even ground of colour `back`
+    kRolls = 1,     // coordinates move with the rolling rectangle
+    kOpaque = 2,    // text that fills its box with `back` first
+    kKnownBack = 4, // text on an even ground of colour `back`
     kUnderlined = 8,
 };
 
 struct Op {
-    Box box;          // what it changes
+    Box box; // what it changes
     uint32_t color;
     uint32_t back;
-    int32_t h, v;     // text: the pen at its start
-    uint32_t text;    // where its bytes stand in Canvas::text
+    int32_t h, v;  // text: the pen at its start
+    uint32_t text; // where its bytes stand in Canvas::text
     uint16_t count;
     OpKind kind;
     uint8_t flags;
@@ -77,10 +77,10 @@ struct Shift {
 };
 
 struct Canvas {
-    int width, height;  // units
+    int width, height; // units
     int scale;
-    int stride;         // device pixels a row
-    std::vector<uint32_t> pixels;  // 0x00RRGGBB
+    int stride;                   // device pixels a row
+    std::vector<uint32_t> pixels; // 0x00RRGGBB
     // The pixels of another size, which the back end paints from until it is
     // shown the new ones.
     std::vector<uint32_t> retired;
@@ -91,20 +91,20 @@ struct Canvas {
     // by that. Operations with it lie inside `roll`, those without outside.
     std::vector<Op> ops;
     std::vector<uint8_t> text;
-    std::vector<Shift> shifts;  // to be made before `ops`
+    std::vector<Shift> shifts; // to be made before `ops`
     bool rolling;
     Box roll;
     int32_t rollH, rollV;
-    size_t uncovered;   // the fill of what the roll uncovers, or kNoOp
-    size_t pruneAt;     // operations at which to look for covered ones
+    size_t uncovered; // the fill of what the roll uncovers, or kNoOp
+    size_t pruneAt;   // operations at which to look for covered ones
 
-    std::vector<Box> dirty;  // drawn since it was last presented
+    std::vector<Box> dirty; // drawn since it was last presented
 };
 constexpr size_t kNoOp = SIZE_MAX;
 
 struct TextRun {
     Strike *strike;
-    int32_t h, v;  // the pen, on the baseline
+    int32_t h, v; // the pen, on the baseline
     const uint8_t *bytes;
     int32_t count;
     uint32_t color;
@@ -118,13 +118,13 @@ void canvas_scroll(Canvas *c, const Box &box, int dh, int dv, uint32_t back);
 
 // Makes pixels of all that is recorded.
 void canvas_flush(Canvas *c);
-bool canvas_pending(const Canvas *c);  // recorded or not yet presented
+bool canvas_pending(const Canvas *c); // recorded or not yet presented
 uint32_t canvas_pixel(Canvas *c, int h, int v);
 
 // Draw at once instead of recording, in all canvases. For tests.
 void canvas_set_immediate(bool immediate);
 
-bool canvas_ok(const Canvas *c);  // the record keeps its rules
+bool canvas_ok(const Canvas *c); // the record keeps its rules
 
 // ---- the pixels (canvas_raster.cpp) ----------------------------------------
 

@@ -16,13 +16,13 @@ struct PortState {
     uint8_t face;
     uint32_t fore, back;
     RGBColor foreColor, backColor;
-    Strike *strike;  // of font, size, face; null: to be looked up
+    Strike *strike; // of font, size, face; null: to be looked up
 
     QlRegion clip, visible;
     bool areaKnown;
     bool areaIsRect;
     Box area;       // bounds of the area
-    QlRegion parts;  // the area, when it isn't a rectangle
+    QlRegion parts; // the area, when it isn't a rectangle
 };
 
 static PortState *current;
@@ -64,7 +64,7 @@ void port_resized(PortState *p, int width, int height)
 {
     region_set(&p->visible, {0, 0, int16_t(height), int16_t(width)});
     p->areaKnown = false;
-    p->strike = nullptr;  // the scale may have changed
+    p->strike = nullptr; // the scale may have changed
 }
 
 void port_set_current(PortState *p)
@@ -353,9 +353,12 @@ void DrawText(const void *text, int16_t first, int16_t count)
         return;
     Strike *s = strike();
     if (PortState *p = drawable()) {
-        TextRun run = {s,     p->penH,
-                       p->penV, bytes,
-                       count, p->mode == srcBic ? p->back : p->fore,
+        TextRun run = {s,
+                       p->penH,
+                       p->penV,
+                       bytes,
+                       count,
+                       p->mode == srcBic ? p->back : p->fore,
                        (p->face & underline) != 0};
         if (p->areaIsRect)
             canvas_text(p->canvas, p->area, run);
@@ -525,8 +528,7 @@ void FrameRect(const Rect *r)
     fill_box({b.left, b.top, b.right, b.top + 1}, &PortState::fore);
     fill_box({b.left, b.bottom - 1, b.right, b.bottom}, &PortState::fore);
     fill_box({b.left, b.top + 1, b.left + 1, b.bottom - 1}, &PortState::fore);
-    fill_box({b.right - 1, b.top + 1, b.right, b.bottom - 1},
-             &PortState::fore);
+    fill_box({b.right - 1, b.top + 1, b.right, b.bottom - 1}, &PortState::fore);
 }
 
 void InvertRect(const Rect *r)
@@ -544,9 +546,7 @@ void InvertRgn(RgnHandle r)
 
 // A selection is shown by plain inversion, whatever the colours beneath: it
 // reads well on each of them, and a second one takes it off exactly.
-void SetHiliteMode()
-{
-}
+void SetHiliteMode() {}
 
 // Scrolls an area that isn't a rectangle: what can come from inside it is
 // carried over from a copy of the old pixels.
@@ -567,13 +567,13 @@ static void scroll_parts(PortState *p, const Box &box, int dh, int dv,
     canvas_flush(c);
     std::vector<uint32_t> old = c->pixels;
     for (const Rect &r : moved.rects) {
-        canvas_fill(c, box_of(r), p->back);  // so that it counts as changed
+        canvas_fill(c, box_of(r), p->back); // so that it counts as changed
         canvas_flush(c);
         size_t width = size_t((r.right - r.left) * c->scale);
         for (int y = r.top * c->scale; y < r.bottom * c->scale; y++) {
             ptrdiff_t to = ptrdiff_t(y) * c->stride + r.left * c->scale;
-            ptrdiff_t from = to - ptrdiff_t(dv * c->scale) * c->stride -
-                             dh * c->scale;
+            ptrdiff_t from =
+                to - ptrdiff_t(dv * c->scale) * c->stride - dh * c->scale;
             std::copy_n(old.begin() + from, width, c->pixels.begin() + to);
         }
     }
@@ -640,12 +640,12 @@ static void present(WindowPtr w, Canvas *c)
     c->dirty.clear();
     if (!count)
         return;
-    be_present(window_id(w), c->pixels.data(), c->stride,
-               c->height * c->scale, c->stride, dirty, count);
+    be_present(window_id(w), c->pixels.data(), c->stride, c->height * c->scale,
+               c->stride, dirty, count);
     c->retired = {};
 }
 
-constexpr int64_t kFrame = 1000000 / 60;  // microseconds
+constexpr int64_t kFrame = 1000000 / 60; // microseconds
 static int64_t lastPresent = -kFrame;
 
 static bool anything_to_show()

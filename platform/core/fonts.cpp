@@ -14,7 +14,7 @@ enum : int16_t {
     kPlainFont = 4,
     kMacFont = 130,
     kPCFont = 131,
-    kFirstFamily = 1024,  // the families of the system, by place in the list
+    kFirstFamily = 1024, // the families of the system, by place in the list
 };
 
 struct OwnFont {
@@ -37,9 +37,9 @@ constexpr OwnFont kOwnFonts[] = {
 // the numbers are places in it.
 
 struct Family {
-    std::string name;    // UTF-8, as the back end knows it
-    std::string family;  // what draws it
-    int8_t twoByte;      // 1 yes, 0 no, -1 not looked at yet
+    std::string name;   // UTF-8, as the back end knows it
+    std::string family; // what draws it
+    int8_t twoByte;     // 1 yes, 0 no, -1 not looked at yet
 };
 static std::vector<Family> families;
 static bool haveFamilies;
@@ -72,18 +72,18 @@ static Family *family_at(int16_t number)
 // letter.
 static bool looks_japanese(const std::string &name)
 {
-    static const char *const kWords[] = {" JP",     "Gothic", "Mincho",
-                                         "IPA",     "Takao",  "Osaka",
-                                         "Sazanami", "Kochi", "M+ "};
-    bool named = std::any_of(std::begin(kWords), std::end(kWords),
-                             [&](const char *w) {
-                                 return name.find(w) != std::string::npos;
-                             });
+    static const char *const kWords[] = {" JP",      "Gothic", "Mincho",
+                                         "IPA",      "Takao",  "Osaka",
+                                         "Sazanami", "Kochi",  "M+ "};
+    bool named =
+        std::any_of(std::begin(kWords), std::end(kWords), [&](const char *w) {
+            return name.find(w) != std::string::npos;
+        });
     be_font_metrics m;
     be_font font = named ? be_font_open(name.c_str(), 12, false, false, &m) : 0;
     if (!font)
         return false;
-    for (uint32_t c : {0x3042u, 0x4E9Cu}) {  // hiragana A, the first kanji
+    for (uint32_t c : {0x3042u, 0x4E9Cu}) { // hiragana A, the first kanji
         be_glyph g;
         be_font_glyph(font, c, &g);
         if (g.missing)
@@ -152,8 +152,8 @@ void GetFNum(ConstStr name, int16_t *number)
 
 static void set_name(const char *from, Str255 name)
 {
-    name[0] = uint8_t(std::min<size_t>(
-        utf8_to_macroman(from, name + 1, 255, '?'), 255));
+    name[0] = uint8_t(
+        std::min<size_t>(utf8_to_macroman(from, name + 1, 255, '?'), 255));
 }
 
 void GetFontName(int16_t number, Str255 name)

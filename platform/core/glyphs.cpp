@@ -71,7 +71,7 @@ uint32_t coding_to_unicode(FontCoding coding, uint8_t c)
         break;
     case kTwoByte:
         if (c >= 0xA1 && c <= 0xDF)
-            return 0xFF61u + c - 0xA1;  // katakana of one cell
+            return 0xFF61u + c - 0xA1; // katakana of one cell
         return c >= 32 && c < 127 ? c : ' ';
     case kMacRoman:
         break;
@@ -99,7 +99,7 @@ uint32_t shift_jis_to_unicode(uint8_t first, uint8_t second)
 
 // ---- masks -----------------------------------------------------------------
 
-struct Drawing {  // a whole cell, before it is cut down to its ink
+struct Drawing { // a whole cell, before it is cut down to its ink
     int width, height;
     std::vector<uint8_t> pixels;
     Drawing(int w, int h) : width(w), height(h), pixels(size_t(w) * size_t(h))
@@ -190,9 +190,9 @@ static void find_glyph(Strike *s, uint32_t codepoint, be_glyph *out)
     be_glyph first = *out;
     for (const char *family : {be_font_best_fixed(), be_font_small()}) {
         be_font_metrics m;
-        be_font other = family ? be_font_open(family, s->size * s->scale, bold,
-                                              italic, &m)
-                               : 0;
+        be_font other =
+            family ? be_font_open(family, s->size * s->scale, bold, italic, &m)
+                   : 0;
         if (!other)
             continue;
         be_font_glyph(other, codepoint, out);
@@ -260,7 +260,7 @@ const GlyphMask &strike_char(Strike *s, const uint8_t *text, int count, int i,
     GlyphMask &g = s->pairs[uint16_t(text[i] << 8 | text[i + 1])];
     if (!g.known) {
         uint32_t c = shift_jis_to_unicode(text[i], text[i + 1]);
-        make_glyph(s, c ? c : 0x3013, 2, &g);  // the mark for a missing one
+        make_glyph(s, c ? c : 0x3013, 2, &g); // the mark for a missing one
     }
     return g;
 }
@@ -278,7 +278,7 @@ int32_t strike_width(Strike *s, const uint8_t *text, int count)
 
 // ---- strikes ---------------------------------------------------------------
 
-static int16_t units(int pixels, int scale)  // a part counts as a whole
+static int16_t units(int pixels, int scale) // a part counts as a whole
 {
     return int16_t((pixels + scale - 1) / scale);
 }

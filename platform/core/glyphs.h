@@ -17,10 +17,10 @@
 
 // Which characters the bytes of a font stand for.
 enum FontCoding : uint8_t {
-    kMacRoman,     // a system family
-    kTerminalMac,  // ql-Mac: line graphics at 0xE0 to 0xFE
-    kTerminalPC,   // ql-PC: code page 437
-    kTwoByte,      // Shift-JIS
+    kMacRoman,    // a system family
+    kTerminalMac, // ql-Mac: line graphics at 0xE0 to 0xFE
+    kTerminalPC,  // ql-PC: code page 437
+    kTwoByte,     // Shift-JIS
 };
 
 uint32_t coding_to_unicode(FontCoding coding, uint8_t c);
@@ -36,19 +36,19 @@ constexpr bool shift_jis_first(uint8_t c)
 struct GlyphMask {
     const uint8_t *mask = nullptr;
     int16_t left = 0, top = 0, width = 0, height = 0;
-    int16_t advance = 0;  // units
+    int16_t advance = 0; // units
     bool known = false;
 };
 
 struct Strike {
     int16_t font, size;
-    uint8_t face;  // bold and italic alone; an underline is drawn over
+    uint8_t face; // bold and italic alone; an underline is drawn over
     int scale;
     FontCoding coding;
-    bool fixed;    // each byte takes `cell`, and no ink leaves its cell
+    bool fixed; // each byte takes `cell`, and no ink leaves its cell
     int16_t ascent, descent, leading, cell, widest;
     const char *family;
-    be_font back;  // 0: no face at all, and every glyph is blank
+    be_font back; // 0: no face at all, and every glyph is blank
     GlyphMask glyphs[256];
     std::unordered_map<uint16_t, GlyphMask> pairs;
     std::vector<std::unique_ptr<uint8_t[]>> masks;

@@ -119,11 +119,9 @@ static void draw_arm(const CellMask &c, bool horizontal, bool forward,
 
 static bool draw_frame(uint32_t codepoint, const CellMask &c)
 {
-    const FrameRow *row =
-        std::lower_bound(std::begin(kFrames), std::end(kFrames), codepoint,
-                         [](const FrameRow &r, uint32_t cp) {
-                             return r.codepoint < cp;
-                         });
+    const FrameRow *row = std::lower_bound(
+        std::begin(kFrames), std::end(kFrames), codepoint,
+        [](const FrameRow &r, uint32_t cp) { return r.codepoint < cp; });
     if (row == std::end(kFrames) || row->codepoint != codepoint)
         return false;
 
@@ -144,22 +142,22 @@ static bool draw_block(uint32_t codepoint, const CellMask &c)
     int w = c.width, h = c.height;
 
     switch (codepoint) {
-    case 0x2580:  // upper half
+    case 0x2580: // upper half
         fill(c, 0, 0, w, h / 2);
         return true;
-    case 0x2584:  // lower half
+    case 0x2584: // lower half
         fill(c, 0, h / 2, w, h);
         return true;
-    case 0x2588:  // full
+    case 0x2588: // full
         fill(c, 0, 0, w, h);
         return true;
-    case 0x258C:  // left half
+    case 0x258C: // left half
         fill(c, 0, 0, w / 2, h);
         return true;
-    case 0x2590:  // right half
+    case 0x2590: // right half
         fill(c, w / 2, 0, w, h);
         return true;
-    case 0x2591:  // shades: an even tone joins better than a pattern
+    case 0x2591: // shades: an even tone joins better than a pattern
         fill(c, 0, 0, w, h, 64);
         return true;
     case 0x2592:

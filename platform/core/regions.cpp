@@ -61,7 +61,7 @@ static bool keeps(RegionOp op, bool a, bool b)
 static void combine_spans(const Spans &a, const Spans &b, RegionOp op,
                           Spans *out)
 {
-    size_t ia = 0, ib = 0;  // twice the span, plus one inside it
+    size_t ia = 0, ib = 0; // twice the span, plus one inside it
     bool on = false;
     int16_t start = 0;
 

@@ -16,8 +16,8 @@ struct QlRegion {
 
 enum RegionOp { kSect, kUnion, kDiff, kXor };
 
-void region_set(QlRegion *r, const Rect &rect);  // an empty one empties it
+void region_set(QlRegion *r, const Rect &rect); // an empty one empties it
 void region_combine(const QlRegion *a, const QlRegion *b, RegionOp op,
                     QlRegion *out);
 Rect region_bounds(const QlRegion *r);
-bool region_ok(const QlRegion *r);  // the rules above hold
+bool region_ok(const QlRegion *r); // the rules above hold

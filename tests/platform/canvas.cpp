@@ -49,13 +49,19 @@ struct Pair {
     }
     void scroll(const Box &b, int dh, int dv, uint32_t back)
     {
-        both([&](Canvas *c) { canvas_scroll(c, b.cut(whole()), dh, dv, back); });
+        both(
+            [&](Canvas *c) { canvas_scroll(c, b.cut(whole()), dh, dv, back); });
     }
     void text(int h, int v, const std::string &s, uint32_t color,
               bool underlined = false)
     {
-        TextRun run = {strike, h, v, reinterpret_cast<const uint8_t *>(s.data()),
-                       int32_t(s.size()), color, underlined};
+        TextRun run = {strike,
+                       h,
+                       v,
+                       reinterpret_cast<const uint8_t *>(s.data()),
+                       int32_t(s.size()),
+                       color,
+                       underlined};
         both([&](Canvas *c) { canvas_text(c, whole(), run); });
     }
     int row_height() const { return strike->ascent + strike->descent; }
@@ -75,7 +81,7 @@ struct Pair {
 
 struct Random {
     std::mt19937 engine;
-    int operator()(int low, int high)  // both may come
+    int operator()(int low, int high) // both may come
     {
         return std::uniform_int_distribution<int>(low, high)(engine);
     }
@@ -117,17 +123,17 @@ void terminal_step(Pair &p, Random &r, int rows, int columns)
     case 0:
         p.scroll(area, 0, r(0, 1) ? height : -3 * height, r.color());
         break;
-    case 1:  // insert or delete lines, a little narrower than a line feed's
-        p.scroll({3, 3 + row * height, 3 + columns * p.strike->cell,
-                  screen.bottom},
-                 0, (r(0, 1) ? 1 : -1) * height, 0xFFFFFF);
+    case 1: // insert or delete lines, a little narrower than a line feed's
+        p.scroll(
+            {3, 3 + row * height, 3 + columns * p.strike->cell, screen.bottom},
+            0, (r(0, 1) ? 1 : -1) * height, 0xFFFFFF);
         break;
-    case 2:  // insert or delete characters
+    case 2: // insert or delete characters
         p.scroll({3 + column * p.strike->cell, 3 + row * height,
                   3 + columns * p.strike->cell, 3 + (row + 1) * height},
                  (r(0, 1) ? 1 : -1) * p.strike->cell, 0, 0xFFFFFF);
         break;
-    case 3: {  // the cursor comes, mostly goes again
+    case 3: { // the cursor comes, mostly goes again
         int h = 3 + column * p.strike->cell;
         Box b = {h, 3 + row * height, h + p.strike->cell,
                  3 + (row + 1) * height};
@@ -141,12 +147,12 @@ void terminal_step(Pair &p, Random &r, int rows, int columns)
     case 4:
         p.cells(row, column, r.word(12), r.color(), r.color(), true);
         break;
-    case 5:  // to the end of the line, or of the screen
+    case 5: // to the end of the line, or of the screen
         p.fill({3 + column * p.strike->cell, 3 + row * height, screen.right,
                 r(0, 3) ? 3 + (row + 1) * height : screen.bottom},
                r.color());
         break;
-    case 6:  // the status bar
+    case 6: // the status bar
         p.fill({10, screen.bottom + 2, 55, screen.bottom + 12}, 0xFFFFFF);
         p.text(12, screen.bottom + 11, r.word(5), 0);
         break;
@@ -168,7 +174,7 @@ TEST(Canvas, RecordedTerminalHasTheSamePixels)
         Pair p(160, 130, 1 + int(seed % 3));
         int rows = (130 - 20) / p.row_height();
         int columns = (160 - 20) / p.strike->cell;
-        int frame = r(1, 2000);  // some frames are long, so that pruning runs
+        int frame = r(1, 2000); // some frames are long, so that pruning runs
         for (int i = 0; i < 1200; i++) {
             terminal_step(p, r, rows, columns);
             ASSERT_TRUE(canvas_ok(p.recorded)) << "seed " << seed << " " << i;
@@ -251,7 +257,7 @@ TEST(Canvas, ABlinkNobodySawIsNothingToShow)
     EXPECT_FALSE(canvas_pending(p.recorded));
 
     p.invert({10, 10, 16, 20});
-    p.fill({12, 12, 14, 14}, 0xFF0000);  // between them: both count
+    p.fill({12, 12, 14, 14}, 0xFF0000); // between them: both count
     p.invert({10, 10, 16, 20});
     EXPECT_TRUE(p.same());
     EXPECT_EQ(canvas_pixel(p.recorded, 12, 12), 0x00FFFFu);
@@ -299,11 +305,11 @@ TEST(Canvas, ResizingKeepsWhatWasShown)
     EXPECT_EQ(canvas_pixel(c, 29, 39), 0x123456u);
     EXPECT_EQ(canvas_pixel(c, 29, 40), 0xFFFFFFu);
     EXPECT_EQ(canvas_pixel(c, 30, 0), 0xFF000000u);
-    canvas_resize(c, 30, 60, 1);  // another scale: all white
+    canvas_resize(c, 30, 60, 1); // another scale: all white
     EXPECT_EQ(canvas_pixel(c, 29, 39), 0xFFFFFFu);
     canvas_resize(c, 0, 0, 1);
     EXPECT_EQ(canvas_pixel(c, 0, 0), 0xFF000000u);
     canvas_dispose(c);
 }
 
-}  // namespace
+} // namespace

@@ -1,6 +1,8 @@
 // The drawing calls, on an off-screen port.
 #include "platform/core/drawing.h"
 
+#include "tests/platform/ui.h"
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -8,7 +10,7 @@ namespace {
 constexpr uint32_t kWhite = 0xFFFFFF, kBlack = 0x000000;
 
 class Drawing : public testing::Test {
-  protected:
+protected:
     Drawing() : canvas(canvas_new(100, 80, 1)), port(port_new(canvas))
     {
         port_set_current(port);
@@ -47,7 +49,7 @@ TEST_F(Drawing, ShapesAndColours)
     EXPECT_EQ(count({0, 0, 80, 100}, 0x1280AB), 2 * 30 + 2 * 18);
     RGBColor got;
     GetForeColor(&got);
-    EXPECT_EQ(got.green, 0x8001);  // as given, not as a screen shows it
+    EXPECT_EQ(got.green, 0x8001); // as given, not as a screen shows it
 
     BackColor(redColor);
     EraseRect(&r);
@@ -59,7 +61,7 @@ TEST_F(Drawing, ShapesAndColours)
     EXPECT_EQ(count(r, kBlack), 20 * 30);
     EXPECT_EQ(count({0, 0, 80, 100}, kWhite), 8000 - 600);
 
-    Rect outside = {-20, -20, 200, 300};  // cut, not refused
+    Rect outside = {-20, -20, 200, 300}; // cut, not refused
     PaintRect(&outside);
     EXPECT_EQ(count({0, 0, 80, 100}, kBlack), 8000);
 }
@@ -70,8 +72,8 @@ TEST_F(Drawing, LinesHoldBothEnds)
         int16_t h0, v0, h1, v1;
         int pixels;
     } const rows[] = {
-        {5, 5, 5, 5, 1},     {5, 5, 20, 5, 16},    {20, 8, 5, 8, 16},
-        {5, 20, 5, 11, 10},  {30, 30, 40, 40, 11}, {40, 60, 30, 50, 11},
+        {5, 5, 5, 5, 1},      {5, 5, 20, 5, 16},    {20, 8, 5, 8, 16},
+        {5, 20, 5, 11, 10},   {30, 30, 40, 40, 11}, {40, 60, 30, 50, 11},
         {50, 10, 70, 15, 21}, {60, 70, 55, 40, 31},
     };
     for (const auto &row : rows) {
@@ -181,7 +183,7 @@ TEST_F(Drawing, ClipAndVisibleRegionCut)
     ClipRect(&none);
     EraseRect(&all);
     MoveTo(10, 10);
-    DrawChar('W');  // the pen moves though nothing is drawn
+    DrawChar('W'); // the pen moves though nothing is drawn
     Point pen;
     GetPen(&pen);
     EXPECT_EQ(pen.h, 10 + CharWidth('W'));
@@ -234,9 +236,9 @@ TEST_F(Drawing, ScrollTellsWhatItUncovers)
                     };
                     bool moves = in(h, v) && (row.dh || row.dv);
                     bool comes = moves && in(h - row.dh, v - row.dv);
-                    uint32_t expected = !moves ? colour(h, v)
-                                       : comes ? colour(h - row.dh, v - row.dv)
-                                               : 0xFF0000;
+                    uint32_t expected = !moves  ? colour(h, v)
+                                        : comes ? colour(h - row.dh, v - row.dv)
+                                                : 0xFF0000;
                     ASSERT_EQ(at(h, v), expected) << h << ", " << v;
                     ASSERT_EQ(PtInRgn({v, h}, update), moves && !comes);
                 }
@@ -262,4 +264,64 @@ TEST_F(Drawing, NoPortIsNowhere)
     EXPECT_EQ(count({0, 0, 80, 100}, kWhite), 8000);
 }
 
-}  // namespace
+TEST(Presenting, AtMostSixtyTimesASecond)
+{
+    WindowPtr w = ui_window();
+    Rect r = {5, 5, 10, 10};
+    SetPort(w);
+    draw_present(true);
+    int shown = hl_window(w)->presents;
+
+    for (int i = 0; i < 1000; i++) { // a millisecond each
+        InvertRect(&r);
+        hl_advance_us(500);
+        InsetRect(&r, int16_t(i % 2 ? 1 : -1), 0);
+        hl_advance_us(500);
+        draw_present(false);
+    }
+    int presents = hl_window(w)->presents - shown;
+    EXPECT_GE(presents, 55);
+    EXPECT_LE(presents, 60);
+
+    draw_present(true);
+    EXPECT_EQ(draw_present_due(), INT64_MAX);
+    shown = hl_window(w)->presents;
+    draw_present(true); // nothing has changed
+    EXPECT_EQ(hl_window(w)->presents, shown);
+    InvertRect(&r);
+    EXPECT_LE(draw_present_due(), be_now_us() + 17000);
+    InvertRect(&r); // and back, unseen
+    draw_present(true);
+    EXPECT_EQ(hl_window(w)->presents, shown);
+}
+
+TEST(Presenting, UpdatesAreCutToWhatChanged)
+{
+    WindowPtr w = ui_window();
+    Rect all = {0, 0, 200, 300}, part = {20, 30, 40, 60};
+    SetPort(w);
+    BeginUpdate(w);
+    EndUpdate(w);
+    EraseRect(&all);
+
+    InvalWindowRect(w, &part);
+    BeginUpdate(w);
+    PaintRect(&all);
+    EndUpdate(w);
+    EXPECT_EQ(draw_pixel(w, 30, 20), kBlack);
+    EXPECT_EQ(draw_pixel(w, 59, 39), kBlack);
+    EXPECT_EQ(draw_pixel(w, 29, 20), kWhite);
+    EXPECT_EQ(draw_pixel(w, 60, 39), kWhite);
+    PaintRect(&all);
+    EXPECT_EQ(draw_pixel(w, 299, 199), kBlack);
+
+    Point p = {7, 9};
+    LocalToGlobal(&p);
+    EXPECT_TRUE(p.h == 109 && p.v == 207);
+    GlobalToLocal(&p);
+    EXPECT_TRUE(p.h == 9 && p.v == 7);
+    DisposeWindow(w);
+    EXPECT_EQ(GetPort(), nullptr);
+}
+
+} // namespace

@@ -1,6 +1,6 @@
 // Fonts: numbers and names, what bytes show, and lines that join.
-#include "platform/core/drawing.h"
 #include "platform/core/fonts.h"
+#include "platform/core/drawing.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@ TEST(Fonts, NumbersAndNamesAgree)
         GetFontName(number, back);
         EXPECT_EQ(text_of(name), text_of(back));
     }
-    GetFNum(PSTR("QL-mac"), &number);  // case doesn't count
+    GetFNum(PSTR("QL-mac"), &number); // case doesn't count
     GetFontName(number, name);
     EXPECT_EQ(text_of(name), "ql-Mac");
     GetFNum(PSTR("no such font"), &number);
@@ -52,14 +52,14 @@ TEST(Fonts, BytesShowWhatTheFontSays)
         uint8_t byte;
         uint32_t shows;
     } const rows[] = {
-        {kTerminalMac, 'A', 'A'},       {kTerminalMac, 0x8A, 0xE4},
-        {kTerminalMac, 0xE0, 0x25C6},   {kTerminalMac, 0xEE, 0x253C},
-        {kTerminalMac, 0xF1, 0x2500},   {kTerminalMac, 0xF8, 0x2502},
-        {kTerminalMac, 0xFE, 0x00B7},   {kTerminalMac, 13, 0x240D},
-        {kMacRoman, 0xE0, 0x2021},      {kMacRoman, 9, ' '},
-        {kTerminalPC, 1, 0x263A},       {kTerminalPC, 0xC9, 0x2554},
-        {kTerminalPC, 0x81, 0x00FC},    {kTerminalPC, 0xFE, 0x25A0},
-        {kTerminalPC, 127, 0x2302},     {kTwoByte, 0xB1, 0xFF71},
+        {kTerminalMac, 'A', 'A'},     {kTerminalMac, 0x8A, 0xE4},
+        {kTerminalMac, 0xE0, 0x25C6}, {kTerminalMac, 0xEE, 0x253C},
+        {kTerminalMac, 0xF1, 0x2500}, {kTerminalMac, 0xF8, 0x2502},
+        {kTerminalMac, 0xFE, 0x00B7}, {kTerminalMac, 13, 0x240D},
+        {kMacRoman, 0xE0, 0x2021},    {kMacRoman, 9, ' '},
+        {kTerminalPC, 1, 0x263A},     {kTerminalPC, 0xC9, 0x2554},
+        {kTerminalPC, 0x81, 0x00FC},  {kTerminalPC, 0xFE, 0x25A0},
+        {kTerminalPC, 127, 0x2302},   {kTwoByte, 0xB1, 0xFF71},
     };
     for (const auto &row : rows)
         EXPECT_EQ(coding_to_unicode(row.coding, row.byte), row.shows)
@@ -100,7 +100,7 @@ TEST(Fonts, FramesJoinAtEverySizeAndScale)
             for (uint8_t face : {0, 1}) {
                 Strike *s = strike_get(pc, size, face, scale);
                 if (s->cell * scale < 5)
-                    continue;  // no room for two lines, a gap and margins
+                    continue; // no room for two lines, a gap and margins
                 std::string h1 = edge(s, 0xC4, 'l'), h2 = edge(s, 0xCD, 'l');
                 std::string v1 = edge(s, 0xB3, 't'), v2 = edge(s, 0xBA, 't');
                 std::string no(h1.size(), '.'), nov(v1.size(), '.');
@@ -120,10 +120,10 @@ TEST(Fonts, FramesJoinAtEverySizeAndScale)
                             << std::hex << c << side << e;
                     }
                 }
-                EXPECT_EQ(edge(s, 0xC9, 'r'), h2);  // double corner
+                EXPECT_EQ(edge(s, 0xC9, 'r'), h2); // double corner
                 EXPECT_EQ(edge(s, 0xC9, 'b'), v2);
                 EXPECT_EQ(edge(s, 0xC9, 'l'), no);
-                EXPECT_EQ(edge(s, 0xD1, 'b'), v1);  // double with single tee
+                EXPECT_EQ(edge(s, 0xD1, 'b'), v1); // double with single tee
                 EXPECT_EQ(edge(s, 0xDB, 'l'), std::string(h1.size(), '#'));
             }
         }
@@ -226,7 +226,7 @@ TEST(Fonts, TwoBytesACharacter)
     int used;
     EXPECT_EQ(strike_char(s, text, 6, 1, &used).advance, 2 * s->cell);
     EXPECT_EQ(used, 2);
-    (void)strike_char(s, text, 6, 5, &used);  // the other half isn't there
+    (void)strike_char(s, text, 6, 5, &used); // the other half isn't there
     EXPECT_EQ(used, 1);
     canvas_flush(canvas);
 
@@ -236,4 +236,4 @@ TEST(Fonts, TwoBytesACharacter)
     canvas_dispose(canvas);
 }
 
-}  // namespace
+} // namespace

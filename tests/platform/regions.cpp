@@ -1,8 +1,8 @@
 // Regions against a bitmap of the same area.
 #include "platform/core/regions.h"
 
-#include <gtest/gtest.h>
 #include <bitset>
+#include <gtest/gtest.h>
 #include <random>
 
 namespace {
@@ -87,7 +87,7 @@ TEST(Regions, BoundsListMoveAndInset)
 
     SetRectRgn(r, 0, 0, 40, 30);
     SetRectRgn(b, 10, 10, 20, 20);
-    DiffRgn(r, b, r);  // a frame with a hole
+    DiffRgn(r, b, r); // a frame with a hole
     EXPECT_EQ(RegionRects(r, list, 4), 4);
     EXPECT_EQ(RegionRects(r, list, 0), 4);
     EXPECT_EQ(list[1].right, 10);
@@ -100,7 +100,7 @@ TEST(Regions, BoundsListMoveAndInset)
     GetRegionBounds(r, &all);
     EXPECT_TRUE(all.left == -3 && all.top == 10 && all.right == 33 &&
                 all.bottom == 34);
-    EXPECT_FALSE(PtInRgn({15, 4}, r));  // beside the hole: within the inset
+    EXPECT_FALSE(PtInRgn({15, 4}, r)); // beside the hole: within the inset
     EXPECT_TRUE(PtInRgn({15, 2}, r));
 
     SetRectRgn(r, 0, 0, 5, 5);
@@ -110,7 +110,7 @@ TEST(Regions, BoundsListMoveAndInset)
     GetRegionBounds(r, &all);
     EXPECT_TRUE(EmptyRect(&all));
 
-    SetRectRgn(r, 32000, 0, 32700, 10);  // stops at the end of the plane
+    SetRectRgn(r, 32000, 0, 32700, 10); // stops at the end of the plane
     OffsetRgn(r, 500, 0);
     GetRegionBounds(r, &all);
     EXPECT_TRUE(all.left == 32500 && all.right == 32767);
@@ -120,4 +120,4 @@ TEST(Regions, BoundsListMoveAndInset)
     DisposeRgn(b);
 }
 
-}  // namespace
+} // namespace
