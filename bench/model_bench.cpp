@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "automation/AsciiSend.h"
 #include "connect/Settings.h"
 #include "platform/headless/headless.h"
 #include "scrollback/View.h"
@@ -43,13 +44,27 @@ static void start_ours()
     qset.globFlags = kGlobNoBell;
     MaxLine = kRows;
     MaxCol = kCols;
+    (void)SerAlloc();  // memory for the replies' history: never short here
+    asInit();
     InitPage();
     scrolled = 1;
+}
+
+// The modes that random bytes leave behind are not carried over.
+static void fresh_ours()
+{
+    clrAttrib();
+    insert = 0;
+    autowrap = 1;
+    charflg = 0;
+    init_term();
 }
 
 static double run_ours(const std::string &bytes)
 {
     const auto *at = reinterpret_cast<const uint8_t *>(bytes.data());
+
+    fresh_ours();
     const auto start = steady::now();
 
     for (size_t i = 0; i < bytes.size(); i += kChunk)
@@ -133,6 +148,7 @@ static void measure_million()
 
 int main()
 {
+    setvbuf(stdout, nullptr, _IOLBF, 0);
     start_ours();
     bool good = measure("plain log lines", corpus_plain(kSize), 6);
     good &= measure("coloured log lines", corpus_colour(kSize), 4);

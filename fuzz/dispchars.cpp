@@ -26,6 +26,7 @@ static void start_once()
     hl_spin_limit(0);
     asInit();
     Baudrate = 9600;
+    (void)SerAlloc();
     InitPage();
 }
 

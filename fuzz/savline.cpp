@@ -23,6 +23,7 @@ static void start_once()
         return;
     started = true;
     hl_spin_limit(0);
+    (void)SerAlloc();
     InitPage();
 }
 

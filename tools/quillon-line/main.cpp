@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "automation/AsciiSend.h"
 #include "connect/Settings.h"
 #include "platform/headless/headless.h"
 #include "scrollback/View.h"
@@ -66,6 +67,8 @@ void start_terminal()
     qset.globFlags = kGlobNoBell;
     MaxLine = 24;
     MaxCol = 80;
+    (void)SerAlloc();
+    asInit();
     InitPage();
     scrolled = 1;
 }
