@@ -88,7 +88,8 @@ static bool read_alert(int16_t id, AlertText *a)
     for (int count = r.u8(); count > 0; count--)
         a->buttons.push_back(bytes_of(r.pstring()));
     const uint8_t *text = r.text(&length);
-    a->message = dialog_fill_text({reinterpret_cast<const char *>(text), length});
+    a->message =
+        dialog_fill_text({reinterpret_cast<const char *>(text), length});
     text = r.text(&length);
     a->explanation =
         dialog_fill_text({reinterpret_cast<const char *>(text), length});
@@ -113,8 +114,7 @@ static DialogPtr make_alert(const AlertText &a, Icon icon)
                    int16_t(bottom + kEdge + kButtonHeight), kWidth - kEdge};
     for (const std::string &title : a.buttons) {
         int wide = int(title.size()) * (kCharWidth + 1) + 2 * kGap;
-        button.left =
-            int16_t(button.right - std::max<int>(wide, kButtonLeast));
+        button.left = int16_t(button.right - std::max<int>(wide, kButtonLeast));
         items.push_back(make_item(BE_BUTTON, title, button));
         button.right = int16_t(button.left - kGap);
     }
@@ -152,7 +152,19 @@ static int16_t run_alert(int16_t id, Icon icon)
     return item;
 }
 
-int16_t Alert(int16_t id) { return run_alert(id, kProgram); }
-int16_t StopAlert(int16_t id) { return run_alert(id, kStop); }
-int16_t NoteAlert(int16_t id) { return run_alert(id, kNote); }
-int16_t CautionAlert(int16_t id) { return run_alert(id, kCaution); }
+int16_t Alert(int16_t id)
+{
+    return run_alert(id, kProgram);
+}
+int16_t StopAlert(int16_t id)
+{
+    return run_alert(id, kStop);
+}
+int16_t NoteAlert(int16_t id)
+{
+    return run_alert(id, kNote);
+}
+int16_t CautionAlert(int16_t id)
+{
+    return run_alert(id, kCaution);
+}

@@ -17,7 +17,7 @@ struct Outside {
     Request what;
     std::vector<std::string> paths;
 };
-static std::map<uint32_t, Outside> waiting;  // by the event's message
+static std::map<uint32_t, Outside> waiting; // by the event's message
 static uint32_t lastNumber;
 static AppleEventHandlers handlers;
 
@@ -30,7 +30,10 @@ static void post(Request what, std::vector<std::string> paths)
     queue_post(e);
 }
 
-void AEInstallHandlers(const AppleEventHandlers *h) { handlers = *h; }
+void AEInstallHandlers(const AppleEventHandlers *h)
+{
+    handlers = *h;
+}
 
 static OSErr open_docs(const std::vector<std::string> &paths)
 {
@@ -43,8 +46,9 @@ static OSErr open_docs(const std::vector<std::string> &paths)
         if (err == noErr || err == fnfErr)
             files.push_back(spec);
     }
-    return handlers.openDocs ? handlers.openDocs(files.data(), int(files.size()))
-                             : OSErr(noErr);
+    return handlers.openDocs
+               ? handlers.openDocs(files.data(), int(files.size()))
+               : OSErr(noErr);
 }
 
 OSErr AEProcessAppleEvent(const EventRecord *event)

@@ -14,20 +14,21 @@ constexpr int64_t kSecond = 1000000;
 // means "never" to the program.
 constexpr int64_t kFirstTick = 3600;
 
-static int64_t started = -1;  // be_now_us at the first question
+static int64_t started = -1; // be_now_us at the first question
 
-// ---- the port ------------------------------------------------------------------
-// `readable` is watched only after a read: once reported, a port that nobody
-// reads must not end every further wait. Output is watched the same way.
+// ---- the port
+// ------------------------------------------------------------------ `readable`
+// is watched only after a read: once reported, a port that nobody reads must
+// not end every further wait. Output is watched the same way.
 
 static int portFd = -1;
-static bool portGone;      // hung up; not watched until opened anew
-static bool readArmed;     // a read came since the last report
-static bool owed;          // output waits for room
-static bool writeArmed;    // ... and room hasn't been reported since
-static int emptyReads;     // empty reads since bytes, a write or a real wait
-static int64_t lastMoved;  // when bytes were last read or written
-static int64_t lastAsked;  // when the display was asked last
+static bool portGone;     // hung up; not watched until opened anew
+static bool readArmed;    // a read came since the last report
+static bool owed;         // output waits for room
+static bool writeArmed;   // ... and room hasn't been reported since
+static int emptyReads;    // empty reads since bytes, a write or a real wait
+static int64_t lastMoved; // when bytes were last read or written
+static int64_t lastAsked; // when the display was asked last
 
 // A program that reads nothing this long after the last byte either way is
 // waiting for the line. A sender that looks for an answer between two blocks
@@ -43,7 +44,11 @@ uint32_t TickCount()
     return uint32_t((now - started) * 60 / kSecond + kFirstTick);
 }
 
-int64_t ticks_to_us(int64_t ticks) { return ticks * kSecond / 60; }
+// Rounded up, so that TickCount has moved by as many when they have passed.
+int64_t ticks_to_us(int64_t ticks)
+{
+    return (ticks * kSecond + 59) / 60;
+}
 
 void Delay(uint32_t ticks, uint32_t *final)
 {
@@ -56,8 +61,14 @@ void Delay(uint32_t ticks, uint32_t *final)
         *final = TickCount();
 }
 
-uint32_t GetCaretTime() { return uint32_t(be_caret_ticks()); }
-uint32_t GetDblTime() { return uint32_t(be_double_click_ticks()); }
+uint32_t GetCaretTime()
+{
+    return uint32_t(be_caret_ticks());
+}
+uint32_t GetDblTime()
+{
+    return uint32_t(be_double_click_ticks());
+}
 
 void clock_watch_port(int fd)
 {
@@ -93,16 +104,23 @@ void clock_port_wrote()
     lastMoved = be_now_us();
 }
 
-void clock_output_owed(bool isOwed) { owed = writeArmed = isOwed; }
+void clock_output_owed(bool isOwed)
+{
+    owed = writeArmed = isOwed;
+}
 
-// ---- waiting -------------------------------------------------------------------
+// ---- waiting
+// -------------------------------------------------------------------
 
 bool wait_port_idle(int64_t now)
 {
     return portFd >= 0 && emptyReads > 0 && now - lastMoved > kQuiet;
 }
 
-int64_t wait_last_asked() { return lastAsked; }
+int64_t wait_last_asked()
+{
+    return lastAsked;
+}
 
 unsigned wait_until(int64_t deadline, bool port)
 {
@@ -132,4 +150,7 @@ void core_wait(uint32_t ticks)
     wait_until(ticks ? be_now_us() + ticks_to_us(ticks) : 0, true);
 }
 
-void core_wait_input() { wait_until(be_now_us() + kSecond, false); }
+void core_wait_input()
+{
+    wait_until(be_now_us() + kSecond, false);
+}

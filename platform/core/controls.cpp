@@ -28,18 +28,19 @@ struct QlControl {
 static std::vector<ControlHandle> all;
 static int lastItem = kFirstItem;
 
-// ---- the presses -------------------------------------------------------------------
-// Every press has a number, and its event carries that number. Steps of a press
-// whose event was lost are dropped when a later one is tracked.
+// ---- the presses
+// ------------------------------------------------------------------- Every
+// press has a number, and its event carries that number. Steps of a press whose
+// event was lost are dropped when a later one is tracked.
 
 struct Step {
     uint32_t press;
     int item;
-    int16_t part, value;  // part 0: the end
+    int16_t part, value; // part 0: the end
 };
 static std::deque<Step> steps;
-static uint32_t press;     // the newest
-static bool pressHeld;     // its end hasn't come
+static uint32_t press; // the newest
+static bool pressHeld; // its end hasn't come
 
 static bool known(ControlHandle c)
 {
@@ -64,8 +65,14 @@ static void control_out(ControlHandle c)
     be_item_set(c->w->id, c->item, &info);
 }
 
-int control_item(ControlHandle c) { return c ? c->item : 0; }
-WindowPtr control_window(ControlHandle c) { return c ? c->w : nullptr; }
+int control_item(ControlHandle c)
+{
+    return c ? c->item : 0;
+}
+WindowPtr control_window(ControlHandle c)
+{
+    return c ? c->w : nullptr;
+}
 
 ControlHandle NewControl(WindowPtr w, const Rect *bounds, ConstStr title,
                          bool visible, int16_t value, int16_t min, int16_t max,
@@ -106,11 +113,21 @@ void controls_dispose_of(WindowPtr w)
             DisposeControl(all[n]);
 }
 
-// ---- values -------------------------------------------------------------------------
+// ---- values
+// -------------------------------------------------------------------------
 
-int16_t GetControlValue(ControlHandle c) { return c ? c->value : int16_t(0); }
-int16_t GetControlMinimum(ControlHandle c) { return c ? c->min : int16_t(0); }
-int16_t GetControlMaximum(ControlHandle c) { return c ? c->max : int16_t(0); }
+int16_t GetControlValue(ControlHandle c)
+{
+    return c ? c->value : int16_t(0);
+}
+int16_t GetControlMinimum(ControlHandle c)
+{
+    return c ? c->min : int16_t(0);
+}
+int16_t GetControlMaximum(ControlHandle c)
+{
+    return c ? c->max : int16_t(0);
+}
 
 void SetControlValue(ControlHandle c, int16_t value)
 {
@@ -194,8 +211,14 @@ static void show(ControlHandle c, bool visible)
     control_out(c);
 }
 
-void ShowControl(ControlHandle c) { show(c, true); }
-void HideControl(ControlHandle c) { show(c, false); }
+void ShowControl(ControlHandle c)
+{
+    show(c, true);
+}
+void HideControl(ControlHandle c)
+{
+    show(c, false);
+}
 
 void HiliteControl(ControlHandle c, int16_t state)
 {
@@ -226,7 +249,8 @@ void SetControlTitle(ControlHandle c, ConstStr title)
 void DrawControls(WindowPtr) {}
 void UpdateControls(WindowPtr, RgnHandle) {}
 
-// ---- tracking ---------------------------------------------------------------------------
+// ---- tracking
+// ---------------------------------------------------------------------------
 
 int16_t FindControl(const EventRecord *event, WindowPtr w, ControlHandle *c)
 {
@@ -247,7 +271,7 @@ static Step next_step(uint32_t n)
         while (!steps.empty() && steps.front().press < n)
             steps.pop_front();
         if (!steps.empty() && steps.front().press > n)
-            return {n, 0, 0, 0};  // the next press has begun
+            return {n, 0, 0, 0}; // the next press has begun
         if (!steps.empty()) {
             Step s = steps.front();
             steps.pop_front();

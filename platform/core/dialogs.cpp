@@ -25,9 +25,10 @@ constexpr int kMultilineHeight = 40;
 // How often a modal dialog's filter sees a null event.
 constexpr uint32_t kFilterTicks = 10;
 
-static std::string paramTexts[4];  // ^0 to ^3
+static std::string paramTexts[4]; // ^0 to ^3
 
-// ---- texts -----------------------------------------------------------------------
+// ---- texts
+// -----------------------------------------------------------------------
 
 static std::string bytes_of(ConstStr s)
 {
@@ -72,12 +73,12 @@ std::string dialog_fill_text(const std::string &text)
     return out;
 }
 
-// ---- items -------------------------------------------------------------------------
+// ---- items
+// -------------------------------------------------------------------------
 
 static DialogItem *item_of(DialogPtr d, int16_t item)
 {
-    if (!d || !d->dialog || item < 1 ||
-        size_t(item) > d->dialog->items.size())
+    if (!d || !d->dialog || item < 1 || size_t(item) > d->dialog->items.size())
         return nullptr;
     return &d->dialog->items[size_t(item - 1)];
 }
@@ -108,7 +109,7 @@ static void item_out(DialogPtr d, int16_t item)
     info.is_default = item == d->dialog->defaultItem;
     info.is_cancel = item == d->dialog->cancelItem;
     info.multiline = i->multiline;
-    menus_flush();  // a pop-up's menu must be there
+    menus_flush(); // a pop-up's menu must be there
     be_item_set(d->id, item, &info);
 }
 
@@ -118,9 +119,8 @@ DialogPtr dialog_make(const WindowMake *make, std::vector<DialogItem> items,
     WindowMake with = *make;
 
     with.kind = dialogKind;
-    with.canvas = std::any_of(items.begin(), items.end(), [](auto &i) {
-        return i.kind == BE_USER;
-    });
+    with.canvas = std::any_of(items.begin(), items.end(),
+                              [](auto &i) { return i.kind == BE_USER; });
     DialogPtr d = window_make(&with);
     d->dialog = new Dialog{};
     d->dialog->items = std::move(items);
@@ -251,7 +251,7 @@ DialogPtr GetNewDialog(int16_t id)
     for (int count = r.u16(); count > 0 && r.ok; count--) {
         items.push_back(read_item(&r));
         if (items.back().kind == BE_POPUP)
-            (void)GetMenu(items.back().menu);  // null for one of the program's
+            (void)GetMenu(items.back().menu); // null for one of the program's
     }
     if (!r.ok)
         return nullptr;
@@ -269,7 +269,10 @@ DialogPtr GetNewDialog(int16_t id)
     return d;
 }
 
-void DisposeDialog(DialogPtr d) { DisposeWindow(d); }
+void DisposeDialog(DialogPtr d)
+{
+    DisposeWindow(d);
+}
 
 int16_t CountDITL(DialogPtr d)
 {
@@ -279,10 +282,10 @@ int16_t CountDITL(DialogPtr d)
 void GetDialogItem(DialogPtr d, int16_t item, int16_t *kind, Rect *box)
 {
     static constexpr int16_t kinds[] = {
-        kItemButton,   kItemCheckBox,   kItemRadio,      // BE_BUTTON...
+        kItemButton,     kItemCheckBox, kItemRadio,      // BE_BUTTON...
         kItemStaticText, kItemEditText, kItemEditText,   // BE_STATIC...
-        kItemControl,  kItemControl,    kItemIcon,       // BE_POPUP...
-        kItemUser,     kItemControl,    kItemStaticText, // BE_USER...
+        kItemControl,    kItemControl,  kItemIcon,       // BE_POPUP...
+        kItemUser,       kItemControl,  kItemStaticText, // BE_USER...
     };
     const DialogItem *i = item_of(d, item);
     Rect empty = {0, 0, 0, 0};
@@ -404,8 +407,14 @@ static void show_item(DialogPtr d, int16_t item, bool show)
     InvalWindowRect(d, &i->box);
 }
 
-void ShowDialogItem(DialogPtr d, int16_t item) { show_item(d, item, true); }
-void HideDialogItem(DialogPtr d, int16_t item) { show_item(d, item, false); }
+void ShowDialogItem(DialogPtr d, int16_t item)
+{
+    show_item(d, item, true);
+}
+void HideDialogItem(DialogPtr d, int16_t item)
+{
+    show_item(d, item, false);
+}
 
 void SelectDialogItemText(DialogPtr d, int16_t item, int16_t start, int16_t end)
 {
@@ -473,7 +482,8 @@ void DialogDelete(DialogPtr d)
         be_item_edit(d->id, BE_CLEAR);
 }
 
-// ---- drawing -----------------------------------------------------------------------
+// ---- drawing
+// -----------------------------------------------------------------------
 
 int16_t dialog_user_item_at(WindowPtr w, Point at)
 {
@@ -515,10 +525,11 @@ void DrawDialog(DialogPtr d)
     InvalWindowRect(d, &all);
     dialog_draw_items(d);
     draw_present(true);
-    wait_until(0, false);  // the widgets draw themselves
+    wait_until(0, false); // the widgets draw themselves
 }
 
-// ---- modeless ------------------------------------------------------------------------
+// ---- modeless
+// ------------------------------------------------------------------------
 
 bool IsDialogEvent(const EventRecord *event)
 {
@@ -535,7 +546,7 @@ bool IsDialogEvent(const EventRecord *event)
     case osEvt:
     case diskEvt:
     case kHighLevelEvent:
-        return false;  // for the program, whatever is in front
+        return false; // for the program, whatever is in front
     default:
         return front && front->dialog;
     }
@@ -581,7 +592,8 @@ bool DialogSelect(const EventRecord *event, DialogPtr *d, int16_t *item)
     }
 }
 
-// ---- modal ---------------------------------------------------------------------------
+// ---- modal
+// ---------------------------------------------------------------------------
 
 // What a modal dialog takes from the queue. The rest (menus, other windows'
 // frames, suspend, quit) waits in order until it is gone.
@@ -653,7 +665,8 @@ int16_t dialog_serve(DialogPtr d, ModalFilterProc filter)
         if (windows_dirty() && windows_next_update(d)) {
             e = queue_event(updateEvt, d, 0);
             e.message = uint32_t(id);
-        } else if (!queue_take([d](auto &q) { return modal_wants(d, q); }, &e)) {
+        } else if (!queue_take([d](auto &q) { return modal_wants(d, q); },
+                               &e)) {
             if (!filter)
                 wait_until(be_now_us() + ticks_to_us(60), false);
             else if (wait_until(be_now_us() + ticks_to_us(kFilterTicks), false))
@@ -667,7 +680,7 @@ int16_t dialog_serve(DialogPtr d, ModalFilterProc filter)
         if (item)
             return item;
     }
-    return 0;  // it went away under us
+    return 0; // it went away under us
 }
 
 void ModalDialog(ModalFilterProc filter, int16_t *item)
@@ -698,7 +711,8 @@ bool GetColor(ConstStr prompt, const RGBColor *start, RGBColor *out)
     return true;
 }
 
-// ---- calls up ------------------------------------------------------------------------
+// ---- calls up
+// ------------------------------------------------------------------------
 
 void up_item_hit(be_win w, int item)
 {

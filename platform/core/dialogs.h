@@ -11,11 +11,11 @@
 struct DialogItem {
     be_item_kind kind;
     Rect box;
-    std::string text;  // Mac Roman, CR between lines
-    std::string name;  // for accessibility
+    std::string text; // Mac Roman, CR between lines
+    std::string name; // for accessibility
     int16_t value, min, max;
-    int16_t menu;  // pop-up
-    bool reports;  // a hit is told
+    int16_t menu; // pop-up
+    bool reports; // a hit is told
     bool dimmed;
     bool hidden;
     bool multiline;
@@ -23,17 +23,17 @@ struct DialogItem {
 };
 
 struct Dialog {
-    std::vector<DialogItem> items;  // item 1 is items[0]
+    std::vector<DialogItem> items; // item 1 is items[0]
     int16_t defaultItem, cancelItem;
-    int16_t focus;  // edit text with the keys, 0 for none
+    int16_t focus; // edit text with the keys, 0 for none
     bool shownFocus;
 };
 
 // A hidden dialog of these items.
 DialogPtr dialog_make(const WindowMake *make, std::vector<DialogItem> items,
                       int16_t defaultItem, int16_t cancelItem);
-void dialog_dispose_items(WindowPtr w);  // nothing for a plain window
-void dialog_shown(WindowPtr w);          // its window comes up
+void dialog_dispose_items(WindowPtr w); // nothing for a plain window
+void dialog_shown(WindowPtr w);         // its window comes up
 
 // The enabled user item under a local point, or 0.
 int16_t dialog_user_item_at(WindowPtr w, Point at);

@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-static WindowPtr target;  // the window that takes drops
+static WindowPtr target; // the window that takes drops
 static DragOverProc overProc;
 static DropProc dropProc;
 
-static bool dragOut;  // a drag of ours is going on
+static bool dragOut; // a drag of ours is going on
 static bool dragTaken;
 
 void InstallDragHandlers(WindowPtr w, DragOverProc over, DropProc drop)
@@ -41,7 +41,8 @@ bool DragTextOut(WindowPtr w, const EventRecord *, RgnHandle, const void *text,
     return dragTaken;
 }
 
-// ---- calls up ----------------------------------------------------------------
+// ---- calls up
+// ----------------------------------------------------------------
 
 static Point local_to(WindowPtr w, int h, int v)
 {
@@ -98,7 +99,7 @@ void up_drop(be_win id, int h, int v, uint16_t modifiers, const char *text,
         info.length = int32_t(d->text.size());
         info.files = d->files.data();
         info.fileCount = int(d->files.size());
-        (void)dropProc(w, &info);  // a refusal changes nothing
+        (void)dropProc(w, &info); // a refusal changes nothing
     });
 }
 

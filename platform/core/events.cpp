@@ -22,31 +22,34 @@ constexpr int64_t kAskEvery = 2000;
 // More than a person leaves behind; beyond it the newest are dropped.
 constexpr size_t kQueueMax = 2000;
 
-// ---- the queues ----------------------------------------------------------------
-// They outlive every nested wait: a modal loop takes what it wants from the
-// middle and leaves the rest in order.
+// ---- the queues
+// ---------------------------------------------------------------- They outlive
+// every nested wait: a modal loop takes what it wants from the middle and
+// leaves the rest in order.
 
 struct Entry {
     EventRecord e;
-    std::function<void()> act;  // set: not an event, but work for a wait
-    uint16_t bit;               // ... whose mask has one of these
+    std::function<void()> act; // set: not an event, but work for a wait
+    uint16_t bit;              // ... whose mask has one of these
 };
 static std::deque<EventRecord> activations;
 static std::deque<Entry> entries;
 
-// ---- the mouse's state ---------------------------------------------------------
-// A tracking loop belongs to one press. It is over when the button is up, also
-// when it is down again by then.
+// ---- the mouse's state
+// --------------------------------------------------------- A tracking loop
+// belongs to one press. It is over when the button is up, also when it is down
+// again by then.
 
-static uint32_t lastPress;   // the number of the newest press
-static uint32_t trackPress;  // that of the press last taken from the queue
+static uint32_t lastPress;  // the number of the newest press
+static uint32_t trackPress; // that of the press last taken from the queue
 
 // The modifiers of a menu choice count until the next event is asked for,
 // however fast the keys were let go.
 static bool choiceModifiersHold;
 static uint16_t choiceModifiers;
 
-// ---- making and keeping ----------------------------------------------------------
+// ---- making and keeping
+// ----------------------------------------------------------
 
 static Point mouse_point(const be_mouse &m)
 {
@@ -143,9 +146,8 @@ bool queue_take(const std::function<bool(const EventRecord &)> &fits,
         activations.erase(a);
         return true;
     }
-    auto n = std::find_if(entries.begin(), entries.end(), [&](const Entry &m) {
-        return !m.act && fits(m.e);
-    });
+    auto n = std::find_if(entries.begin(), entries.end(),
+                          [&](const Entry &m) { return !m.act && fits(m.e); });
     if (n == entries.end())
         return false;
     *out = n->e;
@@ -163,7 +165,8 @@ void queue_press_taken(const EventRecord &e)
             source == kFromContent || source == kFromItem ? e.message : 0;
 }
 
-// ---- asking --------------------------------------------------------------------
+// ---- asking
+// --------------------------------------------------------------------
 
 static bool mask_has(uint16_t mask, uint16_t what)
 {
@@ -230,11 +233,14 @@ static void ask_display()
         wait_until(0, false);
 }
 
-WindowPtr WindowOfMessage(const EventRecord *event) { return event->window; }
+WindowPtr WindowOfMessage(const EventRecord *event)
+{
+    return event->window;
+}
 
 bool WaitNextEvent(uint16_t mask, EventRecord *event, uint32_t sleep, RgnHandle)
 {
-    static EventRecord idle;  // the null event of the last question
+    static EventRecord idle; // the null event of the last question
 
     choiceModifiersHold = false;
     windows_offer_sizes();
@@ -318,7 +324,8 @@ bool PostEvent(uint16_t what, uint32_t message)
     return true;
 }
 
-// ---- the mouse -----------------------------------------------------------------
+// ---- the mouse
+// -----------------------------------------------------------------
 
 bool Button()
 {
@@ -378,7 +385,8 @@ void events_hold_modifiers(uint16_t modifiers)
     choiceModifiers = modifiers;
 }
 
-// ---- calls up --------------------------------------------------------------------
+// ---- calls up
+// --------------------------------------------------------------------
 
 void up_key(be_win w, const char *text, uint8_t character, uint8_t keycode,
             uint16_t modifiers, bool repeat, uint32_t token)
@@ -416,7 +424,7 @@ void up_mouse(be_win w, int h, int v, uint16_t modifiers, bool down)
     EventRecord e;
 
     if (!down || !window)
-        return;  // a release shows in be_mouse_state
+        return; // a release shows in be_mouse_state
     e = queue_event(mouseDown, window, inContent);
     e.where = {int16_t(v), int16_t(h)};
     e.modifiers = uint16_t(modifiers & ~btnState);
@@ -440,13 +448,13 @@ void up_wheel(be_win w, int delta)
     if (!window || !window->wheel)
         return;
     queue_act(everyEvent, window, [window, delta] {
-        (void)window->wheel(window->wheelHandler, delta, window);  // its own
+        (void)window->wheel(window->wheelHandler, delta, window); // its own
     });
 }
 
 void up_app_active(bool active)
 {
-    static bool isActive = true;  // a program starts in front
+    static bool isActive = true; // a program starts in front
 
     if (active == isActive)
         return;

@@ -19,30 +19,32 @@
 #include <vector>
 
 struct MenuItem {
-    std::string text;  // Mac Roman
+    std::string text; // Mac Roman
     bool enabled;
-    uint8_t mark;     // 0: none
-    uint8_t style;    // as TextFace
-    uint8_t command;  // letter of the Command key, 0: none
-    int16_t submenu;  // menu id, 0: none
+    uint8_t mark;    // 0: none
+    uint8_t style;   // as TextFace
+    uint8_t command; // letter of the Command key, 0: none
+    int16_t submenu; // menu id, 0: none
 };
 struct QlMenu {
     int16_t id;
     std::string title;
     bool enabled;
-    bool changed;  // not yet handed to the back end
+    bool changed; // not yet handed to the back end
     std::vector<MenuItem> items;
 };
 
-// ---- the menus --------------------------------------------------------------------
+// ---- the menus
+// --------------------------------------------------------------------
 
-static std::vector<MenuHandle> all;    // all that exist
-static std::vector<int16_t> bar;       // ids of the bar, left to right
-static std::vector<int16_t> beside;    // ids put in as hierarchical or pop-up
+static std::vector<MenuHandle> all; // all that exist
+static std::vector<int16_t> bar;    // ids of the bar, left to right
+static std::vector<int16_t> beside; // ids put in as hierarchical or pop-up
 static bool anyChanged, barChanged;
 static void (*willOpen)();
 
-// ---- the pop-up that is open -------------------------------------------------------
+// ---- the pop-up that is open
+// -------------------------------------------------------
 
 static bool popupOpen;
 static int16_t popupItem;
@@ -57,7 +59,10 @@ static std::string bytes_of(ConstStr s)
     return {reinterpret_cast<const char *>(s + 1), s[0]};
 }
 
-static void touch(MenuHandle m) { m->changed = anyChanged = true; }
+static void touch(MenuHandle m)
+{
+    m->changed = anyChanged = true;
+}
 
 static MenuItem *item_of(MenuHandle m, int16_t item)
 {
@@ -108,7 +113,8 @@ void menus_flush()
     }
 }
 
-// ---- making -----------------------------------------------------------------------
+// ---- making
+// -----------------------------------------------------------------------
 
 MenuHandle GetMenuHandle(int16_t id)
 {
@@ -125,7 +131,7 @@ MenuHandle NewMenu(int16_t id, ConstStr title)
     m->id = id;
     m->title = bytes_of(title);
     m->enabled = true;
-    all.insert(all.begin(), m);  // the newest of an id is the one found
+    all.insert(all.begin(), m); // the newest of an id is the one found
     touch(m);
     return m;
 }
@@ -144,7 +150,10 @@ void DisposeMenu(MenuHandle m)
     delete m;
 }
 
-int16_t GetMenuID(MenuHandle m) { return m ? m->id : int16_t(0); }
+int16_t GetMenuID(MenuHandle m)
+{
+    return m ? m->id : int16_t(0);
+}
 
 MenuHandle GetMenu(int16_t id)
 {
@@ -177,7 +186,7 @@ MenuHandle GetMenu(int16_t id)
     for (size_t n = 0; n < m->items.size(); n++) {
         int16_t submenu = m->items[n].submenu;
         if (submenu)
-            (void)GetMenu(submenu);  // one of the program's comes later
+            (void)GetMenu(submenu); // one of the program's comes later
     }
     return m;
 }
@@ -228,7 +237,8 @@ void DrawMenuBar()
     menus_flush();
 }
 
-// ---- items --------------------------------------------------------------------------
+// ---- items
+// --------------------------------------------------------------------------
 
 int16_t CountMenuItems(MenuHandle m)
 {
@@ -328,8 +338,14 @@ static void enable(MenuHandle m, int16_t item, bool enabled)
         change(m, &i->enabled, enabled);
 }
 
-void EnableMenuItem(MenuHandle m, int16_t item) { enable(m, item, true); }
-void DisableMenuItem(MenuHandle m, int16_t item) { enable(m, item, false); }
+void EnableMenuItem(MenuHandle m, int16_t item)
+{
+    enable(m, item, true);
+}
+void DisableMenuItem(MenuHandle m, int16_t item)
+{
+    enable(m, item, false);
+}
 
 bool IsMenuItemEnabled(MenuHandle m, int16_t item)
 {
@@ -346,7 +362,8 @@ void SetMenuItemHierarchicalID(MenuHandle m, int16_t item, int16_t id)
         change(m, &i->submenu, id);
 }
 
-// ---- choices ---------------------------------------------------------------------------
+// ---- choices
+// ---------------------------------------------------------------------------
 
 static int32_t choice_of(int16_t menu, int16_t item)
 {
@@ -404,7 +421,10 @@ int32_t MenuKey(uint8_t character)
     return 0;
 }
 
-void HiliteMenu(int16_t id) { be_menu_hilite(id); }
+void HiliteMenu(int16_t id)
+{
+    be_menu_hilite(id);
+}
 
 int32_t PopUpMenuSelect(MenuHandle m, int16_t top, int16_t left, int16_t item)
 {
@@ -412,7 +432,7 @@ int32_t PopUpMenuSelect(MenuHandle m, int16_t top, int16_t left, int16_t item)
         return 0;
     popupOpen = true;
     popupItem = 0;
-    menu_out(m);  // another menu may have gone out under this number
+    menu_out(m); // another menu may have gone out under this number
     be_menu_popup(m->id, left, top, std::max<int16_t>(item, 1));
     while (popupOpen)
         core_wait_input();
@@ -425,7 +445,10 @@ int32_t PopUpMenuSelect(MenuHandle m, int16_t top, int16_t left, int16_t item)
     return choice_of(m->id, popupItem);
 }
 
-void SetMenuWillOpenProc(void (*proc)()) { willOpen = proc; }
+void SetMenuWillOpenProc(void (*proc)())
+{
+    willOpen = proc;
+}
 
 void CreateStandardFontMenu(MenuHandle m, int16_t after, int16_t)
 {
@@ -438,7 +461,8 @@ void CreateStandardFontMenu(MenuHandle m, int16_t after, int16_t)
     }
 }
 
-// ---- calls up -----------------------------------------------------------------------------
+// ---- calls up
+// -----------------------------------------------------------------------------
 
 void up_menu_will_open()
 {

@@ -12,11 +12,12 @@
 constexpr int kScale = 4;
 constexpr int kDpi = 72 * kScale;
 
-// ---- the document ----------------------------------------------------------------
-// `page` and `port` stand between PMBeginPage and PMEndPage.
+// ---- the document
+// ---------------------------------------------------------------- `page` and
+// `port` stand between PMBeginPage and PMEndPage.
 
 static bool inDocument;
-static int16_t pageWidth, pageHeight;  // points
+static int16_t pageWidth, pageHeight; // points
 static Canvas *page;
 static PortState *port;
 static WindowPtr portBefore;
@@ -88,8 +89,8 @@ OSErr PMBeginDocument(const PageFormat *format, const PrintSettings *settings,
                       ConstStr title)
 {
     be_page p = format_to(format);
-    std::string name = macroman_to_utf8(
-        {reinterpret_cast<const char *>(title + 1), title[0]});
+    std::string name =
+        macroman_to_utf8({reinterpret_cast<const char *>(title + 1), title[0]});
 
     if (inDocument)
         return paramErr;

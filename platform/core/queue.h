@@ -11,10 +11,10 @@
 // press in the content or a user item is the press's number; of a menu choice,
 // the choice.
 enum EventSource : uint32_t {
-    kFromContent = 0,        // a press in the content
-    kFromItem = 0x10000000,  // a dialog item was hit; part is its number
-    kFromScroll = 0x20000000,  // low 16 bits: the scroll bar's item
-    kFromMenu = 0x30000000,  // message: the choice
+    kFromContent = 0,         // a press in the content
+    kFromItem = 0x10000000,   // a dialog item was hit; part is its number
+    kFromScroll = 0x20000000, // low 16 bits: the scroll bar's item
+    kFromMenu = 0x30000000,   // message: the choice
     kFromFrame = 0x40000000,  // close, move, size, zoom
     kSourceMask = 0xF0000000,
 };

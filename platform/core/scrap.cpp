@@ -15,7 +15,7 @@
 struct Put {
     std::string utf8, bytes;
 };
-static Put put[2];  // clipboard, primary selection
+static Put put[2]; // clipboard, primary selection
 static void (*primaryPaste)();
 
 static OSErr text_put(bool primary, int32_t size, const void *data)
@@ -24,7 +24,7 @@ static OSErr text_put(bool primary, int32_t size, const void *data)
     std::string text = bytes;
 
     std::replace(text.begin(), text.end(), '\r', '\n');
-    std::erase(text, '\0');  // ends a text of the desktop's
+    std::erase(text, '\0'); // ends a text of the desktop's
     put[primary] = {macroman_to_utf8(text), bytes};
     be_clip_set(put[primary].utf8.c_str(), primary);
     return noErr;
@@ -111,10 +111,19 @@ OSErr GetPrimary(Handle *text)
     return PtrToHand(bytes.data(), text, int32_t(bytes.size()));
 }
 
-void SetPrimaryPasteProc(void (*proc)()) { primaryPaste = proc; }
+void SetPrimaryPasteProc(void (*proc)())
+{
+    primaryPaste = proc;
+}
 
-OSErr TEToScrap() { return noErr; }
-OSErr TEFromScrap() { return noErr; }
+OSErr TEToScrap()
+{
+    return noErr;
+}
+OSErr TEFromScrap()
+{
+    return noErr;
+}
 
 void up_middle_click(be_win w)
 {

@@ -6,7 +6,10 @@
 
 #include <climits>
 
-void SysBeep(int16_t) { be_beep(); }
+void SysBeep(int16_t)
+{
+    be_beep();
+}
 
 bool PlaySoundFile(const FSSpec *file)
 {
@@ -18,8 +21,8 @@ bool PlaySoundFile(const FSSpec *file)
 
 bool PlayNamedSound(ConstStr name)
 {
-    std::string text = macroman_to_utf8(
-        {reinterpret_cast<const char *>(name + 1), name[0]});
+    std::string text =
+        macroman_to_utf8({reinterpret_cast<const char *>(name + 1), name[0]});
 
     return !text.empty() && be_sound_named(text.c_str());
 }

@@ -13,4 +13,4 @@ unsigned wait_until(int64_t deadline, bool port);
 // The program reads the open port, and nothing has moved for a while.
 bool wait_port_idle(int64_t now);
 
-int64_t wait_last_asked();  // be_now_us of the last wait's end
+int64_t wait_last_asked(); // be_now_us of the last wait's end

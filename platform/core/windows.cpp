@@ -18,9 +18,10 @@
 #include <string>
 #include <vector>
 
-// ---- the windows -----------------------------------------------------------------
-// All that exist, front to back, hidden ones too. `active` is the one that was
-// told of last; window_retarget keeps it equal to FrontWindow().
+// ---- the windows
+// ----------------------------------------------------------------- All that
+// exist, front to back, hidden ones too. `active` is the one that was told of
+// last; window_retarget keeps it equal to FrontWindow().
 
 static std::vector<WindowPtr> order;
 static WindowPtr active;
@@ -28,18 +29,22 @@ static be_win lastId;
 static bool anyInvalid;   // false: no update region holds anything
 static bool anyUnsized;   // some window has growPending
 static be_win obscured;   // window whose cursor is hidden until the mouse moves
-static be_mouse hiddenAt;  // ... and where the mouse was
+static be_mouse hiddenAt; // ... and where the mouse was
 
-constexpr int64_t kOfferEvery = 500000;  // a size that was not taken
+constexpr int64_t kOfferEvery = 500000; // a size that was not taken
 
-// ---- small things -----------------------------------------------------------------
+// ---- small things
+// -----------------------------------------------------------------
 
 static std::string text_out(ConstStr s)
 {
     return macroman_to_utf8({reinterpret_cast<const char *>(s + 1), s[0]});
 }
 
-be_rect rect_out(const Rect &r) { return {r.left, r.top, r.right, r.bottom}; }
+be_rect rect_out(const Rect &r)
+{
+    return {r.left, r.top, r.right, r.bottom};
+}
 
 Rect rect_in(const be_rect &r)
 {
@@ -49,15 +54,24 @@ Rect rect_in(const be_rect &r)
     return {cut(r.top), cut(r.left), cut(r.bottom), cut(r.right)};
 }
 
-static int16_t width_of(const Rect &r) { return int16_t(r.right - r.left); }
-static int16_t height_of(const Rect &r) { return int16_t(r.bottom - r.top); }
+static int16_t width_of(const Rect &r)
+{
+    return int16_t(r.right - r.left);
+}
+static int16_t height_of(const Rect &r)
+{
+    return int16_t(r.bottom - r.top);
+}
 
 static bool known(WindowPtr w)
 {
     return w && std::find(order.begin(), order.end(), w) != order.end();
 }
 
-be_win window_id(WindowPtr w) { return w ? w->id : 0; }
+be_win window_id(WindowPtr w)
+{
+    return w ? w->id : 0;
+}
 
 WindowPtr window_of(be_win id)
 {
@@ -72,8 +86,14 @@ Canvas *window_canvas(WindowPtr w)
     return w && w->hasCanvas ? w->canvas : nullptr;
 }
 
-PortState *window_port(WindowPtr w) { return w ? w->port : nullptr; }
-RgnHandle window_update_rgn(WindowPtr w) { return w ? w->update : nullptr; }
+PortState *window_port(WindowPtr w)
+{
+    return w ? w->port : nullptr;
+}
+RgnHandle window_update_rgn(WindowPtr w)
+{
+    return w ? w->update : nullptr;
+}
 
 WindowPtr window_next(WindowPtr w)
 {
@@ -85,7 +105,8 @@ WindowPtr window_next(WindowPtr w)
     return *it;
 }
 
-// ---- order and activation ----------------------------------------------------------
+// ---- order and activation
+// ----------------------------------------------------------
 
 WindowPtr FrontWindow()
 {
@@ -173,8 +194,8 @@ void window_place(Rect *bounds, uint8_t place)
     int top = place == resforms::kPlaceOverMain
                   ? (over.top + over.bottom - height) / 2
                   : over.top + (over.bottom - over.top - height) / 3;
-    left = std::max<int>(screen.left,
-                         std::min<int>(left, screen.right - width));
+    left =
+        std::max<int>(screen.left, std::min<int>(left, screen.right - width));
     top = std::max<int>(screen.top + 24,
                         std::min<int>(top, screen.bottom - height));
     SetRect(bounds, int16_t(left), int16_t(top), int16_t(left + width),
@@ -216,7 +237,10 @@ WindowPtr GetNewWindow(int16_t id)
     return w;
 }
 
-WindowPtr GetNewCWindow(int16_t id) { return GetNewWindow(id); }
+WindowPtr GetNewCWindow(int16_t id)
+{
+    return GetNewWindow(id);
+}
 
 void DisposeWindow(WindowPtr w)
 {
@@ -238,7 +262,10 @@ void DisposeWindow(WindowPtr w)
     retarget();
 }
 
-int16_t GetWindowKind(WindowPtr w) { return w ? w->kind : 0; }
+int16_t GetWindowKind(WindowPtr w)
+{
+    return w ? w->kind : 0;
+}
 
 void SetWTitle(WindowPtr w, ConstStr title)
 {
@@ -284,7 +311,10 @@ void ShowHide(WindowPtr w, bool show)
         HideWindow(w);
 }
 
-bool IsWindowVisible(WindowPtr w) { return w && w->visible; }
+bool IsWindowVisible(WindowPtr w)
+{
+    return w && w->visible;
+}
 
 void SelectWindow(WindowPtr w)
 {
@@ -303,9 +333,13 @@ void CollapseWindow(WindowPtr w, bool collapse)
     be_window_state(w->id, w->zoomed, w->collapsed);
 }
 
-bool IsWindowCollapsed(WindowPtr w) { return w && w->collapsed; }
+bool IsWindowCollapsed(WindowPtr w)
+{
+    return w && w->collapsed;
+}
 
-// ---- place and size ------------------------------------------------------------------
+// ---- place and size
+// ------------------------------------------------------------------
 
 // The program's idea of the content has changed. A window that the user has
 // zoomed keeps the size that the desktop gave it: what differs is offered,
@@ -353,7 +387,8 @@ void SizeWindow(WindowPtr w, int16_t width, int16_t height, bool)
         return;
     width = std::max<int16_t>(width, 1);
     height = std::max<int16_t>(height, 1);
-    bool changed = width != width_of(w->bounds) || height != height_of(w->bounds);
+    bool changed =
+        width != width_of(w->bounds) || height != height_of(w->bounds);
     w->bounds.right = int16_t(w->bounds.left + width);
     w->bounds.bottom = int16_t(w->bounds.top + height);
     // Also when the size is the known one: the user may have given it another,
@@ -411,7 +446,8 @@ RgnHandle GetGrayRgn()
     return gray;
 }
 
-// ---- the frame's events ---------------------------------------------------------------
+// ---- the frame's events
+// ---------------------------------------------------------------
 
 int16_t FindWindow(const EventRecord *event, WindowPtr *w)
 {
@@ -434,8 +470,9 @@ uint32_t GrowWindow(WindowPtr w, const EventRecord *, const Rect *limits)
         return 0;
     w->growPending = false;
     w->growAnswered = true;
-    int width = width_of(w->native_bounds), height = height_of(w->native_bounds);
-    if (limits) {  // the classic form: least and most width, height
+    int width = width_of(w->native_bounds),
+        height = height_of(w->native_bounds);
+    if (limits) { // the classic form: least and most width, height
         width = std::clamp<int>(width, limits->left,
                                 std::max(limits->left, limits->right));
         height = std::clamp<int>(height, limits->top,
@@ -454,9 +491,15 @@ uint32_t GrowWindow(WindowPtr w, const EventRecord *, const Rect *limits)
     return uint32_t(height) << 16 | uint32_t(width);
 }
 
-bool TrackGoAway(WindowPtr w, const EventRecord *) { return w != nullptr; }
-bool TrackBox(WindowPtr w, const EventRecord *, int16_t) { return w != nullptr; }
-void DrawGrowIcon(WindowPtr) {}  // the frame is the desktop's
+bool TrackGoAway(WindowPtr w, const EventRecord *)
+{
+    return w != nullptr;
+}
+bool TrackBox(WindowPtr w, const EventRecord *, int16_t)
+{
+    return w != nullptr;
+}
+void DrawGrowIcon(WindowPtr) {} // the frame is the desktop's
 
 void windows_offer_sizes()
 {
@@ -475,9 +518,13 @@ void windows_offer_sizes()
     }
 }
 
-// ---- redrawing ----------------------------------------------------------------------------
+// ---- redrawing
+// ----------------------------------------------------------------------------
 
-bool windows_dirty() { return anyInvalid; }
+bool windows_dirty()
+{
+    return anyInvalid;
+}
 
 WindowPtr windows_next_update(WindowPtr only)
 {
@@ -563,7 +610,8 @@ void GetWindowUpdateRgn(WindowPtr w, RgnHandle rgn)
         SetEmptyRgn(rgn);
 }
 
-// ---- cursors ---------------------------------------------------------------------------------
+// ---- cursors
+// ---------------------------------------------------------------------------------
 
 static void show_cursor(WindowPtr w, be_cursor cursor)
 {
@@ -622,9 +670,13 @@ void SetWRefCon(WindowPtr w, int32_t value)
         w->refCon = value;
 }
 
-int32_t GetWRefCon(WindowPtr w) { return w ? w->refCon : 0; }
+int32_t GetWRefCon(WindowPtr w)
+{
+    return w ? w->refCon : 0;
+}
 
-// ---- calls up -----------------------------------------------------------------------------
+// ---- calls up
+// -----------------------------------------------------------------------------
 
 void up_close(be_win id)
 {
@@ -663,7 +715,8 @@ void up_moved(be_win id, const be_rect *content)
 {
     WindowPtr w = window_of(id);
 
-    if (!w || (w->bounds.left == content->left && w->bounds.top == content->top))
+    if (!w ||
+        (w->bounds.left == content->left && w->bounds.top == content->top))
         return;
     Rect at = rect_in(*content);
     SetRect(&w->bounds, at.left, at.top, int16_t(at.left + width_of(w->bounds)),

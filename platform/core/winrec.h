@@ -4,30 +4,30 @@
 
 #include "platform/core/core.h"
 
-struct Dialog;  // platform/core/dialogs.h
+struct Dialog; // platform/core/dialogs.h
 
 struct QlWindow {
     be_win id;
-    int16_t kind;  // dialogKind or userKind
+    int16_t kind; // dialogKind or userKind
     be_window_kind native;
-    Rect bounds;  // of the content, global
+    Rect bounds; // of the content, global
     Str255 title;
     bool visible, collapsed, zoomed;
     bool resizable, closable, zoomable;
-    bool hasCanvas;  // shows its canvas; the others keep one to measure with
+    bool hasCanvas; // shows its canvas; the others keep one to measure with
     Canvas *canvas;
     PortState *port;
-    RgnHandle update;  // still to be redrawn, local
+    RgnHandle update; // still to be redrawn, local
     be_cursor cursor;
     int32_t refCon;
-    Dialog *dialog;  // null for a plain window
+    Dialog *dialog; // null for a plain window
 
     // The user has given the window another size than the program knows. It is
     // offered by a press in the grow box until GrowWindow takes it.
     bool growPending;
-    bool growAnswered;  // GrowWindow has told of native_bounds
+    bool growAnswered; // GrowWindow has told of native_bounds
     Rect native_bounds;
-    int64_t growOffered;  // when last, microseconds
+    int64_t growOffered; // when last, microseconds
 
     // An update event that nobody answered with BeginUpdate is not offered
     // again at once, so that it can't hold the loop in a spin.
@@ -54,7 +54,7 @@ void window_place(Rect *bounds, uint8_t place);
 // The frontmost visible window with something to be redrawn that may be
 // offered now, or null. `only` (may be null) looks at that one alone.
 WindowPtr windows_next_update(WindowPtr only);
-bool windows_dirty();  // false: no window has anything to be redrawn
+bool windows_dirty(); // false: no window has anything to be redrawn
 
 // Offers sizes that are still pending anew. Called at each event wait.
 void windows_offer_sizes();

@@ -19,7 +19,7 @@ bool hlInput;
 static int64_t clockUs = 5 * kSecond;
 static bool realTime;
 static int64_t spins, spinLimit = 20000000;
-static int64_t idleSince = 5 * kSecond;  // when something last happened
+static int64_t idleSince = 5 * kSecond; // when something last happened
 static int waits;
 
 void hl_fail(const char *what)
@@ -58,7 +58,10 @@ static int64_t real_now()
     return int64_t(t.tv_sec) * kSecond + t.tv_nsec / 1000;
 }
 
-int64_t hl_now() { return realTime ? real_now() : clockUs; }
+int64_t hl_now()
+{
+    return realTime ? real_now() : clockUs;
+}
 
 int64_t be_now_us()
 {
@@ -70,15 +73,24 @@ int64_t be_now_us()
 
 int64_t be_wall_clock()
 {
-    constexpr int64_t kStart = 1718452800;  // 15 June 2024, 12:00
+    constexpr int64_t kStart = 1718452800; // 15 June 2024, 12:00
 
     return kStart + hl_now() / kSecond;
 }
 
-int32_t be_caret_ticks() { return 32; }
-int32_t be_double_click_ticks() { return 30; }
+int32_t be_caret_ticks()
+{
+    return 32;
+}
+int32_t be_double_click_ticks()
+{
+    return 30;
+}
 
-void hl_advance_us(int64_t us) { hl_move_clock(clockUs + us); }
+void hl_advance_us(int64_t us)
+{
+    hl_move_clock(clockUs + us);
+}
 
 void hl_advance_ticks(uint32_t ticks)
 {
@@ -93,10 +105,17 @@ void hl_real_time(bool on)
     realTime = on;
 }
 
-void hl_spin_limit(int64_t calls) { spinLimit = calls; }
-int hl_waits() { return waits; }
+void hl_spin_limit(int64_t calls)
+{
+    spinLimit = calls;
+}
+int hl_waits()
+{
+    return waits;
+}
 
-// ---- waiting -----------------------------------------------------------------------
+// ---- waiting
+// -----------------------------------------------------------------------
 
 static unsigned state_of(int fd, bool read, bool write, int64_t us)
 {
@@ -146,8 +165,7 @@ unsigned be_wait(int64_t deadline, int fd, bool read, bool write)
             count_spin();
             return 0;
         }
-        int64_t until =
-            std::min({deadline, hl_next_act(), hl_line_next()});
+        int64_t until = std::min({deadline, hl_next_act(), hl_line_next()});
         bool scripted = until < deadline || hl_next_act() != INT64_MAX ||
                         hl_line_next() != INT64_MAX;
         if (realTime) {

@@ -7,10 +7,11 @@
 #include <deque>
 #include <memory>
 
-// ---- the record ----------------------------------------------------------------------
+// ---- the record
+// ----------------------------------------------------------------------
 
 static std::map<be_win, std::unique_ptr<HlShown>> shown;
-static std::vector<be_win> order;  // front first
+static std::vector<be_win> order; // front first
 static std::map<int, HlMenu> menus;
 static std::vector<int32_t> bar;
 static int hilited;
@@ -22,7 +23,8 @@ static bool soundsKnown;
 static std::string clips[2];
 static bool clipSet[2];
 
-// ---- answers that were prepared --------------------------------------------------------
+// ---- answers that were prepared
+// --------------------------------------------------------
 
 struct AskAnswer {
     bool ok;
@@ -43,7 +45,8 @@ bool be_start(int *, char **, const char **why)
 
 void be_stop() {}
 
-// ---- windows ------------------------------------------------------------------------------
+// ---- windows
+// ------------------------------------------------------------------------------
 
 HlShown *hl_shown(be_win w)
 {
@@ -52,7 +55,10 @@ HlShown *hl_shown(be_win w)
     return it == shown.end() ? nullptr : it->second.get();
 }
 
-const std::vector<be_win> &hl_order() { return order; }
+const std::vector<be_win> &hl_order()
+{
+    return order;
+}
 
 be_win hl_front()
 {
@@ -100,6 +106,7 @@ void be_window_new(be_win w, const be_window_info *info)
     s->w.visible = s->w.zoomed = s->w.collapsed = false;
     s->w.presents = s->w.focus = 0;
     s->pixelWidth = s->pixelHeight = 0;
+    s->message = -1;
     shown[w] = std::move(s);
     order.insert(order.begin(), w);
 }
@@ -118,6 +125,7 @@ void be_window_show(be_win w, bool show)
     s->w.visible = show;
     if (!show || s->w.kind == BE_DOCUMENT || s->w.kind == BE_MODELESS)
         return;
+    s->message = int(messages.size());
     messages.push_back(hl_window_text(s->w));
     if (s->w.kind == BE_MODAL)
         hl_modal_came(w);
@@ -130,14 +138,20 @@ void be_window_front(be_win w)
     order.insert(order.begin(), w);
 }
 
-void be_window_title(be_win w, const char *title) { must(w)->w.title = title; }
+void be_window_title(be_win w, const char *title)
+{
+    must(w)->w.title = title;
+}
 
 void be_window_bounds(be_win w, const be_rect *content)
 {
     must(w)->w.content = *content;
 }
 
-void be_window_limits(be_win w, int, int, int, int) { must(w); }
+void be_window_limits(be_win w, int, int, int, int)
+{
+    must(w);
+}
 
 void be_window_state(be_win w, bool zoomed, bool collapsed)
 {
@@ -151,7 +165,10 @@ int be_window_scale(be_win w)
     return 1;
 }
 
-void be_screen(be_rect *bounds) { *bounds = {0, 0, 1600, 1000}; }
+void be_screen(be_rect *bounds)
+{
+    *bounds = {0, 0, 1600, 1000};
+}
 
 void be_present(be_win w, const uint32_t *pixels, int width, int height,
                 int stride, const be_rect *dirty, int count)
@@ -177,10 +194,17 @@ void be_present(be_win w, const uint32_t *pixels, int width, int height,
     }
 }
 
-void be_set_cursor(be_win w, be_cursor cursor) { must(w)->w.cursor = cursor; }
-void be_caret_at(be_win w, const be_rect *) { must(w); }
+void be_set_cursor(be_win w, be_cursor cursor)
+{
+    must(w)->w.cursor = cursor;
+}
+void be_caret_at(be_win w, const be_rect *)
+{
+    must(w);
+}
 
-// ---- menus ---------------------------------------------------------------------------------
+// ---- menus
+// ---------------------------------------------------------------------------------
 
 void be_menu_set(int32_t id, const char *title, bool enabled,
                  const be_menu_item *items, int count)
@@ -194,8 +218,14 @@ void be_menu_set(int32_t id, const char *title, bool enabled,
     menus[id] = m;
 }
 
-void be_menu_bar(const int32_t *ids, int count) { bar.assign(ids, ids + count); }
-void be_menu_hilite(int32_t id) { hilited = id; }
+void be_menu_bar(const int32_t *ids, int count)
+{
+    bar.assign(ids, ids + count);
+}
+void be_menu_hilite(int32_t id)
+{
+    hilited = id;
+}
 
 void be_menu_popup(int32_t id, int, int, int)
 {
@@ -209,9 +239,22 @@ void be_menu_popup(int32_t id, int, int, int)
     hl_after(0, [id, item] { up_popup_done(id, item); });
 }
 
-void hl_popup_choice(int item) { popupChoices.push_back(item); }
+void hl_popup_choice(int item)
+{
+    popupChoices.push_back(item);
+}
 
-// ---- items ------------------------------------------------------------------------------------
+// ---- items
+// ------------------------------------------------------------------------------------
+
+// A notice may get its text after it has come up.
+static void text_changed(be_win w)
+{
+    HlShown *s = must(w);
+
+    if (s->message >= 0)
+        messages[size_t(s->message)] = hl_window_text(s->w);
+}
 
 void be_item_set(be_win w, int item, const be_item_info *info)
 {
@@ -231,9 +274,13 @@ void be_item_set(be_win w, int item, const be_item_info *info)
     i.is_default = info->is_default;
     i.is_cancel = info->is_cancel;
     must(w)->w.items[item] = i;
+    text_changed(w);
 }
 
-void be_item_dispose(be_win w, int item) { must(w)->w.items.erase(item); }
+void be_item_dispose(be_win w, int item)
+{
+    must(w)->w.items.erase(item);
+}
 
 static HlItem &must_item(be_win w, int item)
 {
@@ -252,6 +299,7 @@ void be_item_value(be_win w, int item, int value)
 void be_item_text(be_win w, int item, const char *text)
 {
     must_item(w, item).text = text;
+    text_changed(w);
 }
 
 void be_item_focus(be_win w, int item, int, int)
@@ -278,7 +326,8 @@ void be_item_edit(be_win w, be_edit what)
         up_item_text(w, s->w.focus, text.c_str());
 }
 
-// ---- keys for widgets --------------------------------------------------------------------------
+// ---- keys for widgets
+// --------------------------------------------------------------------------
 
 static std::map<uint32_t, HlKey> keys;
 static uint32_t lastKey;
@@ -324,9 +373,9 @@ void be_key_forward(uint32_t token)
     }
     HlItem &i = must_item(key.w, s->w.focus);
     if (key.character == 8 && !i.text.empty()) {
-        do
+        while (i.text.size() > 1 && (uint8_t(i.text.back()) & 0xC0) == 0x80)
             i.text.pop_back();
-        while (!i.text.empty() && (uint8_t(i.text.back()) & 0xC0) == 0x80);
+        i.text.pop_back();
     } else if (key.text == "\r") {
         i.text += "\n";
     } else if (key.character == 0 || uint8_t(key.text[0]) >= 32) {
@@ -338,7 +387,8 @@ void be_key_forward(uint32_t token)
     up_item_text(key.w, s->w.focus, text.c_str());
 }
 
-// ---- asking --------------------------------------------------------------------------------------
+// ---- asking
+// --------------------------------------------------------------------------------------
 
 static void answer()
 {
@@ -368,7 +418,8 @@ void hl_ask_answer(bool ok, const std::vector<std::string> &paths,
     askAnswers.push_back({ok, paths, value});
 }
 
-// ---- clipboard, drag, sound, other programs ---------------------------------------------------------
+// ---- clipboard, drag, sound, other programs
+// ---------------------------------------------------------
 
 void be_clip_set(const char *text, bool primary)
 {
@@ -387,7 +438,10 @@ void be_drag_text(be_win w, const char *)
     hl_after(1, [] { up_drag_done(dragTaken); });
 }
 
-void be_beep() { beeps++; }
+void be_beep()
+{
+    beeps++;
+}
 
 bool be_sound_file(const char *path)
 {
@@ -396,7 +450,10 @@ bool be_sound_file(const char *path)
     return soundsKnown;
 }
 
-bool be_sound_named(const char *name) { return be_sound_file(name); }
+bool be_sound_named(const char *name)
+{
+    return be_sound_file(name);
+}
 
 bool be_open_with(const char *program, const char *path)
 {
@@ -404,7 +461,8 @@ bool be_open_with(const char *program, const char *path)
     return true;
 }
 
-// ---- paper -----------------------------------------------------------------------------------------
+// ---- paper
+// -----------------------------------------------------------------------------------------
 
 void be_page_ask(bool, const be_page *start)
 {
@@ -412,7 +470,10 @@ void be_page_ask(bool, const be_page *start)
     answer();
 }
 
-void be_page_get(be_page *out) { *out = page; }
+void be_page_get(be_page *out)
+{
+    *out = page;
+}
 
 bool be_print_begin(const be_page *, const char *)
 {
@@ -428,9 +489,13 @@ bool be_print_page(const uint32_t *pixels, int width, int height, int dpi)
     return true;
 }
 
-bool be_print_end() { return true; }
+bool be_print_end()
+{
+    return true;
+}
 
-// ---- for tests --------------------------------------------------------------------------------------
+// ---- for tests
+// --------------------------------------------------------------------------------------
 
 const HlWindow *hl_window(WindowPtr w)
 {
@@ -455,8 +520,14 @@ const HlMenu *hl_menu(int id)
     return it == menus.end() ? nullptr : &it->second;
 }
 
-const std::vector<int32_t> &hl_menu_bar() { return bar; }
-int hl_menu_hilited() { return hilited; }
+const std::vector<int32_t> &hl_menu_bar()
+{
+    return bar;
+}
+int hl_menu_hilited()
+{
+    return hilited;
+}
 
 std::vector<std::string> hl_window_titles()
 {
@@ -477,14 +548,38 @@ uint32_t hl_pixel(WindowPtr w, int h, int v)
     return s->pixels[size_t(v) * size_t(s->pixelWidth) + size_t(h)];
 }
 
-const std::vector<std::string> &hl_messages() { return messages; }
-const std::vector<HlAsked> &hl_asked() { return asked; }
-int hl_beeps() { return beeps; }
-const std::vector<std::string> &hl_sounds() { return sounds; }
-void hl_sounds_known(bool known) { soundsKnown = known; }
-const std::vector<std::string> &hl_opened() { return opened; }
-const std::vector<HlPage> &hl_pages() { return pages; }
-void hl_drag_taken(bool taken) { dragTaken = taken; }
+const std::vector<std::string> &hl_messages()
+{
+    return messages;
+}
+const std::vector<HlAsked> &hl_asked()
+{
+    return asked;
+}
+int hl_beeps()
+{
+    return beeps;
+}
+const std::vector<std::string> &hl_sounds()
+{
+    return sounds;
+}
+void hl_sounds_known(bool known)
+{
+    soundsKnown = known;
+}
+const std::vector<std::string> &hl_opened()
+{
+    return opened;
+}
+const std::vector<HlPage> &hl_pages()
+{
+    return pages;
+}
+void hl_drag_taken(bool taken)
+{
+    dragTaken = taken;
+}
 
 void hl_clip(const char *utf8, bool primary)
 {
@@ -492,4 +587,7 @@ void hl_clip(const char *utf8, bool primary)
     clipSet[primary] = utf8 != nullptr;
 }
 
-const char *hl_clip_text(bool primary) { return be_clip_get(primary); }
+const char *hl_clip_text(bool primary)
+{
+    return be_clip_get(primary);
+}

@@ -10,7 +10,7 @@ struct Face {
     int pixels;
     bool bold, italic, fixed;
 };
-static std::vector<Face> faces;  // be_font is the index plus 1
+static std::vector<Face> faces; // be_font is the index plus 1
 
 int be_font_list(const char **names, int max, bool fixed)
 {
@@ -25,8 +25,14 @@ int be_font_list(const char **names, int max, bool fixed)
     return count;
 }
 
-const char *be_font_best_fixed() { return kFamilies[0]; }
-const char *be_font_small() { return kFamilies[1]; }
+const char *be_font_best_fixed()
+{
+    return kFamilies[0];
+}
+const char *be_font_small()
+{
+    return kFamilies[1];
+}
 
 static int advance_of(const Face &f, uint32_t c)
 {
@@ -48,9 +54,8 @@ be_font be_font_open(const char *family, int pixels, bool bold, bool italic,
         return 0;
     Face f = {pixels > 0 ? pixels : 1, bold, italic, fixed};
     metrics->ascent = (f.pixels * 8 + 5) / 10;
-    metrics->descent = f.pixels - metrics->ascent > 0
-                           ? f.pixels - metrics->ascent
-                           : 1;
+    metrics->descent =
+        f.pixels - metrics->ascent > 0 ? f.pixels - metrics->ascent : 1;
     metrics->leading = 0;
     metrics->advance = advance_of(f, '0');
     metrics->fixed = fixed;
@@ -84,6 +89,6 @@ void be_font_glyph(be_font font, uint32_t codepoint, be_glyph *out)
         seed = seed * 1664525u + 1013904223u;
         m = seed >> 30 == 0 ? 255 : seed >> 30 == 1 ? 128 : 0;
     }
-    mask[0] = 255;  // never quite empty
+    mask[0] = 255; // never quite empty
     out->mask = mask.data();
 }

@@ -21,7 +21,8 @@
 #include <string>
 #include <vector>
 
-// ---- the clock ---------------------------------------------------------------
+// ---- the clock
+// ---------------------------------------------------------------
 
 void hl_advance_us(int64_t us);
 void hl_advance_ticks(uint32_t ticks);
@@ -37,10 +38,11 @@ void hl_real_time(bool on);
 // moving, before the test fails; 0 is no limit. 20 million to begin with.
 void hl_spin_limit(int64_t calls);
 
-int hl_waits();        // waits so far that were not just polls
-int64_t hl_now();      // microseconds; asking doesn't count
+int hl_waits();   // waits so far that were not just polls
+int64_t hl_now(); // microseconds; asking doesn't count
 
-// ---- the user: keys and mouse --------------------------------------------------
+// ---- the user: keys and mouse
+// --------------------------------------------------
 
 // Types UTF-8 text at the front window, with the key codes of a US keyboard.
 // "\r" is Return, "\t" Tab, "\x1b" Escape, "\b" the delete key.
@@ -58,9 +60,10 @@ void hl_release();
 void hl_click(WindowPtr w, int h, int v, uint16_t modifiers = 0);
 void hl_middle_click(WindowPtr w);
 void hl_wheel(WindowPtr w, int delta);
-void hl_modifiers(uint16_t modifiers);  // held down from now on
+void hl_modifiers(uint16_t modifiers); // held down from now on
 
-// ---- the user: windows, menus, widgets ------------------------------------------
+// ---- the user: windows, menus, widgets
+// ------------------------------------------
 
 void hl_activate(WindowPtr w);
 void hl_app_active(bool active);
@@ -75,9 +78,9 @@ bool hl_choose(int menu, int item, uint16_t modifiers = 0);
 // The choice in pop-ups to come, in order; 0 lets one go. None queued: 0.
 void hl_popup_choice(int item);
 
-void hl_hit(WindowPtr w, int item);  // button, box, radio; user item: a press
-void hl_pick(WindowPtr w, int item, int value);  // pop-up of a dialog
-void hl_edit(WindowPtr w, int item, const char *utf8);  // typed over the text
+void hl_hit(WindowPtr w, int item); // button, box, radio; user item: a press
+void hl_pick(WindowPtr w, int item, int value);        // pop-up of a dialog
+void hl_edit(WindowPtr w, int item, const char *utf8); // typed over the text
 // Steps of a scroll bar: parts 20 to 23, or 129 with the thumb's new value.
 // All of one press; its end comes by itself.
 struct HlScroll {
@@ -88,7 +91,8 @@ void hl_scroll(ControlHandle c, const std::vector<HlScroll> &steps);
 // What to do with modal windows (alerts, too), in the order they come up:
 // called in the first wait with a modal window in front, once a wait.
 void hl_modal(std::function<void(WindowPtr)> act);
-void hl_answer(int item);  // hits that item of the next one
+void hl_answer(int item); // hits that item of the next one
+void hl_modal_clear();    // forgets what was prepared and not used
 
 // Answers to questions for files, colours and pages to come, in order.
 void hl_ask_answer(bool ok, const std::vector<std::string> &paths = {},
@@ -98,13 +102,14 @@ void hl_drop_text(WindowPtr w, int h, int v, const char *utf8);
 void hl_drop_files(WindowPtr w, int h, int v,
                    const std::vector<std::string> &paths);
 bool hl_drag_over(WindowPtr w, int h, int v, bool text, bool files);
-void hl_drag_taken(bool taken);  // ends of drags out to come
+void hl_drag_taken(bool taken); // ends of drags out to come
 
 void hl_open_files(const std::vector<std::string> &paths);
 void hl_quit();
-void hl_clip(const char *utf8, bool primary = false);  // null: no text
+void hl_clip(const char *utf8, bool primary = false); // null: no text
 
-// ---- what was shown ---------------------------------------------------------------
+// ---- what was shown
+// ---------------------------------------------------------------
 
 struct HlItem {
     be_item_kind kind;
@@ -120,8 +125,8 @@ struct HlWindow {
     be_rect content;
     bool visible, zoomed, collapsed, resizable, closable, canvas;
     be_cursor cursor;
-    int presents;  // be_present calls
-    int focus;     // item with the keys, 0 for none
+    int presents; // be_present calls
+    int focus;    // item with the keys, 0 for none
     std::map<int, HlItem> items;
 };
 struct HlMenuItem {
@@ -133,7 +138,7 @@ struct HlMenuItem {
 struct HlMenu {
     std::string title;
     bool enabled;
-    std::vector<HlMenuItem> items;  // item 1 is items[0]
+    std::vector<HlMenuItem> items; // item 1 is items[0]
 };
 struct HlAsked {
     be_ask_kind kind;
@@ -150,27 +155,28 @@ const HlItem *hl_item(WindowPtr w, int item);
 const HlMenu *hl_menu(int id);
 const std::vector<int32_t> &hl_menu_bar();
 int hl_menu_hilited();
-std::vector<std::string> hl_window_titles();  // those shown, front first
+std::vector<std::string> hl_window_titles(); // those shown, front first
 
 // A pixel as last presented, in window units, 0x00RRGGBB; all ones: never.
 uint32_t hl_pixel(WindowPtr w, int h, int v);
 
-// The texts of alerts, modal dialogs and notices, as they came up: static
-// texts in item order, joined by "|".
+// The texts of alerts, modal dialogs and notices, in the order they came up:
+// static texts in item order, joined by "|", as they stood last.
 const std::vector<std::string> &hl_messages();
 const std::vector<HlAsked> &hl_asked();
 int hl_beeps();
-const std::vector<std::string> &hl_sounds();  // files and names played
-void hl_sounds_known(bool known);             // do sounds exist? At first not
-const std::vector<std::string> &hl_opened();  // "program|path"
+const std::vector<std::string> &hl_sounds(); // files and names played
+void hl_sounds_known(bool known);            // do sounds exist? At first not
+const std::vector<std::string> &hl_opened(); // "program|path"
 const std::vector<HlPage> &hl_pages();
 const char *hl_clip_text(bool primary = false);
 
-// ---- the line -----------------------------------------------------------------------
+// ---- the line
+// -----------------------------------------------------------------------
 
 enum HlLineKind {
-    HL_SOCKET,  // a socket pair: fast, no line discipline
-    HL_PTY,     // a pseudo-terminal: hl_line_path() can be opened as a port
+    HL_SOCKET, // a socket pair: fast, no line discipline
+    HL_PTY,    // a pseudo-terminal: hl_line_path() can be opened as a port
 };
 // Makes the line. Answers the descriptor that the program reads and writes
 // (non-blocking); -1 with HL_PTY, whose path is opened by the program.
@@ -179,11 +185,11 @@ const char *hl_line_path();
 
 // The host says something, `delay_us` after what it said before (or after now,
 // if that has been said).
-void hl_line_say(const void *bytes, size_t count, int64_t delay_us = 0);
 void hl_line_say(const std::string &text, int64_t delay_us = 0);
+void hl_line_bytes(const void *bytes, size_t count, int64_t delay_us = 0);
 // Bytes a second towards the program; 0 (the beginning) is all at once.
 void hl_line_speed(int bytesPerSecond);
-size_t hl_line_waiting();  // said and not yet delivered
+size_t hl_line_waiting(); // said and not yet delivered
 
 // Called with what the program has sent, at its next wait or empty read. It
 // may say something itself.

@@ -18,17 +18,20 @@ struct Due {
     uint8_t byte;
 };
 
-static int ours = -1;  // the host's end
+static int ours = -1; // the host's end
 static char path[128];
-static std::deque<Due> due;  // in order of time
-static int64_t lastSaid;     // time of the last byte said
-static int speed;            // bytes a second, 0: no limit
+static std::deque<Due> due; // in order of time
+static int64_t lastSaid;    // time of the last byte said
+static int speed;           // bytes a second, 0: no limit
 static bool stuck;
 static std::string heard;
 static std::function<void(const uint8_t *, size_t)> peer;
 static std::function<bool(uint8_t &, bool)> fault;
 
-bool hl_line_exists() { return ours >= 0; }
+bool hl_line_exists()
+{
+    return ours >= 0;
+}
 
 static void no_wait(int fd)
 {
@@ -74,9 +77,12 @@ int hl_line_open(HlLineKind kind)
     return pair[1];
 }
 
-const char *hl_line_path() { return path; }
+const char *hl_line_path()
+{
+    return path;
+}
 
-void hl_line_say(const void *bytes, size_t count, int64_t delay_us)
+void hl_line_bytes(const void *bytes, size_t count, int64_t delay_us)
 {
     const uint8_t *b = static_cast<const uint8_t *>(bytes);
     int64_t at = std::max(lastSaid, hl_now()) + delay_us;
@@ -93,11 +99,17 @@ void hl_line_say(const void *bytes, size_t count, int64_t delay_us)
 
 void hl_line_say(const std::string &text, int64_t delay_us)
 {
-    hl_line_say(text.data(), text.size(), delay_us);
+    hl_line_bytes(text.data(), text.size(), delay_us);
 }
 
-void hl_line_speed(int bytesPerSecond) { speed = bytesPerSecond; }
-size_t hl_line_waiting() { return due.size(); }
+void hl_line_speed(int bytesPerSecond)
+{
+    speed = bytesPerSecond;
+}
+size_t hl_line_waiting()
+{
+    return due.size();
+}
 
 void hl_line_peer(std::function<void(const uint8_t *, size_t)> hear)
 {
@@ -112,7 +124,10 @@ std::string hl_line_heard()
     return all;
 }
 
-void hl_line_stuck(bool isStuck) { stuck = isStuck; }
+void hl_line_stuck(bool isStuck)
+{
+    stuck = isStuck;
+}
 
 void hl_line_fault(std::function<bool(uint8_t &, bool)> f)
 {

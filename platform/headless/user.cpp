@@ -12,13 +12,14 @@ struct Act {
     int64_t at;
     std::function<void()> run;
 };
-static std::vector<Act> acts;  // in order of time
-static std::deque<std::function<void(WindowPtr)>> answers;  // to modal windows
+static std::vector<Act> acts;                              // in order of time
+static std::deque<std::function<void(WindowPtr)>> answers; // to modal windows
 static std::vector<be_win> unanswered;
 
 static be_mouse mouse = {100, 100, false, 0};
 
-// ---- the script ------------------------------------------------------------------------
+// ---- the script
+// ------------------------------------------------------------------------
 
 void hl_after_us(int64_t us, std::function<void()> act)
 {
@@ -34,7 +35,10 @@ void hl_after(uint32_t ticks, std::function<void()> act)
     hl_after_us((int64_t(ticks) * 1000000 + 59) / 60, std::move(act));
 }
 
-int64_t hl_next_act() { return acts.empty() ? INT64_MAX : acts.front().at; }
+int64_t hl_next_act()
+{
+    return acts.empty() ? INT64_MAX : acts.front().at;
+}
 
 bool hl_run_due_acts(int64_t now)
 {
@@ -59,14 +63,21 @@ void hl_answer(int item)
     hl_modal([item](WindowPtr w) { hl_hit(w, item); });
 }
 
-void hl_modal_came(be_win w) { unanswered.push_back(w); }
+void hl_modal_clear()
+{
+    answers.clear();
+}
+
+void hl_modal_came(be_win w)
+{
+    unanswered.push_back(w);
+}
 
 bool hl_run_modal()
 {
     be_win front = hl_front();
 
-    if (!front || answers.empty() ||
-        std::erase(unanswered, front) == 0)
+    if (!front || answers.empty() || std::erase(unanswered, front) == 0)
         return false;
     auto act = std::move(answers.front());
     answers.pop_front();
@@ -74,7 +85,8 @@ bool hl_run_modal()
     return hlInput = true;
 }
 
-// ---- keys -----------------------------------------------------------------------------------
+// ---- keys
+// -----------------------------------------------------------------------------------
 
 // Virtual key codes of a US keyboard, by the character without Shift.
 static uint8_t code_of(char c)
@@ -85,7 +97,7 @@ static uint8_t code_of(char c)
     for (size_t n = 0; n < sizeof chars - 1; n++)
         if (c && chars[n] == c)
             return uint8_t(n);
-    return 0x27;  // some key
+    return 0x27; // some key
 }
 
 static void press_key(const std::string &text, uint8_t character, uint8_t code,
@@ -150,9 +162,13 @@ void hl_key(uint8_t character, uint8_t keycode, uint16_t modifiers, bool repeat)
               character, keycode, modifiers, repeat);
 }
 
-// ---- mouse --------------------------------------------------------------------------------------
+// ---- mouse
+// --------------------------------------------------------------------------------------
 
-void be_mouse_state(be_mouse *out) { *out = mouse; }
+void be_mouse_state(be_mouse *out)
+{
+    *out = mouse;
+}
 
 static const HlWindow &of(WindowPtr w)
 {
@@ -163,7 +179,10 @@ static const HlWindow &of(WindowPtr w)
     return *s;
 }
 
-void hl_modifiers(uint16_t modifiers) { mouse.modifiers = modifiers; }
+void hl_modifiers(uint16_t modifiers)
+{
+    mouse.modifiers = modifiers;
+}
 
 void hl_mouse_at(WindowPtr w, int h, int v)
 {
@@ -208,7 +227,8 @@ void hl_wheel(WindowPtr w, int delta)
     up_wheel(of(w).id, delta);
 }
 
-// ---- windows ----------------------------------------------------------------------------------------
+// ---- windows
+// ----------------------------------------------------------------------------------------
 
 // Of a window behind a modal one the desktop lets nobody make the active one.
 void hl_activate(WindowPtr w)
@@ -277,7 +297,8 @@ void hl_zoom(WindowPtr w, bool zoomed)
     up_zoom(id, zoomed, &r);
 }
 
-// ---- menus and widgets --------------------------------------------------------------------------------
+// ---- menus and widgets
+// --------------------------------------------------------------------------------
 
 bool hl_choose(int menu, int item, uint16_t modifiers)
 {
@@ -347,7 +368,8 @@ void hl_scroll(ControlHandle c, const std::vector<HlScroll> &steps)
     up_scroll(of(w).id, item, 0, GetControlValue(c));
 }
 
-// ---- from outside -----------------------------------------------------------------------------------------
+// ---- from outside
+// -----------------------------------------------------------------------------------------
 
 static std::vector<const char *> pointers(const std::vector<std::string> &paths)
 {

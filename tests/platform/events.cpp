@@ -1,0 +1,322 @@
+// The event queue and the waits: order, masks, sleep, the port, nesting.
+#include "platform/events.h"
+#include "platform/appleevents.h"
+#include "platform/clock.h"
+#include "platform/core/core.h"
+#include "platform/drag.h"
+#include "platform/drawing.h"
+#include "platform/headless/headless.h"
+#include "platform/scrap.h"
+#include "platform/windows.h"
+#include "tests/platform/ui.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+TEST(Events, ComeInOrderAndByMask)
+{
+    WindowPtr w = ui_window();
+    EventRecord e;
+
+    ui_settle();
+    hl_type("a");
+    hl_click(w, 10, 20, shiftKey);
+    hl_type("b");
+    // A modal wait leaves keys and mouse where they are.
+    ASSERT_FALSE(GetNextEvent(uint16_t(-63), &e));
+    ASSERT_TRUE(EventAvail(62, &e));
+    EXPECT_EQ(e.what, keyDown);
+    EXPECT_EQ(e.message & 0xFF, 'a');
+    ASSERT_TRUE(GetNextEvent(1 << mouseDown, &e));
+    EXPECT_EQ(e.where.h, 110); // the window stands at 100, 200
+    EXPECT_EQ(e.where.v, 220);
+    EXPECT_EQ(e.modifiers & shiftKey, shiftKey);
+    ASSERT_TRUE(WaitNextEvent(everyEvent, &e, 0, nullptr));
+    EXPECT_EQ(e.message & 0xFF, 'a');
+    ASSERT_TRUE(WaitNextEvent(everyEvent, &e, 0, nullptr));
+    EXPECT_EQ(e.message & 0xFF, 'b');
+    EXPECT_EQ(e.message >> 8, 0x0Bu);
+    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 0, nullptr));
+    EXPECT_EQ(e.what, nullEvent);
+}
+
+TEST(Events, SleepIsTheWaitAndInputEndsIt)
+{
+    EventRecord e;
+    (void)ui_window();
+    ui_settle();
+
+    uint32_t start = TickCount();
+    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 5, nullptr));
+    EXPECT_EQ(TickCount(), start + 5);
+    hl_after(2, [] { hl_type("x"); });
+    EXPECT_TRUE(WaitNextEvent(everyEvent, &e, 60, nullptr));
+    EXPECT_EQ(TickCount(), start + 7);
+    // What doesn't fit the mask doesn't end the wait.
+    hl_after(2, [] { hl_type("x"); });
+    EXPECT_FALSE(WaitNextEvent(1 << mouseDown, &e, 10, nullptr));
+    EXPECT_EQ(TickCount(), start + 17);
+}
+
+TEST(Events, LineEndsAWaitOnceForEachRead)
+{
+    EventRecord e;
+    char byte;
+    int fd = hl_line_open(HL_SOCKET);
+
+    clock_watch_port(fd);
+    hl_line_say("xy", 50000);
+    int64_t start = hl_now();
+    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 60, nullptr));
+    EXPECT_EQ(e.what, nullEvent);
+    EXPECT_EQ(hl_now() - start, 50000);
+    // Nobody has read: the next wait takes its full time.
+    uint32_t tick = TickCount();
+    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
+    EXPECT_GE(TickCount(), tick + 6);
+    ASSERT_EQ(read(fd, &byte, 1), 1);
+    clock_port_read();
+    tick = TickCount();
+    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 60, nullptr));
+    EXPECT_EQ(TickCount(), tick);
+    // A line that has gone is not watched.
+    clock_port_empty(true);
+    hl_line_hangup();
+    tick = TickCount();
+    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
+    EXPECT_GE(TickCount(), tick + 6);
+    close(fd);
+}
+
+TEST(Events, OwedOutputEndsAWaitOnceThereIsRoom)
+{
+    EventRecord e;
+    char block[4096] = {};
+    int fd = hl_line_open(HL_SOCKET);
+
+    hl_line_stuck(true);
+    clock_watch_port(fd);
+    while (write(fd, block, sizeof block) > 0)
+        ;
+    clock_output_owed(true);
+    uint32_t tick = TickCount();
+    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
+    EXPECT_GE(TickCount(), tick + 6);
+    tick = TickCount();
+    hl_after(2, [] { hl_line_stuck(false); });
+    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 60, nullptr));
+    EXPECT_LE(TickCount(), tick + 3);
+    close(fd);
+}
+
+// The hot path: a loop without sleep over a busy line asks the display only
+// now and then, and one over a silent line gives the processor away.
+TEST(Events, NoSleepNeitherAsksNorSpins)
+{
+    EventRecord e;
+    char byte = 0;
+    int fd = hl_line_open(HL_SOCKET);
+
+    clock_watch_port(fd);
+    (void)WaitNextEvent(everyEvent, &e, 1, nullptr);
+    clock_port_read();
+    int64_t start = hl_now();
+    hl_type("q"); // in the queue already: seen at once
+    (void)ui_window();
+    for (int n = 0; n < 1000; n++) {
+        clock_port_read();
+        (void)WaitNextEvent(everyEvent, &e, 0, nullptr);
+    }
+    EXPECT_EQ(hl_now(), start);
+
+    int waits = hl_waits();
+    for (int n = 0; n < 1000; n++) {
+        ASSERT_LT(read(fd, &byte, 1), 0);
+        clock_port_empty(false);
+        (void)WaitNextEvent(everyEvent, &e, 0, nullptr);
+    }
+    EXPECT_GT(hl_waits(), waits + 500);
+    // A sender that looks for an answer between its blocks is not held up.
+    start = hl_now();
+    for (int n = 0; n < 1000; n++) {
+        clock_port_wrote();
+        clock_port_empty(false); // a millisecond each: the clock's own step
+        (void)WaitNextEvent(everyEvent, &e, 0, nullptr);
+    }
+    EXPECT_EQ(hl_now() - start, 1000 * 1000);
+    close(fd);
+}
+
+TEST(Events, IdleLoopWakesTwelveTimesASecond)
+{
+    EventRecord e;
+    (void)ui_window();
+
+    ui_settle();
+    int waits = hl_waits();
+    uint32_t end = TickCount() + 600;
+    while (TickCount() < end)
+        (void)WaitNextEvent(everyEvent, &e, 5, nullptr);
+    EXPECT_LE(hl_waits() - waits, 150);
+}
+
+TEST(Events, TrackingBelongsToOnePress)
+{
+    WindowPtr w = ui_window();
+    EventRecord e;
+
+    hl_press(w, 5, 5);
+    ASSERT_TRUE(GetNextEvent(1 << mouseDown, &e));
+    uint32_t start = TickCount();
+    hl_after(3, [] { hl_release(); });
+    int passes = 0;
+    while (StillDown())
+        passes++;
+    EXPECT_GE(passes, 2);
+    EXPECT_LE(TickCount() - start, 4u);
+    // Let go and pressed anew before anybody looked: the first press is over.
+    hl_press(w, 5, 5);
+    ASSERT_TRUE(GetNextEvent(1 << mouseDown, &e));
+    hl_release();
+    hl_press(w, 6, 6);
+    EXPECT_FALSE(StillDown());
+    EXPECT_TRUE(Button());
+    SetPort(w);
+    Point p;
+    GetMouse(&p);
+    EXPECT_EQ(p.h, 6);
+    EXPECT_EQ(p.v, 6);
+}
+
+// A wait within a wait: the queue and its order survive, and what the inner
+// one leaves the outer one gets.
+static int nestedSeen;
+
+static void inner_wait()
+{
+    EventRecord e;
+
+    for (int n = 0; n < 3; n++)
+        if (WaitNextEvent(1 << updateEvt | 1 << activateEvt, &e, 1, nullptr))
+            nestedSeen++;
+}
+
+TEST(Events, NestedWaitsKeepTheQueue)
+{
+    WindowPtr w = ui_window();
+    EventRecord e;
+    static OSErr (*const wheel)(void *, int32_t,
+                                WindowPtr) = [](void *, int32_t, WindowPtr) {
+        inner_wait();
+        return OSErr(noErr);
+    };
+
+    ui_settle();
+    InstallWheelHandler(w, wheel, nullptr);
+    hl_type("1");
+    hl_wheel(w, 1);
+    hl_type("2");
+    Rect r = {0, 0, 5, 5};
+    InvalWindowRect(w, &r);
+    ASSERT_TRUE(WaitNextEvent(everyEvent, &e, 0, nullptr));
+    EXPECT_EQ(e.message & 0xFF, '1');
+    // The wheel's handler runs in its turn and waits itself.
+    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 0, nullptr));
+    EXPECT_EQ(nestedSeen, 1);
+    ASSERT_TRUE(WaitNextEvent(everyEvent, &e, 0, nullptr));
+    EXPECT_EQ(e.message & 0xFF, '2');
+}
+
+static std::string outside;
+
+TEST(Events, RequestsFromOutsideWaitInTheQueue)
+{
+    EventRecord e;
+    AppleEventHandlers handlers = {
+        [] {
+            outside += "open ";
+            return OSErr(noErr);
+        },
+        [](const FSSpec *, int count) {
+            outside += "docs" + std::to_string(count) + " ";
+            return OSErr(noErr);
+        },
+        nullptr,
+        [] {
+            outside += "quit ";
+            return OSErr(-1708);
+        },
+    };
+
+    AEInstallHandlers(&handlers);
+    ae_queue_start(nullptr, 0);
+    hl_quit();
+    hl_quit();
+    // Not for a wait for mouse and keys; for the pass behind a message box.
+    EXPECT_FALSE(EventAvail(62, &e));
+    int served = 0;
+    while (WaitNextEvent(uint16_t(-63), &e, 0, nullptr)) {
+        ASSERT_EQ(e.what, kHighLevelEvent);
+        (void)AEProcessAppleEvent(&e);
+        served++;
+    }
+    EXPECT_EQ(served, 2);
+    EXPECT_EQ(outside, "open quit ");
+    hl_quit(); // refused once, it may come again
+    EXPECT_TRUE(WaitNextEvent(everyEvent, &e, 0, nullptr));
+}
+
+TEST(Scrap, TextKeepsItsBytesAndConvertsTheDesktops)
+{
+    const uint8_t text[] = "A\rB\xA5\x01";
+    int32_t size = 0;
+    uint8_t out[32];
+
+    EXPECT_FALSE(ScrapHasFlavor(FOUR("TEXT")));
+    EXPECT_EQ(GetScrapFlavorSize(FOUR("TEXT"), &size), noTypeErr);
+    ASSERT_EQ(PutScrapFlavor(FOUR("TEXT"), 5, text), noErr);
+    EXPECT_STREQ(hl_clip_text(), "A\nB\xE2\x80\xA2\x01");
+    ASSERT_EQ(GetScrapFlavorSize(FOUR("TEXT"), &size), noErr);
+    ASSERT_EQ(size, 5);
+    ASSERT_EQ(GetScrapFlavorData(FOUR("TEXT"), &size, out), noErr);
+    EXPECT_EQ(memcmp(out, text, 5), 0);
+    hl_clip("caf\xC3\xA9\r\nx\n");
+    size = 4; // no more than there is room for
+    ASSERT_EQ(GetScrapFlavorData(FOUR("TEXT"), &size, out), noErr);
+    EXPECT_EQ(memcmp(out, "caf\x8E", 4), 0);
+    ASSERT_EQ(GetScrapFlavorSize(FOUR("TEXT"), &size), noErr);
+    EXPECT_EQ(size, 7); // CR LF is one line end
+    ASSERT_EQ(ClearCurrentScrap(), noErr);
+    EXPECT_FALSE(ScrapHasFlavor(FOUR("TEXT")));
+}
+
+static std::string dropped;
+
+TEST(Drag, DropsAreServedInTheWaitAndOnlyWhereTaken)
+{
+    WindowPtr w = ui_window();
+    EventRecord e;
+
+    InstallDragHandlers(
+        w,
+        [](WindowPtr, Point at, bool text, bool) { return text && at.h < 50; },
+        [](WindowPtr, const DropInfo *d) {
+            dropped.assign(reinterpret_cast<const char *>(d->text),
+                           size_t(d->length));
+            return OSErr(noErr);
+        });
+    EXPECT_TRUE(hl_drag_over(w, 10, 10, true, false));
+    EXPECT_FALSE(hl_drag_over(w, 60, 10, true, false));
+    EXPECT_FALSE(hl_drag_over(w, 10, 10, false, true));
+    hl_drop_text(w, 10, 10, "one\r\ntwo\n\xC3\xA9");
+    EXPECT_EQ(dropped, "");
+    ui_settle();
+    EXPECT_EQ(dropped, "");
+    (void)WaitNextEvent(1 << mouseDown, &e, 0, nullptr);
+    EXPECT_EQ(dropped, "one\rtwo\r\x8E");
+
+    hl_drag_taken(true);
+    EXPECT_TRUE(DragTextOut(w, &e, nullptr, "x", 1));
+    hl_drag_taken(false);
+    EXPECT_FALSE(DragTextOut(w, &e, nullptr, "x", 1));
+}
