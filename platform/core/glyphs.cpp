@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iconv.h>
+#include <string>
 
 #include "platform/core/core.h"
 #include "platform/core/fonts.h"
@@ -97,6 +98,37 @@ uint32_t shift_jis_to_unicode(uint8_t first, uint8_t second)
     return uint32_t(out[0]) | uint32_t(out[1]) << 8 | uint32_t(out[2]) << 16;
 }
 
+// ---- faces -----------------------------------------------------------------
+
+// A back end may open a face anew each time, so each is opened once. 0 when
+// there is no such family.
+static be_font open_face(const char *family, int pixels, uint8_t face,
+                         be_font_metrics *metrics)
+{
+    struct Face {
+        std::string family;
+        int pixels;
+        uint8_t face;
+        be_font font;
+        be_font_metrics metrics;
+    };
+    static std::vector<Face> faces;
+
+    if (!family)
+        return 0;
+    for (const Face &f : faces) {
+        if (f.pixels == pixels && f.face == face && f.family == family) {
+            *metrics = f.metrics;
+            return f.font;
+        }
+    }
+    *metrics = {};
+    be_font font =
+        be_font_open(family, pixels, face & 1, (face & 2) != 0, metrics);
+    faces.push_back({family, pixels, face, font, *metrics});
+    return font;
+}
+
 // ---- masks -----------------------------------------------------------------
 
 struct Drawing { // a whole cell, before it is cut down to its ink
@@ -164,7 +196,7 @@ static bool draw_control(Strike *s, uint32_t codepoint, Drawing *d)
     const char *name = kControlNames[codepoint - 0x2400];
     int pixels = std::max(s->size * s->scale * 11 / 20, 4);
     be_font_metrics m;
-    be_font small = be_font_open(s->family, pixels, false, false, &m);
+    be_font small = open_face(s->family.c_str(), pixels, 0, &m);
     if (!small)
         return false;
     for (int i = 0; i < 2; i++) {
@@ -180,26 +212,23 @@ static bool draw_control(Strike *s, uint32_t codepoint, Drawing *d)
 // The face's own glyph, else that of another face at the same size.
 static void find_glyph(Strike *s, uint32_t codepoint, be_glyph *out)
 {
-    bool bold = s->face & 1, italic = s->face & 2;
+    const char *const others[] = {be_font_best_fixed(), be_font_small()};
 
     *out = {};
     if (s->back)
         be_font_glyph(s->back, codepoint, out);
     if (s->back && !out->missing)
         return;
-    be_glyph first = *out;
-    for (const char *family : {be_font_best_fixed(), be_font_small()}) {
+    for (const char *family : others) {
         be_font_metrics m;
-        be_font other =
-            family ? be_font_open(family, s->size * s->scale, bold, italic, &m)
-                   : 0;
+        be_font other = open_face(family, s->size * s->scale, s->face, &m);
         if (!other)
             continue;
         be_font_glyph(other, codepoint, out);
         if (!out->missing)
             return;
     }
-    *out = first;
+    *out = {};
     if (s->back)
         be_font_glyph(s->back, '?', out);
 }
@@ -283,46 +312,40 @@ static int16_t units(int pixels, int scale) // a part counts as a whole
     return int16_t((pixels + scale - 1) / scale);
 }
 
-static void set_metrics(Strike *s, const be_font_metrics &m)
+static void set_metrics(Strike *s, const be_font_metrics &m, bool fixed)
 {
     s->ascent = std::max<int16_t>(units(m.ascent, s->scale), 1);
     s->descent = std::max<int16_t>(units(m.descent, s->scale), 0);
     s->leading = std::max<int16_t>(units(m.leading, s->scale), 0);
     s->cell = std::max<int16_t>(units(m.advance, s->scale), 1);
-    s->fixed = m.fixed || s->coding != kMacRoman;
+    s->fixed = fixed;
     s->widest = s->fixed ? s->cell : std::max<int16_t>(s->size, s->cell);
 }
 
 static std::unique_ptr<Strike> strike_new(int16_t font, int16_t size,
                                           uint8_t face, int scale)
 {
-    auto owned = std::make_unique<Strike>();
-    Strike *s = owned.get();
-    be_font_metrics m = {};
-    bool isBold = face & 1, isItalic = face & 2;
+    auto s = std::make_unique<Strike>();
+    be_font_metrics m = {}, styled = {};
+    int pixels = size * scale;
+    const char *family = font_family(font, &s->coding);
 
     s->font = font;
     s->size = size;
     s->face = face;
     s->scale = scale;
-    s->family = font_family(font, &s->coding);
-    s->back = be_font_open(s->family, size * scale, isBold, isItalic, &m);
-    if (!s->back) {
-        s->family = be_font_best_fixed();
-        s->back = be_font_open(s->family, size * scale, isBold, isItalic, &m);
+    if (!open_face(family, pixels, 0, &m)) {
+        family = be_font_best_fixed();
+        if (!open_face(family, pixels, 0, &m))
+            m = {pixels * 4 / 5, (pixels + 4) / 5, 0, pixels / 2, true};
     }
-    if (!s->back)
-        m = {size * scale * 4 / 5, (size * scale + 4) / 5, 0, size * scale / 2,
-             true};
+    s->family = family ? family : "";
+    s->back = open_face(family, pixels, face, &styled);
     // Bold and slanted cells are those of the plain face, so that a line keeps
     // its columns whatever stands in it.
-    be_font_metrics plain;
     bool fixed = m.fixed || s->coding != kMacRoman;
-    if (face && s->back && fixed &&
-        be_font_open(s->family, size * scale, false, false, &plain))
-        m = plain;
-    set_metrics(s, m);
-    return owned;
+    set_metrics(s.get(), fixed || !s->back ? m : styled, fixed);
+    return s;
 }
 
 Strike *strike_get(int16_t font, int16_t size, uint8_t face, int scale)

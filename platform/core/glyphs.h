@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -47,7 +48,7 @@ struct Strike {
     FontCoding coding;
     bool fixed; // each byte takes `cell`, and no ink leaves its cell
     int16_t ascent, descent, leading, cell, widest;
-    const char *family;
+    std::string family;
     be_font back; // 0: no face at all, and every glyph is blank
     GlyphMask glyphs[256];
     std::unordered_map<uint16_t, GlyphMask> pairs;
