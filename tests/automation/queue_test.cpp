@@ -79,7 +79,9 @@ static void run(int ticks, char mode = 'M')
         if (sendCount || awWait || asBusy())
             sendSomeAscii(0, mode);
         note_sent();
-        hl_advance_ticks(1);
+        // Reading moved the clock, too, a little.
+        for (uint32_t now = TickCount(); TickCount() == now;)
+            hl_advance_us(100);
     }
 }
 
@@ -192,11 +194,12 @@ TEST(Pacing, EchoOfEachCharacter)
     run(10);
     EXPECT_EQ(all(), "ab");
     host_says("X");  // another byte is no echo: the limit counts
-    run(250);
+    run(275);
     EXPECT_EQ(all(), "ab");
-    run(60);
+    host_says("Y");
+    run(20);
     EXPECT_EQ(all(), "ab\t");
-    EXPECT_EQ(sent.back().tick - sent[1].tick, 300);
+    EXPECT_NEAR(sent.back().tick - sent[1].tick, 300, 1);
     // A control character has no echo to be known by; the line must be quiet
     // for a third of a second.
     EXPECT_EQ(sendWait, kWaitQuiet);
@@ -246,7 +249,7 @@ TEST(Pacing, PromptAfterEachLine)
         queue("one\rtwo");
         run(r.limit + 10);
         ASSERT_EQ(sent.size(), 2u) << r.delay;
-        EXPECT_EQ(gaps()[0], r.limit + 1) << r.delay;
+        EXPECT_NEAR(gaps()[0], r.limit + 1, 1) << r.delay;
     }
 
     // The prompt counts only behind the end of the echoed line.
@@ -352,10 +355,11 @@ TEST(Queue, StopDropsEverything)
     EXPECT_EQ(ScriptFlag, 0);
 }
 
-// Memory that runs short at every allocation: what fits goes out, in order,
-// and nothing breaks.
+// Memory that runs short at each allocation in turn: only what it was for is
+// lost, and nothing breaks.
 TEST(Queue, ShortMemory)
 {
+    int lost = 0;
     start();
     for (int n = 1; n < 12; n++) {
         sent.clear();
@@ -371,8 +375,13 @@ TEST(Queue, ShortMemory)
         mem_fail_nth(0);
         run(200);
         EXPECT_FALSE(asBusy());
-        EXPECT_NE(all().find("file"), std::string::npos) << n;
+        int parts = 0;
+        for (const char *part : {"short", "bbb", "\x1bX", "file", "end"})
+            parts += all().find(part) != std::string::npos;
+        EXPECT_GE(parts, 4) << n;
+        lost += parts < 5;
     }
+    EXPECT_GT(lost, 0) << "no allocation failed at all";
 }
 
 // ---- a line that takes less ----------------------------------------------------------

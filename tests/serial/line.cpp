@@ -42,6 +42,9 @@ void start_line()
     far = ends[1];
     myWindow = GetNewCWindow(128);
     ASSERT_NE(myWindow, nullptr);
+    ShowWindow(myWindow);
+    gGlobStrings = NewStrList();
+    gLocalStrings = NewStrList();
     ASSERT_EQ(SerAlloc(), 0);
     fillBuffer();
     asInit();
