@@ -83,6 +83,16 @@ static bool head_is_book(const uint8_t *head)
            head[19] == 1 && std::memcmp(head + 68, id, 4) == 0;
 }
 
+// Is the file as long as its pages? SQLite takes a last page that was cut short
+// for a whole one with zeros at its end. The page size stands at 16; 1 is 64K.
+static bool length_fits(const uint8_t *head, off_t length)
+{
+    off_t page = head[16] << 8 | head[17];
+    if (page == 1)
+        page = 65536;
+    return page >= 512 && length % page == 0;
+}
+
 // A journal that SQLite will play back: a crash came in the middle of a save,
 // and the file may be in any state until then.
 static bool has_journal(const std::string &path)
@@ -264,7 +274,8 @@ static OSErr read_book(BookFile *b, std::vector<BookRecord> &rows)
     if (!b->hasTable)
         return noErr;
     // Again, since a journal may have changed it.
-    if (pread(b->lock, head, sizeof head, 0) != kHeadLen || !head_is_book(head))
+    if (pread(b->lock, head, sizeof head, 0) != kHeadLen ||
+        !head_is_book(head) || !length_fits(head, st.st_size))
         return mapReadErr;
     if (ask(b->db, "PRAGMA user_version") != std::to_string(kFormat) ||
         ask(b->db, "PRAGMA quick_check(1)") != "ok" || !table_is_plain(b->db))

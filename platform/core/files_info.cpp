@@ -260,7 +260,8 @@ static bool looks_like_text(const uint8_t *p, size_t n)
             if (c < 0xC2 || c > 0xF4)
                 return false;
             tail = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : 1;
-        } else if (c == 127 || (c < 32 && !std::strchr("\b\t\n\f\r\033", c)))
+        } else if (c == 127 ||
+                   (c < 32 && (c == 0 || !std::strchr("\b\t\n\f\r\033", c))))
             return false;
     }
     return n > 0;

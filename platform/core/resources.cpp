@@ -53,13 +53,13 @@ struct ResFile {
 } // namespace
 
 // ---- state -----------------------------------------------------------------
-// `open` has the program's own first, then files in the order of opening.
+// `openFiles` has the program's own first, then files in the order of opening.
 // `current` is an index into it. A handle stands in `byHandle` as long as it
-// belongs to a resource.
+// belongs to a resource. Both live to the end, like the handles in them.
 
-static std::vector<std::unique_ptr<ResFile>> openFiles;
+static auto &openFiles = *new std::vector<std::unique_ptr<ResFile>>;
 static size_t current;
-static std::unordered_map<Handle, Res *> byHandle;
+static auto &byHandle = *new std::unordered_map<Handle, Res *>;
 static std::set<std::pair<dev_t, ino_t>> justMade; // by HCreateResFile
 static OSErr resError;
 

@@ -1,0 +1,122 @@
+#include "platform/memory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+// A kept pointer must show at once, so a debug build moves at every resize;
+// the bytes stay.
+TEST(Memory, ResizeKeepsTheBytesAndMoves)
+{
+    Handle h = NewHandle(10);
+    ASSERT_TRUE(h);
+    std::memcpy(*h, "0123456789", 10);
+    for (int32_t size : {11, 4000, 4000, 100, 10}) {
+        uint8_t *before = *h;
+        SetHandleSize(h, size);
+        EXPECT_EQ(MemError(), noErr);
+        EXPECT_EQ(GetHandleSize(h), size);
+        EXPECT_EQ(std::memcmp(*h, "0123456789", 10), 0);
+#ifndef NDEBUG
+        EXPECT_NE(*h, before);
+#endif
+    }
+    DisposeHandle(h);
+}
+
+TEST(Memory, LockedBlockStaysAndCanOnlyShrink)
+{
+    Handle h = NewHandleClear(100);
+    int8_t state = HGetState(h);
+    HLock(h);
+    uint8_t *before = *h;
+    SetHandleSize(h, 101);
+    EXPECT_EQ(MemError(), memFullErr);
+    EXPECT_EQ(GetHandleSize(h), 100);
+    SetHandleSize(h, 50);
+    EXPECT_EQ(MemError(), noErr);
+    EXPECT_EQ(*h, before);
+    HSetState(h, state);
+    SetHandleSize(h, 101);
+    EXPECT_EQ(MemError(), noErr);
+    DisposeHandle(h);
+}
+
+// Each way to take memory fails once, leaves what there was, and works again.
+TEST(Memory, FailureLeavesEverythingAsItWas)
+{
+    Handle h = NewHandle(4);
+    std::memcpy(*h, "abcd", 4);
+    int32_t before = FreeMem();
+    Handle copy = h;
+
+    mem_fail_nth(1);
+    EXPECT_EQ(NewHandle(1), nullptr);
+    EXPECT_EQ(MemError(), memFullErr);
+    mem_fail_nth(1);
+    EXPECT_EQ(NewPtr(1), nullptr);
+    mem_fail_nth(1);
+    EXPECT_EQ(PtrAndHand("efgh", h, 4), memFullErr);
+    mem_fail_nth(1);
+    EXPECT_EQ(HandToHand(&copy), memFullErr);
+    EXPECT_EQ(copy, h);
+    mem_fail_nth(2);
+    SetHandleSize(h, 3); // shrinking takes nothing
+    SetHandleSize(h, 4);
+    EXPECT_EQ(MemError(), noErr);
+    SetHandleSize(h, 5);
+    EXPECT_EQ(MemError(), memFullErr);
+
+    EXPECT_EQ(GetHandleSize(h), 4);
+    EXPECT_EQ(std::memcmp(*h, "abc", 3), 0);
+    EXPECT_EQ(FreeMem(), before);
+    EXPECT_EQ(HandToHand(&copy), noErr);
+    EXPECT_NE(copy, h);
+    EXPECT_EQ(std::memcmp(*copy, *h, 4), 0);
+    DisposeHandle(copy);
+    DisposeHandle(h);
+    EXPECT_EQ(FreeMem(), before + 4);
+}
+
+TEST(Memory, BudgetBoundsWhatCanBeTaken)
+{
+    mem_set_budget(1000);
+    Handle h = NewHandle(600);
+    ASSERT_TRUE(h);
+    EXPECT_EQ(FreeMem(), 400);
+    EXPECT_EQ(NewPtr(401), nullptr);
+    Ptr p = NewPtr(400);
+    ASSERT_TRUE(p);
+    EXPECT_EQ(FreeMem(), 0);
+    SetHandleSize(h, 601);
+    EXPECT_EQ(MemError(), memFullErr);
+    DisposePtr(p);
+    SetHandleSize(h, 1000);
+    EXPECT_EQ(MemError(), noErr);
+    mem_set_budget(10);
+    EXPECT_EQ(FreeMem(), 0); // never below
+    DisposeHandle(h);
+    for (int32_t wrong : {-1, INT32_MIN}) {
+        EXPECT_EQ(NewHandle(wrong), nullptr);
+        EXPECT_EQ(NewPtr(wrong), nullptr);
+    }
+}
+
+// A store that grows by small steps must not copy itself at each of them.
+TEST(Memory, GrowthBySmallStepsKeepsAll)
+{
+    mem_set_budget(int64_t(64) << 20);
+    Handle h = NewHandle(0);
+    std::vector<uint8_t> all;
+    for (int i = 0; i < 2000; i++) {
+        uint8_t piece[97];
+        for (size_t k = 0; k < sizeof piece; k++)
+            piece[k] = uint8_t(size_t(i) * 31 + k);
+        ASSERT_EQ(PtrAndHand(piece, h, sizeof piece), noErr);
+        all.insert(all.end(), piece, piece + sizeof piece);
+    }
+    ASSERT_EQ(size_t(GetHandleSize(h)), all.size());
+    EXPECT_EQ(std::memcmp(*h, all.data(), all.size()), 0);
+    DisposeHandle(h);
+}

@@ -1,0 +1,558 @@
+#include "platform/resources.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <vector>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/memory.h"
+#include "tests/platform/place.h"
+
+namespace fs = std::filesystem;
+
+static constexpr OSType kDial = FOUR("Dial"), kList = FOUR("STR#");
+static constexpr OSType kBook = FOUR("qPHO"), kMaker = FOUR("qLON");
+
+static Handle handle(const std::string &bytes)
+{
+    Handle h = nullptr;
+    (void)PtrToHand(bytes.data(), &h, int32_t(bytes.size()));
+    return h;
+}
+
+static std::string bytes(Handle h)
+{
+    return h ? std::string(reinterpret_cast<char *>(*h),
+                           size_t(GetHandleSize(h)))
+             : "(none)";
+}
+
+// An AddResource that must fail, so that the handle stays ours.
+static OSErr refused(const std::string &content, OSType type, int16_t id)
+{
+    Handle h = handle(content);
+    AddResource(h, type, id, P("refused"));
+    OSErr err = ResError();
+    EXPECT_EQ(HomeResFile(h), -1);
+    DisposeHandle(h);
+    return err;
+}
+
+static int16_t make_book(const Place &at, const std::string &name)
+{
+    EXPECT_EQ(HCreate(at.vRef, at.dir, P(name), kMaker, kBook), noErr);
+    HCreateResFile(at.vRef, at.dir, P(name));
+    EXPECT_EQ(ResError(), noErr);
+    int16_t ref = HOpenResFile(at.vRef, at.dir, P(name), fsRdWrPerm);
+    EXPECT_GT(ref, kProgramResFile);
+    return ref;
+}
+
+static OSErr open_error(const Place &at, const std::string &name)
+{
+    int16_t ref = HOpenResFile(at.vRef, at.dir, P(name), fsRdWrPerm);
+    OSErr err = ResError();
+    EXPECT_EQ(ref < 0, err != noErr);
+    if (ref > 0)
+        CloseResFile(ref);
+    return err;
+}
+
+static OSErr run_sql(const Place &at, const std::string &name, const char *sql)
+{
+    sqlite3 *db = nullptr;
+    int code = sqlite3_open(at.path(name).c_str(), &db);
+    if (code == SQLITE_OK)
+        code = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+    sqlite3_close(db);
+    return code == SQLITE_OK ? OSErr(noErr) : OSErr(ioErr);
+}
+
+TEST(Resources, ProgramsOwnAreThereAndReadOnly)
+{
+    Str255 s;
+    EXPECT_EQ(CurResFile(), kProgramResFile);
+    GetIndString(s, 310, 1);
+    EXPECT_EQ(S(s), "phonebook.qpho");
+    GetIndString(s, 1, 16); // a place left out
+    EXPECT_EQ(S(s), "");
+    for (int16_t index : {0, -1, 29999}) {
+        GetIndString(s, 310, index);
+        EXPECT_EQ(s[0], 0);
+        EXPECT_EQ(ResError(), resNotFound);
+    }
+    Handle entry = GetNamedResource(kDial, P(".default"));
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(GetHandleSize(entry), 136);
+    EXPECT_EQ(HomeResFile(entry), kProgramResFile);
+    EXPECT_EQ(GetIndResource(kDial, 1), entry);
+    EXPECT_EQ(GetHandleSize(GetResource(FOUR("qSet"), 0)), 428);
+    EXPECT_EQ(GetResource(kDial, 12345), nullptr);
+    EXPECT_EQ(ResError(), resNotFound);
+
+    ChangedResource(entry);
+    EXPECT_EQ(ResError(), wrPermErr);
+    EXPECT_EQ(refused("x", kDial, 1), wrPermErr);
+    RemoveResource(entry);
+    EXPECT_EQ(ResError(), wrPermErr);
+    EXPECT_EQ(GetIndResource(kDial, 1), entry);
+}
+
+TEST(Resources, ABookLastsAndHidesTheProgramsOwn)
+{
+    Place at;
+    int16_t ref = make_book(at, "b.qpho");
+    EXPECT_EQ(CurResFile(), ref);
+    std::string data("\0\1\xFF\r", 4);
+    AddResource(handle(data), kDial, 3000, P("Z\x9Frich"));
+    EXPECT_EQ(ResError(), noErr);
+    AddResource(handle("macros"), kList, 0, P("Default"));
+    AddResource(handle(""), kList, 256, P(""));
+    UpdateResFile(ref);
+    EXPECT_EQ(ResError(), noErr);
+    CloseResFile(ref);
+    EXPECT_EQ(CurResFile(), kProgramResFile);
+    EXPECT_NE(bytes(GetResource(kList, 0)), "macros");
+
+    ref = HOpenResFile(at.vRef, at.dir, P("b.qpho"), fsRdWrPerm);
+    ASSERT_GT(ref, 0);
+    EXPECT_EQ(bytes(GetResource(kList, 0)), "macros");
+    EXPECT_EQ(HomeResFile(GetResource(kList, 0)), ref);
+    EXPECT_EQ(bytes(GetResource(kList, 256)), "");
+    Handle h = GetNamedResource(kDial, P("z\x86RICH")); // capitals of Mac Roman
+    ASSERT_TRUE(h);
+    EXPECT_EQ(bytes(h), data);
+    int16_t id = 0;
+    OSType type = 0;
+    Str255 name;
+    GetResInfo(h, &id, &type, name);
+    EXPECT_EQ(id, 3000);
+    EXPECT_EQ(type, kDial);
+    EXPECT_EQ(S(name), "Z\x9Frich");
+    EXPECT_EQ(Count1Resources(kDial), 1);
+    EXPECT_EQ(CountResources(kDial), 2);
+    EXPECT_EQ(Get1IndResource(kDial, 2), nullptr);
+    EXPECT_EQ(HomeResFile(GetIndResource(kDial, 2)), kProgramResFile);
+
+    UseResFile(kProgramResFile);
+    EXPECT_EQ(GetNamedResource(kDial, P("Z\x9Frich")), nullptr);
+    UseResFile(999);
+    EXPECT_EQ(ResError(), resFNotFound);
+    EXPECT_EQ(CurResFile(), kProgramResFile);
+    CloseResFile(ref);
+    CloseResFile(kProgramResFile);
+    EXPECT_EQ(ResError(), resFNotFound);
+}
+
+TEST(Resources, ChangesRemovalsAndNewNames)
+{
+    Place at;
+    int16_t ref = make_book(at, "b");
+    Handle a = handle("a"), b = handle("b"), c = handle("c");
+    AddResource(a, kDial, 1, P("A"));
+    AddResource(b, kDial, 2, P("B"));
+    AddResource(c, kDial, 3, P("C"));
+    EXPECT_EQ(refused("again", kDial, 3), addResFailed);
+    AddResource(a, kDial, 9, P("twice"));
+    EXPECT_EQ(ResError(), addResFailed);
+    UpdateResFile(ref);
+
+    EXPECT_EQ(PtrAndHand("aa", a, 2), noErr);
+    ChangedResource(a); // written by the update
+    RemoveResource(b);
+    EXPECT_EQ(HomeResFile(b), -1);
+    EXPECT_EQ(bytes(b), "b"); // plain memory now
+    SetResInfo(c, 4, P("D"));
+    SetResInfo(c, 1, P("taken"));
+    EXPECT_EQ(ResError(), addResFailed);
+    AddResource(b, kDial, 3, P("B again")); // at the place that C has left
+    EXPECT_EQ(ResError(), noErr);
+    UpdateResFile(ref);
+    EXPECT_EQ(ResError(), noErr);
+    EXPECT_EQ(FlushResFile(ref), noErr);
+
+    // What is not updated is dropped at the end.
+    EXPECT_EQ(PtrAndHand("lost", a, 4), noErr);
+    ChangedResource(a);
+    WriteResource(a);
+    Handle list = handle("lost");
+    AddResource(list, kList, 256, P(""));
+    DetachResource(list);
+    EXPECT_EQ(HomeResFile(list), -1);
+    EXPECT_EQ(bytes(GetResource(kList, 256)), "lost"); // a handle of its own
+    CloseResFile(ref);
+    DisposeHandle(list);
+
+    ref = HOpenResFile(at.vRef, at.dir, P("b"), fsRdWrPerm);
+    Str255 name;
+    EXPECT_EQ(Count1Resources(kDial), 3);
+    EXPECT_EQ(bytes(GetResource(kDial, 1)), "aaa");
+    EXPECT_EQ(GetResource(kDial, 2), nullptr);
+    EXPECT_EQ(bytes(GetResource(kDial, 3)), "b");
+    EXPECT_EQ(bytes(GetResource(kDial, 4)), "c");
+    GetResInfo(GetResource(kDial, 4), nullptr, nullptr, name);
+    EXPECT_EQ(S(name), "D");
+    EXPECT_EQ(Get1Resource(kList, 256), nullptr);
+    EXPECT_EQ(Unique1ID(kDial), 128);
+    CloseResFile(ref);
+}
+
+// A file that is no book, or no longer a whole one, is told and left alone.
+TEST(Resources, WhatIsNoBookStaysAsItWas)
+{
+    Place at;
+    int16_t ref = make_book(at, "good");
+    for (int16_t i = 0; i < 60; i++)
+        AddResource(handle(std::string(400, char('a' + i % 26))), kDial,
+                    int16_t(3000 + i), P("entry"));
+    UpdateResFile(ref);
+    CloseResFile(ref);
+    std::string good = at.read("good");
+    ASSERT_GT(good.size(), 20000u);
+
+    auto patched = [&](size_t where, const std::string &with) {
+        std::string s = good;
+        return s.replace(where, with.size(), with);
+    };
+    std::string page(4096, '\x5A');
+    struct {
+        const char *what;
+        std::string content;
+    } cases[] = {
+        {"text", "This is a text.\n"},
+        {"empty", ""},
+        {"one byte", "S"},
+        {"another application", patched(68, "abcd")},
+        {"a journal of another kind", patched(18, "\2\2")},
+        {"cut in a page", good.substr(0, good.size() - 100)},
+        {"cut by pages", good.substr(0, 8192)},
+        {"only its head", good.substr(0, 100)},
+        {"a page lost", patched(8192, page)},
+        {"the first page lost", patched(100, std::string(3996, '\0'))},
+        {"a later format", patched(60, std::string("\0\0\0\2", 4))},
+    };
+    for (auto &c : cases) {
+        at.write("x", c.content);
+        struct stat before, after;
+        stat(at.path("x").c_str(), &before);
+        EXPECT_EQ(open_error(at, "x"), mapReadErr) << c.what;
+        EXPECT_TRUE(at.read("x") == c.content) << c.what;
+        stat(at.path("x").c_str(), &after);
+        EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec) << c.what;
+        EXPECT_FALSE(fs::exists(at.path("x-journal"))) << c.what;
+    }
+    EXPECT_EQ(open_error(at, "none"), fnfErr);
+    EXPECT_EQ(open_error(at, ".."), bdNamErr);
+    fs::create_symlink(at.path("good"), at.path("link"));
+    EXPECT_EQ(open_error(at, "link"), permErr);
+    HCreateResFile(at.vRef, at.dir, P("good"));
+    EXPECT_EQ(ResError(), dupFNErr);
+    EXPECT_TRUE(at.read("good") == good);
+}
+
+// A book may come from anywhere: its tables may be no tables.
+TEST(Resources, StrangeDatabasesAreRefused)
+{
+    Place at;
+    struct {
+        const char *what, *sql;
+    } cases[] = {
+        {"no table", "CREATE TABLE other (a)"},
+        {"a view", "CREATE VIEW resource AS SELECT 'Dial' AS type, 1 AS id,"
+                   " '' AS name, 0 AS attributes, x'00' AS data"},
+        {"other columns", "CREATE TABLE resource (type, id, name)"},
+        {"a long type", "CREATE TABLE resource (type, id, name, attributes,"
+                        " data); INSERT INTO resource VALUES"
+                        " ('Dials', 1, '', 0, '')"},
+        {"a wide id", "CREATE TABLE resource (type, id, name, attributes,"
+                      " data); INSERT INTO resource VALUES"
+                      " ('Dial', 70000, '', 0, '')"},
+        {"a huge record", "CREATE TABLE resource (type, id, name, attributes,"
+                          " data); INSERT INTO resource VALUES"
+                          " ('Dial', 1, '', 0, zeroblob(9000000))"},
+    };
+    int n = 0;
+    for (auto &c : cases) {
+        std::string name = "x" + std::to_string(n++);
+        ASSERT_EQ(run_sql(at, name,
+                          "PRAGMA application_id = 1901086799;"
+                          "PRAGMA user_version = 1"),
+                  noErr);
+        ASSERT_EQ(run_sql(at, name, c.sql), noErr) << c.what;
+        std::string before = at.read(name);
+        EXPECT_EQ(open_error(at, name), mapReadErr) << c.what;
+        EXPECT_TRUE(at.read(name) == before) << c.what;
+    }
+
+    // Triggers don't run, and nothing else in the file does.
+    CloseResFile(make_book(at, "t"));
+    int16_t ref = make_book(at, "t2");
+    AddResource(handle("x"), kDial, 1, P(""));
+    UpdateResFile(ref);
+    CloseResFile(ref);
+    ASSERT_EQ(run_sql(at, "t2",
+                      "CREATE TRIGGER evil AFTER INSERT ON resource BEGIN "
+                      "DELETE FROM resource; END"),
+              noErr);
+    ref = HOpenResFile(at.vRef, at.dir, P("t2"), fsRdWrPerm);
+    ASSERT_GT(ref, 0);
+    AddResource(handle("y"), kDial, 2, P(""));
+    UpdateResFile(ref);
+    CloseResFile(ref);
+    ref = HOpenResFile(at.vRef, at.dir, P("t2"), fsRdPerm);
+    EXPECT_EQ(Count1Resources(kDial), 2);
+    CloseResFile(ref);
+}
+
+TEST(Resources, ABookInUseIsTold)
+{
+    Place at;
+    int16_t ref = make_book(at, "b");
+    AddResource(handle("x"), kDial, 1, P(""));
+    UpdateResFile(ref);
+
+    // Another program of ours, while this one only has it open.
+    pid_t child = fork();
+    if (child == 0) {
+        int16_t other = HOpenResFile(at.vRef, at.dir, P("b"), fsRdWrPerm);
+        _exit(other < 0 && ResError() == fBsyErr ? 0 : 1);
+    }
+    int status = 1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    // The lock survives a look at the file's kind.
+    FInfo info;
+    EXPECT_EQ(HGetFInfo(at.vRef, at.dir, P("b"), &info), noErr);
+    EXPECT_EQ(open_error(at, "b"), fBsyErr);
+    CloseResFile(ref);
+
+    // A tool in the middle of a change.
+    sqlite3 *db = nullptr;
+    ASSERT_EQ(sqlite3_open(at.path("b").c_str(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    EXPECT_EQ(open_error(at, "b"), fBsyErr);
+    sqlite3_close(db);
+    EXPECT_EQ(open_error(at, "b"), noErr);
+}
+
+// What a failed update couldn't write is written by the next one.
+TEST(Resources, AFailedUpdateIsMadeUpFor)
+{
+    Place at;
+    int16_t ref = make_book(at, "b");
+    Handle kept = handle("kept"), gone = handle("gone");
+    AddResource(kept, kDial, 1, P(""));
+    AddResource(gone, kDial, 2, P(""));
+    UpdateResFile(ref);
+    ASSERT_EQ(ResError(), noErr);
+    std::string before = at.read("b");
+
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit all, none;
+    getrlimit(RLIMIT_FSIZE, &all);
+    none = all;
+    none.rlim_cur = 8000;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
+    EXPECT_EQ(PtrAndHand(std::string(100000, 'k').data(), kept, 100000), noErr);
+    ChangedResource(kept);
+    WriteResource(kept);
+    RemoveResource(gone);
+    OSErr removed = ResError();
+    UpdateResFile(ref);
+    EXPECT_NE(ResError(), noErr);
+    EXPECT_NE(FlushResFile(ref), noErr);
+    EXPECT_TRUE(at.read("b") == before);
+    EXPECT_EQ(GetHandleSize(GetResource(kDial, 1)), 100004);
+    Handle added = handle(std::string(50000, 'a'));
+    AddResource(added, kDial, 3, P(""));
+    OSErr addErr = ResError();
+    EXPECT_EQ(GetResource(kDial, 3) != nullptr, addErr == noErr);
+    if (addErr != noErr)
+        DisposeHandle(added);
+
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &all), 0);
+    UpdateResFile(ref);
+    EXPECT_EQ(ResError(), noErr);
+    CloseResFile(ref);
+    ref = HOpenResFile(at.vRef, at.dir, P("b"), fsRdPerm);
+    ASSERT_GT(ref, 0);
+    EXPECT_EQ(GetHandleSize(GetResource(kDial, 1)), 100004);
+    EXPECT_EQ(Get1Resource(kDial, 2) == nullptr, removed == noErr);
+    if (removed == noErr)
+        DisposeHandle(gone);
+    EXPECT_EQ(Get1Resource(kDial, 3) != nullptr, addErr == noErr);
+    CloseResFile(ref);
+}
+
+TEST(Resources, ReadOnlyBooks)
+{
+    Place at;
+    int16_t ref = make_book(at, "b");
+    AddResource(handle("x"), kDial, 1, P(""));
+    UpdateResFile(ref);
+    CloseResFile(ref);
+    ref = HOpenResFile(at.vRef, at.dir, P("b"), fsRdPerm);
+    ASSERT_GT(ref, 0);
+    Handle h = GetResource(kDial, 1);
+    EXPECT_EQ(PtrAndHand("y", h, 1), noErr);
+    ChangedResource(h);
+    UpdateResFile(ref);
+    EXPECT_EQ(ResError(), wrPermErr);
+    EXPECT_EQ(refused("z", kDial, 2), wrPermErr);
+    CloseResFile(ref);
+}
+
+TEST(Resources, MemoryRunsShort)
+{
+    Place at;
+    int16_t ref = make_book(at, "b");
+    AddResource(handle("x"), kDial, 1, P(""));
+    UpdateResFile(ref);
+    CloseResFile(ref);
+    ref = HOpenResFile(at.vRef, at.dir, P("b"), fsRdWrPerm);
+    mem_fail_nth(1);
+    EXPECT_EQ(GetResource(kDial, 1), nullptr);
+    EXPECT_EQ(ResError(), memFullErr);
+    EXPECT_EQ(bytes(GetResource(kDial, 1)), "x");
+    CloseResFile(ref);
+}
+
+// ---- killed in the middle --------------------------------------------------
+
+static constexpr int kGenerationRecords = 12;
+static constexpr int kBlows = 150;
+
+// Each generation is one state of the book: all records say its number.
+static void write_generation(int16_t ref, int generation)
+{
+    for (int16_t i = 0; i < kGenerationRecords; i++) {
+        std::string text(size_t(50 + 700 * ((generation + i) % 9)), 'x');
+        text = std::to_string(generation) + " " + text;
+        Handle h = Get1Resource(kDial, i);
+        if (!h) {
+            AddResource(handle(text), kDial, i, P("e"));
+            continue;
+        }
+        SetHandleSize(h, int32_t(text.size()));
+        std::memcpy(*h, text.data(), text.size());
+        ChangedResource(h);
+        WriteResource(h);
+    }
+    UpdateResFile(ref);
+}
+
+// The generation that the book holds, -1 for none; fails if it is mixed.
+static int read_generation(const Place &at, const std::string &name)
+{
+    int16_t ref = HOpenResFile(at.vRef, at.dir, P(name), fsRdWrPerm);
+    if (ref < 0) {
+        EXPECT_EQ(ResError(), fnfErr);
+        return -1;
+    }
+    EXPECT_EQ(Count1Resources(kDial), kGenerationRecords);
+    int generation = std::atoi(bytes(Get1Resource(kDial, 0)).c_str());
+    for (int16_t i = 0; i < kGenerationRecords; i++) {
+        std::string text = bytes(Get1Resource(kDial, i));
+        EXPECT_EQ(std::atoi(text.c_str()), generation);
+        size_t length = text.size() - std::to_string(generation).size() - 1;
+        EXPECT_EQ(length, size_t(50 + 700 * ((generation + i) % 9)));
+    }
+    CloseResFile(ref);
+    return generation;
+}
+
+// Runs `job` in a process of its own and kills it after a random time.
+static void run_and_kill(std::mt19937 &random, int most_us,
+                         const std::function<void()> &job)
+{
+    int started[2];
+    ASSERT_EQ(pipe(started), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        (void)!write(started[1], "s", 1);
+        job();
+        _exit(0);
+    }
+    char c;
+    (void)!read(started[0], &c, 1);
+    close(started[0]);
+    close(started[1]);
+    usleep(useconds_t(random() % unsigned(most_us)));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+}
+
+// How long a piece of work takes here, so that the blow falls within it on any
+// machine.
+static int duration_us(const std::function<void()> &job)
+{
+    auto start = std::chrono::steady_clock::now();
+    job();
+    auto took = std::chrono::steady_clock::now() - start;
+    return int(
+        std::chrono::duration_cast<std::chrono::microseconds>(took).count());
+}
+
+TEST(Resources, KilledWhileSaving)
+{
+    Place at;
+    std::mt19937 random(4711);
+    int16_t first = make_book(at, "b");
+    write_generation(first, 1);
+    int took = duration_us([&] { write_generation(first, 2); });
+    CloseResFile(first);
+    int reached = 2;
+    for (int i = 0; i < kBlows && !testing::Test::HasFailure(); i++) {
+        run_and_kill(random, 5 * took, [&] {
+            int16_t ref = HOpenResFile(at.vRef, at.dir, P("b"), fsRdWrPerm);
+            for (int g = reached + 1; ref > 0; g++)
+                write_generation(ref, g);
+        });
+        int now = read_generation(at, "b");
+        EXPECT_GE(now, reached);
+        reached = now;
+    }
+    EXPECT_GT(reached, kBlows / 4);
+}
+
+// Until the first update a new book is not there, or an empty file that is
+// made again.
+TEST(Resources, KilledWhileMakingABook)
+{
+    Place at;
+    std::mt19937 random(815);
+    int made = 0;
+    int took = duration_us([&] {
+        int16_t ref = make_book(at, "first.qpho");
+        write_generation(ref, 7);
+        CloseResFile(ref);
+    });
+    for (int i = 0; i < kBlows / 2 && !testing::Test::HasFailure(); i++) {
+        std::string name = "b" + std::to_string(i) + ".qpho";
+        run_and_kill(random, 2 * took,
+                     [&] { write_generation(make_book(at, name), 7); });
+        int generation = read_generation(at, name);
+        EXPECT_TRUE(generation == 7 || generation == -1);
+        made += generation == 7;
+        if (generation == -1) {
+            int16_t ref = make_book(at, name);
+            write_generation(ref, 8);
+            EXPECT_EQ(ResError(), noErr);
+            CloseResFile(ref);
+        }
+    }
+    EXPECT_GT(made, 0);
+    EXPECT_LT(made, kBlows / 2);
+}

@@ -1,0 +1,155 @@
+// The resource compiler: what it refuses, and the bytes it makes.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Result {
+    bool made;
+    std::string messages;
+    std::string image;
+};
+
+} // namespace
+
+// The bytes behind the "{" of the C++ that was made.
+static std::string image_in(const fs::path &source)
+{
+    std::ifstream in(source);
+    std::string text{std::istreambuf_iterator<char>(in), {}};
+    std::istringstream numbers(text.substr(text.find('{') + 1));
+    std::string bytes, number;
+    while (std::getline(numbers, number, ',') &&
+           number.find('}') == std::string::npos)
+        bytes += char(std::atoi(number.c_str()));
+    return bytes;
+}
+
+static Result compile(const std::string &toml)
+{
+    char name[] = "/tmp/quillon-rescomp-XXXXXX";
+    fs::path folder = mkdtemp(name);
+    std::ofstream(folder / "in.toml") << toml;
+    std::string command = std::string(TOOLS_DIR) + "/rescomp " +
+                          (folder / "out.cpp").string() + " " +
+                          (folder / "in.toml").string() + " 2>&1";
+    Result r = {};
+    FILE *pipe = popen(command.c_str(), "r");
+    for (int c; pipe && (c = std::fgetc(pipe)) != EOF;)
+        r.messages += char(c);
+    r.made = pipe && pclose(pipe) == 0;
+    EXPECT_EQ(r.made, fs::exists(folder / "out.cpp")) << r.messages;
+    if (r.made)
+        r.image = image_in(folder / "out.cpp");
+    fs::remove_all(folder);
+    return r;
+}
+
+// Each mistake is told with its line, and nothing is made.
+TEST(Rescomp, Mistakes)
+{
+    struct {
+        const char *toml, *message;
+    } cases[] = {
+        {"a = ", "in.toml:1: "},
+        {"[[menus]]\nid = 1", ":1: no resource is called \"menus\""},
+        {"[[string]]\ntext = 'x'", ":1: an id"},
+        {"[[string]]\nid = 1\n[[string]]\nid = 1", ":3: there is a resource"},
+        {"[[string]]\nid = 1\ntext = '中'", ":3: no such character in Mac "
+                                            "Roman: U+4E2D"},
+        {"[[string]]\nid = 1\ntekst = 'x'", ":3: nothing reads \"tekst\""},
+        {"[[list]]\nid = 1\nstrings = [1]", ":3: a text is expected"},
+        {"[[list]]\nid = 1\n[list.strings]\n0 = 'x'", ":4: a place"},
+        {"[[menu]]\nid = 1\nitems = [{ text = 'x', submenu = 7 }]",
+         "menu 1 names menu 7"},
+        {"[[menu]]\nid = 1\nitems = [{ text = 'x', key = 'Q' },"
+         "{ text = 'y', key = 'Q' }]\n[[menubar]]\nid = 1\nmenus = [1]",
+         "Command-Q stands in the menu bar twice"},
+        {"[[alert]]\nid = 1\nbuttons = ['a']\ncancel = 2", "button isn't"},
+        {"[[dialog]]\nid = 1\nsize = [200, 100]\nitems = [\n"
+         "{ kind = 'edit', at = [0, 0, 100, 24] },\n"
+         "{ kind = 'edit', at = [99, 23, 100, 24] }]",
+         ":6: the item overlaps the one of line 5"},
+        {"[[dialog]]\nid = 1\nsize = [200, 100]\nitems = [\n"
+         "{ kind = 'edit', at = [101, 0, 100, 24] }]",
+         ":5: the item reaches out"},
+        {"[[dialog]]\nid = 1\nsize = [200, 100]\nitems = [\n"
+         "{ kind = 'button', at = [0, 0, 80, 26], text = 'Much too long' }]",
+         ":5: the text needs a width of"},
+        {"[[dialog]]\nid = 1\nsize = [200, 100]\nitems = [\n"
+         "{ kind = 'popup', at = [0, 0, 80, 26], menu = 9 }]",
+         "dialog 1 names menu 9"},
+        {"[[connection]]\nid = 1\nbsKey = 256", ":3: the number doesn't fit"},
+        {"[[connection]]\nid = 1\nbskey = 8", ":3: no such field"},
+        {"[[settings]]\nid = 1\nfgMap = '0123'", ":3: the text needs 8"},
+        {"[[settings]]\nid = 1\nfontName0 = '1234567890123456'",
+         ":3: the text has 16 bytes, at most 15"},
+        {"[[settings]]\nid = 1\nwinRectLarge = [1, 2, 3]", ":3: the field"},
+        {"[errors]\n0 = 'x'", ":2: an error code"},
+    };
+    for (auto &c : cases) {
+        Result r = compile(c.toml);
+        EXPECT_FALSE(r.made) << c.toml;
+        EXPECT_NE(r.messages.find(c.message), std::string::npos)
+            << c.toml << "\ngave: " << r.messages;
+    }
+}
+
+// The whole image of a few small resources, byte by byte: sorted by type and
+// id, big-endian, Mac Roman, return at line ends.
+TEST(Rescomp, ImageByteByByte)
+{
+    Result r = compile("[[string]]\nid = 500\ntext = 'ä\u2026'\n"
+                       "[[list]]\nid = 2\nname = 'N'\nstrings = ['a', '']\n"
+                       "[[list]]\nid = 1\n[list.strings]\n2 = \"b\\n\"\n"
+                       "[errors]\n-43 = 'x'\n");
+    ASSERT_TRUE(r.made) << r.messages;
+    std::string want;
+    auto put = [&](const char *head, size_t n, const std::string &data) {
+        want.append(head, n);
+        want += std::string("\0\0\0", 3) + char(data.size()) + data;
+    };
+    want.append("qRIM\0\0\0\4", 8);
+    put("STR \1\xF4\0\0", 8, "\2\x8A\xC9");
+    put("STR#\0\1\0\0", 8, std::string("\0\2\0\2b\r", 6));
+    put("STR#\0\2\0\1N", 9, std::string("\0\2\1a\0", 5));
+    put("eSTR\xFF\xD5\0\0", 8, "\1x");
+    EXPECT_EQ(r.image, want);
+}
+
+// Fields land at their offsets in the book's byte order; what stays in the
+// machine's own order does so here too.
+TEST(Rescomp, RecordsByField)
+{
+    Result r = compile("[[connection]]\nid = 1\nparityChar = 'E'\n"
+                       "macroSetID = 0x1234\nbaudLong = 115200\n"
+                       "oldZStart = \"rz\\r\"\n");
+    ASSERT_TRUE(r.made) << r.messages;
+    std::string record = r.image.substr(r.image.size() - 136);
+    std::string want(136, '\0');
+    want[2] = 'E';
+    want.replace(14, 2, "\x12\x34");
+    want.replace(104, 4, "\3rz\r");
+    want.replace(128, 4, std::string("\0\1\xC2\0", 4));
+    EXPECT_EQ(record, want);
+
+    r = compile("[[settings]]\nid = 0\ninBufSize = 0x1234\n"
+                "xferWinLoc = [0x1234, 1]\nprintFontSize = -1\n"
+                "textCreator = 'ttxt'\n");
+    ASSERT_TRUE(r.made) << r.messages;
+    record = r.image.substr(r.image.size() - 428);
+    uint16_t native = 0x1234;
+    EXPECT_EQ(record.substr(0, 2), "\x12\x34");
+    EXPECT_EQ(record.substr(52, 2),
+              std::string(reinterpret_cast<char *>(&native), 2));
+    EXPECT_EQ(record[66], '\xFF');
+    EXPECT_EQ(record.substr(112, 4), "ttxt");
+}
