@@ -511,7 +511,9 @@ void windows_offer_sizes()
         if (!w->growPending)
             continue;
         anyUnsized = true;
-        if (now - w->growOffered < kOfferEvery)
+        // A press in the grow box of a window behind others would only bring
+        // it to the front.
+        if (w != FrontWindow() || now - w->growOffered < kOfferEvery)
             continue;
         w->growOffered = now;
         queue_frame(w, inGrow);
@@ -707,8 +709,7 @@ void up_resized(be_win id, const be_rect *content, bool finished)
     }
     w->growPending = anyUnsized = true;
     w->growAnswered = false;
-    w->growOffered = be_now_us();
-    queue_frame(w, inGrow);
+    w->growOffered = be_now_us() - kOfferEvery;  // at the next event wait
 }
 
 void up_moved(be_win id, const be_rect *content)
