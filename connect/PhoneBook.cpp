@@ -336,11 +336,16 @@ static void field_string(const uint8_t *field, int room, uint8_t *out)
     memcpy(out + 1, field + 1, size_t(length));
 }
 
-static Handle modem_list(ConstStr name)
+// The modem list by its name's number, which the book may have for a list of
+// its own under another name.
+static Handle modem_list(ConstStr name, int16_t *id)
 {
     Handle list = name[0] ? GetNamedResource(kList, name) : nullptr;
 
-    return list ? list : GetResource(kList, kModemListID);
+    *id = kModemListID;
+    if (list)
+        GetResInfo(list, id, nullptr, nullptr);
+    return GetResource(kList, *id);
 }
 
 // The global strings of a book that has none, partly out of fields in which
@@ -367,7 +372,8 @@ static Handle build_globals()
 
     field_string(qset.oldModemName, sizeof qset.oldModemName, modem);
     (void)SetStrInList(list, kGlobModem, modem);
-    GetFromStrList(modem_list(modem), kModemInit, text);
+    int16_t id;
+    GetFromStrList(modem_list(modem, &id), kModemInit, text);
     (void)SetStrInList(list, kGlobModemInit, text);
     field_string(qset.oldDefService, sizeof qset.oldDefService, text);
     (void)SetStrInList(list, kGlobDefault, text);
@@ -466,12 +472,11 @@ static void load_modem_list(bool *changed)
     Str255 name;
 
     GetGlob(kGlobModem, name);
-    Handle list = modem_list(name);
-    modem_res = kModemListID;
+    Handle list = modem_list(name, &modem_res);
     mstr_count = 0;
     if (!list)
         return;
-    GetResInfo(list, &modem_res, nullptr, name);
+    GetResInfo(list, nullptr, nullptr, name);
     mstr_count = StrListCount(list);
 
     Handle renewed = renewed_modem_list(list);
