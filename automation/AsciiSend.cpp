@@ -420,6 +420,9 @@ void stop_send()
     asKill();
     awKill();
     awWait = 0;
+    // What the stopped text waited for must not hold up the next key.
+    sendWait = kWaitNone;
+    gotCR = 0;
     reqRow = -1;  // a cursor on its way stops, too
 }
 

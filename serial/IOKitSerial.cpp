@@ -21,6 +21,8 @@ constexpr int16_t kDeviceMenu = 500;
 constexpr int32_t kNameBlock = 256;
 constexpr int16_t kCantOpen = 5;       // messages of list 360
 constexpr uint32_t kRetryTicks = 30;   // between two looks for a lost device
+constexpr uint32_t kLongestRetry = 600;
+constexpr uint32_t kStood = 120;  // a port open for so long was a good one
 constexpr int32_t kSlowestReal = 40;   // "breakSim" up to this: a real break
 constexpr int32_t kBreakSpeed = 300;   // "breakSim" when nothing is stored
 constexpr int32_t kPortTop = 230400;
@@ -62,10 +64,15 @@ uint8_t gDMASerial;
 static int16_t sv_data, sv_parity;  // line shape before a transfer; 0: none
 
 // ---- a device that went away ---------------------------------------------------
-// Set by the port's loss, over when the port opens or the user closes it.
+// Set by the port's loss, over when the port opens or the user closes it. A
+// device that opens and is gone again without a byte is looked for at ever
+// longer intervals, as each time costs a message and maybe a process.
 
 static bool retrying;
 static uint32_t lastLook;  // tick
+static uint32_t retryTicks = kRetryTicks;
+static uint32_t openedAt;       // tick
+static int32_t readsAtOpening;  // cntRead then
 
 // ---- the list of ports ------------------------------------------------------
 
@@ -214,6 +221,8 @@ static int16_t try_open(char *path)
     gDMASerial = 0;
     gMaxPortSpeed = kPortTop;
     retrying = false;
+    openedAt = TickCount();
+    readsAtOpening = cntRead;
     clock_watch_port(fd);
     set_port();
     return 0;
@@ -242,8 +251,17 @@ void CloseModem()
 
 int16_t LoseModem()
 {
+    bool useless =
+        cntRead == readsAtOpening && TickCount() - openedAt < kStood;
+    int16_t error = EIO;
+
     CloseModem();
-    int16_t error = OpenModem();
+    if (!useless)
+        retryTicks = kRetryTicks;
+    else if (retryTicks < kLongestRetry)
+        retryTicks *= 2;
+    if (!useless || retryTicks == 2 * kRetryTicks)
+        error = OpenModem();
     if (error != 0) {
         retrying = true;
         lastLook = TickCount();
@@ -256,7 +274,7 @@ int16_t RetryModem()
     Str255 in = {0};
     char path[kNameBlock];
 
-    if (!retrying || sIn != 0 || TickCount() - lastLook < kRetryTicks)
+    if (!retrying || sIn != 0 || TickCount() - lastLook < retryTicks)
         return 0;
     lastLook = TickCount();
     GetPortNames(nullptr, in, nullptr);

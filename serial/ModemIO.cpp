@@ -288,7 +288,7 @@ void purgeBuffer(int32_t ticks)
             return;
         if (n > 0)
             quiet = now() + ticks;
-        if (now() - quiet >= 0)
+        if (now() - quiet >= 0 || (sIn == 0 && BytesReady() == 0))
             return;
     } while (now() - hard < 0);
 }

@@ -86,6 +86,11 @@ void awKill();     // drops the remainder
 void awServe();
 void awTextReady();
 
+// While on, blocks that are handed over leave the machine together at the
+// end: one call of the system for a whole subpacket. To be switched off again
+// before anything waits for a reply.
+void awGather(bool on);
+
 int16_t aw1Send(int16_t fd, int16_t len, const uint8_t *src);  // 0
 int16_t aw1Busy();                           // 1: bytes still on their way
 void putHist(const uint8_t *buf, int16_t n); // n sent bytes into the ring

@@ -67,7 +67,7 @@ static bool owed;       // as the clock was last told
 
 static bool remains()
 {
-    return pb1.bytesLeft > 0 || (owed && port_holds(sOut));
+    return pb1.bytesLeft > 0 || port_holds(sOut);
 }
 
 static void tell_clock(bool now)
@@ -99,6 +99,13 @@ static void note_rest()
     clock_port_wrote();
     if (pb1.bytesLeft > 0 || port_holds(sOut))
         tell_clock(true);
+}
+
+void awGather(bool on)
+{
+    port_gather(sOut, on);
+    if (!on)
+        note_rest();
 }
 
 // ---- the three roads ------------------------------------------------------------------

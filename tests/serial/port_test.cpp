@@ -304,6 +304,35 @@ TEST(Port, ReopensAtOnce)
     EXPECT_NE(whole_screen().find("again"), std::string::npos);
 }
 
+// A device that opens and is gone again at once, for ever: told a few times,
+// not twice a second.
+TEST(Port, OpensAndIsGoneAgain)
+{
+    start_line();
+    setenv("QUILLON_DEMOHOST", "/bin/true", 1);
+    BuildPortList();
+    use_port("Demo host");
+    ASSERT_EQ(OpenModem(), 0);
+    int losses = 0;
+    for (int i = 0; i < 3600; i++) {
+        if (sIn != 0) {
+            // The program ends in its own time.
+            for (int j = 0; j < 2000 && sIn != 0; j++) {
+                int was = sIn;
+                ReadPort();
+                if (sIn != was)
+                    break;
+                usleep(500);
+            }
+            losses++;
+        }
+        RetryModem();
+        hl_advance_ticks(1);
+    }
+    EXPECT_GE(losses, 3);
+    EXPECT_LE(losses, 12);
+}
+
 static void set_preference(const char *line)
 {
     std::string folder = scratch_folder() + "/quillon";
