@@ -223,6 +223,8 @@ static void start()
     gStarted = true;
     // A page is made with the type of the moment; the mode bits start as told.
     InitPage();
+    if (SerAlloc() != 0)
+        fail("no memory for the port");
     sOut = sIn = int16_t(hl_line_open(HL_SOCKET));
     asInit();
     gBeepsSeen = hl_beeps();

@@ -60,10 +60,10 @@ static std::string key(uint8_t c, uint8_t code, uint16_t modifiers = 0)
     return queued();
 }
 
-enum {  // what is set before a row
-    APP = 1,      // keypad in application mode
-    CURSOR = 2,   // cursor keys in application mode
-    LOCAL = 4,    // keypad keys are for the view
+enum {          // what is set before a row
+    APP = 1,    // keypad in application mode
+    CURSOR = 2, // cursor keys in application mode
+    LOCAL = 4,  // keypad keys are for the view
     DEL127 = 8,
     NEWLINE = 16,
     META = 32,
@@ -166,7 +166,8 @@ TEST(SendKey, EchoFlagOfWhatIsQueued)
     EXPECT_EQ(queued(), "{\x1b[H}");
 }
 
-// ---- the Command key -------------------------------------------------------------
+// ---- the Command key
+// -------------------------------------------------------------
 
 TEST(CmdEvent, Modes)
 {
@@ -186,7 +187,7 @@ TEST(CmdEvent, Modes)
         {1, ' ', kCmd, 0, kCtrl, false},
         {2, 'a', kCmd, 'a' | 0x80, 0, false},
         {2, 'A', kCmd | kShift, 0xC1, kShift, false},
-        {2, 'A', kCmd, 'a' | 0x80, 0, false},  // caps lock
+        {2, 'A', kCmd, 'a' | 0x80, 0, false}, // caps lock
         {2, '1', kCmd | kShift, ('1' - 32) | 0x80, kShift, false},
         {2, '3', kCmd | kCtrl, 0x9B, kCtrl, false},
         {3, 'x', kCmd, 'x', 0, true},
@@ -207,7 +208,8 @@ TEST(CmdEvent, Modes)
     }
 }
 
-// ---- the view ---------------------------------------------------------------------
+// ---- the view
+// ---------------------------------------------------------------------
 
 // Some lines in the store, and the view back in them.
 static void scroll_back()
@@ -239,7 +241,7 @@ TEST(View, PageKeysScrollWhenTheyAreLocal)
     set_up();
     scroll_back();
     scr_to_bot();
-    EXPECT_EQ(key(0x0B, 0x74, kShift), "");  // Shift-Page Up
+    EXPECT_EQ(key(0x0B, 0x74, kShift), ""); // Shift-Page Up
     EXPECT_NE(scrolled, 0);
     EXPECT_EQ(key(0x0C, 0x79, kShift), "");
     EXPECT_EQ(scrolled, 0);
@@ -256,7 +258,8 @@ TEST(View, PageKeysScrollWhenTheyAreLocal)
     EXPECT_EQ(CheckScrollKeys(0x1D, 0x1D, kCmd), 0);
 }
 
-// ---- strings of the user's ----------------------------------------------------------
+// ---- strings of the user's
+// ----------------------------------------------------------
 
 // A book with lists of our own, as the phone book gives them.
 static void use_list(int16_t id, const std::vector<std::string> &strings)
@@ -273,15 +276,15 @@ static void use_list(int16_t id, const std::vector<std::string> &strings)
     if (!open) {
         int16_t vRef;
         int32_t dir;
-        std::string folder = testing::TempDir() + "quillon-keys-" +
-                             std::to_string(getpid());
+        std::string folder =
+            testing::TempDir() + "quillon-keys-" + std::to_string(getpid());
         setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
         setenv("XDG_STATE_HOME", folder.c_str(), 1);
         ASSERT_EQ(FindFolder(0, kPrefFolder, true, &vRef, &dir), noErr);
         HCreateResFile(vRef, dir, PSTR("keys"));
         int16_t ref = HOpenResFile(vRef, dir, PSTR("keys"), fsRdWrPerm);
         ASSERT_GT(ref, 0);
-        std::filesystem::remove_all(folder);  // the open file stays
+        std::filesystem::remove_all(folder); // the open file stays
         open = true;
     }
     AddResource(h, FOUR("STR#"), id, PSTR("test"));
@@ -292,10 +295,10 @@ TEST(Strings, OfTheKeys)
 {
     set_up();
     std::vector<std::string> list(30);
-    list[1] = "two";              // F2
-    list[4] = "\xDD";             // F5: a break
-    list[20] = "";                // Help
-    list[26] = "\x1bUP";          // up
+    list[1] = "two";     // F2
+    list[4] = "\xDD";    // F5: a break
+    list[20] = "";       // Help
+    list[26] = "\x1bUP"; // up
     list[27] = "down";
     use_list(1, list);
     EXPECT_EQ(key(0x10, 0x78), "two");

@@ -1,0 +1,312 @@
+// The store: what is kept, how it grows, drops and clears.
+#include "../terminal/window.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/files.h"
+#include "platform/memory.h"
+#include "scrollback/find.h"
+#include "transfer/xmodem.h"
+
+namespace {
+
+void store_model(int rows = 24)
+{
+    MaxLine = uint16_t(rows);
+    MaxCol = 80;
+    Baudrate = 9600;
+    InitPage();
+}
+
+void save(const std::string &text)
+{
+    uint8_t line[kMaxCols];
+
+    memset(line, ' ', sizeof line);
+    memcpy(line, text.data(), text.size());
+    savline(line);
+}
+
+std::string stored(int n)
+{
+    int16_t length;
+    const uint8_t *text = GetLinePtr(n, &length);
+    return {reinterpret_cast<const char *>(text), size_t(length)};
+}
+
+TEST(Savline, Trims)
+{
+    static const struct {
+        const char *line, *kept;
+    } rows[] = {
+        {"plain", "plain"},
+        {"spaces   ", "spaces"},
+        {"  lead", "  lead"},
+        {"two  \n", "two  "},
+        {"both \r\n", "both "},
+        {"once \n\n", "once \n"},
+        {"cr\r", "cr"},
+    };
+
+    store_model();
+    for (const auto &row : rows) {
+        save(row.line);
+        EXPECT_EQ(stored(savlines - 1), row.kept) << row.line;
+    }
+    save(std::string(160, 'x'));
+    EXPECT_EQ(sav_offset(savlines) - sav_offset(savlines - 1), 161);
+    EXPECT_TRUE(sav_ok());
+}
+
+TEST(Savline, KeepsTwoBlankLinesInARow)
+{
+    store_model();
+    save("");
+    EXPECT_EQ(savlines, 0);  // none before the first text
+    save("text");
+    for (int i = 0; i < 5; i++)
+        save("\r\n");
+    EXPECT_EQ(savlines, 3);
+    save("~");
+    EXPECT_EQ(savlines, 3);
+    save("text");
+    save("~");
+    save("");
+    save("");
+    EXPECT_EQ(savlines, 6);
+    EXPECT_EQ(stored(4), "~");
+    save("~~");
+    EXPECT_EQ(savlines, 7);
+}
+
+TEST(Savline, InAPreparationEveryLineCounts)
+{
+    store_model(10);
+    save("one");
+    const int32_t lines = savlines, bytes = savcount;
+    prepSel(nullptr);
+    EXPECT_EQ(savlines, lines + 10);
+    unprepSel();
+    EXPECT_EQ(savlines, lines);
+    EXPECT_EQ(savcount, bytes);
+    EXPECT_TRUE(sav_ok());
+}
+
+TEST(Savline, ResetsTheSearch)
+{
+    store_model();
+    findline = 5;
+    save("");
+    EXPECT_EQ(findline, -1);
+}
+
+TEST(Store, DropsASecondsWorthWhenMemoryRunsShort)
+{
+    store_model();
+    Baudrate = 19200;
+    while (savcount < 100000)
+        save(std::string(size_t(savlines % 90) + 1, 'x'));
+    const int32_t room = GetHandleSize(savhdl) - savcount;
+    mem_set_budget(0);
+    int32_t lines = savlines, first = 0;
+    while (sav_offset(first) < 19200)
+        first++;
+    const std::string boundary = stored(first);
+    // What is left of the block is used first.
+    while (savlines >= lines) {
+        lines = savlines;
+        save(std::string(150, 'y'));
+    }
+    EXPECT_EQ(savlines, lines - first + 1);
+    EXPECT_EQ(stored(0), boundary);
+    EXPECT_LT(room, 8192);
+    EXPECT_TRUE(sav_ok());
+}
+
+TEST(Store, NeverDropsMoreThanHalf)
+{
+    store_model();
+    Baudrate = 230400;
+    for (int i = 0; i < 100; i++)
+        save(std::string(79, 'x'));
+    mem_set_budget(0);
+    for (int i = 0; i < 300; i++) {
+        const int32_t before = savcount;
+        save(std::string(79, 'z'));
+        EXPECT_GE(savcount, before / 2);
+    }
+    EXPECT_TRUE(sav_ok());
+}
+
+TEST(Store, WithoutAnyMemoryALineIsLostInSilence)
+{
+    store_model();
+    mem_fail_nth(1);
+    save("lost");
+    EXPECT_EQ(savlines, 0);
+    EXPECT_TRUE(sav_ok());
+    save("kept");
+    EXPECT_EQ(stored(0), "kept");
+    for (int nth = 1; nth < 4; nth++) {
+        mem_fail_nth(nth);
+        for (int i = 0; i < 400; i++)
+            save(std::string(60, 'x'));
+        EXPECT_TRUE(sav_ok());
+    }
+}
+
+// The screen's rows have numbers behind those of the store, all of 16 bits.
+TEST(Store, AMillionLinesStayWithinTheirNumbers)
+{
+    store_model(100);
+    Baudrate = 115200;
+    int32_t most = 0;
+    const int32_t free = FreeMem();
+    for (int i = 0; i < 1000000; i++) {
+        char text[32];
+        snprintf(text, sizeof text, "line %d", i);
+        save(text);
+        most = std::max(most, savlines);
+    }
+    EXPECT_EQ(most + 100, 32767);
+    EXPECT_EQ(stored(savlines - 1), "line 999999");
+    EXPECT_TRUE(sav_ok());
+    EXPECT_LT(free - FreeMem(), 4 << 20);
+
+    prepSel(nullptr);
+    EXPECT_TRUE(sav_ok());
+    unprepSel();
+    EXPECT_TRUE(sav_ok());
+}
+
+TEST(Store, LosesLinesWhenTheScreenGrows)
+{
+    store_model(24);
+    while (savlines + 24 < 32767)
+        save("x");
+    MaxLine = 60;
+    init_term();
+    sav_fit();
+    EXPECT_EQ(savlines, 32767 - 60);
+    EXPECT_TRUE(sav_ok());
+}
+
+TEST(DelLines, TakesTheSelectionAlong)
+{
+    store_model();
+    for (int i = 0; i < 20; i++)
+        save("line " + std::to_string(i));
+    stSel = 10;
+    endSel = 12;
+    DelLines(2, 4);
+    EXPECT_EQ(stSel, 7);
+    EXPECT_EQ(endSel, 9);
+    EXPECT_EQ(stored(2), "line 5");
+    DelLines(7, 30000);
+    EXPECT_EQ(savlines, 7);
+    EXPECT_EQ(stSel, 7);
+    DelLines(0, 6);
+    EXPECT_EQ(savlines, 0);
+    EXPECT_EQ(stSel, 0);
+    DelLines(0, 5);
+    EXPECT_TRUE(sav_ok());
+}
+
+// Lines that go while the screen is pushed in must not come back with it.
+TEST(DelLines, InAPreparationLowersWhatItReturnsTo)
+{
+    store_model(6);
+    for (int i = 0; i < 20; i++)
+        save("line " + std::to_string(i));
+    prepSel(nullptr);
+    DelLines(0, 4);
+    EXPECT_TRUE(sav_ok());
+    unprepSel();
+    EXPECT_EQ(savlines, 15);
+    EXPECT_EQ(stored(0), "line 5");
+    EXPECT_TRUE(sav_ok());
+}
+
+TEST(Clear, AsksIfTheSettingsSaySo)
+{
+    open_terminal(6, 40);
+    for (int i = 0; i < 1000; i++)
+        save("a line of some length " + std::to_string(i));
+    qset.globFlags = kGlobAskClear;
+    hl_answer(2);
+    clr_savbuf();
+    EXPECT_EQ(savlines, 1000);
+    EXPECT_EQ(savAllow, savcount);
+    ASSERT_EQ(hl_messages().size(), 1u);
+
+    hl_answer(1);
+    clr_savbuf();
+    EXPECT_EQ(savlines, 0);
+    EXPECT_EQ(savcount, 0);
+    EXPECT_EQ(GetHandleSize(savhdl), 24576);
+    EXPECT_EQ(GetControlMaximum(sbar_ctl), 0);
+    EXPECT_EQ(PrtBufK, 0);
+    EXPECT_TRUE(sav_ok());
+
+    qset.globFlags = 0;
+    save("text");
+    clr_savbuf();
+    EXPECT_EQ(savlines, 0);
+    EXPECT_EQ(hl_messages().size(), 2u);
+}
+
+// ---- the scroll bar --------------------------------------------------------
+
+TEST(ScrollBar, FollowsWhenItsThumbMovesOrTheLineIsQuiet)
+{
+    open_terminal(6, 40);
+    save("one");
+    EXPECT_EQ(GetControlMaximum(sbar_ctl), 1);  // the first always shows
+    for (int i = 0; i < 500; i++)
+        save("more");
+    // At the bottom the thumb stays where it is.
+    EXPECT_LT(GetControlMaximum(sbar_ctl), 501);
+    EXPECT_EQ(view_top(), 501);
+    sb_flush();
+    EXPECT_EQ(GetControlMaximum(sbar_ctl), 501);
+    EXPECT_EQ(GetControlValue(sbar_ctl), 501);
+    EXPECT_EQ(sUpdateCount, 0);
+}
+
+// ---- capture by lines ------------------------------------------------------
+
+TEST(PutLine, WritesTrimmedLines)
+{
+    int16_t vRef;
+    int32_t dirID, size;
+    FSSpec spec;
+
+    store_model();
+    ASSERT_EQ(FindFolder(0, kDownloadsFolder, true, &vRef, &dirID), noErr);
+    ASSERT_LE(FSMakeFSSpec(vRef, dirID, PSTR("capture"), &spec), noErr);
+    (void)FSpDelete(&spec);
+    ASSERT_EQ(FSpCreate(&spec, FOUR("qLON"), FOUR("TEXT")), noErr);
+    ASSERT_EQ(FSpOpenDF(&spec, fsRdWrPerm, &recRef), noErr);
+    asciiReceive = 'L';
+    show("first  \r\n~\r\n\r\n\r\n\r\nlast\33[1;1H");
+    show("\33[7;1H");
+    show(std::string(160, 'w'));
+    asciiReceive = 'L';
+    uint8_t full[kLineLen];
+    memset(full, 'f', sizeof full);
+    PutLine(full, kMaxCols);
+    EXPECT_EQ(full[kMaxCols], 'f');
+
+    char text[1024];
+    ASSERT_EQ(SetFPos(recRef, fsFromStart, 0), noErr);
+    size = sizeof text;
+    (void)FSRead(recRef, &size, text);
+    const std::string got(text, size_t(size));
+    const std::string want = "first\r~\r\r\r" + std::string(80, 'w') + "\r" +
+                             std::string(160, 'f') + "\r";
+    EXPECT_EQ(got, want);
+    (void)FSClose(recRef);
+    (void)FSpDelete(&spec);
+}
+
+}  // namespace

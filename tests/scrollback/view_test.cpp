@@ -1,0 +1,295 @@
+// The view over store and screen, the selection on it, and the search.
+#include "../terminal/window.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/memory.h"
+#include "scrollback/find.h"
+
+namespace {
+
+std::string number_lines(int from, int to)
+{
+    std::string out;
+    for (int i = from; i < to; i++)
+        out += "line " + std::to_string(i) + "\r\n";
+    return out;
+}
+
+std::string selected()
+{
+    int32_t size;
+    const uint8_t *text = prepSel(&size);
+    const std::string out(reinterpret_cast<const char *>(text), size_t(size));
+    unprepSel();
+    EXPECT_TRUE(sav_ok());
+    return out;
+}
+
+TEST(View, HistoryLooksAsTheScreenDid)
+{
+    open_terminal(8, 30);
+    show(number_lines(0, 7));
+    const picture first = take_picture();
+    show(number_lines(7, 60));
+    const picture last = take_picture();
+    const int16_t bottom = view_top();
+    EXPECT_EQ(bottom, savlines);
+
+    scrollPage(bottom, 0);
+    EXPECT_NE(scrolled, 0);
+    EXPECT_EQ(GetControlValue(sbar_ctl), 0);
+    // Row 7 of the first picture was still blank.
+    show("");
+    const picture history = take_picture();
+    const size_t rows7 = size_t(7 * LineHeight * termrect.right);
+    EXPECT_TRUE(std::equal(history.begin(),
+                           history.begin() + ptrdiff_t(rows7), first.begin()));
+
+    // Step by step, each line by itself, gives what one leap gives.
+    for (int16_t at = 0; at < bottom; at++)
+        scrollPage(at, int16_t(at + 1));
+    EXPECT_EQ(scrolled, 0);
+    EXPECT_EQ(take_picture() == last, true);
+    for (int16_t at = bottom; at > 20; at--)
+        scrollPage(at, int16_t(at - 1));
+    const picture stepped = take_picture();
+    EXPECT_EQ(repainted() == stepped, true);
+    scr_to_bot();
+    EXPECT_EQ(take_picture() == last, true);
+}
+
+TEST(View, OutputGoesOnUnseen)
+{
+    open_terminal(8, 30);
+    show(number_lines(0, 40));
+    scrollPage(view_top(), 5);
+    const picture before = take_picture();
+    show("\33[7m" + number_lines(40, 60) + "\33[3;5Hmore\33[2J\33[4;4Hhere");
+    EXPECT_EQ(take_picture() == before, true);
+    EXPECT_EQ(view_top(), 5);
+    EXPECT_EQ(cursorActive, 0);
+    scr_to_bot();
+    EXPECT_EQ(scrolled, 0);
+    EXPECT_EQ(cursorActive, 1);
+    EXPECT_EQ(memcmp(scrLine(3) + 3, "here", 4), 0);
+    // The pen is where the model says.
+    show("\33[0m!");
+    EXPECT_EQ(take_picture() == repainted(), true);
+}
+
+TEST(View, DroppedLinesMoveTheView)
+{
+    open_terminal(8, 30);
+    show(number_lines(0, 100));
+    scrollPage(view_top(), 50);
+    DelLines(0, 19);
+    EXPECT_EQ(view_top(), 30);
+    DelLines(0, 29);
+    EXPECT_EQ(view_top(), 0);
+    // All that was in view goes, and the bottom comes to the view.
+    DelLines(0, int16_t(savlines - 1));
+    scr_to_bot();
+    EXPECT_EQ(scrolled, 0);
+    settle();
+    EXPECT_EQ(take_picture() == repainted(), true);
+}
+
+TEST(View, Keys)
+{
+    static const struct {
+        int16_t code;
+        uint16_t modifiers;
+        int from, to;
+    } rows[] = {
+        {72, 0, 10, 16},        {125, 0, 10, 16},  {125, optionKey, 10, 100},
+        {77, 0, 10, 4},         {126, 0, 3, 0},    {126, optionKey, 50, 0},
+        {115, 0, 50, 0},        {116, 0, 50, 44},  {119, 0, 50, 100},
+        {121, 0, 97, 100},      {36, 0, 50, 50},
+    };
+
+    open_terminal(8, 30);
+    while (savlines < 100)
+        show(number_lines(int(savlines), int(savlines) + 1));
+    for (const auto &row : rows) {
+        scrollPage(view_top(), int16_t(row.from));
+        scroll_key(row.code, int16_t(row.modifiers));
+        EXPECT_EQ(view_top(), row.to) << row.code;
+        EXPECT_EQ(scrolled != 0, row.to != 100) << row.code;
+    }
+    clr_savbuf();
+    scroll_key(116, 0);
+    EXPECT_EQ(view_top(), 0);
+    EXPECT_EQ(scrolled, 0);
+}
+
+TEST(View, BarParts)
+{
+    open_terminal(8, 30);
+    while (savlines < 100)
+        show(number_lines(int(savlines), int(savlines) + 1));
+    sb_flush();
+    sbar_action(sbar_ctl, inUpButton);
+    EXPECT_EQ(view_top(), 99);
+    sbar_action(sbar_ctl, inPageUp);
+    EXPECT_EQ(view_top(), 93);
+    sbar_action(sbar_ctl, inPageDown);
+    EXPECT_EQ(view_top(), 99);
+    sbar_action(sbar_ctl, inPageDown);
+    EXPECT_EQ(view_top(), 100);
+    EXPECT_EQ(scrolled, 0);
+    sbar_action(sbar_ctl, inDownButton);
+    EXPECT_EQ(view_top(), 100);
+    scrollPosPrev = 100;
+    SetControlValue(sbar_ctl, 40);
+    sbar_action(sbar_ctl, inThumb);
+    EXPECT_EQ(view_top(), 40);
+    EXPECT_EQ(scrollPosPrev, 40);
+}
+
+// ---- the selection ---------------------------------------------------------
+
+TEST(Selection, TextAcrossStoreAndScreen)
+{
+    open_terminal(4, 30);
+    show("one\r\ntwo  \r\nthree\r\nfour\r\nfive\r\n\r\n");
+    ASSERT_EQ(savlines, 3);
+    // 3: four, 4: five, 5 and 6 blank
+    SetSel(1, 1, 4, 2);
+    EXPECT_EQ(selected(), "wo\rthree\rfour\rfi");
+    SetSel(0, 0, 1, 0);
+    EXPECT_EQ(selected(), "one\r");
+    SetSel(0, 0, 0, 25);
+    EXPECT_EQ(selected(), "one");
+    SetSel(4, 2, 1, 1);  // backwards
+    EXPECT_EQ(stSel, 1);
+    EXPECT_EQ(endCol, 2);
+    SetSel(0, 0, 6, 30);
+    EXPECT_EQ(selected(), "one\rtwo\rthree\rfour\rfive\r\r");
+    SetSel(2, 3, 2, 3);
+    EXPECT_EQ(stSel, -1);
+}
+
+TEST(Selection, TheHighlightStaysWithTheText)
+{
+    open_terminal(6, 20);
+    show("one\r\ntwo\r\nthree\r\nfour\r\nfive\r\nsix");
+    const picture plain = take_picture();
+    SetSel(1, 1, 3, 2);
+    EXPECT_EQ(take_picture() == plain, false);
+    EXPECT_EQ(repainted() == take_picture(), true);
+    show("\r\n");
+    EXPECT_EQ(repainted() == take_picture(), true);
+    scrollPage(view_top(), 0);
+    SetSel(-1, 0, -1, 0);
+    scr_to_bot();
+    EXPECT_EQ(repainted() == take_picture(), true);
+    EXPECT_TRUE(EmptyRgn(selRgn));
+}
+
+TEST(Selection, WordsAndDoubleClicks)
+{
+    open_terminal(6, 40);
+    show("some words-here,  x\r\n");
+    int16_t start, end;
+    EXPECT_EQ(FindWordb(0, 7, &start, &end), 1);
+    EXPECT_EQ(start, 5);
+    EXPECT_EQ(end, 16);
+    EXPECT_EQ(FindWordb(0, 16, &start, &end), 1);  // just behind
+    EXPECT_EQ(start, 5);
+    EXPECT_EQ(end, 16);
+    EXPECT_EQ(FindWordb(0, 17, &start, &end), 0);
+    EXPECT_EQ(FindWordb(0, 39, &start, &end), 0);
+    EXPECT_EQ(FindWordb(900, 2, &start, &end), 0);
+}
+
+TEST(Selection, RemovedFromTheStore)
+{
+    open_terminal(3, 30);
+    show("one\r\ntwo\r\nthree\r\nfour\r\nfive\r\nsix");
+    ASSERT_EQ(savlines, 3);
+    SetSel(0, 2, 2, 3);
+    remSel();
+    EXPECT_TRUE(sav_ok());
+    EXPECT_EQ(savlines, 1);
+    int16_t length;
+    const uint8_t *text = GetLinePtr(0, &length);
+    EXPECT_EQ(std::string(reinterpret_cast<const char *>(text),
+                          size_t(length)),
+              "onee");
+    EXPECT_EQ(stSel, -1);
+
+    // Only the stored part goes; what is left of its line stays a line.
+    SetSel(0, 1, 2, 1);
+    remSel();
+    EXPECT_TRUE(sav_ok());
+    EXPECT_EQ(savlines, 1);
+    EXPECT_EQ(savcount, 2);
+    SetSel(0, 0, 3, 1);
+    remSel();
+    EXPECT_EQ(savlines, 0);
+    EXPECT_TRUE(sav_ok());
+    SetSel(0, 0, 1, 1);
+    remSel();  // on the screen nothing can be removed
+    EXPECT_EQ(memcmp(scrLine(0), "four", 4), 0);
+}
+
+// ---- the search ------------------------------------------------------------
+
+TEST(Find, GoesOnBelowTheLastLine)
+{
+    open_terminal(4, 40);
+    show("Alpha beta\r\ngamma\r\nBETA alpha\r\nx\r\ny\r\nz\r\nbeta here");
+    strcpy(find_str, "beta");
+    EXPECT_EQ(find_it(), 1);
+    EXPECT_EQ(stSel, 0);
+    EXPECT_EQ(find_it(), 1);
+    EXPECT_EQ(stSel, 2);
+    EXPECT_EQ(endSel, 3);
+    EXPECT_EQ(find_it(), 1);  // on the live screen
+    EXPECT_EQ(stSel, 6);
+    EXPECT_EQ(find_it(), 0);  // it doesn't begin anew by itself
+    EXPECT_EQ(inPrep, 0);
+    show("more\r\n");
+    EXPECT_EQ(find_it(), 1);
+    EXPECT_EQ(stSel, 0);
+    strcpy(find_str, std::string(41, 'a').c_str());
+    EXPECT_EQ(find_it(), 0);
+    EXPECT_TRUE(sav_ok());
+}
+
+TEST(Find, ShowsTheLineThirdFromTheTop)
+{
+    open_terminal(8, 40);
+    show(number_lines(0, 100));
+    strcpy(find_str, "line 40");
+    EXPECT_EQ(find_it(), 1);
+    EXPECT_EQ(findline, 40);
+    EXPECT_EQ(view_top(), 38);
+    strcpy(find_str, "line 55");
+    EXPECT_EQ(find_it(), 1);
+    EXPECT_EQ(view_top(), 38);  // 17 lines count as in view
+    strcpy(find_str, "line 56");
+    EXPECT_EQ(find_it(), 1);
+    EXPECT_EQ(view_top(), 54);
+}
+
+// Without a text the preparation stays, and the store must bear it.
+TEST(Find, AStandingPreparationLeavesTheStoreWhole)
+{
+    open_terminal(8, 40);
+    show(number_lines(0, 30));
+    find_str[0] = 0;
+    for (int i = 0; i < 5; i++) {
+        EXPECT_EQ(find_it(), 0);
+        EXPECT_TRUE(sav_ok());
+    }
+    show(number_lines(30, 2000));
+    EXPECT_TRUE(sav_ok());
+    strcpy(find_str, "line 1999");
+    EXPECT_EQ(find_it(), 1);
+    EXPECT_EQ(inPrep, 0);
+    EXPECT_TRUE(sav_ok());
+}
+
+}  // namespace

@@ -1,0 +1,136 @@
+// A shown terminal window over the headless back end, and its picture.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/controls.h"
+#include "platform/drawing.h"
+#include "platform/fonts.h"
+#include "platform/headless/headless.h"
+#include "platform/windows.h"
+
+#include "automation/AsciiSend.h"
+#include "connect/Settings.h"
+#include "scrollback/Selection.h"
+#include "scrollback/View.h"
+#include "scrollback/savbuf.h"
+#include "serial/IOKitSerial.h"
+#include "shell/Inits.h"
+#include "shell/Quillon.h"
+#include "shell/QuillonWindow.h"
+#include "terminal/VT100.h"
+
+// Global bounds for so many rows and columns in the font of the moment.
+inline Rect window_bounds(int rows, int cols)
+{
+    return {40, 40, int16_t(40 + rows * LineHeight + 19 + 2),
+            int16_t(40 + cols * CharWid + 19 + 2)};
+}
+
+// Serves whatever events a change of windows has brought.
+inline void settle()
+{
+    EventRecord e;
+
+    while (WaitNextEvent(1 << updateEvt | 1 << activateEvt, &e, 0, nullptr)) {
+        if (e.what == updateEvt)
+            DoUpdate(WindowOfMessage(&e));
+    }
+}
+
+// A window of so many rows and columns, in front, black on white, colours 2
+// to 9 the eight of ANSI and 10 to 17 the bright ones.
+inline void open_terminal(int rows, int cols)
+{
+    const uint16_t on = 0xFFFF, off = 0, half = 0x8080;
+    const RGBColor colors[8] = {{off, off, off},  {half, off, off},
+                                {off, half, off}, {half, half, off},
+                                {off, off, half}, {half, off, half},
+                                {off, half, half}, {half, half, half}};
+    Rect bar = {0, 0, 16, 16};
+
+    cset.termFlags = kTermNoAutoLF;
+    qset.useColor = 1;
+    qset.fgColor = '0';
+    qset.bgColor = '7';
+    qset.rgbTable[0] = {off, off, off};
+    qset.rgbTable[1] = {on, on, on};
+    for (int i = 0; i < 8; i++) {
+        qset.fgMap[i] = qset.bgMap[i] = uint8_t('0' + i);
+        qset.rgbTable[2 + i] = colors[i];
+        qset.rgbTable[10 + i] = {on, uint16_t(i << 12), on};
+    }
+    curFSize = 12;
+    gColorQD = 1;
+    gHaveAppearance = 1;
+    gAppearanceVer = 0x0110;
+    haveScript = 1;
+    gScriptCount = 2;
+    Baudrate = 9600;
+    if (SerAlloc() != 0)
+        return;
+    asInit();
+    myWindow = GetNewCWindow(128);
+    SetPort(myWindow);
+    sbar_ctl = NewControl(myWindow, &bar, PSTR(""), true, 0, 0, 0,
+                          kScrollBarLiveProc, 0);
+    setFont(0);  // for the metrics
+    const Rect bounds = window_bounds(rows, cols);
+    SizeWind(myWindow, &bounds);
+    ShowWindow(myWindow);
+    SelectWindow(myWindow);
+    InitPage();
+    settle();
+}
+
+inline void show(const std::string &text)
+{
+    const auto *bytes = reinterpret_cast<const uint8_t *>(text.data());
+
+    DispChars(bytes, int16_t(text.size()));
+}
+
+using picture = std::vector<uint32_t>;
+
+// The text area, without the cursor.
+inline picture take_picture()
+{
+    picture out;
+
+    stop_cursor();
+    for (int v = termrect.top; v < termrect.bottom; v++) {
+        for (int h = 0; h < termrect.right; h++)
+            out.push_back(draw_pixel(myWindow, int16_t(h), int16_t(v)));
+    }
+    start_cursor();
+    return out;
+}
+
+// The picture that a repaint of everything gives.
+inline picture repainted()
+{
+    stop_cursor();
+    term_redraw();
+    start_cursor();
+    return take_picture();
+}
+
+// A pixel of a cell, in its upper left corner, where no glyph draws.
+inline uint32_t corner(int row, int col)
+{
+    return draw_pixel(myWindow, int16_t(col * CharWid + 3),
+                      int16_t(row * LineHeight + 3));
+}
+
+inline bool has_ink(int row, int col, uint32_t color)
+{
+    for (int v = 0; v < LineHeight; v++) {
+        for (int h = 0; h < CharWid; h++) {
+            if (draw_pixel(myWindow, int16_t(col * CharWid + 3 + h),
+                           int16_t(row * LineHeight + 3 + v)) == color)
+                return true;
+        }
+    }
+    return false;
+}
