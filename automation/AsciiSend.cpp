@@ -21,22 +21,24 @@ constexpr uint8_t kCR = 13;
 constexpr int32_t kLeastBlock = 100;
 constexpr int32_t kFileBlock = 4096, kSmallFileBlock = 512;
 constexpr int kLongestWrite = 80;
-constexpr int32_t kHeldTooLong = 1800;  // ticks of a flow-control stop
-constexpr int32_t kShortPause = 60;     // a line delay below it ...
-constexpr int32_t kPromptPause = 400;   // ... is so long while a prompt is due
-constexpr int32_t kEchoLimit = 300;     // for an echo to come
-constexpr int32_t kDialPause = 5;       // behind the first bytes for a modem
-constexpr int kDialSingles = 2;         // those bytes: "AT"
-constexpr int16_t kMsgReadFile = 6;     // of list 360
+constexpr int32_t kHeldTooLong = 1800; // ticks of a flow-control stop
+constexpr int32_t kShortPause = 60;    // a line delay below it ...
+constexpr int32_t kPromptPause = 400;  // ... is so long while a prompt is due
+constexpr int32_t kEchoLimit = 300;    // for an echo to come
+constexpr int32_t kDialPause = 5;      // behind the first bytes for a modem
+constexpr int kDialSingles = 2;        // those bytes: "AT"
+constexpr int16_t kMsgReadFile = 6;    // of list 360
 
-// ---- the chain ----------------------------------------------------------------
-// Made by asInit and never empty; the head serves from its pos on, and only
-// the last chunk takes more.
+// ---- the chain
+// ---------------------------------------------------------------- Made by
+// asInit and never empty; the head serves from its pos on, and only the last
+// chunk takes more.
 
 ASChunk *firstAS;
 
-// ---- the sender ---------------------------------------------------------------
-// sendCount bytes from sendPtr on lie within sendBuf.
+// ---- the sender
+// --------------------------------------------------------------- sendCount
+// bytes from sendPtr on lie within sendBuf.
 
 uint8_t sendBuf[kSendBuf];
 uint8_t *sendPtr = sendBuf;
@@ -53,7 +55,8 @@ int32_t sendWaitLimit;
 uint8_t asciiSend;
 int16_t sendRef;
 
-// ---- chunks -------------------------------------------------------------------
+// ---- chunks
+// -------------------------------------------------------------------
 
 ASChunk *asNewChunk(Handle hdl, int16_t echoMode)
 {
@@ -93,7 +96,10 @@ static ASChunk *tail()
     return c;
 }
 
-static bool idle(const ASChunk *c) { return c->count == 0 && c->fileRef == 0; }
+static bool idle(const ASChunk *c)
+{
+    return c->count == 0 && c->fileRef == 0;
+}
 
 // Behind the tail; null, with `hdl` released, when memory is short.
 static ASChunk *append(Handle hdl, int16_t echoMode)
@@ -107,8 +113,9 @@ static ASChunk *append(Handle hdl, int16_t echoMode)
     return c;
 }
 
-// ---- queueing -----------------------------------------------------------------
-// awWait gets the sender past its test for an empty queue at the next pass.
+// ---- queueing
+// ----------------------------------------------------------------- awWait gets
+// the sender past its test for an empty queue at the next pass.
 
 static int32_t room(const ASChunk *c)
 {
@@ -133,7 +140,7 @@ void asSendBuf(const uint8_t *text, int32_t length, int16_t echoMode)
     if (c->fileRef != 0 || c->echoMode != echoMode || room(c) < length) {
         c = append(NewHandle(block), echoMode);
         if (!c)
-            return;  // no memory: the text is lost, and nothing else
+            return; // no memory: the text is lost, and nothing else
         c->count = 0;
     }
     BlockMove(text, *c->hdl + c->pos + c->count, length);
@@ -187,14 +194,15 @@ void asSendFile(int16_t fileRef, int16_t echoMode)
             c->count = 0;
     }
     if (!c || !c->hdl || GetHandleSize(c->hdl) < 1) {
-        (void)FSClose(fileRef);  // ours to close, and nowhere to read it to
+        (void)FSClose(fileRef); // ours to close, and nowhere to read it to
         return;
     }
     c->fileRef = fileRef;
     awWait = 1;
 }
 
-// ---- taking out ---------------------------------------------------------------
+// ---- taking out
+// ---------------------------------------------------------------
 
 static void refill(ASChunk *c)
 {
@@ -276,7 +284,8 @@ void asKill()
     firstAS->count = firstAS->pos = 0;
 }
 
-// ---- pacing -------------------------------------------------------------------
+// ---- pacing
+// -------------------------------------------------------------------
 
 // Each character waits for its echo. Not for control strings, which have none,
 // and not with local echo on, where the host shows nothing.
@@ -331,8 +340,7 @@ static int16_t line_length()
         int16_t(sendCount < kLongestWrite ? sendCount : kLongestWrite);
     const void *cr = memchr(sendPtr, kCR, size_t(most));
 
-    return cr ? int16_t(static_cast<const uint8_t *>(cr) - sendPtr + 1)
-              : most;
+    return cr ? int16_t(static_cast<const uint8_t *>(cr) - sendPtr + 1) : most;
 }
 
 static void send_piece(int32_t now, char mode)
@@ -362,7 +370,7 @@ static void end_of_text()
 {
     if (sendCount != 0 || awWait || asBusy())
         return;
-    HiliteMenu(0);  // a hilited title says that a send is running
+    HiliteMenu(0); // a hilited title says that a send is running
     sendWait = kWaitNone;
     gEchoMode = int16_t(localEcho);
     gotCR = 0;
@@ -402,7 +410,8 @@ void sendSomeAscii(int32_t, char mode)
         awTextReady();
 }
 
-// ---- sources and stops --------------------------------------------------------
+// ---- sources and stops
+// --------------------------------------------------------
 
 void set_send(ConstStr string)
 {
@@ -423,7 +432,7 @@ void stop_send()
     // What the stopped text waited for must not hold up the next key.
     sendWait = kWaitNone;
     gotCR = 0;
-    reqRow = -1;  // a cursor on its way stops, too
+    reqRow = -1; // a cursor on its way stops, too
 }
 
 void kill_script()

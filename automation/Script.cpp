@@ -8,7 +8,7 @@
 #include "serial/ModemIO.h"
 #include "terminal/VT100.h"
 
-constexpr int32_t kTextQuiet = 15;  // ticks of quiet before the text is sought
+constexpr int32_t kTextQuiet = 15; // ticks of quiet before the text is sought
 
 int16_t ScriptFlag;
 int16_t WaitFlag;
@@ -22,13 +22,25 @@ void init_tokens()
 }
 
 // No script language is built in: there is no file to ask for.
-void run_script() { SysBeep(4); }
+void run_script()
+{
+    SysBeep(4);
+}
 
-OSErr FindScript_Open(ConstStr) { return fnfErr; }
+OSErr FindScript_Open(ConstStr)
+{
+    return fnfErr;
+}
 
-OSErr open_script(const FSSpec *) { return fnfErr; }
+OSErr open_script(const FSSpec *)
+{
+    return fnfErr;
+}
 
-OSErr start_script(int16_t) { return fnfErr; }
+OSErr start_script(int16_t)
+{
+    return fnfErr;
+}
 
 void do_script()
 {

@@ -18,15 +18,15 @@ constexpr int16_t kWaitTicks = 128;   // TickCount reaches WaitTime
 extern int16_t WaitFlag;
 extern int32_t WaitTime;
 
-extern uint8_t string_buf[256];  // the text waited for, zero-ended
+extern uint8_t string_buf[256]; // the text waited for, zero-ended
 
-void init_tokens();  // once at start
-void run_script();   // asks for a file; beeps while a script is active
-OSErr FindScript_Open(ConstStr name);  // 0: found and started
+void init_tokens(); // once at start
+void run_script();  // asks for a file; beeps while a script is active
+OSErr FindScript_Open(ConstStr name); // 0: found and started
 OSErr open_script(const FSSpec *file);
 OSErr start_script(int16_t fileRef);
-void do_script();   // runs one line
-void check_wait();  // ends a wait that is over
+void do_script();  // runs one line
+void check_wait(); // ends a wait that is over
 
-OSErr ResolveDir(const FSSpec *file, FSSpec *out);  // 0: a folder
+OSErr ResolveDir(const FSSpec *file, FSSpec *out); // 0: a folder
 OSErr OpenWResolve(const FSSpec *file, int16_t *fileRef);

@@ -10,11 +10,11 @@
 #include "platform/resources.h"
 #include "shell/Inits.h"
 
-constexpr int16_t kFontMenu = 450;   // shows names of fonts
-constexpr int16_t kArrowIcon = 128;  // small icon of the arrow
+constexpr int16_t kFontMenu = 450;  // shows names of fonts
+constexpr int16_t kArrowIcon = 128; // small icon of the arrow
 constexpr int16_t kIconSize = 16;
-constexpr int16_t kSystem65 = 0x0605;  // from here on text starts further in
-constexpr int32_t kSICNBytes = 32;     // 16 rows of 16 bits
+constexpr int16_t kSystem65 = 0x0605; // from here on text starts further in
+constexpr int32_t kSICNBytes = 32;    // 16 rows of 16 bits
 
 // ---- the table --------------------------------------------------------------
 // up_dialog names the dialog of a row whose pop-up is a control, which is that
@@ -34,7 +34,10 @@ static bool row_of(int16_t item, int *row)
 }
 
 // Label and pop-up of a pair share all bits but the lowest.
-static int16_t pop_item(int16_t item) { return int16_t(item | 1); }
+static int16_t pop_item(int16_t item)
+{
+    return int16_t(item | 1);
+}
 
 void up_set(DialogPtr dialog, int16_t item, MenuHandle menu, int16_t menuID,
             int16_t selected)
@@ -92,8 +95,8 @@ int16_t HdlPop(DialogPtr dialog, int16_t item)
         return 0;
     GetDialogItem(dialog, int16_t(item - 1), &kind, &label);
     GetDialogItem(dialog, item, &kind, &pop);
-    int16_t chosen = DoPop(up_mhdl[row], up_menuid[row], up_cur[row], 1,
-                           &label, &pop, dialog, item);
+    int16_t chosen = DoPop(up_mhdl[row], up_menuid[row], up_cur[row], 1, &label,
+                           &pop, dialog, item);
     if (chosen > 0)
         up_cur[row] = chosen;
     return chosen;
@@ -136,8 +139,8 @@ int16_t DoPop(MenuHandle menu, int16_t menuID, int16_t current, int insert,
         InvertRect(labelRect);
         if (insert)
             InsertMenu(menu, -1);
-        chosen = int16_t(
-            PopUpMenuSelect(menu, corner.v, corner.h, current) & 0xFFFF);
+        chosen = int16_t(PopUpMenuSelect(menu, corner.v, corner.h, current) &
+                         0xFFFF);
         if (insert)
             DeleteMenu(menuID);
         InvertRect(labelRect);
@@ -164,8 +167,7 @@ void DrawPop(DialogPtr dialog, int16_t item, MenuHandle menu, int16_t current)
                  int16_t(box.bottom + 2), int16_t(box.right + 2)};
     EraseRect(&wide);
     GetMenuItemText(menu, current, text);
-    int16_t right =
-        int16_t(box.left + (sysVers >= kSystem65 ? 14 : 12));
+    int16_t right = int16_t(box.left + (sysVers >= kSystem65 ? 14 : 12));
     MoveTo(right, int16_t(box.bottom - 5));
     TextFont(0);
     int row;
@@ -208,8 +210,7 @@ void PlotSICN(const Rect *place, int16_t id)
     if (!icon || GetHandleSize(icon) < kSICNBytes)
         return;
     for (int16_t y = 0; y < kIconSize; y++) {
-        uint16_t bits =
-            uint16_t((*icon)[2 * y] << 8 | (*icon)[2 * y + 1]);
+        uint16_t bits = uint16_t((*icon)[2 * y] << 8 | (*icon)[2 * y + 1]);
         for (int16_t x = 0; x < kIconSize; x++) {
             if (!(bits & (0x8000 >> x)))
                 continue;

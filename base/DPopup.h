@@ -14,10 +14,10 @@ constexpr int kPopUps = 10;
 
 // Parallel tables, a row per pair of items. A row out of range is refused:
 // setting does nothing, reading gives 0.
-extern MenuHandle up_mhdl[kPopUps];  // null: the menu comes from the control
+extern MenuHandle up_mhdl[kPopUps]; // null: the menu comes from the control
 extern int16_t up_menuid[kPopUps];
-extern int16_t up_cur[kPopUps];      // item chosen now
-extern int16_t up_orig[kPopUps];     // item chosen on opening
+extern int16_t up_cur[kPopUps];  // item chosen now
+extern int16_t up_orig[kPopUps]; // item chosen on opening
 extern ControlHandle up_ctl[kPopUps];
 
 // Sets up the pop-up behind label `item`. `menu` may be null if the control
@@ -38,5 +38,5 @@ int16_t DoPop(MenuHandle menu, int16_t menuID, int16_t current, int insert,
               int16_t item);
 
 void DrawPop(DialogPtr dialog, int16_t item, MenuHandle menu, int16_t current);
-void DrawPopItem(DialogPtr dialog, int16_t item);  // the drawing callback
-void PlotSICN(const Rect *place, int16_t id);      // a 16 by 16 icon
+void DrawPopItem(DialogPtr dialog, int16_t item); // the drawing callback
+void PlotSICN(const Rect *place, int16_t id);     // a 16 by 16 icon

@@ -17,10 +17,10 @@ constexpr int16_t kStopAlert = 302;
 constexpr int16_t kFlashDialog = 304, kFlashText = 1;
 constexpr int16_t kWarnDialog = 305, kWarnText = 2;
 constexpr int32_t kWarnTicks = 120;
-constexpr int16_t kFlashDrop = 10;  // a short notice sits this much lower
+constexpr int16_t kFlashDrop = 10; // a short notice sits this much lower
 
 static Str255 erStr;
-static bool inError;  // PrtError runs; its own failures are not reported
+static bool inError; // PrtError runs; its own failures are not reported
 
 uint8_t *errorString(int16_t code, ConstStr text)
 {
@@ -98,7 +98,7 @@ static void pass_time(int32_t ticks)
 
 void ShowWarn(ConstStr text)
 {
-    Str255 words;  // erStr may change while the dialog stands
+    Str255 words; // erStr may change while the dialog stands
 
     pstrcpy(words, text);
     SysBeep(4);

@@ -5,7 +5,7 @@
 static const char *scan(const char *text, int32_t *value, uint32_t base)
 {
     bool negative = false;
-    uint32_t n = 0;  // unsigned, so that too many digits wrap
+    uint32_t n = 0; // unsigned, so that too many digits wrap
 
     while (*text == ' ')
         text++;

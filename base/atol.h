@@ -8,5 +8,5 @@
 
 #include <cstdint>
 
-const char *atolp(const char *text, int32_t *value);  // decimal
-const char *atoop(const char *text, int32_t *value);  // octal
+const char *atolp(const char *text, int32_t *value); // decimal
+const char *atoop(const char *text, int32_t *value); // octal

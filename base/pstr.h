@@ -20,4 +20,4 @@ void pstrcatchr(uint8_t *destination, uint8_t byte);
 // 1 when both hold the same bytes, case significant, else 0.
 int pstrequal(const uint8_t *a, const uint8_t *b);
 
-extern const uint8_t sp_str[2];  // one blank, where an empty text won't do
+extern const uint8_t sp_str[2]; // one blank, where an empty text won't do

@@ -19,12 +19,12 @@
 
 constexpr int16_t kDeviceMenu = 500;
 constexpr int32_t kNameBlock = 256;
-constexpr int16_t kCantOpen = 5;       // messages of list 360
-constexpr uint32_t kRetryTicks = 30;   // between two looks for a lost device
+constexpr int16_t kCantOpen = 5;     // messages of list 360
+constexpr uint32_t kRetryTicks = 30; // between two looks for a lost device
 constexpr uint32_t kLongestRetry = 600;
-constexpr uint32_t kStood = 120;  // a port open for so long was a good one
-constexpr int32_t kSlowestReal = 40;   // "breakSim" up to this: a real break
-constexpr int32_t kBreakSpeed = 300;   // "breakSim" when nothing is stored
+constexpr uint32_t kStood = 120;     // a port open for so long was a good one
+constexpr int32_t kSlowestReal = 40; // "breakSim" up to this: a real break
+constexpr int32_t kBreakSpeed = 300; // "breakSim" when nothing is stored
 constexpr int32_t kPortTop = 230400;
 constexpr int32_t kLeastBuffer = 1024, kMostBuffer = 30720, kBuffer = 4096;
 
@@ -48,7 +48,8 @@ int16_t gPortIndex;
 uint8_t gPortOverride[52];
 MenuHandle devMenuHdl;
 
-// ---- the open port and its line ----------------------------------------------
+// ---- the open port and its line
+// ----------------------------------------------
 
 int16_t sIn, sOut;
 int32_t Baudrate = 38400;
@@ -61,18 +62,19 @@ uint8_t gXferRestore;
 int32_t gMaxPortSpeed;
 uint8_t gDMASerial;
 
-static int16_t sv_data, sv_parity;  // line shape before a transfer; 0: none
+static int16_t sv_data, sv_parity; // line shape before a transfer; 0: none
 
-// ---- a device that went away ---------------------------------------------------
-// Set by the port's loss, over when the port opens or the user closes it. A
-// device that opens and is gone again without a byte is looked for at ever
-// longer intervals, as each time costs a message and maybe a process.
+// ---- a device that went away
+// --------------------------------------------------- Set by the port's loss,
+// over when the port opens or the user closes it. A device that opens and is
+// gone again without a byte is looked for at ever longer intervals, as each
+// time costs a message and maybe a process.
 
 static bool retrying;
-static uint32_t lastLook;  // tick
+static uint32_t lastLook; // tick
 static uint32_t retryTicks = kRetryTicks;
-static uint32_t openedAt;       // tick
-static int32_t readsAtOpening;  // cntRead then
+static uint32_t openedAt;      // tick
+static int32_t readsAtOpening; // cntRead then
 
 // ---- the list of ports ------------------------------------------------------
 
@@ -102,7 +104,7 @@ void StorePortEntry(int16_t index, ConstStr name, ConstStr inPath,
 
 int16_t IOKitBuildSerial()
 {
-    static PortEntry found[kMaxPorts];  // 20 KB: too much for the stack
+    static PortEntry found[kMaxPorts]; // 20 KB: too much for the stack
     int count = port_list(found, kMaxPorts);
     Str255 path;
 
@@ -113,7 +115,10 @@ int16_t IOKitBuildSerial()
     return 0;
 }
 
-void BuildPortList() { IOKitBuildSerial(); }
+void BuildPortList()
+{
+    IOKitBuildSerial();
+}
 
 void buildDevMenu()
 {
@@ -165,9 +170,13 @@ int16_t GetPortNames(uint8_t *name, uint8_t *inPath, uint8_t *outPath)
     return 0;
 }
 
-void SetModem(ConstStr name) { (void)SetGlob(kGlobPort, name); }
+void SetModem(ConstStr name)
+{
+    (void)SetGlob(kGlobPort, name);
+}
 
-// ---- opening and closing --------------------------------------------------------
+// ---- opening and closing
+// --------------------------------------------------------
 
 int16_t SerAlloc()
 {
@@ -243,7 +252,7 @@ void CloseModem()
     retrying = false;
     if (sIn == 0)
         return;
-    awKill();  // what was still owed was for this line
+    awKill(); // what was still owed was for this line
     clock_watch_port(-1);
     port_close(sIn);
     sIn = sOut = 0;
@@ -251,8 +260,7 @@ void CloseModem()
 
 int16_t LoseModem()
 {
-    bool useless =
-        cntRead == readsAtOpening && TickCount() - openedAt < kStood;
+    bool useless = cntRead == readsAtOpening && TickCount() - openedAt < kStood;
     int16_t error = EIO;
 
     CloseModem();
@@ -284,7 +292,8 @@ int16_t RetryModem()
     return port_present(path) && try_open(path) == 0;
 }
 
-// ---- the line -----------------------------------------------------------------
+// ---- the line
+// -----------------------------------------------------------------
 
 static char parity_letter()
 {
@@ -302,7 +311,10 @@ void set_port()
     ShowComm();
 }
 
-void SetFlow(int16_t flags) { (void)port_flow(sIn, uint8_t(flags)); }
+void SetFlow(int16_t flags)
+{
+    (void)port_flow(sIn, uint8_t(flags));
+}
 
 int16_t Baud2Item(int32_t speed)
 {
@@ -368,7 +380,8 @@ void DoBreak(int16_t duration)
         PrtError(int16_t(error), PSTR("in tcsendbreak"));
 }
 
-// ---- hooks ---------------------------------------------------------------------
+// ---- hooks
+// ---------------------------------------------------------------------
 
 void MyDTRAssert() {}
 void MyDTRNegate() {}

@@ -25,28 +25,29 @@
 #include <cerrno>
 
 constexpr uint8_t kLF = 0x0A, kDLE = 0x10;
-constexpr int16_t kReadStats = 129;  // alert
+constexpr int16_t kReadStats = 129; // alert
 constexpr int16_t kPurgePiece = 200;
-constexpr int32_t kPurgeLimit = 1200;  // purgeBuffer gives up on a talker
-constexpr int32_t kQuietTicks = 20;    // then nothing is echoed any more
-constexpr int32_t kTestPause = 59;     // a longer one ends the speed test
-constexpr int32_t kIdleTicks = 240;    // then the line counts as idle
+constexpr int32_t kPurgeLimit = 1200; // purgeBuffer gives up on a talker
+constexpr int32_t kQuietTicks = 20;   // then nothing is echoed any more
+constexpr int32_t kTestPause = 59;    // a longer one ends the speed test
+constexpr int32_t kIdleTicks = 240;   // then the line counts as idle
 constexpr uint16_t kKeyDownMask = 1 << keyDown;
 
 // Messages of list 360
 constexpr int16_t kMsgGone = 1, kMsgLost = 2, kMsgRead = 3, kMsgCapture = 7;
-constexpr int16_t kDriverLost = -18;  // of an older port layer
+constexpr int16_t kDriverLost = -18; // of an older port layer
 
-// ---- the batch ------------------------------------------------------------------
-// lineBufCnt bytes at `pos` are still to be taken; pos and they lie within
-// lineBuff.
+// ---- the batch
+// ------------------------------------------------------------------ lineBufCnt
+// bytes at `pos` are still to be taken; pos and they lie within lineBuff.
 
 uint8_t *lineBuff;
 static uint8_t *pos;
 int32_t lineBufCnt;
-static int16_t lastErr;  // of the last read, so that it is told only once
+static int16_t lastErr; // of the last read, so that it is told only once
 
-// ---- what is known of the line ----------------------------------------------------
+// ---- what is known of the line
+// ----------------------------------------------------
 
 int16_t gLastModemRead;
 int32_t gStillinBuf;
@@ -58,9 +59,13 @@ int32_t PrtCount;
 int32_t TestTicks;
 uint8_t *serialBuffPtr;
 
-static int32_t now() { return int32_t(TickCount()); }
+static int32_t now()
+{
+    return int32_t(TickCount());
+}
 
-// ---- reading --------------------------------------------------------------------
+// ---- reading
+// --------------------------------------------------------------------
 
 static void judge(int16_t code)
 {
@@ -70,7 +75,7 @@ static void judge(int16_t code)
         else
             PrtErrorSTR(kDriverLost, kMessageList, kMsgLost);
         lineBufCnt = 0;
-        (void)LoseModem();  // reports by itself
+        (void)LoseModem(); // reports by itself
     } else if (code != 0 && code != lastErr) {
         PrtErrorSTR(code, kMessageList, kMsgRead);
         lineBufCnt = 0;
@@ -130,7 +135,10 @@ uint8_t *GetBytes(int16_t *count)
     return bytes;
 }
 
-int32_t BytesReady() { return lineBufCnt > 0 ? lineBufCnt : 0; }
+int32_t BytesReady()
+{
+    return lineBufCnt > 0 ? lineBufCnt : 0;
+}
 
 void putBack(int16_t n)
 {
@@ -138,12 +146,13 @@ void putBack(int16_t n)
     pos -= n;
 }
 
-// ---- the pump --------------------------------------------------------------------
-// Of the statics of ReadPort `lastch` survives a batch, so that a start
-// sequence may be split; `lscroll` tells a view that was just scrolled back.
+// ---- the pump
+// -------------------------------------------------------------------- Of the
+// statics of ReadPort `lastch` survives a batch, so that a start sequence may
+// be split; `lscroll` tells a view that was just scrolled back.
 
-static uint8_t lastch;   // masked byte before the next one
-static uint8_t lscroll;  // low byte of `scrolled` at the end of the last call
+static uint8_t lastch;  // masked byte before the next one
+static uint8_t lscroll; // low byte of `scrolled` at the end of the last call
 
 static uint8_t before(const uint8_t *batch, int i, uint8_t mask)
 {
@@ -218,7 +227,7 @@ static void idle()
         if (gXferRestore)
             xfer_port(1);
         if (scrolled != 0)
-            SysBeep(4);  // the reader of the history learns that it is over
+            SysBeep(4); // the reader of the history learns that it is over
     }
 }
 
@@ -283,7 +292,7 @@ void purgeBuffer(int32_t ticks)
 
     do {
         int16_t n = kPurgePiece;
-        (void)GetBytes(&n);  // dropped
+        (void)GetBytes(&n); // dropped
         if (GetNextEvent(kKeyDownMask, &event))
             return;
         if (n > 0)
@@ -293,7 +302,8 @@ void purgeBuffer(int32_t ticks)
     } while (now() - hard < 0);
 }
 
-// ---- figures -----------------------------------------------------------------------
+// ---- figures
+// -----------------------------------------------------------------------
 
 static void add_number(uint8_t *text, int32_t number)
 {
@@ -307,8 +317,7 @@ void TimingResults()
 {
     Str255 text;
     int32_t elapsed = LastPrtTicks - TestTicks;
-    int32_t rate =
-        elapsed != 0 ? int32_t(int64_t(PrtCount) * 60 / elapsed) : 0;
+    int32_t rate = elapsed != 0 ? int32_t(int64_t(PrtCount) * 60 / elapsed) : 0;
 
     SysBeep(7);
     pstrcpy(text, PSTR("### "));

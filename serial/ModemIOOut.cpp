@@ -18,12 +18,13 @@
 #include "transfer/zstats.h"
 
 constexpr int32_t kDrainTicks = 600;
-constexpr uint8_t kFreshHist = 0xDA;  // a place of the ring not yet used
-constexpr int16_t kWriteWait = 2;     // ticks
+constexpr uint8_t kFreshHist = 0xDA; // a place of the ring not yet used
+constexpr int16_t kWriteWait = 2;    // ticks
 
-// ---- the block writer -----------------------------------------------------------
-// awCnt bytes lie in awPBuf and awPtr stands behind them. pb1.next and the
-// pb1.bytesLeft bytes from there lie in awbuf1.
+// ---- the block writer
+// ----------------------------------------------------------- awCnt bytes lie
+// in awPBuf and awPtr stands behind them. pb1.next and the pb1.bytesLeft bytes
+// from there lie in awbuf1.
 
 WriteRequest pb1, pb2;
 uint8_t *awPBuf;
@@ -35,7 +36,8 @@ uint8_t *awbuf1, *awbuf2;
 int16_t needProg;
 int16_t nprogCnt;
 
-// ---- the ring ---------------------------------------------------------------------
+// ---- the ring
+// ---------------------------------------------------------------------
 
 uint8_t *outHist;
 int16_t histOffset;
@@ -60,10 +62,11 @@ void fillBuffer()
     histOffset = 0;
 }
 
-// ---- what is owed -------------------------------------------------------------------
+// ---- what is owed
+// -------------------------------------------------------------------
 
-static bool textReady;  // the send queue could go on at once
-static bool owed;       // as the clock was last told
+static bool textReady; // the send queue could go on at once
+static bool owed;      // as the clock was last told
 
 static bool remains()
 {
@@ -108,7 +111,8 @@ void awGather(bool on)
         note_rest();
 }
 
-// ---- the three roads ------------------------------------------------------------------
+// ---- the three roads
+// ------------------------------------------------------------------
 
 void OutCh(int16_t fd, uint8_t ch)
 {
@@ -163,7 +167,7 @@ int16_t AWriteBlock(int16_t fd, int16_t len, const uint8_t *src)
     }
     bool busy = awRdy();
     while (busy && !UserCancel) {
-        (void)XferEvent(kWriteWait);  // sets UserCancel
+        (void)XferEvent(kWriteWait); // sets UserCancel
         busy = awRdy();
     }
     if (UserCancel || busy)
@@ -234,15 +238,26 @@ int16_t aw1Send(int16_t fd, int16_t len, const uint8_t *src)
     return 0;
 }
 
-int16_t aw1Busy() { return remains(); }
+int16_t aw1Busy()
+{
+    return remains();
+}
 
-// ---- flow control that nobody can ask about ------------------------------------------
+// ---- flow control that nobody can ask about
+// ------------------------------------------
 
 void ReleaseOutput() {}
-int16_t OutputHeld() { return 0; }
-int16_t ctsHeld() { return 0; }
+int16_t OutputHeld()
+{
+    return 0;
+}
+int16_t ctsHeld()
+{
+    return 0;
+}
 
-// ---- the dump -----------------------------------------------------------------------
+// ---- the dump
+// -----------------------------------------------------------------------
 
 static void write_part(int16_t ref, const void *bytes, int32_t count)
 {

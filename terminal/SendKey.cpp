@@ -16,10 +16,10 @@
 #include "terminal/VT100.h"
 #include "transfer/zm.h"
 
-constexpr int16_t kKeyStrings = 1;      // string list of the keys
-constexpr int16_t kFirstArrowEntry = 27;  // up, down, right, left
-constexpr uint8_t kBreakString = 0xDD;  // alone in an entry: a break
-constexpr uint8_t kScriptMark = 0xA8;   // before a script's name in a macro
+constexpr int16_t kKeyStrings = 1;       // string list of the keys
+constexpr int16_t kFirstArrowEntry = 27; // up, down, right, left
+constexpr uint8_t kBreakString = 0xDD;   // alone in an entry: a break
+constexpr uint8_t kScriptMark = 0xA8;    // before a script's name in a macro
 
 // Characters that keys bring
 constexpr uint8_t kEnterChar = 3, kBackspace = 8, kLF = 10, kCR = 13;
@@ -37,11 +37,12 @@ constexpr uint8_t kKeyF1 = 0x7A, kKeyF2 = 0x78, kKeyF3 = 0x63, kKeyF4 = 0x76;
 
 uint8_t gMetaEsc;
 
-// ---- the tables ---------------------------------------------------------------
+// ---- the tables
+// ---------------------------------------------------------------
 
 struct function_key {
     uint8_t keycode;
-    uint8_t entry;  // in list kKeyStrings
+    uint8_t entry; // in list kKeyStrings
 };
 
 // clang-format off
@@ -70,12 +71,22 @@ static int16_t entry_of(uint8_t keycode)
     return 0;
 }
 
-// ---- sending -------------------------------------------------------------------
+// ---- sending
+// -------------------------------------------------------------------
 
-static int16_t plain() { return int16_t(localEcho & kEchoLocal); }
-static int16_t control() { return int16_t(plain() | kSendUnpaced); }
+static int16_t plain()
+{
+    return int16_t(localEcho & kEchoLocal);
+}
+static int16_t control()
+{
+    return int16_t(plain() | kSendUnpaced);
+}
 
-static void send_byte(uint8_t c) { asSendBuf(&c, 1, plain()); }
+static void send_byte(uint8_t c)
+{
+    asSendBuf(&c, 1, plain());
+}
 
 // A string of the user's: one that begins with a control character is an
 // escape sequence, which nobody echoes.
@@ -110,7 +121,8 @@ void escBrak(int16_t first, int16_t second, uint8_t final)
     asSendBuf(text + 1, text[0], control());
 }
 
-// ---- the Command key ------------------------------------------------------------
+// ---- the Command key
+// ------------------------------------------------------------
 
 // Control with a digit or a space, as terminals had it: NUL and ESC to US.
 static bool control_digit(uint8_t c, uint8_t *out)
@@ -137,7 +149,7 @@ void CmdEvent(EventRecord *event)
         if (x >= 'A' && x <= 'Z')
             x = uint8_t(x + 32);
         if (event->modifiers & shiftKey)
-            x = uint8_t(x - 32);  // of any character: Shift-digit is a control
+            x = uint8_t(x - 32); // of any character: Shift-digit is a control
         event->modifiers = uint16_t(event->modifiers & ~cmdKey);
         // The high bit is set on a 7-bit line, too: what strips it there is
         // the line, and hosts that use it expect it.
@@ -149,7 +161,8 @@ void CmdEvent(EventRecord *event)
     event->message = (event->message & ~uint32_t(0xFF)) | x;
 }
 
-// ---- keys that act here -----------------------------------------------------------
+// ---- keys that act here
+// -----------------------------------------------------------
 
 int CheckScrollKeys(uint8_t character, uint8_t keycode, uint16_t modifiers)
 {
@@ -189,10 +202,14 @@ static void to_live_screen()
     ObscureCursor();
 }
 
-// ---- keys that send ------------------------------------------------------------------
+// ---- keys that send
+// ------------------------------------------------------------------
 
 // Cursor and keypad keys are for the view, not for the host.
-static bool keypad_off() { return (cset.termFlags & kTermKeysLocal) != 0; }
+static bool keypad_off()
+{
+    return (cset.termFlags & kTermKeysLocal) != 0;
+}
 
 static void send_delete(uint16_t modifiers)
 {
@@ -205,7 +222,7 @@ static void send_delete(uint16_t modifiers)
 
 static void send_arrow(uint8_t character)
 {
-    static const char letters[] = "DCAB";  // by character from kLeft on
+    static const char letters[] = "DCAB"; // by character from kLeft on
     const uint8_t letter = uint8_t(letters[character - kLeft]);
     Str255 text;
 
@@ -272,8 +289,7 @@ static void send_function(uint8_t keycode)
 }
 
 // What stands for a special key; false for a plain one.
-static bool send_special(uint8_t character, uint8_t keycode,
-                         uint16_t modifiers)
+static bool send_special(uint8_t character, uint8_t keycode, uint16_t modifiers)
 {
     uint8_t x;
 
@@ -338,7 +354,8 @@ void SendKey(uint8_t character, uint8_t keycode, int16_t, uint16_t modifiers)
         send_byte(kLF);
 }
 
-// ---- macros -----------------------------------------------------------------------
+// ---- macros
+// -----------------------------------------------------------------------
 
 void doMacro(int16_t n)
 {

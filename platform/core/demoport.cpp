@@ -40,8 +40,7 @@ void demo_program(char *out, size_t size)
         folder.erase(folder.rfind('/') + 1);
         // Beside us in a build; installed, by the prefix we lie under.
         for (const std::string &p :
-             {folder + kProgram,
-              folder + "../libexec/quillon/" + kProgram,
+             {folder + kProgram, folder + "../libexec/quillon/" + kProgram,
               std::string(QUILLON_LIBEXEC "/") + kProgram}) {
             if (runnable(p)) {
                 found = p;

@@ -50,7 +50,8 @@ static void add_text(uint8_t *to, int16_t index)
     add(to, text);
 }
 
-// ---- the kernel's lists ------------------------------------------------------
+// ---- the kernel's lists
+// ------------------------------------------------------
 
 static std::vector<std::string> names_in(const std::string &folder)
 {
@@ -101,8 +102,7 @@ static bool is_real(const std::string &entry)
 }
 
 // What the device calls itself, from the first one upwards that has a name.
-static std::string product_of(const std::string &root,
-                              const std::string &entry)
+static std::string product_of(const std::string &root, const std::string &entry)
 {
     std::string dir = real_path(entry + "/device");
     std::string top = real_path(root + "/sys/devices");
@@ -197,7 +197,7 @@ int port_list_under(const char *root, PortEntry *out, int max)
     std::sort(names.begin(), names.end(), name_order);
     for (const std::string &n : names) {
         if (count >= max - 1)
-            break;  // the last place is the demo host's
+            break; // the last place is the demo host's
         if (is_real(tty + "/" + n))
             describe(root, n, &out[count++]);
     }
@@ -210,7 +210,10 @@ int port_list_under(const char *root, PortEntry *out, int max)
     return count;
 }
 
-int port_list(PortEntry *out, int max) { return port_list_under("", out, max); }
+int port_list(PortEntry *out, int max)
+{
+    return port_list_under("", out, max);
+}
 
 bool port_present(const char *path)
 {
@@ -221,7 +224,8 @@ bool port_present(const char *path)
     return stat(path, &s) == 0 && S_ISCHR(s.st_mode);
 }
 
-// ---- why not -----------------------------------------------------------------
+// ---- why not
+// -----------------------------------------------------------------
 
 // The program that has the device open, as far as we may look.
 static std::string holder_of(const char *path)
@@ -275,8 +279,8 @@ void port_why(const char *path, int error, Str255 out)
         if (path[0] == 0)
             add_text(out, kPortNone);
         else
-            add_text(out, strcmp(path, kDemoPath) ? kPortUnplugged
-                                                  : kPortNoDemo);
+            add_text(out,
+                     strcmp(path, kDemoPath) ? kPortUnplugged : kPortNoDemo);
         return;
     case ENXIO:
     case ENODEV:

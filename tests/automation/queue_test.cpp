@@ -27,13 +27,13 @@
 #include <vector>
 
 struct piece {
-    int32_t tick;  // since start()
+    int32_t tick; // since start()
     std::string text;
 };
 
 static std::vector<piece> sent;
 static int32_t begun;
-static int far = -1;  // the host's end; each write arrives as one message
+static int far = -1; // the host's end; each write arrives as one message
 
 static void note_sent()
 {
@@ -41,8 +41,8 @@ static void note_sent()
     ssize_t n;
 
     while ((n = read(far, buf, sizeof buf)) > 0)
-        sent.push_back({int32_t(TickCount()) - begun,
-                        std::string(buf, size_t(n))});
+        sent.push_back(
+            {int32_t(TickCount()) - begun, std::string(buf, size_t(n))});
 }
 
 static void start()
@@ -147,10 +147,10 @@ TEST(Queue, ChunksOfOneModeShareABlock)
     queue("two", 0);
     EXPECT_EQ(firstAS->next, nullptr);
     EXPECT_EQ(firstAS->count, 6);
-    queue("\x1bOA", 4);  // another mode: a chunk of its own
+    queue("\x1bOA", 4); // another mode: a chunk of its own
     ASSERT_NE(firstAS->next, nullptr);
     EXPECT_EQ(firstAS->next->echoMode, 4);
-    queue(std::string(98, 'x'), 4);  // no room behind it
+    queue(std::string(98, 'x'), 4); // no room behind it
     EXPECT_NE(firstAS->next->next, nullptr);
     asKill();
     EXPECT_EQ(firstAS->next, nullptr);
@@ -193,7 +193,7 @@ TEST(Pacing, EchoOfEachCharacter)
     host_says("a");
     run(10);
     EXPECT_EQ(all(), "ab");
-    host_says("X");  // another byte is no echo: the limit counts
+    host_says("X"); // another byte is no echo: the limit counts
     run(275);
     EXPECT_EQ(all(), "ab");
     host_says("Y");
@@ -238,7 +238,7 @@ TEST(Pacing, PromptAfterEachLine)
 {
     static const struct {
         int16_t delay;
-        int limit;  // without a prompt
+        int limit; // without a prompt
     } rows[] = {{0, 400}, {59, 400}, {60, 60}, {120, 120}};
 
     start();
@@ -273,7 +273,7 @@ TEST(Pacing, PromptAfterEachLine)
 TEST(Pacing, DialerSendsTheFirstBytesSlowly)
 {
     start();
-    cset.charDelay = 50;  // the connection's pacing doesn't count then
+    cset.charDelay = 50; // the connection's pacing doesn't count then
     localEcho = 1;
     set_send(PSTR("ATDT5551234\r"));
     EXPECT_EQ(sendAmount, 0);
@@ -286,12 +286,13 @@ TEST(Pacing, DialerSendsTheFirstBytesSlowly)
     EXPECT_EQ(curcol, 0) << "the dialer shows the echo itself";
 }
 
-// ---- files -----------------------------------------------------------------------
+// ---- files
+// -----------------------------------------------------------------------
 
 // Settings of the test's own, gone at its end.
 struct home {
-    std::string path = testing::TempDir() + "quillon-queue-" +
-                       std::to_string(getpid());
+    std::string path =
+        testing::TempDir() + "quillon-queue-" + std::to_string(getpid());
     home()
     {
         std::filesystem::create_directories(path);
@@ -384,7 +385,8 @@ TEST(Queue, ShortMemory)
     EXPECT_GT(lost, 0) << "no allocation failed at all";
 }
 
-// ---- a line that takes less ----------------------------------------------------------
+// ---- a line that takes less
+// ----------------------------------------------------------
 
 // A host that stops reading: the queue stands, nothing is lost and nothing
 // grows; then it goes on. A megabyte, as one would paste it.
@@ -438,7 +440,8 @@ TEST(Queue, HostThatStopsReading)
     EXPECT_LT(read(ends[1], buf, sizeof buf), 0) << "bytes after the stop";
 }
 
-// ---- waits of scripts ----------------------------------------------------------------
+// ---- waits of scripts
+// ----------------------------------------------------------------
 
 TEST(Waits, EndWhenTheyAreDue)
 {

@@ -49,7 +49,7 @@ TEST(Strings, AppendingStopsAtTheEnd)
     fill(room.s, 100, 'a');
     fill(more, 155, 'b');
     pstrcat(room.s, more);
-    EXPECT_EQ(room.s[0], 255);  // just fits
+    EXPECT_EQ(room.s[0], 255); // just fits
 
     uint8_t small[2] = {9, 9};
     pstrcpy(small, PSTR(""));
@@ -80,9 +80,9 @@ TEST(Numbers, Parsing)
         {"+", false, 0, 1},
         {"- 5", false, 0, 1},
         {"", false, 0, 0},
-        {"\t5", false, 0, 0},  // a tab is no space
+        {"\t5", false, 0, 0}, // a tab is no space
         {"--5", false, 0, 1},
-        {"4294967297", false, 1, 10},  // wraps
+        {"4294967297", false, 1, 10}, // wraps
         {"-2147483648", false, INT32_MIN, 11},
         {"778", true, 63, 2},
         {"-17", true, -15, 3},
@@ -101,7 +101,7 @@ TEST(Numbers, Parsing)
 
 TEST(Errors, Words)
 {
-    constexpr int16_t kUnknown = 17321;  // no resource has it
+    constexpr int16_t kUnknown = 17321; // no resource has it
 
     EXPECT_EQ(text(errorString(kUnknown, nullptr)), "Error: 17321");
     EXPECT_EQ(text(errorString(kUnknown, PSTR("x"))), "Error: 17321x");

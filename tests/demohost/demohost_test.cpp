@@ -21,13 +21,13 @@
 
 using namespace std::chrono;
 
-constexpr int kPatience = 10000;  // ms; only a fault waits so long
+constexpr int kPatience = 10000; // ms; only a fault waits so long
 
 struct host {
     int fd = -1;
     pid_t pid = -1;
-    std::string seen;   // not yet matched
-    std::string temp;   // its folder for files
+    std::string seen; // not yet matched
+    std::string temp; // its folder for files
 };
 
 static std::string program()
@@ -159,9 +159,9 @@ TEST(DemoHost, Modem)
         {"ATS7=45S7?", "\r\n045\r\n\r\nOK\r\n"},
         {"ATS99=1", "\r\nERROR\r\n"},
         {"ATS6=256", "\r\nERROR\r\n"},
-        {"ATO", "\r\nERROR\r\n"},  // no call to go back to
+        {"ATO", "\r\nERROR\r\n"}, // no call to go back to
         {"ATH", "\r\nOK\r\n"},
-        {"ATS6=0", "\r\nOK\r\n"},  // no wait before a call, for this test
+        {"ATS6=0", "\r\nOK\r\n"}, // no wait before a call, for this test
         {"ATDT555 0000", "\r\nBUSY\r\n"},
         {"ATDP5551111", "\r\nNO CARRIER\r\n"},
         {"ATD555-2222", "\r\nNO ANSWER\r\n"},
@@ -185,7 +185,7 @@ TEST(DemoHost, Modem)
     EXPECT_EQ(expect(h, "7\r"), "");
     say(h, "not a command\rATZ\r");
     EXPECT_EQ(expect(h, "\r\nOK\r\n"), "");
-    say(h, "ATX\bS9=0\r");  // edited
+    say(h, "ATX\bS9=0\r"); // edited
     expect(h, "OK");
     finish(h);
 }
@@ -271,7 +271,11 @@ TEST(DemoHost, TerminalPages)
     } rows[] = {
         {"1", {"\x1b[0;1;37;40m", "\x1b[1;4;7m"}},
         {"2", {"\x1b(0lqqqq", "\x1b(B", "\x0e", "\x0f", "\xC9\xCD"}},
-        {"3", {"\x1b[2;1H|", "\x1b[B\x1b[2C", "\x1b" "7", "\x1b[70`"}},
+        {"3",
+         {"\x1b[2;1H|", "\x1b[B\x1b[2C",
+          "\x1b"
+          "7",
+          "\x1b[70`"}},
         {"4", {"\x1b[5;15r", "\x1bM", "\x1b[r", "\x1b[2L", "\x1b[3@"}},
     };
     host h;
@@ -320,7 +324,7 @@ TEST(DemoHost, SlowPromptForgetsWhatComesTooSoon)
 
     choose(h, "7");
     expect(h, "> ");
-    say(h, "abc\r");  // "b" and "c" come while "a" is being taken
+    say(h, "abc\r"); // "b" and "c" come while "a" is being taken
     expect(h, "a");
     std::this_thread::sleep_for(milliseconds(200));
     say(h, "\r");
@@ -377,7 +381,7 @@ TEST(DemoHost, Flood)
     EXPECT_EQ(quiet_for(h, 200), "") << "XOFF didn't hold it";
     say(h, "\x11");
     listen_for(h, 1000);
-    std::this_thread::sleep_for(milliseconds(200));  // and nobody reads
+    std::this_thread::sleep_for(milliseconds(200)); // and nobody reads
     say(h, "\x03");
     std::string rest = expect(h, "^C");
     EXPECT_EQ(rest.find("10000 "), std::string::npos);
@@ -404,7 +408,8 @@ TEST(DemoHost, Shell)
 
 static bool have(const char *tool)
 {
-    return system((std::string("command -v ") + tool + " >/dev/null").c_str()) ==
+    return system(
+               (std::string("command -v ") + tool + " >/dev/null").c_str()) ==
            0;
 }
 
@@ -429,7 +434,7 @@ static int run_here(host &h, std::vector<std::string> words,
     }
     close(ends[1]);
     fcntl(ends[0], F_SETFL, O_NONBLOCK);
-    std::string out;  // towards the program
+    std::string out; // towards the program
     out.swap(h.seen);
     int status = -1;
     auto end = steady_clock::now() + milliseconds(4 * kPatience);
@@ -478,7 +483,8 @@ TEST(DemoHost, FetchAndGive)
         std::vector<std::string> receive, send;
     } rows[] = {
         {"z", {"rz", "-b", "-q"}, {"sz", "-b", "-q", "mine.bin"}},
-        {"k", {"gkermit", "-q", "-i", "-r"},
+        {"k",
+         {"gkermit", "-q", "-i", "-r"},
          {"gkermit", "-q", "-i", "-s", "mine.bin"}},
     };
     char folder[] = "/tmp/demohost-files-XXXXXX";

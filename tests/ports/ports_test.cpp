@@ -40,7 +40,8 @@ static void put(const fs::path &file, const char *content)
     std::ofstream(file) << content << "\n";
 }
 
-// ---- the list ----------------------------------------------------------------------
+// ---- the list
+// ----------------------------------------------------------------------
 
 // A machine: devices under /sys/devices, their entries in /sys/class/tty, the
 // nodes in /dev.
@@ -65,7 +66,7 @@ TEST(List, RealPortsThenTheDemoHost)
     PortEntry ports[kMaxPorts];
 
     add_port(root, "pnp0/00:01", "ttyS0", "4");
-    add_port(root, "platform/serial8250", "ttyS1", "0");  // no chip
+    add_port(root, "platform/serial8250", "ttyS1", "0"); // no chip
     add_port(root, "platform/uart", "ttyAMA0", "32");
     add_port(root, "usb1/1-2/1-2:1.0/ttyUSB10", "ttyUSB10", nullptr);
     put(root / "sys/devices/usb1/1-2/product", "FT232R USB UART");
@@ -87,11 +88,10 @@ TEST(List, RealPortsThenTheDemoHost)
             p.erase(0, root.string().size());
         paths.push_back(p);
     }
-    EXPECT_EQ(names,
-              (std::vector<std::string>{
-                  "USB serial port (ttyACM0)", "Serial port (ttyAMA0)",
-                  "Serial port 1 (ttyS0)", "Caf\x8E \xDB? (ttyUSB2)",
-                  "FT232R USB UART (ttyUSB10)", "Demo host"}));
+    EXPECT_EQ(names, (std::vector<std::string>{
+                         "USB serial port (ttyACM0)", "Serial port (ttyAMA0)",
+                         "Serial port 1 (ttyS0)", "Caf\x8E \xDB? (ttyUSB2)",
+                         "FT232R USB UART (ttyUSB10)", "Demo host"}));
     EXPECT_EQ(paths,
               (std::vector<std::string>{
                   "/dev/ttyACM0", "/dev/ttyAMA0", "/dev/ttyS0", "/dev/ttyUSB2",
@@ -99,8 +99,8 @@ TEST(List, RealPortsThenTheDemoHost)
 
     // Too many: the last place is the demo host's, nothing is overwritten.
     for (int i = 20; i < 70; i++)
-        add_port(root, "usb9/" + std::to_string(i), "ttyUSB" +
-                 std::to_string(i), nullptr);
+        add_port(root, "usb9/" + std::to_string(i),
+                 "ttyUSB" + std::to_string(i), nullptr);
     n = port_list_under(root.c_str(), ports, kMaxPorts);
     EXPECT_EQ(n, kMaxPorts);
     EXPECT_EQ(text(ports[n - 1].name), "Demo host");
@@ -115,13 +115,13 @@ TEST(List, LongNames)
     scratch s;
     PortEntry ports[2];
     add_port(s.path, "usb1/1-1", "ttyUSB0", nullptr);
-    put(s.path / "sys/devices/usb1/1-1/product",
-        std::string(250, 'n').c_str());
+    put(s.path / "sys/devices/usb1/1-1/product", std::string(250, 'n').c_str());
     ASSERT_EQ(port_list_under(s.path.c_str(), ports, 2), 2);
     EXPECT_EQ(text(ports[0].name), std::string(245, 'n') + " (ttyUSB0)");
 }
 
-// ---- the line -------------------------------------------------------------------------
+// ---- the line
+// -------------------------------------------------------------------------
 
 struct pty {
     int master = -1;
@@ -295,7 +295,8 @@ TEST(Line, WhatIsNoPort)
     EXPECT_TRUE(port_present("demo:"));
 }
 
-// ---- why not ----------------------------------------------------------------------------
+// ---- why not
+// ----------------------------------------------------------------------------
 
 TEST(Why, Reasons)
 {
@@ -339,7 +340,8 @@ TEST(Why, Reasons)
     waitpid(pid, nullptr, 0);
 }
 
-// ---- the demo host as a port ---------------------------------------------------------------
+// ---- the demo host as a port
+// ---------------------------------------------------------------
 
 static std::string read_until(int fd, const char *mark)
 {

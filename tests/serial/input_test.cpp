@@ -71,7 +71,7 @@ TEST(Input, BatchToTheScreen)
     EXPECT_EQ(screen_row(0), "Hello");
     EXPECT_EQ(ModemActive, 1);
     EXPECT_EQ(PrtCount, 5);
-    host_says("\r\n\xAA\x98");  // no start: the eighth bit counts
+    host_says("\r\n\xAA\x98"); // no start: the eighth bit counts
     ReadPort();
     EXPECT_EQ(screen_row(1), "\xAA\x98");
 }
@@ -91,14 +91,19 @@ TEST(Input, StartOfZmodem)
         {"first in the batch", 0, {"*\x18"}, "", true},
         {"split", 0, {"ab*", "\x18"}, "ab*", true},
         {"LF between", 0, {"*\n\x18", "cd"}, "*", false},
-        {"no star", 0, {"ab\x18" "cd"}, "abcd", false},
+        {"no star",
+         0,
+         {"ab\x18"
+          "cd"},
+         "abcd",
+         false},
         {"eighth bit", 0, {"\xAA\x98"}, "\xAA\x98", false},
         {"eighth bit stripped", kTermStrip8, {"\xAA\x98"}, "", true},
         {"split and stripped", kTermStrip8, {"x\xAA", "\x98"}, "x*", true},
     };
 
     start_line();
-    hl_ask_answer(true, {scratch_folder()});  // where files shall go
+    hl_ask_answer(true, {scratch_folder()}); // where files shall go
     for (const auto &r : rows) {
         SCOPED_TRACE(r.name);
         DispChars(reinterpret_cast<const uint8_t *>("\x1b[2J\x1b[H"), 7);
@@ -127,7 +132,8 @@ TEST(Input, StartOfZmodem)
 TEST(Input, StartOfBPlus)
 {
     start_line();
-    host_says("ab\x10" "cd\x05");
+    host_says("ab\x10"
+              "cd\x05");
     ReadPort();
     EXPECT_EQ(screen_row(0), "abcd") << "not answered: ordinary bytes";
 
@@ -219,7 +225,7 @@ TEST(Input, SpeedTest)
     start_line();
     TestTicks = int32_t(TickCount());
     PrtCount = 0;
-    hl_advance_ticks(50);  // the way of the key doesn't count
+    hl_advance_ticks(50); // the way of the key doesn't count
     host_says("\r\n" + std::string(58, 'a'));
     ReadPort();
     hl_advance_ticks(120);
@@ -253,13 +259,14 @@ TEST(Input, PurgeUntilQuiet)
     EXPECT_LT((hl_now() - begin) * 60 / 1000000, 20) << "a key ends it";
 }
 
-// ---- what may go wrong ---------------------------------------------------------------
+// ---- what may go wrong
+// ---------------------------------------------------------------
 
 TEST(Input, RepeatedErrorIsToldOnce)
 {
     start_line();
     int good = sIn;
-    int file = open("/", O_RDONLY | O_DIRECTORY);  // reading gives an error
+    int file = open("/", O_RDONLY | O_DIRECTORY); // reading gives an error
     sIn = int16_t(file);
     for (int i = 0; i < 5; i++)
         ReadPort();

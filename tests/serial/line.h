@@ -4,10 +4,10 @@
 
 #include <string>
 
-extern int far;  // the host's end, not blocking
+extern int far; // the host's end, not blocking
 
-void start_line();                       // buffers, window, both ends
-void host_says(const std::string &s);    // one message: one read
-std::string host_heard();                // all that has come
-std::string screen_row(int n);           // without blanks at its end
-std::string scratch_folder();            // gone when the test ends
+void start_line();                    // buffers, window, both ends
+void host_says(const std::string &s); // one message: one read
+std::string host_heard();             // all that has come
+std::string screen_row(int n);        // without blanks at its end
+std::string scratch_folder();         // gone when the test ends

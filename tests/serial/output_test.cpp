@@ -45,7 +45,7 @@ TEST(Output, StagingHandsOverInTime)
     awMax = 32;
     awStart();
     EXPECT_EQ(awMax, 32) << "nothing staged: nothing changes";
-    awMax = awMax2 = 3000;  // past the buffer
+    awMax = awMax2 = 3000; // past the buffer
     for (int i = 0; i < 600; i++)
         awPut(uint8_t(i));
     EXPECT_EQ(message_sizes(), (std::vector<size_t>{520}));
@@ -76,17 +76,17 @@ TEST(Output, RemainderGoesOutBeforeTheNextBlock)
 {
     stuff_line();
     std::string one(500, '1'), two(500, '2'), heard;
-    EXPECT_EQ(AWriteBlock(sOut, 500,
-                          reinterpret_cast<const uint8_t *>(one.data())),
-              0);
+    EXPECT_EQ(
+        AWriteBlock(sOut, 500, reinterpret_cast<const uint8_t *>(one.data())),
+        0);
     EXPECT_EQ(awRdy(), 1);
     EXPECT_GT(pb1.bytesLeft, 0);
     // The second block waits until the reader has made room.
     hl_after(30, [&heard] { heard += host_heard(); });
     int64_t begin = hl_now();
-    EXPECT_EQ(AWriteBlock(sOut, 500,
-                          reinterpret_cast<const uint8_t *>(two.data())),
-              0);
+    EXPECT_EQ(
+        AWriteBlock(sOut, 500, reinterpret_cast<const uint8_t *>(two.data())),
+        0);
     EXPECT_GE(hl_now() - begin, 30 * 1000000 / 60 - 1000);
     FlushAW();
     EXPECT_EQ(awRdy(), 0);
@@ -103,7 +103,7 @@ TEST(Output, CancelEndsAStall)
     EXPECT_EQ(AWriteBlock(sOut, 500, p), 0);
     hl_after(60, [] { UserCancel = 1; });
     EXPECT_EQ(AWriteBlock(sOut, 500, p), -1);
-    FlushAW();  // returns
+    FlushAW(); // returns
     awKill();
     EXPECT_EQ(awRdy(), 0);
     EXPECT_EQ(aw1Busy(), 0);
@@ -160,7 +160,7 @@ TEST(Output, BlockForALineThatIsGone)
     EXPECT_EQ(pb1.bytesLeft, 0) << "dropped without a retry";
     OutCh(sOut, 'x');
     EXPECT_EQ(aw1Busy(), 0);
-    sOut = sIn = 0;  // a closed port: never standard input
+    sOut = sIn = 0; // a closed port: never standard input
     OutCh(sOut, 'x');
     aw1Send(sOut, 1, reinterpret_cast<const uint8_t *>("y"));
     EXPECT_EQ(awRdy(), 0);

@@ -109,7 +109,7 @@ TEST(Port, ShapeOfTheLine)
     CloseModem();
     EXPECT_EQ(sIn, 0);
     EXPECT_EQ(sOut, 0);
-    SetFlow(0x06);  // a closed port is not standard input
+    SetFlow(0x06); // a closed port is not standard input
 }
 
 TEST(Port, Speeds)
@@ -195,8 +195,7 @@ TEST(Port, Names)
     // The list of this machine ends with the demo host, in the menu, too.
     buildDevMenu();
     ASSERT_GT(gDevCount, 0);
-    EXPECT_TRUE(
-        pstrequal(gPortNames[gDevCount - 1], PSTR("Demo host")));
+    EXPECT_TRUE(pstrequal(gPortNames[gDevCount - 1], PSTR("Demo host")));
     Str255 item;
     GetMenuItemText(devMenuHdl, int16_t(gDevCount), item);
     EXPECT_TRUE(pstrequal(item, PSTR("Demo host")));

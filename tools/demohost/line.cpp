@@ -14,14 +14,14 @@
 #include <unistd.h>
 
 constexpr int kCtrlC = 3, kXon = 17, kXoff = 19;
-constexpr size_t kMostWaiting = 65536;  // unread input; more stays outside
+constexpr size_t kMostWaiting = 65536; // unread input; more stays outside
 
 static int line = -1;
-static int ownEnd = -1;  // keeps a new pair alive until the first byte comes
+static int ownEnd = -1; // keeps a new pair alive until the first byte comes
 static std::deque<uint8_t> waiting;
 static bool flowObeyed = true;
-static bool heldBack;     // XOFF came
-static bool interrupted;  // Ctrl-C came while something was being sent
+static bool heldBack;    // XOFF came
+static bool interrupted; // Ctrl-C came while something was being sent
 static void (*endAction)();
 
 static void line_lost()
@@ -72,7 +72,10 @@ std::string line_create()
     return name;
 }
 
-int line_fd() { return line; }
+int line_fd()
+{
+    return line;
+}
 
 int line_speed()
 {
@@ -82,7 +85,10 @@ int line_speed()
     return int(t.c_ospeed);
 }
 
-void line_at_end(void (*action)()) { endAction = action; }
+void line_at_end(void (*action)())
+{
+    endAction = action;
+}
 
 void line_flow(bool obeyed)
 {
@@ -108,7 +114,7 @@ static void take_input(bool sending)
     if (n == 0 || (n < 0 && errno != EAGAIN && errno != EINTR))
         line_lost();
     if (n > 0 && ownEnd >= 0) {
-        close(ownEnd);  // somebody is there: from now on a hang-up shows
+        close(ownEnd); // somebody is there: from now on a hang-up shows
         ownEnd = -1;
     }
     for (ssize_t i = 0; i < n; i++) {

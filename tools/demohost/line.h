@@ -18,7 +18,7 @@ bool line_adopt(int fd);
 std::string line_create();
 
 int line_fd();
-int line_speed();  // bits per second as set at the other end
+int line_speed(); // bits per second as set at the other end
 
 // What shall be done before the program ends with its line.
 void line_at_end(void (*action)());
@@ -28,13 +28,13 @@ int64_t now_ms();
 
 // The next byte, or kTimeout after `ms` (negative: waits for ever).
 int line_key(int ms);
-bool line_waiting();   // a byte stands ready
-void line_forget();    // drops what has come and isn't read yet
+bool line_waiting(); // a byte stands ready
+void line_forget();  // drops what has come and isn't read yet
 
 // Sends; waits while the other end doesn't read. XOFF from there holds it back
 // until XON, except between line_flow(false) and line_flow(true).
 void line_put(const void *bytes, size_t count);
-void line_text(const std::string &text);  // "\n" goes out as CR LF
+void line_text(const std::string &text); // "\n" goes out as CR LF
 void line_flow(bool obeyed);
 
 // Stops output that is under way when Ctrl-C comes: true once, until asked.

@@ -36,15 +36,15 @@ constexpr code codes[] = {
 static bool echo = true, quiet = false, words = true, speedTold = true;
 static int reg[kRegisters];
 static bool regsSet;
-static std::string lastCommand;  // for A/
+static std::string lastCommand; // for A/
 
 // ---- the escape sequence ---------------------------------------------------
 // "+++" counts if the line was silent for the guard time before and after.
 
-static int pluses;        // of them seen in a row
-static int64_t lastByte;  // when anything last came from the caller
+static int pluses;       // of them seen in a row
+static int64_t lastByte; // when anything last came from the caller
 
-static call_end lastEnd = kHostEnded;  // until it is asked for
+static call_end lastEnd = kHostEnded; // until it is asked for
 
 static void factory()
 {
@@ -59,7 +59,10 @@ static void factory()
     regsSet = true;
 }
 
-static int guard_ms() { return reg[kS_Guard] * 20; }
+static int guard_ms()
+{
+    return reg[kS_Guard] * 20;
+}
 
 void modem_say(const char *result)
 {
@@ -170,7 +173,7 @@ static outcome run(const std::string &s, bool call)
             if (i >= s.size())
                 return kFailed;
             c = char(toupper((unsigned char)s[i++]));
-            (void)number(s, i);  // options of the hardware: taken, no effect
+            (void)number(s, i); // options of the hardware: taken, no effect
             if (c == 'F')
                 factory();
             continue;
@@ -209,7 +212,7 @@ static outcome run(const std::string &s, bool call)
         case 'N':
         case 'B':
         case 'W':
-            break;  // loudspeaker and modulation: taken, no effect
+            break; // loudspeaker and modulation: taken, no effect
         default:
             return kFailed;
         }

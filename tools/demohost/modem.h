@@ -6,7 +6,7 @@
 
 #include <string>
 
-constexpr int kHungUp = -2;  // the call is over; unwind to the modem
+constexpr int kHungUp = -2; // the call is over; unwind to the modem
 
 // Command mode with no call. Returns when there is one.
 void modem_idle();
@@ -23,7 +23,7 @@ bool host_line(const char *prompt, std::string &out, bool hidden = false);
 // For what relays bytes by itself: tells the modem of bytes and of time
 // passing. False when the call is over.
 bool modem_saw(const unsigned char *bytes, int count);
-int modem_patience();  // ms until modem_due must be asked, -1: not needed
+int modem_patience(); // ms until modem_due must be asked, -1: not needed
 bool modem_due();
 
 // How a call ended that came to kHungUp: by the caller, who has been told, or
@@ -31,4 +31,4 @@ bool modem_due();
 enum call_end { kHostEnded, kCallerEnded, kDialledAnew };
 call_end modem_call_end();
 
-void modem_say(const char *result);  // a result code in words
+void modem_say(const char *result); // a result code in words

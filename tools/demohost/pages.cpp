@@ -11,11 +11,11 @@
 #include <string>
 
 constexpr int kCtrlC = 3, kCtrlD = 4, kENQ = 5;
-constexpr int kPageLines = 23;  // then "--MORE--"
+constexpr int kPageLines = 23; // then "--MORE--"
 constexpr int kBurstLines = 10000;
-constexpr int kSlowByteMs = 60;     // the slow host takes so long for a byte
-constexpr int kSlowThinkMs = 1000;  // and for a line
-constexpr int kAnswerMs = 1500;     // for an answerback
+constexpr int kSlowByteMs = 60;    // the slow host takes so long for a byte
+constexpr int kSlowThinkMs = 1000; // and for a line
+constexpr int kAnswerMs = 1500;    // for an answerback
 constexpr int kLoginTries = 3;
 
 static const char kClear[] = "\033[0m\033[2J\033[H";
@@ -32,7 +32,8 @@ static bool any_key()
     return host_key(-1) != kHungUp;
 }
 
-// ---- pages of what a terminal can do -------------------------------------------
+// ---- pages of what a terminal can do
+// -------------------------------------------
 
 static bool page_colours()
 {
@@ -126,12 +127,13 @@ static bool page_regions()
     return any_key();
 }
 
-// ---- pages of how hosts behave --------------------------------------------------
+// ---- pages of how hosts behave
+// --------------------------------------------------
 
 static std::string sample_line(int n)
 {
-    static const char *const words[] = {"line", "modem", "carrier", "answer",
-                                        "signal", "parity", "packet", "host"};
+    static const char *const words[] = {"line",   "modem",  "carrier", "answer",
+                                        "signal", "parity", "packet",  "host"};
     char head[32];
     snprintf(head, sizeof head, "%05d ", n);
     std::string s = head;
@@ -209,7 +211,7 @@ static bool page_echo()
 {
     long count = 0;
     line_text("\nEverything comes back as it came. Ctrl-C ends.\n\n");
-    line_flow(false);  // XON and XOFF, too
+    line_flow(false); // XON and XOFF, too
     for (;;) {
         int c = host_key(-1);
         if (c == kHungUp)
@@ -246,7 +248,8 @@ static bool page_answerback()
     return true;
 }
 
-// ---- login and menu ---------------------------------------------------------------
+// ---- login and menu
+// ---------------------------------------------------------------
 
 bool host_login()
 {

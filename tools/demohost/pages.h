@@ -4,4 +4,4 @@
 #pragma once
 
 bool host_login();
-bool host_menu();  // returns when the caller logs off or hangs up
+bool host_menu(); // returns when the caller logs off or hangs up

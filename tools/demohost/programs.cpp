@@ -25,13 +25,14 @@
 #include <vector>
 
 constexpr int kRows = 24, kCols = 80;
-constexpr int kAnswerMs = 800;  // for a report of the terminal's size
+constexpr int kAnswerMs = 800; // for a report of the terminal's size
 constexpr size_t kMostPending = 65536;
 
 static pid_t child = -1;
-static std::string folder;  // of our own, for files both ways; "" is none yet
+static std::string folder; // of our own, for files both ways; "" is none yet
 
-// ---- relaying ------------------------------------------------------------------
+// ---- relaying
+// ------------------------------------------------------------------
 
 // Between the line and `fd` until `fd` ends. With `watched`, "+++" works. False
 // when the call was hung up.
@@ -96,7 +97,8 @@ static int reap()
     return -1;
 }
 
-// ---- the shell --------------------------------------------------------------------
+// ---- the shell
+// --------------------------------------------------------------------
 
 // Asks the terminal how large it is: the cursor stops in the last corner.
 static bool terminal_size(winsize *w)
@@ -194,22 +196,26 @@ bool page_shell()
     return call;
 }
 
-// ---- files -------------------------------------------------------------------------
+// ---- files
+// -------------------------------------------------------------------------
 
 struct protocol {
     char key;
     const char *name;
-    const char *sender[5];    // program and options, file last
-    const char *receiver[5];  // without a file name
-    bool named;               // the receiver must be told a name
+    const char *sender[5];   // program and options, file last
+    const char *receiver[5]; // without a file name
+    bool named;              // the receiver must be told a name
 };
 
 static const protocol protocols[] = {
     {'Z', "ZMODEM", {"sz", "-b", "-q"}, {"rz", "-b", "-q", "-E", "-R"}, false},
     {'Y', "YMODEM", {"sb", "-b", "-q"}, {"rb", "-b", "-q", "-E", "-R"}, false},
     {'X', "XMODEM", {"sx", "-b", "-q"}, {"rx", "-b", "-q"}, true},
-    {'K', "Kermit", {"gkermit", "-q", "-i", "-s"},
-     {"gkermit", "-q", "-i", "-r"}, false},
+    {'K',
+     "Kermit",
+     {"gkermit", "-q", "-i", "-s"},
+     {"gkermit", "-q", "-i", "-r"},
+     false},
 };
 
 struct sample {
@@ -267,8 +273,8 @@ static bool make_folder()
     if (!folder.empty())
         return true;
     const char *base = getenv("TMPDIR");
-    std::string name = std::string(base && *base ? base : "/tmp") +
-                       "/quillon-demohost-XXXXXX";
+    std::string name =
+        std::string(base && *base ? base : "/tmp") + "/quillon-demohost-XXXXXX";
     if (!mkdtemp(name.data()))
         return false;
     folder = name;

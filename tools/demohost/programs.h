@@ -5,7 +5,7 @@
 #pragma once
 
 bool page_shell();
-bool page_fetch();  // the host sends
-bool page_give();   // the host receives
+bool page_fetch(); // the host sends
+bool page_give();  // the host receives
 
-void programs_end();  // removes the files made and received
+void programs_end(); // removes the files made and received
