@@ -110,7 +110,7 @@ Book read_book()
     FSSpec spec = book_spec();
     Book book;
 
-    int16_t ref = HOpenResFile(spec.vRefNum, spec.parID, spec.name, fsRdPerm);
+    int16_t ref = HOpenResFile(spec.vRefNum, spec.parID, spec.name, fsRdWrPerm);
     if (ref < 0)
         return book;
     for (OSType type : kTypes) {
