@@ -40,6 +40,10 @@ int port_break(int fd, int16_t duration);     // the real one
 // Nothing is lost while the line stands: a write that finds no room at all
 // still takes one byte, which waits here until there is room, ahead of all
 // that follows.
+//
+// A read may take more from the line than it hands out; later reads hand out
+// the rest. Nothing watches for that rest: whoever reads goes on until a read
+// finds nothing before it waits.
 constexpr int kPortGone = -28;
 int32_t port_read(int fd, void *to, int32_t count);
 int32_t port_write(int fd, const void *from, int32_t count);
@@ -49,6 +53,12 @@ int32_t port_write(int fd, const void *from, int32_t count);
 // kPortHold bytes kept, the rest is lost, and the count taken is less.
 constexpr int32_t kPortHold = 4096;
 int32_t port_send(int fd, const void *from, int32_t count);
+
+// Between port_gather(fd, true) and port_gather(fd, false) what port_write
+// takes is kept together and leaves with one call of the system, which is
+// what a call costs on a fast line. It doesn't outlast a wait: whoever begins
+// it ends it before anything else is done.
+void port_gather(int fd, bool on);
 
 // Writes what is kept, as far as there is room; true while some is left.
 bool port_holds(int fd);

@@ -39,6 +39,12 @@ int16_t zSendRef;
 FSSpec *curSendFSS;
 int32_t Filesleft, Totalleft;
 
+// What zfilbuf has read of the open data fork and not yet been asked for:
+// aheadLen bytes from aheadPos on. Nothing when a fork has just been opened.
+constexpr int32_t kAhead = 32768;
+static uint8_t ahead[kAhead];
+static int32_t aheadPos, aheadLen;
+
 // ---- kind and length --------------------------------------------------------------
 
 // Whether the first 128 bytes of a "TEXT" file belie its type.
@@ -140,6 +146,35 @@ static void judge_lines(const uint8_t *buf, int32_t n)
         Ascii = 0;
 }
 
+static OSErr read_at(int32_t pos, int32_t *count, uint8_t *to)
+{
+    OSErr err = SetFPos(zSendRef, fsFromStart, pos);
+    if (err != noErr)
+        zprterr(err, " in zfb:sfp");
+    else if (*count > 0 && (err = FSRead(zSendRef, count, to)) != noErr)
+        zprterr(err, " in zfb:rd");
+    return err;
+}
+
+// `len` bytes at Txpos, out of a bigger read of which they are the start. If
+// the whole of that can't be had, only the block itself is asked for.
+static OSErr read_block(uint8_t *buf, int32_t len)
+{
+    bool there = Txpos >= aheadPos &&
+                 int64_t(Txpos) + len <= int64_t(aheadPos) + aheadLen;
+    if (!there) {
+        aheadPos = Txpos;
+        aheadLen = std::min(kAhead, TotalBytes - Txpos);
+        if (SetFPos(zSendRef, fsFromStart, aheadPos) != noErr ||
+            FSRead(zSendRef, &aheadLen, ahead) != noErr) {
+            aheadLen = 0;
+            return read_at(Txpos, &len, buf);
+        }
+    }
+    memcpy(buf, ahead + (Txpos - aheadPos), size_t(len));
+    return noErr;
+}
+
 int32_t zfilbuf(uint8_t *buf, int32_t len)
 {
     bool opened = false;
@@ -156,22 +191,15 @@ int32_t zfilbuf(uint8_t *buf, int32_t len)
     // The last block is short: asking for no more than the file holds keeps
     // the end of the file an error, met only when the file has shrunk.
     len = std::clamp<int32_t>(TotalBytes - Txpos, 0, len);
-    OSErr err = SetFPos(zSendRef, fsFromStart, Txpos);
-    if (err != noErr) {
-        zprterr(err, " in zfb:sfp");
-        return 0;
-    }
-    int32_t count = len;
-    err = count > 0 ? FSRead(zSendRef, &count, buf) : OSErr(noErr);
-    if (err != noErr) {
-        zprterr(err, " in zfb:rd");
-        return 0;
-    }
     if (opened)
-        judge_lines(buf, count);
+        aheadLen = 0;
+    if (len == 0 || read_block(buf, len) != noErr)
+        return 0;
+    if (opened)
+        judge_lines(buf, len);
     if (Ascii)
-        std::replace(buf, buf + count, kCR, kLF);
-    return count;
+        std::replace(buf, buf + len, kCR, kLF);
+    return len;
 }
 
 int32_t filbuf(uint8_t *buf, int32_t len)

@@ -403,7 +403,7 @@ int16_t XferEvent(int16_t sleep)
     for (int i = 0; i < kEventsPerCall; i++) {
         EventRecord event;
         bool got = WaitNextEvent(everyEvent, &event, uint32_t(sleep), nullptr);
-        lastEventTick = TickCount();
+        lastEventTick = sleep > 0 ? TickCount() : now;
         if (!got)
             return 0;
         if (dispatch(event))

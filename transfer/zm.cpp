@@ -338,12 +338,14 @@ static void end_subpacket(uint8_t frameend)
     if (frameend == ZCRCW)
         awPut(XON);
     awStart();
+    awGather(false);
     if (frameend == ZCRCW)
         FlushAW();
 }
 
 void zsda32(const uint8_t *buf, int32_t length, uint8_t frameend)
 {
+    awGather(true);
     set_flush(length);
     uint32_t crc = crc32_run(buf, length, 0xFFFFFFFF);
     send_escaped(buf, length);
@@ -361,6 +363,7 @@ void zsdata(const uint8_t *buf, int32_t length, uint8_t frameend)
         zsda32(buf, length, frameend);
         return;
     }
+    awGather(true);
     set_flush(length);
     uint16_t crc = crc16_run(buf, length, 0);
     send_escaped(buf, length);

@@ -35,6 +35,11 @@ static int64_t lastAsked; // when the display was asked last
 // isn't, and must not be held up.
 constexpr int64_t kQuiet = 2000;
 
+// So many reads in a row that find nothing, with no write between them, are a
+// program that waits, too: on a fast line it would read again thousands of
+// times before the next bytes are there.
+constexpr int kEmptyReads = 3;
+
 uint32_t TickCount()
 {
     int64_t now = be_now_us();
@@ -85,7 +90,8 @@ void clock_port_empty(bool gone)
     readArmed = !gone;
     be_empty_read();
     emptyReads++;
-    if (emptyReads > 1 && !gone && be_now_us() - lastMoved > kQuiet)
+    if (!gone && (emptyReads > kEmptyReads ||
+                  (emptyReads > 1 && be_now_us() - lastMoved > kQuiet)))
         wait_until(be_now_us() + 1000, true);
 }
 

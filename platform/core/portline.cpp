@@ -21,12 +21,14 @@
 // wait for it for ever; we wait this long.
 constexpr int kDrainMs = 300;
 constexpr int kMostDescriptor = 1024;
+constexpr int32_t kPortAhead = 8192;  // taken from the line at once
 
 constexpr uint8_t kXonOut = 0x04, kXonIn = 0x02, kHardware = 0x18;
 
 // ---- open lines -----------------------------------------------------------------
 // One is the rule; the second place is for the moment of a change. A place is
-// free when its fd is 0. `held` bytes of `hold` go out before any other.
+// free when its fd is 0. `held` bytes of `hold` go out before any other, and
+// `ahead` bytes were read before any that the line still has.
 
 struct open_line {
     int fd;
@@ -34,6 +36,11 @@ struct open_line {
     termios2 found;   // its state before us
     int32_t held;
     uint8_t hold[kPortHold];
+    bool gathers;     // what is written waits in `hold` for port_gather(false)
+    bool stuck;       // the line had no room for all of `hold`
+    int32_t ahead;    // bytes read and not yet handed out, from ready + at
+    int32_t at;
+    uint8_t ready[kPortAhead];
 };
 static open_line lines[2];
 
@@ -60,7 +67,8 @@ static open_line *adopt(int fd)
         if (f.fd == 0) {
             f.fd = fd;
             f.terminal = false;
-            f.held = 0;
+            f.held = f.ahead = 0;
+            f.gathers = f.stuck = false;
             return &f;
         }
     }
@@ -258,12 +266,30 @@ static bool hung_up(int fd)
     return poll(&p, 1, 0) > 0 && (p.revents & (POLLHUP | POLLERR | POLLNVAL));
 }
 
+static int32_t hand_out(open_line *l, void *to, int32_t count)
+{
+    int32_t n = count < l->ahead ? count : l->ahead;
+
+    memcpy(to, l->ready + l->at, size_t(n));
+    l->at += n;
+    l->ahead -= n;
+    return n;
+}
+
 int32_t port_read(int fd, void *to, int32_t count)
 {
-    ssize_t n = read(fd, to, size_t(count));
+    open_line *l = adopt(fd);
 
-    if (n > 0)
-        return int32_t(n);
+    if (!l || count <= 0)
+        return -EBADF;
+    if (l->ahead > 0)
+        return hand_out(l, to, count);
+    ssize_t n = read(fd, l->ready, sizeof l->ready);
+    if (n > 0) {
+        l->ahead = int32_t(n);
+        l->at = 0;
+        return hand_out(l, to, count);
+    }
     if (n == 0)
         return hung_up(fd) ? kPortGone : -EAGAIN;
     if (errno == EWOULDBLOCK || errno == EINTR)
@@ -298,13 +324,39 @@ static void push(open_line *l)
     } else if (n < 0 && n != -EAGAIN) {
         l->held = 0;  // nobody is there to take it
     }
+    l->stuck = l->held > 0;
+}
+
+void port_gather(int fd, bool on)
+{
+    open_line *l = adopt(fd);
+
+    if (!l)
+        return;
+    l->gathers = on;
+    if (!on && l->held > 0)
+        push(l);
+}
+
+// Room for `count` bytes more in `hold`, or as much of it as there is.
+static int32_t gather(open_line *l, const void *from, int32_t count)
+{
+    if (l->held + count > kPortHold)
+        push(l);
+    if (count > kPortHold - l->held)
+        count = kPortHold - l->held;
+    if (count <= 0)
+        return -EAGAIN;
+    memcpy(l->hold + l->held, from, size_t(count));
+    l->held += count;
+    return count;
 }
 
 bool port_holds(int fd)
 {
     open_line *l = line_of(fd);
 
-    if (!l || l->held == 0)
+    if (!l || l->held == 0 || (l->gathers && !l->stuck))
         return false;
     push(l);
     return l->held > 0;
@@ -312,8 +364,10 @@ bool port_holds(int fd)
 
 void port_drop(int fd)
 {
-    if (open_line *l = line_of(fd))
+    if (open_line *l = line_of(fd)) {
         l->held = 0;
+        l->stuck = false;
+    }
 }
 
 int32_t port_write(int fd, const void *from, int32_t count)
@@ -326,10 +380,13 @@ int32_t port_write(int fd, const void *from, int32_t count)
         return 0;
     if (port_holds(fd))
         return -EAGAIN;
+    if (l->gathers)
+        return gather(l, from, count);
     int32_t n = put(fd, from, count);
     if (n == -EAGAIN || n == 0) {
         memcpy(l->hold, from, 1);
         l->held = 1;
+        l->stuck = true;
         return 1;
     }
     return n;
@@ -343,7 +400,9 @@ int32_t port_send(int fd, const void *from, int32_t count)
 
     if (!l)
         return -EBADF;
-    if (!port_holds(fd)) {
+    if (l->held > 0)
+        push(l);  // also what has only been gathered
+    if (l->held == 0) {
         taken = put(fd, p, count);
         if (taken < 0 && taken != -EAGAIN)
             return taken;
@@ -355,5 +414,6 @@ int32_t port_send(int fd, const void *from, int32_t count)
         rest = kPortHold - l->held;
     memcpy(l->hold + l->held, p + taken, size_t(rest));
     l->held += rest;
+    l->stuck = l->held > 0;
     return taken + rest;
 }
