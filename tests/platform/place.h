@@ -16,8 +16,10 @@ struct Place {
 
     Place()
     {
-        char name[] = "/tmp/quillon-test-XXXXXX";
-        root = mkdtemp(name);
+        const char *base = std::getenv("TMPDIR");
+        std::string name = base ? base : "/tmp";
+        name += "/quillon-test-XXXXXX";
+        root = mkdtemp(name.data());
         setenv("HOME", root.c_str(), 1);
         for (const char *v :
              {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
