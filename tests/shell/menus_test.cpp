@@ -1,0 +1,259 @@
+// What the menus do, when they are dimmed, and the setters behind them.
+#include "shell/QuillonMenus.h"
+
+#include <gtest/gtest.h>
+
+#include "automation/AsciiSend.h"
+#include "connect/Settings.h"
+#include "platform/headless/headless.h"
+#include "platform/menus.h"
+#include "scrollback/Selection.h"
+#include "scrollback/savbuf.h"
+#include "serial/IOKitSerial.h"
+#include "shell/Quillon.h"
+#include "terminal/VT100.h"
+#include "tests/connect/book.h"
+#include "transfer/xmodem.h"
+#include "transfer/zmaclo.h"
+
+namespace {
+
+class Menus : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        make_place();
+        write_book(plain_book());
+        start_program();
+        ASSERT_TRUE(myWindow);
+        hl_line_heard();
+    }
+};
+
+int32_t choice(int menu, int item) { return menu << 16 | item; }
+
+bool enabled(int menu, int item)
+{
+    AdjMenus();
+    return IsMenuItemEnabled(GetMenuHandle(int16_t(menu)), int16_t(item));
+}
+
+bool checked(int menu, int item)
+{
+    return IsMenuItemChecked(GetMenuHandle(int16_t(menu)), int16_t(item));
+}
+
+}  // namespace
+
+TEST_F(Menus, SettersStoreTheLetterTheWordAndTheFlag)
+{
+    struct row {
+        void (*set)(char);
+        char letter, stored;
+        const char *field;
+        int word;
+    };
+    const row rows[] = {
+        {do_parity, 'E', 'E', "parity", 12288},
+        {do_parity, 'O', 'O', "parity", 4096},
+        {do_parity, 'x', 'N', "parity", 0},
+        {do_dbit, '7', '7', "data", 1024},
+        {do_dbit, '9', '8', "data", 3072},
+        {do_sbit, '2', '2', "stop", 49152},
+        {do_sbit, '5', '5', "stop", 32768},
+        {do_sbit, '3', '1', "stop", 16384},
+    };
+    for (const row &r : rows) {
+        SCOPED_TRACE(testing::Message() << r.field << " " << r.letter);
+        set_changed = 0;
+        r.set(r.letter);
+        EXPECT_TRUE(set_changed);
+        set_changed = 0;
+        r.set(r.letter);
+        EXPECT_FALSE(set_changed) << "the same again is no change";
+        std::string field = r.field;
+        EXPECT_EQ(field == "parity" ? cset.parityChar
+                  : field == "data" ? cset.dataChar
+                                    : cset.stopChar,
+                  r.stored);
+        EXPECT_EQ(field == "parity" ? int(parity)
+                  : field == "data" ? int(data)
+                                    : int(stopBits),
+                  r.word);
+    }
+}
+
+TEST_F(Menus, ConversionEchoAndFlow)
+{
+    struct row {
+        char letter, stored;
+        int item;
+    };
+    for (const row &r : {row{'M', 'M', 2}, row{'T', 'T', 4}, row{'B', 'B', 3},
+                         row{'q', 'S', 1}}) {
+        set_changed = 0;
+        set_dconv(r.letter);
+        EXPECT_EQ(op_xconv, r.stored);
+        EXPECT_EQ(cset.dconvChar, r.stored);
+        EXPECT_TRUE(set_changed) << r.letter;
+        for (int i = 1; i <= 4; i++)
+            EXPECT_EQ(checked(kXconvMenu, i), i == r.item) << r.letter;
+    }
+    set_xon(1);
+    EXPECT_EQ(cset.flowFlags, 6);
+    set_xon(24);
+    EXPECT_EQ(cset.flowFlags, 24) << "the line doesn't hold CTS";
+    set_changed = 0;
+    set_echo(1);
+    EXPECT_TRUE(set_changed);
+    EXPECT_EQ(localEcho, 1);
+    EXPECT_EQ(cset.echoFlag, 1);
+}
+
+TEST_F(Menus, TheSpeedMenuReadsSixteenBits)
+{
+    DoMenu(choice(kBaudMenu, 5), 0, 1);
+    EXPECT_EQ(Baudrate, 9600);
+    EXPECT_EQ(cset.baudWord, 9600);
+    DoMenu(choice(kBaudMenu, 11), 0, 1);
+    EXPECT_EQ(Baudrate, 2400) << "115200 comes out negative on this road";
+    DoMenu(choice(kBaudMenu, 99), 0, 1);
+    EXPECT_EQ(Baudrate, 2400);
+}
+
+TEST_F(Menus, WithAModifierAProtocolIsOnlyMadeTheDefault)
+{
+    DoMenu(choice(kRcvMenu, 2), optionKey, 1);
+    EXPECT_EQ(cset.rcvProto, 'X');
+    EXPECT_EQ(dRcvItem, 3);
+    DoMenu(choice(kSendMenu, 6), shiftKey, 1);
+    EXPECT_EQ(cset.sendProto, 'Z');
+    // The one menu that holds all three.
+    DoMenu(choice(kAllXferMenu, 5), cmdKey, 1);
+    EXPECT_EQ(cset.rcvProto, 'Z');
+    DoMenu(choice(kAllXferMenu, 12), cmdKey, 1);
+    EXPECT_EQ(cset.sendProto, 'Z');
+    DoMenu(choice(kAllXferMenu, 15), 0, 1);
+    EXPECT_EQ(cset.dconvChar, 'M');
+    EXPECT_TRUE(hl_asked().empty()) << "no file was asked for";
+}
+
+TEST_F(Menus, DimmedIsWhatCantBeDoneNow)
+{
+    hl_clip(nullptr);
+    EXPECT_FALSE(enabled(kEditMenu, 1));
+    EXPECT_FALSE(enabled(kEditMenu, 4)) << "nothing selected";
+    EXPECT_FALSE(enabled(kEditMenu, 5)) << "nothing to paste";
+    EXPECT_FALSE(enabled(kEditMenu, 7));
+    EXPECT_FALSE(enabled(kFileMenu, 3));
+    EXPECT_TRUE(enabled(kMiscMenu, 10));
+    hl_clip("text");
+    EXPECT_TRUE(enabled(kEditMenu, 5));
+    SetSel(0, 0, 1, 0);
+    EXPECT_TRUE(enabled(kEditMenu, 3));
+    EXPECT_TRUE(enabled(kEditMenu, 4));
+    EXPECT_TRUE(enabled(kEditMenu, 7));
+
+    DoMenu(choice(kEditMenu, 10), 0, 1);
+    run_ticks(10);
+    ASSERT_TRUE(bufDwin);
+    EXPECT_TRUE(enabled(kFileMenu, 3));
+    EXPECT_TRUE(enabled(kEditMenu, 4)) << "a field copies";
+    EXPECT_FALSE(enabled(kEditMenu, 7));
+    EXPECT_FALSE(enabled(kMiscMenu, 10));
+    DoMenu(choice(kFileMenu, 3), 0, 1);
+    EXPECT_FALSE(bufDwin);
+    SetSel(-1, 0, -1, 0);
+
+    // A protocol that isn't built can't be chosen.
+    for (int16_t i = 1; i <= 5; i++)
+        EXPECT_EQ(enabled(kRcvMenu, i), HaveProtocol(uint8_t(rcvtypes[i])));
+}
+
+TEST_F(Menus, MiscItemsActOnTheTerminal)
+{
+    hl_line_say("line one\r\nline two");
+    run_ticks(10);
+    ASSERT_EQ(abslin, 1);
+    DoMenu(choice(kMiscMenu, 1), 0, 1);
+    EXPECT_EQ(abslin, 0);
+    EXPECT_EQ(curcol, 0);
+    EXPECT_GT(savlines, 0) << "the screen went to the store";
+
+    keypad_app = 1;
+    DoMenu(choice(kMiscMenu, 8), 0, 1);
+    EXPECT_FALSE(interpret_control);
+    EXPECT_TRUE(checked(kMiscMenu, 8));
+    EXPECT_FALSE(keypad_app);
+    DoMenu(choice(kMiscMenu, 8), 0, 1);
+    EXPECT_TRUE(interpret_control);
+    EXPECT_FALSE(checked(kMiscMenu, 8));
+
+    DoMenu(choice(kEditMenu, 15), 0, 1);
+    EXPECT_EQ(cset.bufFlags & 1, 1);
+    EXPECT_FALSE(checked(kEditMenu, 15));
+    DoMenu(choice(kEditMenu, 15), 0, 1);
+    EXPECT_TRUE(checked(kEditMenu, 15));
+}
+
+TEST_F(Menus, PasteGoesToTheQueueAndKeepsTheTitleMarkedWhileItRuns)
+{
+    cset.lineDelay = 30;
+    hl_clip("one\ntwo\n");
+    DoMenu(choice(kEditMenu, 5), 0, 1);
+    EXPECT_TRUE(asBusy());
+    run_ticks(120);
+    EXPECT_EQ(hl_line_heard(), "one\rtwo\r");
+
+    // Nothing, or nothing much, on the clipboard.
+    hl_clip(nullptr);
+    doPaste();
+    hl_clip("");
+    doPaste();
+    EXPECT_FALSE(asBusy());
+    hl_clip("middle", true);
+    doPastePrimary();
+    run_ticks(60);
+    EXPECT_EQ(hl_line_heard(), "middle");
+}
+
+TEST_F(Menus, CopyPutsTextOnTheClipboard)
+{
+    EXPECT_EQ(doCopy("abc", 3), noErr);
+    EXPECT_STREQ(hl_clip_text(), "abc");
+}
+
+TEST_F(Menus, QuitAsksByKeyAloneAndNeverLosesAChange)
+{
+    qset.globFlags |= kGlobAskQuit;
+    size_t before = hl_messages().size();
+    hl_answer(2);
+    DoMenu(choice(kFileMenu, 17), cmdKey, 3);
+    EXPECT_TRUE(moreToDo);
+    EXPECT_EQ(hl_messages().size(), before + 1);
+    do_parity('E');
+    hl_ask_answer(false);
+    DoMenu(choice(kFileMenu, 17), 0, 1);
+    EXPECT_TRUE(moreToDo) << "the question about the change was cancelled";
+    EXPECT_EQ(hl_messages().size(), before + 1) << "no question by the menu";
+    hl_ask_answer(true, {}, 2);
+    DoMenu(choice(kFileMenu, 17), 0, 1);
+    EXPECT_FALSE(moreToDo);
+}
+
+TEST_F(Menus, EveryItemCanBeChosenWithoutHarm)
+{
+    // With nobody to answer, each question is called off.
+    const int menus[] = {kFileMenu, kEditMenu,  kDialMenu, kSettingMenu,
+                         kMacroMenu, kMiscMenu, kRcvMenu,  kSendMenu,
+                         kXconvMenu, kDeskMenu, 9999,      -1};
+    hl_line_peer([](const uint8_t *, size_t) {});
+    for (int menu : menus) {
+        for (int item : {-1, 0, 99, 32767}) {
+            if (menu == kMacroMenu && item == 99)
+                continue;  // a macro beyond the set, which reads as empty
+            DoMenu(choice(menu, item & 0xFFFF), 0, 1);
+        }
+    }
+    EXPECT_TRUE(moreToDo);
+}

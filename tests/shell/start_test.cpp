@@ -1,0 +1,257 @@
+// Start-up and shut-down in their order, with what the user can hold down.
+#include "shell/Inits.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "connect/PhoneBook.h"
+#include "connect/Settings.h"
+#include "platform/headless/headless.h"
+#include "platform/regions.h"
+#include "serial/IOKitSerial.h"
+#include "shell/Quillon.h"
+#include "shell/QuillonMenus.h"
+#include "shell/QuillonWindow.h"
+#include "terminal/VT100.h"
+#include "tests/connect/book.h"
+
+namespace {
+
+// The plain book with strings for the modem at both ends.
+Book modem_book()
+{
+    Book book = plain_book();
+    std::vector<std::string> globals = list_strings(book[3].data);
+    globals[kGlobModemInit - 1] = "HELLO\r";
+    globals[kGlobModemDeInit - 1] = "BYE\r";
+    book[3].data = list_data(globals);
+    return book;
+}
+
+Rect bounds_of(WindowPtr w)
+{
+    Rect r;
+    GetWindowBounds(w, &r);
+    return r;
+}
+
+}  // namespace
+
+TEST(Start, RunsInItsOrderAndEndsInItsOrder)
+{
+    make_place();
+    write_book(modem_book());
+    std::vector<std::string> log;
+    hl_line_peer([&](const uint8_t *bytes, size_t count) {
+        std::string said(reinterpret_cast<const char *>(bytes), count);
+        log.push_back("line " + said.substr(0, said.size() - 1) +
+                      (myWindow ? ", window" : "") +
+                      (gInitializing ? "" : ", ready"));
+        if (said == "BYE\r")
+            hl_line_say("bye then\r\n", 50000);
+    });
+    EXPECT_TRUE(gInitializing);
+    EXPECT_EQ(run_program(30,
+                          [&] {
+                              log.push_back("title " +
+                                            hl_window_titles().at(0));
+                              EXPECT_GT(sIn, 0);
+                              EXPECT_EQ(ti, 7);
+                              EXPECT_FALSE(gInitializing);
+                          }),
+              0);
+    // What the modem answers to the last string is still taken.
+    EXPECT_EQ(hl_line_waiting(), 0u);
+    const std::vector<std::string> expected = {
+        "line HELLO, window, ready", "title Local",
+        "line BYE, window, ready"};
+    EXPECT_EQ(log, expected);
+    EXPECT_FALSE(myWindow);
+    EXPECT_EQ(sIn, 0);
+    EXPECT_EQ(pRef, 0);
+    ASSERT_EQ(hl_messages().size(), 1u);
+    EXPECT_NE(hl_messages()[0].find("Starting"), std::string::npos);
+    EXPECT_TRUE(hl_window_titles().empty());
+}
+
+TEST(Start, OptionHeldLeavesTheModemAlone)
+{
+    make_place();
+    write_book(modem_book());
+    hl_modifiers(optionKey);
+    EXPECT_EQ(run_program(), 0);
+    EXPECT_EQ(hl_line_heard(), "");
+}
+
+TEST(Start, ShiftHeldAsksForThePortFirst)
+{
+    make_place();
+    write_book(modem_book());
+    hl_modifiers(shiftKey);
+    bool asked = false;
+    hl_modal([&](WindowPtr w) {
+        asked = true;
+        EXPECT_EQ(sIn, 0) << "the port isn't open yet";
+        EXPECT_TRUE(myWindow) << "the window stands";
+        EXPECT_NE(hl_messages().back().find("Which port"), std::string::npos);
+        hl_modifiers(0);
+        hl_hit(w, 2);
+    });
+    EXPECT_EQ(run_program(), 0);
+    EXPECT_TRUE(asked);
+    EXPECT_EQ(hl_line_heard(), "HELLO\rBYE\r");
+}
+
+TEST(Start, APortThatCantBeOpenedIsExplainedAndAskedFor)
+{
+    make_place();
+    Book book = modem_book();
+    std::string line = hl_line_path();
+    std::vector<std::string> globals = list_strings(book[3].data);
+    globals[kGlobPort - 1] = "/dev/no-such-port";
+    book[3].data = list_data(globals);
+    write_book(book);
+    hl_modal([&](WindowPtr w) {
+        std::string text = hl_messages().back();
+        EXPECT_NE(text.find("can’t be opened"), std::string::npos) << text;
+        EXPECT_NE(text.find("/dev/no-such-port"), std::string::npos) << text;
+        EXPECT_NE(text.find("nplugged"), std::string::npos) << text;
+        // It is plugged in meanwhile, under its own name.
+        CopyCStringToPascal(line.c_str(), gPortOverride);
+        hl_hit(w, 1);
+    });
+    start_program();
+    EXPECT_GT(sIn, 0);
+    EXPECT_EQ(gPortOverride[0], 0);
+    EXPECT_EQ(hl_line_heard(), "HELLO\r");
+}
+
+TEST(Start, WhoGivesUpThePortGoesOnWithout)
+{
+    make_place();
+    Book book = modem_book();
+    std::vector<std::string> globals = list_strings(book[3].data);
+    globals[kGlobPort - 1] = "/dev/no-such-port";
+    book[3].data = list_data(globals);
+    write_book(book);
+    hl_answer(2);
+    start_program();
+    ASSERT_TRUE(myWindow);
+    EXPECT_TRUE(moreToDo);
+    EXPECT_EQ(sIn, 0);
+    EXPECT_EQ(hl_window_titles().at(0), "Local") << "settings stand";
+    hl_type("abc\r");
+    run_ticks(30);
+    hl_quit();
+    run_ticks(30);
+    EXPECT_FALSE(moreToDo);
+    finish_up();
+}
+
+TEST(Start, SavedWindowsAreCorrectedAndBroughtBack)
+{
+    struct row {
+        const char *what;
+        Rect saved;
+        int8_t fontSize;
+        Rect expected;
+    };
+    Rect screen;
+    GetScreenBounds(&screen);
+    const row rows[] = {
+        {"small default", {60, 60, 332, 564}, 9, {60, 60, 343, 564}},
+        {"a pixel higher", {60, 60, 333, 564}, 9, {60, 60, 333, 564}},
+        {"large default", {60, 60, 428, 644}, 14, {60, 60, 443, 644}},
+        {"a pixel wider", {60, 60, 428, 645}, 14, {60, 60, 428, 645}},
+        // A window whose screen has gone keeps its size, and the place that
+        // it was made at; one of which only the title shows is fetched.
+        {"off the screen", {9000, 9000, 9300, 9500}, 14, {60, 60, 360, 560}},
+        {"below the edge",
+         {int16_t(screen.bottom - 19), 100, int16_t(screen.bottom + 300), 600},
+         14,
+         {40, 4, 359, 504}},
+        {"just above it",
+         {int16_t(screen.bottom - 20), 100, int16_t(screen.bottom + 300), 600},
+         14,
+         {int16_t(screen.bottom - 20), 100, int16_t(screen.bottom + 300), 600}},
+    };
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.what);
+        EXPECT_EXIT(
+            {
+                make_place();
+                Book book = plain_book();
+                book[4].data = qset_data([&](qset_t &q) {
+                    q.winRectSmall = q.winRectLarge = r.saved;
+                    q.termFontSize = r.fontSize;
+                });
+                write_book(book);
+                start_program();
+                Rect now = bounds_of(myWindow);
+                bool good = EqualRect(&now, &r.expected);
+                if (!good)
+                    fprintf(stderr, "%d %d %d %d\n", now.top, now.left,
+                            now.bottom, now.right);
+                exit(good ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "");
+    }
+}
+
+TEST(Start, ANewBooksWindowShows24By80WhateverTheFont)
+{
+    make_place();
+    hl_modifiers(shiftKey);
+    hl_line_open(HL_PTY);
+    hl_modal([&](WindowPtr w) {
+        CopyCStringToPascal(hl_line_path(), gPortOverride);
+        hl_modifiers(0);
+        hl_hit(w, 2);
+    });
+    start_program();
+    ASSERT_TRUE(myWindow);
+    EXPECT_TRUE(gBookIsNew);
+    EXPECT_EQ(MaxLine, 24);
+    EXPECT_EQ(MaxCol, 80);
+    EXPECT_EQ(Baudrate, 115200);
+}
+
+TEST(End, TheSessionsEndAsksAboutChangesAndCanBeRefused)
+{
+    make_place();
+    write_book(plain_book());
+    start_program();
+    do_parity('E');
+    hl_ask_answer(false);
+    hl_quit();
+    run_ticks(30);
+    EXPECT_TRUE(moreToDo) << "cancelled";
+    hl_ask_answer(true, {}, 1);
+    hl_quit();
+    run_ticks(30);
+    EXPECT_FALSE(moreToDo);
+    finish_up();
+    EXPECT_EQ(find(read_book(), FOUR("Dial"), 3000)->data[2], 'E');
+}
+
+TEST(End, FilesLieOnlyInTheirPlaces)
+{
+    std::string place = make_place();
+    write_book(plain_book());
+    EXPECT_EQ(run_program(), 0);
+    std::vector<std::string> found;
+    FILE *list = popen(("cd " + place + " && find . -type f").c_str(), "r");
+    char line[512];
+    while (list && fgets(line, sizeof line, list))
+        found.push_back(line);
+    if (list)
+        pclose(list);
+    for (const std::string &f : found) {
+        EXPECT_TRUE(f.rfind("./config/quillon/", 0) == 0 ||
+                    f.rfind("./data/quillon/", 0) == 0 ||
+                    f.rfind("./state/quillon/", 0) == 0)
+            << f;
+    }
+    EXPECT_FALSE(found.empty());
+}
