@@ -6,10 +6,12 @@
 #include <filesystem>
 #include <vector>
 
+#include <cerrno>
 #include <csignal>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -20,6 +22,19 @@
 namespace fs = std::filesystem;
 
 static constexpr OSType kText = FOUR("TEXT"), kEdit = FOUR("ttxt");
+
+// A file system that keeps no attributes, when a case asks for one.
+static bool noAttributes;
+
+extern "C" int lsetxattr(const char *path, const char *name, const void *value,
+                         size_t size, int flags) noexcept
+{
+    if (noAttributes) {
+        errno = ENOTSUP;
+        return -1;
+    }
+    return int(syscall(SYS_lsetxattr, path, name, value, size, flags));
+}
 
 static OSErr put(int16_t ref, const std::string &bytes)
 {
@@ -395,6 +410,39 @@ TEST(Files, TypesWithoutAttributes)
     ASSERT_EQ(HGetFInfo(at.vRef, at.dir, P("f"), &again), noErr);
     EXPECT_EQ(std::memcmp(&info, &again, sizeof info), 0);
     EXPECT_EQ(fork_of(at, "f"), "resource");
+}
+
+TEST(Files, SidecarsStandInForAttributes)
+{
+    Place at;
+    FInfo info;
+    CatInfo cat;
+    noAttributes = true;
+    ASSERT_EQ(HCreate(at.vRef, at.dir, P("f"), kEdit, kText), noErr);
+    EXPECT_TRUE(fs::exists(at.path("._f")));
+    ASSERT_EQ(HGetFInfo(at.vRef, at.dir, P("f"), &info), noErr);
+    EXPECT_EQ(info.fdType, kText);
+    EXPECT_EQ(info.fdCreator, kEdit);
+    EXPECT_EQ(fork_of(at, "f"), "");
+    EXPECT_EQ(HDelete(at.vRef, at.dir, P("f")), noErr);
+    EXPECT_FALSE(fs::exists(at.path("._f")));
+
+    // Both in one sidecar, whichever comes first.
+    make_two_forks(at, "f", "data", "resource");
+    ASSERT_EQ(GetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
+    cat.info.fdType = FOUR("abcd");
+    EXPECT_EQ(SetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
+    EXPECT_EQ(HRename(at.vRef, at.dir, P("f"), P("g")), noErr);
+    ASSERT_EQ(GetCatInfo(at.vRef, at.dir, P("g"), &cat), noErr);
+    EXPECT_EQ(cat.info.fdType, FOUR("abcd"));
+    EXPECT_EQ(cat.rsrcLen, 8);
+    EXPECT_EQ(fork_of(at, "g"), "resource");
+
+    // Somebody's file of the sidecar's name is in the way, and stays.
+    at.write("._h", "mine");
+    EXPECT_EQ(HCreate(at.vRef, at.dir, P("h"), kEdit, kText), noErr);
+    EXPECT_EQ(HSetFInfo(at.vRef, at.dir, P("h"), &info), ioErr);
+    EXPECT_EQ(at.read("._h"), "mine");
 }
 
 TEST(Files, FoldersKeepTheirNumbers)
