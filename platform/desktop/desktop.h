@@ -18,9 +18,10 @@
 class QKeyEvent;
 class QMenuBar;
 
-// The program's icon as a PNG file, put into the program by the build.
-extern const unsigned char desk_icon_png[];
-extern const unsigned desk_icon_png_size;
+// The program's icon, 4 bytes a pixel (red, green, blue, alpha), put into the
+// program by the build.
+constexpr int kIconSize = 64;
+extern const unsigned char desk_icon[kIconSize * kIconSize * 4];
 
 // ---- calls up ---------------------------------------------------------------
 

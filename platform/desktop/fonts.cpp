@@ -3,6 +3,7 @@
 // hinting and whole advances, so that every row of a screen lines up.
 #include "platform/desktop/desktop.h"
 
+#include <QApplication>
 #include <QFontDatabase>
 #include <QFontInfo>
 #include <QRawFont>
@@ -52,12 +53,6 @@ int be_font_list(const char** names, int max, bool fixed)
     return count;
 }
 
-static bool installed(const QString& family)
-{
-    QFontInfo info((QFont(family)));
-    return info.family().compare(family, Qt::CaseInsensitive) == 0;
-}
-
 // Faces that tell 0 from O and 1 from l at small sizes, with line graphics that
 // we draw ourselves anyway; the desktop's own choice comes last.
 const char* be_font_best_fixed()
@@ -70,7 +65,7 @@ const char* be_font_best_fixed()
     if (!bestFixed.isEmpty())
         return bestFixed.constData();
     for (const char* family : known)
-        if (installed(QLatin1String(family))) {
+        if (QFontDatabase::hasFamily(QLatin1String(family))) {
             bestFixed = family;
             return bestFixed.constData();
         }
@@ -81,11 +76,8 @@ const char* be_font_best_fixed()
 
 const char* be_font_small()
 {
-    if (smallFamily.isEmpty()) {
-        QFont font =
-            QFontDatabase::systemFont(QFontDatabase::SmallestReadableFont);
-        smallFamily = QFontInfo(font).family().toUtf8();
-    }
+    if (smallFamily.isEmpty())
+        smallFamily = QFontInfo(QApplication::font()).family().toUtf8();
     return smallFamily.constData();
 }
 

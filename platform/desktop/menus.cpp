@@ -155,19 +155,19 @@ static QString item_text(const be_menu_item& item)
 
 static void set_action(QAction* action, const be_menu_item& item)
 {
-    bool marked = item.checked || item.outlined;
     QString text = item_text(item);
 
     if (action->text() != text)
         action->setText(text);
     if (action->isEnabled() != item.enabled)
         action->setEnabled(item.enabled);
-    if (action->isCheckable() != marked)
-        action->setCheckable(marked);
-    // An outlined item is the one that a double action would take: bold is how
-    // this desktop shows a default.
+    // An item without a mark has no box for one either.
+    if (action->isCheckable() != item.checked)
+        action->setCheckable(item.checked);
     if (action->isChecked() != item.checked)
         action->setChecked(item.checked);
+    // An outlined item is the one in force by itself: bold is how this desktop
+    // shows that.
     if (action->font().bold() != item.outlined) {
         QFont font = action->font();
         font.setBold(item.outlined);

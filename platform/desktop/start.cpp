@@ -170,22 +170,26 @@ class Alarm : public QObject {
 
 static Alarm* alarm_;
 
-// Armed only while a wait sleeps: one left on at a line that has hung up would
-// fire without end.
+// One-shot: each switches itself off when it fires, and only a wait that is
+// asked to watch switches it on. One left on at a line that has hung up would
+// fire without end. What hasn't fired stays on between waits, where nobody
+// looks at it: switching costs more than a look.
 static QSocketNotifier* readNotifier;
 static QSocketNotifier* writeNotifier;
 static int watchedFd = -1;
 
-static void watch(int fd)
+static void unwatch()
 {
-    if (fd == watchedFd)
-        return;
     delete readNotifier;
     delete writeNotifier;
     readNotifier = writeNotifier = nullptr;
+    watchedFd = -1;
+}
+
+static void make_notifiers(int fd)
+{
+    unwatch();
     watchedFd = fd;
-    if (fd < 0)
-        return;
     readNotifier = new QSocketNotifier(fd, QSocketNotifier::Read);
     writeNotifier = new QSocketNotifier(fd, QSocketNotifier::Write);
     for (QSocketNotifier* n : {readNotifier, writeNotifier}) {
@@ -195,12 +199,14 @@ static void watch(int fd)
     }
 }
 
-static void arm(bool read, bool write)
+static void watch(int fd, bool read, bool write)
 {
-    if (readNotifier)
-        readNotifier->setEnabled(read);
-    if (writeNotifier)
-        writeNotifier->setEnabled(write);
+    if (fd >= 0 && fd != watchedFd)
+        make_notifiers(fd);
+    if (!readNotifier)
+        return;
+    readNotifier->setEnabled(fd >= 0 && read);
+    writeNotifier->setEnabled(fd >= 0 && write);
 }
 
 static unsigned port_state(int fd, bool read, bool write)
@@ -240,13 +246,18 @@ bool be_start(int* argc, char** argv, const char** why)
     // The toolkit puts the locale's number format in force; scripts, numbers
     // on the line and our own texts are all written the C way.
     starting = true;
+    // The toolkit's own dispatcher waits with fewer calls than GLib's, and no
+    // part of ours needs that. Programs that we start decide for themselves.
+    bool mayUnset = !qEnvironmentVariableIsSet("QT_NO_GLIB");
+    qputenv("QT_NO_GLIB", "1");
     app = new QApplication(*argc, argv);
+    if (mayUnset)
+        qunsetenv("QT_NO_GLIB");
     starting = false;
     setlocale(LC_NUMERIC, "C");
 
-    QPixmap icon;
-    icon.loadFromData(desk_icon_png, desk_icon_png_size, "PNG");
-    QApplication::setWindowIcon(QIcon(icon));
+    QImage icon(desk_icon, kIconSize, kIconSize, QImage::Format_RGBA8888);
+    QApplication::setWindowIcon(QIcon(QPixmap::fromImage(icon)));
 
     keyWatch = new KeyWatch;
     app->installEventFilter(keyWatch);
@@ -279,7 +290,7 @@ void be_stop()
     outside_stop();
     menus_stop();
     desk_bury_all();
-    watch(-1);
+    unwatch();
     delete alarm_;
     alarm_ = nullptr;
     for (int number : {SIGTERM, SIGINT, SIGHUP})
@@ -353,8 +364,7 @@ unsigned be_wait(int64_t deadline, int fd, bool read, bool write)
         now = be_now_us();
         if (now >= deadline)
             break;
-        watch(fd);
-        arm(read, write);
+        watch(fd, read, write);
         // The toolkit counts in milliseconds: rounding up keeps a short rest
         // from turning the loop.
         int64_t rest = (deadline - now + 999) / 1000;
@@ -362,7 +372,6 @@ unsigned be_wait(int64_t deadline, int fd, bool read, bool write)
                             Qt::PreciseTimer, alarm_);
         ask_display(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
         alarm_->timer.stop();
-        arm(false, false);
         state = port_state(fd, read, write);
     }
     waitDepth--;

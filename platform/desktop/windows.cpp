@@ -555,6 +555,22 @@ static void set_limits(DeskWindow* w)
 // desktop's own size is.
 constexpr int kDialogLetters = 13;  // pixels
 
+// What a new window stands in front of: a dialog that must be answered, else
+// the terminal, else the splash.
+static DeskWindow* opened_over(const DeskWindow* opening)
+{
+    DeskWindow* found = nullptr;
+    auto rank = [](const DeskWindow* w) {
+        return w->kind == BE_MODAL ? 3 : w->kind == BE_DOCUMENT ? 2 : 1;
+    };
+
+    for (auto& [id, w] : windows)
+        if (w.get() != opening && w->kind != BE_MODELESS &&
+            w->top->isVisible() && (!found || rank(w.get()) >= rank(found)))
+            found = w.get();
+    return found;
+}
+
 void be_window_new(be_win id, const be_window_info* info)
 {
     auto made = std::make_unique<DeskWindow>();
@@ -589,13 +605,13 @@ void be_window_new(be_win id, const be_window_info* info)
     w->top->setGeometry(w->asked.adjusted(0, -bar_height(w), 0, 0));
     w->top->lay_out();
 
-    // Dialogs stay in front of the terminal, but aren't its children: the
+    // It stays in front of what it was opened over, but isn't its child: the
     // program may dispose of either first.
-    DeskWindow* document = desk_document();
-    if (document && document != w && document->top->windowHandle()) {
+    DeskWindow* under = opened_over(w);
+    if (under && under->top->windowHandle()) {
         w->top->winId();
         w->top->windowHandle()->setTransientParent(
-            document->top->windowHandle());
+            under->top->windowHandle());
     }
 }
 
