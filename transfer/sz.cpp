@@ -249,9 +249,9 @@ int32_t getzrxinit()
 static void go_back()
 {
     awKill();  // what the line hasn't taken is worth nothing
-    if (Lastn >= 0 && Lastread == Rxpos)
-        Dontread = 1;
-    else if (zSendRef != 0)
+    // A second ZRPOS may name another place than the one before.
+    Dontread = Lastn >= 0 && Lastread == Rxpos;
+    if (!Dontread && zSendRef != 0)
         (void)SetFPos(zSendRef, fsFromStart, Rxpos);  // read sets it anyway
     inc_retry();
     erfBlocks = 0;

@@ -417,7 +417,8 @@ int16_t XferEvent(int16_t sleep)
 int16_t TimedRead(int16_t, uint8_t *buffer, int32_t count, int32_t ticks)
 {
     static int16_t chkEvt;
-    const uint32_t start = TickCount();
+    uint32_t start = 0;  // of the wait, once there is one
+    bool waiting = false;
     int32_t got = 0;
 
     // Events are looked at once in so many calls, however fast bytes come.
@@ -436,7 +437,12 @@ int16_t TimedRead(int16_t, uint8_t *buffer, int32_t count, int32_t ticks)
         }
         if (UserCancel)
             return 0;
-        int32_t left = ticks - int32_t(TickCount() - start);
+        // Most bytes are at hand, and need no clock.
+        uint32_t now = TickCount();
+        if (!waiting)
+            start = now;
+        waiting = true;
+        int32_t left = ticks - int32_t(now - start);
         if (left > kShortWait && XferEvent(1) == 1)
             return 0;
         if (left <= 0)

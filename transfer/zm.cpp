@@ -23,6 +23,22 @@ constexpr uint8_t kFlowMask = 0x7D;   // under it XON and XOFF are 0x11,
 constexpr uint8_t kFlowByte = 0x11;   // with or without the high bit
 constexpr int16_t kFirstFlush = 32;   // the line starts at so many bytes
 constexpr int32_t kLeastFlush = 128;  // and goes on in half blocks, at least
+// Skips what can't start a header, as far as it is at hand and at most `most`
+// bytes. Returns their number. Behind a damaged subpacket this is all that the
+// sender had on its way, which on a fast line is a lot.
+static int32_t skip_garbage(int32_t most)
+{
+    int16_t n = int16_t(std::clamp<int32_t>(most, 0, kReadSize));
+    const uint8_t *p = GetBytes(&n);
+    int32_t k = 0;
+
+    while (k < n && p[k] != CAN && p[k] != ZPAD && p[k] != kPadHigh)
+        k++;
+    if (k < n)
+        putBack(int16_t(n - k));
+    return k;
+}
+
 constexpr int32_t kGarbage = -100;    // read_form: the byte leads nowhere
 constexpr int32_t kBadSum = -101;     // check16: all came, but is wrong
 constexpr int kCanRun = 5;            // so many CAN end a transfer
@@ -613,6 +629,9 @@ int32_t zgethdr(uint8_t *hdr, int16_t eflag)
 
         switch (state) {
         case HUNT:
+            // Unseen bytes need not come one by one.
+            if (eflag == 0 && !header_timeout && count > 0)
+                count += skip_garbage(limit - 2 - count);
             c = readline(Rxtimeout);
             if (c == TIMEOUT)
                 header_timeout = 1;
