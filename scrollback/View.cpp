@@ -207,6 +207,7 @@ void scrollPage(int16_t from, int16_t to)
 
     SetPort(myWindow);
     if (to != from) {
+        stop_cursor();  // or its pixels would scroll along
         sb_update(to, int16_t(savlines), update_mode(from - to, to));
         if (myWindow)
             move_pixels(from, to);
@@ -216,6 +217,8 @@ void scrollPage(int16_t from, int16_t to)
         TextFace(textstyle);
         TextMode(Invert ? srcBic : srcOr);
         SetFgBg(1);
+        if (to != from)
+            start_cursor();
     }
     if (old)
         SetPort(old);

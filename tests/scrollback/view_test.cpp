@@ -78,6 +78,23 @@ TEST(View, OutputGoesOnUnseen)
     EXPECT_EQ(take_picture() == repainted(), true);
 }
 
+TEST(View, TheCursorDoesNotScrollAlong)
+{
+    open_terminal(8, 30);
+    show(number_lines(0, 40));
+    const picture live = take_picture();
+    hl_advance_ticks(1);
+    docursor();
+    ASSERT_EQ(cursorInverted, 1);
+    const int16_t bottom = view_top();
+    scrollPage(bottom, int16_t(bottom - 3));
+    EXPECT_EQ(cursorActive, 0);
+    EXPECT_EQ(repainted() == take_picture(), true);
+    scrollPage(int16_t(bottom - 3), bottom);
+    EXPECT_EQ(cursorActive, 1);
+    EXPECT_EQ(take_picture() == live, true);
+}
+
 TEST(View, DroppedLinesMoveTheView)
 {
     open_terminal(8, 30);
