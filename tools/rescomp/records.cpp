@@ -301,26 +301,17 @@ static void make_settings(const toml::table &t, Resources &all)
     make_record(t, all, four("qSet"), 428, settingsFields);
 }
 
-// Columns of a list, from left to right.
-static void make_columns(const toml::table &t, Resources &all)
-{
-    only_members(t, {"id", "at"});
-    Bytes b;
-    if (const toml::array *a = t.get_as<toml::array>("at"))
-        for (auto &&n : *a)
-            b.u16(int(n.value_or(int64_t(0))));
-    add(all, four("cPos"), t, b.data);
-}
-
 void make_records(const toml::table &file, Resources &all,
                   std::map<std::string, const toml::node *> &left)
 {
     static constexpr struct {
         const char *name;
         void (*make)(const toml::table &, Resources &);
-    } records[] = {{"list", make_list},         {"string", make_string},
-                   {"version", make_version},   {"connection", make_connection},
-                   {"settings", make_settings}, {"columns", make_columns}};
+    } records[] = {{"list", make_list},
+                   {"string", make_string},
+                   {"version", make_version},
+                   {"connection", make_connection},
+                   {"settings", make_settings}};
 
     for (auto &record : records) {
         const toml::array *a = file.get_as<toml::array>(record.name);
