@@ -327,12 +327,19 @@ bool PostEvent(uint16_t what, uint32_t message)
 // ---- the mouse
 // -----------------------------------------------------------------
 
+// A loop that does nothing but ask this waits a tick each time.
 bool Button()
 {
+    static int64_t asked = -1;  // the last wait as this was asked last
     be_mouse m;
 
     ask_display();
     be_mouse_state(&m);
+    if (m.down && asked == wait_last_asked()) {
+        wait_until(be_now_us() + ticks_to_us(1), false);
+        be_mouse_state(&m);
+    }
+    asked = wait_last_asked();
     return m.down;
 }
 

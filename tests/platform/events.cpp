@@ -186,6 +186,9 @@ TEST(Events, TrackingBelongsToOnePress)
     GetMouse(&p);
     EXPECT_EQ(p.h, 6);
     EXPECT_EQ(p.v, 6);
+    hl_after(3, [] { hl_release(); });
+    while (Button())
+        ;
 }
 
 // A wait within a wait: the queue and its order survive, and what the inner
