@@ -12,27 +12,27 @@ constexpr int16_t kProgramResFile = 1;
 // The blob's handle stays the file's until DetachResource; asking again gives
 // the same handle. Null when there is none; ResError tells resNotFound.
 Handle GetResource(OSType type, int16_t id);
-Handle Get1Resource(OSType type, int16_t id);  // current file alone
+Handle Get1Resource(OSType type, int16_t id); // current file alone
 Handle GetNamedResource(OSType type, ConstStr name);
 Handle Get1NamedResource(OSType type, ConstStr name);
-Handle GetIndResource(OSType type, int16_t index);  // all files, from 1
+Handle GetIndResource(OSType type, int16_t index); // all files, from 1
 Handle Get1IndResource(OSType type, int16_t index);
 int16_t CountResources(OSType type);
 int16_t Count1Resources(OSType type);
 
 void GetResInfo(Handle h, int16_t *id, OSType *type, Str255 name);
-void SetResInfo(Handle h, int16_t id, ConstStr name);  // null keeps the name
-int16_t HomeResFile(Handle h);  // -1 when it is no resource
+void SetResInfo(Handle h, int16_t id, ConstStr name); // null keeps the name
+int16_t HomeResFile(Handle h); // -1 when it is no resource
 int16_t Unique1ID(OSType type);
 
 // The handle's bytes become a resource of the current file.
 void AddResource(Handle h, OSType type, int16_t id, ConstStr name);
-void RemoveResource(Handle h);   // the handle stays, as plain memory
-void ChangedResource(Handle h);  // to be written at the next update
-void WriteResource(Handle h);    // into the file's transaction now
+void RemoveResource(Handle h);  // the handle stays, as plain memory
+void ChangedResource(Handle h); // to be written at the next update
+void WriteResource(Handle h);   // into the file's transaction now
 void DetachResource(Handle h);
 void ReleaseResource(Handle h);
-OSErr ResError();  // of the last call of this header
+OSErr ResError(); // of the last call of this header
 
 // Makes the file a resource file. HOpenResFile answers a reference, or -1
 // with the reason in ResError: fnfErr, permErr, mapReadErr for a file that is
@@ -49,7 +49,7 @@ void UseResFile(int16_t ref);
 // Everything changed since the last update becomes lasting, in one step: after
 // a crash at any moment the file holds the old state or the new one.
 void UpdateResFile(int16_t ref);
-OSErr FlushResFile(int16_t ref);  // and is on the disk
+OSErr FlushResFile(int16_t ref); // and is on the disk
 
 // String `index` (from 1) of list `id`; empty when it isn't there.
 void GetIndString(Str255 out, int16_t id, int16_t index);

@@ -52,7 +52,7 @@ struct Bytes {
 };
 
 struct Resource {
-    std::string name;  // Mac Roman
+    std::string name; // Mac Roman
     std::string data;
 };
 // By type and id, which is the order of the image.
