@@ -330,7 +330,7 @@ bool PostEvent(uint16_t what, uint32_t message)
 // A loop that does nothing but ask this waits a tick each time.
 bool Button()
 {
-    static int64_t asked = -1;  // the last wait as this was asked last
+    static int64_t asked = -1; // the last wait as this was asked last
     be_mouse m;
 
     ask_display();

@@ -709,7 +709,7 @@ void up_resized(be_win id, const be_rect *content, bool finished)
     }
     w->growPending = anyUnsized = true;
     w->growAnswered = false;
-    w->growOffered = be_now_us() - kOfferEvery;  // at the next event wait
+    w->growOffered = be_now_us() - kOfferEvery; // at the next event wait
 }
 
 void up_moved(be_win id, const be_rect *content)
