@@ -625,7 +625,7 @@ TEST(Files, UncachedWritesArriveWhole)
     ASSERT_EQ(HCreate(at.vRef, at.dir, P("f"), kEdit, kText), noErr);
     ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsWrPerm, &ref), noErr);
     std::string block(1 << 20, '\0'), all;
-    for (int i = 0; i < 40; i++) {
+    for (int i = 0; i < 20; i++) {
         block[size_t(i)] = char(i + 1);
         int32_t n = int32_t(block.size());
         ASSERT_EQ(FSWriteUncached(ref, &n, block.data()), noErr);
