@@ -731,18 +731,21 @@ void be_present(be_win id, const uint32_t* pixels, int width, int height,
                           QImage::Format_RGB32);
         w->image.setDevicePixelRatio(be_window_scale(id));
     }
+    QRegion region;
     for (int i = 0; i < count; i++) {
         const be_rect& d = dirty[i];
-        QRect r(d.left, d.top, d.right - d.left, d.bottom - d.top);
-
-        w->content->update(r);
-        if (w->kind == BE_DOCUMENT)
-            continue;
-        for (auto& [number, item] : w->items)
-            if (item.kind == BE_USER && item.widget &&
-                item.widget->geometry().intersects(r))
-                item.widget->update();
+        region += QRect(d.left, d.top, d.right - d.left, d.bottom - d.top);
     }
+    // Shown at once: the toolkit's own update would wake an idle program again
+    // some milliseconds later for every blink of the cursor.
+    if (w->kind == BE_DOCUMENT) {
+        w->content->repaint(region);
+        return;
+    }
+    for (auto& [number, item] : w->items)
+        if (item.kind == BE_USER && item.widget &&
+            region.intersects(item.widget->geometry()))
+            item.widget->repaint();
 }
 
 void be_set_cursor(be_win id, be_cursor cursor)
