@@ -1,50 +1,45 @@
-// Any bytes, at any size, type and font, cut anywhere: the rows and the store
-// stay whole. The first eight bytes choose the conditions.
+// Any bytes, at any size, type and font, cut anywhere, with the window shown,
+// hidden or scrolled back: the rows and the store stay whole. The first nine
+// bytes choose the conditions.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
-#include "automation/AsciiSend.h"
-#include "connect/Settings.h"
-#include "platform/headless/headless.h"
-#include "scrollback/Selection.h"
-#include "scrollback/View.h"
-#include "scrollback/savbuf.h"
-#include "serial/IOKitSerial.h"
-#include "terminal/VT100.h"
+#include "tests/terminal/window.h"
 
-constexpr size_t kConditions = 8;
+constexpr size_t kConditions = 9;
+
+static WindowPtr gWindow;
+
+// The fonts: fixed, two bytes a character, of variable width where one is
+// installed.
+static void name_font(int which)
+{
+    static const ConstStr names[] = {PSTR("ql-Mac"), PSTR("Test JIS"),
+                                     PSTR("ql-PC"), PSTR("Test Sans")};
+
+    (void)SetStrInList(gLocalStrings, kStrFont, names[which & 3]);
+}
 
 static void start_once()
 {
-    static bool started;
-
-    if (started)
+    if (gWindow)
         return;
-    started = true;
     hl_spin_limit(0);
-    asInit();
-    Baudrate = 9600;
-    (void)SerAlloc();
-    InitPage();
+    open_terminal(24, 80);
+    gWindow = myWindow;
+    fonts_add_double_byte(PSTR("Test JIS"));
+    gLocalStrings = NewStrList();
+    for (int i = 0; i < kStrFont; i++)
+        (void)AppendStrList(gLocalStrings, nullptr);
 }
 
-// As a program finds it at its start, so that a finding can be played again.
-static void fresh(const uint8_t *c)
+static void fresh_parser(const uint8_t *c)
 {
-    MaxLine = uint16_t(1 + c[0] % kMaxRows);
-    MaxCol = uint16_t(1 + c[1] % kMaxCols);
-    cset.termType = c[2] & 3;
-    cset.termFlags = c[3];
-    cset.bufFlags = c[2] >> 2 & 1;
-    qset.useColor = c[2] >> 3 & 1;
-    qset.globFlags = kGlobNoBell;
-    gProportional = 0;
-    gDoubleByte = c[4] & 1;
     interpret_control = !(c[4] >> 1 & 1);
-    scrolled = c[4] >> 2 & 1;
     insert = newline = origin_rel = Invert = textstyle = intense = 0;
+    invisible = 0;
     autowrap = 1;
     charflg = 0;
     prvchr = prvchr2 = gFirstChar = gInJapanShift = 0;
@@ -54,14 +49,56 @@ static void fresh(const uint8_t *c)
     curGSet = 'U';
     GShift = 0;
     outcnt = 0;
+    sendWait = c[5] & 1 ? c[6] : int16_t(0);
+    asKill();
+}
+
+static void fresh_settings(const uint8_t *c)
+{
+    cset.termType = c[2] & 3;
+    cset.termFlags = c[3];
+    cset.bufFlags = c[2] >> 2 & 1;
+    qset.useColor = c[2] >> 3 & 1;
+    gColorQD = c[2] >> 4 & 1;
+    qset.globFlags = kGlobNoBell;
+}
+
+// As a program finds it at its start, so that a finding can be played again.
+static void fresh(const uint8_t *c)
+{
+    const uint16_t rows = uint16_t(1 + c[0] % kMaxRows);
+    const uint16_t cols = uint16_t(1 + c[1] % kMaxCols);
+
+    fresh_settings(c);
+    fresh_parser(c);
+    scrolled = 0;
+    myWindow = gWindow;
+    name_font(c[4] >> 3);
+    setFontCheckRowCol(0);
+    const Rect bounds = window_bounds(rows, cols);
+    ResizeWind(myWindow, &bounds);
+    if (c[4] & 1) {
+        // Without a window the model has its size alone.
+        myWindow = nullptr;
+        gProportional = 0;
+        gDoubleByte = c[8] & 1;
+        MaxLine = rows;
+        MaxCol = cols;
+        setFont(0);
+    }
+    scrolled = c[4] >> 2 & 1;
     savcount = savlines = 0;
     blanklines = 3;
-    sendWait = c[5] & 1 ? c[6] : int16_t(0);
-    setFont(0);
+    sb_update(0, 0, 2);
     init_term();
     default_tabs();
     cursor_save();
-    asKill();
+}
+
+static void check()
+{
+    if (!rows_ok() || outcnt < 0 || !sav_ok())
+        abort();
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
@@ -81,13 +118,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *bytes, size_t size)
         bytes += n;
         size -= n;
     }
-    if (!sav_ok())
-        abort();
+    check();
     prepSel(nullptr);
-    if (!sav_ok())
-        abort();
+    check();
     unprepSel();
-    if (!sav_ok())
-        abort();
+    check();
+    if (myWindow)
+        term_redraw();
     return 0;
 }
