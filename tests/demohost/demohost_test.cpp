@@ -201,9 +201,11 @@ TEST(DemoHost, CallEscapeAndHangUp)
     expect(h, "login: ");
     // Within a second of other bytes, or with a fourth, it is plain text.
     say(h, "a+++");
-    EXPECT_EQ(quiet_for(h, 400), "a+++");
+    expect(h, "a+++");
+    EXPECT_EQ(quiet_for(h, 400), "");
     say(h, "++++");
-    EXPECT_EQ(quiet_for(h, 400).find("OK"), std::string::npos);
+    expect(h, "++++");
+    EXPECT_EQ(quiet_for(h, 400), "");
     say(h, "+++");
     expect(h, "\r\nOK\r\n");
     say(h, "ATO\r");
@@ -323,13 +325,13 @@ TEST(DemoHost, SlowPromptForgetsWhatComesTooSoon)
     enter_menu(h);
 
     choose(h, "7");
-    expect(h, "> ");
+    expect(h, "\n> ");
     say(h, "abc\r"); // "b" and "c" come while "a" is being taken
     expect(h, "a");
     std::this_thread::sleep_for(milliseconds(200));
     say(h, "\r");
     expect(h, "took 1 bytes");
-    expect(h, "> ");
+    expect(h, "\n> ");
     say(h, "\r");
     expect(h, "Your choice");
     finish(h);
