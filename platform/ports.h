@@ -7,8 +7,8 @@
 constexpr int kMaxPorts = 40;
 
 struct PortEntry {
-    Str255 name;      // what a person reads: "FT232R USB UART (ttyUSB0)"
-    char path[256];   // what is opened; "demo:" stands for the demo host
+    Str255 name;    // what a person reads: "FT232R USB UART (ttyUSB0)"
+    char path[256]; // what is opened; "demo:" stands for the demo host
 };
 
 // Real ports in a stable order, then the demo host. Never opens one.
@@ -18,7 +18,7 @@ int port_list(PortEntry *out, int max);
 // terminal, in raw mode, and remembers how it was found. A descriptor above
 // 0, or minus the errno.
 int port_open(const char *path);
-void port_close(int fd);  // gives the line back as found
+void port_close(int fd); // gives the line back as found
 
 // Why it can't be opened, for the user: group and command for EACCES, the
 // holder for EBUSY, "unplugged?" for ENOENT. Empty when there is no more to
@@ -29,9 +29,9 @@ void port_why(const char *path, int error, Str255 out);
 // bits: 0x04 XON/XOFF on output, 0x02 on input, 0x18 hardware. Answers 0 or
 // the errno (a pseudo-terminal takes what it can).
 int port_shape(int fd, int32_t speed, int databits, char par, uint8_t flow);
-int port_flow(int fd, uint8_t flow);          // flow alone
+int port_flow(int fd, uint8_t flow); // flow alone
 int port_speed(int fd, int32_t speed, bool drain);
-int port_break(int fd, int16_t duration);     // the real one
+int port_break(int fd, int16_t duration); // the real one
 
 // Bytes as read() and write() do, with two differences: minus the errno in
 // place of -1, and a line that has gone is -28 (ENOSPC never comes from a
@@ -62,7 +62,7 @@ void port_gather(int fd, bool on);
 
 // Writes what is kept, as far as there is room; true while some is left.
 bool port_holds(int fd);
-void port_drop(int fd);  // forgets what is kept
+void port_drop(int fd); // forgets what is kept
 
 // Is the device of that path there (again)? Costs one stat.
 bool port_present(const char *path);

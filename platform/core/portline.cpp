@@ -21,24 +21,25 @@
 // wait for it for ever; we wait this long.
 constexpr int kDrainMs = 300;
 constexpr int kMostDescriptor = 1024;
-constexpr int32_t kPortAhead = 8192;  // taken from the line at once
+constexpr int32_t kPortAhead = 8192; // taken from the line at once
 
 constexpr uint8_t kXonOut = 0x04, kXonIn = 0x02, kHardware = 0x18;
 
-// ---- open lines -----------------------------------------------------------------
-// One is the rule; the second place is for the moment of a change. A place is
-// free when its fd is 0. `held` bytes of `hold` go out before any other, and
-// `ahead` bytes were read before any that the line still has.
+// ---- open lines
+// ----------------------------------------------------------------- One is the
+// rule; the second place is for the moment of a change. A place is free when
+// its fd is 0. `held` bytes of `hold` go out before any other, and `ahead`
+// bytes were read before any that the line still has.
 
 struct open_line {
     int fd;
-    bool terminal;    // else a socket, in tests: nothing to set
-    termios2 found;   // its state before us
+    bool terminal;  // else a socket, in tests: nothing to set
+    termios2 found; // its state before us
     int32_t held;
     uint8_t hold[kPortHold];
-    bool gathers;     // what is written waits in `hold` for port_gather(false)
-    bool stuck;       // the line had no room for all of `hold`
-    int32_t ahead;    // bytes read and not yet handed out, from ready + at
+    bool gathers;  // what is written waits in `hold` for port_gather(false)
+    bool stuck;    // the line had no room for all of `hold`
+    int32_t ahead; // bytes read and not yet handed out, from ready + at
     int32_t at;
     uint8_t ready[kPortAhead];
 };
@@ -63,7 +64,7 @@ static open_line *adopt(int fd)
         return l;
     for (open_line &f : lines) {
         if (f.fd != 0 && fcntl(f.fd, F_GETFD) < 0)
-            f.fd = 0;  // closed by its owner
+            f.fd = 0; // closed by its owner
         if (f.fd == 0) {
             f.fd = fd;
             f.terminal = false;
@@ -75,7 +76,8 @@ static open_line *adopt(int fd)
     return nullptr;
 }
 
-// ---- opening and closing ----------------------------------------------------------
+// ---- opening and closing
+// ----------------------------------------------------------
 
 static void make_raw(termios2 *t)
 {
@@ -158,7 +160,8 @@ void port_close(int fd)
         l->fd = 0;
 }
 
-// ---- the line's shape ---------------------------------------------------------------
+// ---- the line's shape
+// ---------------------------------------------------------------
 
 static void set_speed(termios2 *t, int32_t speed)
 {
@@ -184,7 +187,7 @@ static void set_flow(termios2 *t, uint8_t flow)
 static int get_state(int fd, termios2 *t)
 {
     if (fd <= 0)
-        return EBADF;  // 0 is a closed port, not standard input
+        return EBADF; // 0 is a closed port, not standard input
     return ioctl(fd, TCGETS2, t) == 0 ? 0 : errno;
 }
 
@@ -250,7 +253,8 @@ int port_break(int fd, int16_t duration)
     return ioctl(fd, TIOCCBRK, 0) == 0 ? 0 : errno;
 }
 
-// ---- bytes ----------------------------------------------------------------------------
+// ---- bytes
+// ----------------------------------------------------------------------------
 
 // The line has hung up, or its device is gone.
 static bool gone(int error)
@@ -280,11 +284,12 @@ int32_t port_read(int fd, void *to, int32_t count)
 {
     open_line *l = adopt(fd);
 
-    if (!l || count <= 0)
-        return -EBADF;
-    if (l->ahead > 0)
+    if (l && l->ahead > 0)
         return hand_out(l, to, count);
-    ssize_t n = read(fd, l->ready, sizeof l->ready);
+    ssize_t n = l ? read(fd, l->ready, sizeof l->ready)
+                  : read(fd, to, size_t(count));
+    if (n > 0 && !l)
+        return int32_t(n);
     if (n > 0) {
         l->ahead = int32_t(n);
         l->at = 0;
@@ -322,7 +327,7 @@ static void push(open_line *l)
         l->held -= n;
         memmove(l->hold, l->hold + n, size_t(l->held));
     } else if (n < 0 && n != -EAGAIN) {
-        l->held = 0;  // nobody is there to take it
+        l->held = 0; // nobody is there to take it
     }
     l->stuck = l->held > 0;
 }
@@ -401,7 +406,7 @@ int32_t port_send(int fd, const void *from, int32_t count)
     if (!l)
         return -EBADF;
     if (l->held > 0)
-        push(l);  // also what has only been gathered
+        push(l); // also what has only been gathered
     if (l->held == 0) {
         taken = put(fd, p, count);
         if (taken < 0 && taken != -EAGAIN)

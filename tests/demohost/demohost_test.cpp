@@ -420,6 +420,7 @@ static int run_here(host &h, std::vector<std::string> words,
                     const std::string &folder)
 {
     int ends[2];
+    signal(SIGPIPE, SIG_IGN); // the program may end before it has heard all
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
     pid_t pid = fork();
     if (pid == 0) {
@@ -427,6 +428,7 @@ static int run_here(host &h, std::vector<std::string> words,
         for (std::string &w : words)
             args.push_back(w.data());
         args.push_back(nullptr);
+        signal(SIGPIPE, SIG_DFL);
         dup2(ends[1], 0);
         dup2(ends[1], 1);
         dup2(open("/dev/null", O_WRONLY), 2);
