@@ -31,12 +31,15 @@ static void begin(std::string *out, size_t size)
 }
 
 static const char *const kWords[] = {
-    "connection", "from",   "device", "eth0",    "link",    "is",
+    "connection", "from",   "device", "eth0",    "link",      "is",
     "up",         "failed", "to",     "mount",   "/dev/sda1", "read-only",
-    "packet",     "length", "error",  "timeout", "after",   "retry",
-    "buffer",     "flush",  "0x7f3a", "irq",     "handler", "registered"};
+    "packet",     "length", "error",  "timeout", "after",     "retry",
+    "buffer",     "flush",  "0x7f3a", "irq",     "handler",   "registered"};
 
-static const char *word() { return kWords[dice(24)]; }
+static const char *word()
+{
+    return kWords[dice(24)];
+}
 
 static void add_words(std::string *out, int count)
 {
@@ -61,9 +64,8 @@ std::string corpus_plain(size_t size)
 
 std::string corpus_colour(size_t size)
 {
-    static const char *const levels[] = {"\33[32mINFO\33[0m",
-                                         "\33[1;33mWARN\33[0m",
-                                         "\33[1;31mERROR\33[0m"};
+    static const char *const levels[] = {
+        "\33[32mINFO\33[0m", "\33[1;33mWARN\33[0m", "\33[1;31mERROR\33[0m"};
     std::string out;
 
     begin(&out, size);
@@ -103,8 +105,8 @@ std::string corpus_redraw(size_t size, int rows, int cols)
         add(&out, "\33[2;1H\33M\33M\33M");
         add(&out, "\33[5;1H\33[3L\33[9;1H\33[2M");
         for (int i = 0; i < 8; i++)
-            add(&out, "\33[%u;%uH\33[4@edit\33[2P", 2 + dice(uint32_t(rows) - 2),
-                1 + dice(uint32_t(cols) - 10));
+            add(&out, "\33[%u;%uH\33[4@edit\33[2P",
+                2 + dice(uint32_t(rows) - 2), 1 + dice(uint32_t(cols) - 10));
         out += "\33[r\33[H";
     }
     out.resize(size);

@@ -44,7 +44,7 @@ static void start_ours()
     qset.globFlags = kGlobNoBell;
     MaxLine = kRows;
     MaxCol = kCols;
-    (void)SerAlloc();  // memory for the replies' history: never short here
+    (void)SerAlloc(); // memory for the replies' history: never short here
     asInit();
     InitPage();
     scrolled = 1;
@@ -80,8 +80,8 @@ static int keep_line(int cols, const VTermScreenCell *cells, void *user)
     auto *kept = static_cast<std::vector<std::string> *>(user);
     std::string line;
 
-    while (cols > 0 && (cells[cols - 1].chars[0] == 0 ||
-                        cells[cols - 1].chars[0] == ' '))
+    while (cols > 0 &&
+           (cells[cols - 1].chars[0] == 0 || cells[cols - 1].chars[0] == ' '))
         cols--;
     line.reserve(size_t(cols));
     for (int i = 0; i < cols; i++)

@@ -29,7 +29,10 @@ static void start_once()
 
 static const uint8_t *gAt, *gEnd;
 
-static uint8_t next() { return gAt < gEnd ? *gAt++ : uint8_t(0); }
+static uint8_t next()
+{
+    return gAt < gEnd ? *gAt++ : uint8_t(0);
+}
 
 // A line of some bytes of the input, or of many times the same.
 static void save_some()

@@ -18,19 +18,19 @@
 // ---- the page --------------------------------------------------------------
 // Margins and pen are in points, from the top left of the printable part.
 
-static PageFormat gPageFormat;  // kept between commands
+static PageFormat gPageFormat; // kept between commands
 static bool haveFormat;
 
-static int16_t prFont;   // font number; negative: the terminal's
+static int16_t prFont; // font number; negative: the terminal's
 static Str255 header;
-static int16_t page;     // number of the page being printed
-static int16_t line;     // line on the page
-static int16_t curline;  // next line number to print
+static int16_t page;    // number of the page being printed
+static int16_t line;    // line on the page
+static int16_t curline; // next line number to print
 static int16_t leftmargin, topmargin, botmargin;
 static FontInfo prInfo;
 static int16_t lheight;
 
-constexpr int16_t kPageNumberAt = 360;  // points from the left margin
+constexpr int16_t kPageNumberAt = 360; // points from the left margin
 constexpr int32_t kMostPages = 999;
 constexpr uint8_t kCR = 13;
 
@@ -69,8 +69,7 @@ static void set_margins()
     const Rect &paper = gPageFormat.paper, &inner = gPageFormat.page;
     const Rect &wanted = qset.pageMargins;
 
-    leftmargin =
-        std::max(int16_t(paper.left + wanted.left / 16), inner.left);
+    leftmargin = std::max(int16_t(paper.left + wanted.left / 16), inner.left);
     topmargin = std::max(int16_t(paper.top + wanted.top / 16), inner.top);
     botmargin =
         std::min(int16_t(paper.bottom - wanted.bottom / 16), inner.bottom);

@@ -22,8 +22,8 @@ Str255 gAppendBase;
 FSSpec gAppendFSS;
 uint8_t gAppendOK;
 
-constexpr int32_t kMostBytes = 10000000;  // a larger selection can't leave
-constexpr int16_t kAppendItem = 12;       // of the File menu
+constexpr int32_t kMostBytes = 10000000; // a larger selection can't leave
+constexpr int16_t kAppendItem = 12;      // of the File menu
 constexpr int16_t kTextList = 300;
 constexpr OSType kTextType = FOUR("TEXT");
 

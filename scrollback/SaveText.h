@@ -6,9 +6,9 @@
 #include "platform/files.h"
 #include "platform/types.h"
 
-extern Str255 gAppendBase;  // the menu item's text without a name
-extern FSSpec gAppendFSS;   // the last append target
-extern uint8_t gAppendOK;   // it is usable
+extern Str255 gAppendBase; // the menu item's text without a name
+extern FSSpec gAppendFSS;  // the last append target
+extern uint8_t gAppendOK;  // it is usable
 
 int16_t writeBuffer();
 OSErr AppendSel(const FSSpec *file);

@@ -43,7 +43,10 @@ static bool same(place a, place b)
 }
 
 // Columns of a row; a double-byte character takes two cells of the record.
-static int row_width() { return gDoubleByte ? 2 * MaxCol : MaxCol; }
+static int row_width()
+{
+    return gDoubleByte ? 2 * MaxCol : MaxCol;
+}
 
 // ---- setting ---------------------------------------------------------------
 
@@ -101,10 +104,9 @@ static int16_t edge(int row, int col)
 void makeRgn(RgnHandle region, int16_t firstRow, int16_t firstCol,
              int16_t lastRow, int16_t lastCol)
 {
-    Rect area = {int16_t(termrect.top + LineHeight * firstRow),
-                 edge(firstRow, firstCol),
-                 int16_t(termrect.top + LineHeight * (lastRow + 1)),
-                 termrect.right};
+    Rect area = {
+        int16_t(termrect.top + LineHeight * firstRow), edge(firstRow, firstCol),
+        int16_t(termrect.top + LineHeight * (lastRow + 1)), termrect.right};
 
     if (!gProportional || lastCol < row_width())
         area.right = edge(lastRow, lastCol);
@@ -160,8 +162,8 @@ static bool in_word(uint8_t byte)
     return byte > 32 || (gDoubleByte && byte == 0);
 }
 
-static int16_t word_in(const uint8_t *text, int length, int pos,
-                       int16_t *start, int16_t *end)
+static int16_t word_in(const uint8_t *text, int length, int pos, int16_t *start,
+                       int16_t *end)
 {
     int from = pos;
 
@@ -313,12 +315,12 @@ void remSel()
 // One press from its first pass to its release.
 
 struct tracking {
-    int16_t top;    // line at the top of the view, read anew each pass
-    int row;        // row under the pointer: -1 above the text
-    place point;    // line and column under it
+    int16_t top; // line at the top of the view, read anew each pass
+    int row;     // row under the pointer: -1 above the text
+    place point; // line and column under it
     place anchor;
-    place shown;    // the end that was last shown
-    place word, wordEnd;  // the first word, of a double click
+    place shown;         // the end that was last shown
+    place word, wordEnd; // the first word, of a double click
     bool isDouble;
 };
 
@@ -342,8 +344,7 @@ static void look(tracking *t, Point p)
 {
     t->top = view_top();
     t->row = p.v <= 2 ? -1 : (p.v - 3) / LineHeight;
-    t->point.line =
-        int16_t(t->top + std::clamp<int>(t->row, 0, MaxLine - 1));
+    t->point.line = int16_t(t->top + std::clamp<int>(t->row, 0, MaxLine - 1));
     t->point.col = column_at(*t, p.h);
 }
 
@@ -384,8 +385,7 @@ static void later_pass(tracking *t)
 {
     int16_t start, end;
 
-    if (!t->isDouble ||
-        !FindWordb(t->point.line, t->point.col, &start, &end))
+    if (!t->isDouble || !FindWordb(t->point.line, t->point.col, &start, &end))
         return;
     if (before(t->point, t->anchor)) {
         t->point.col = start;
@@ -461,8 +461,7 @@ void DoClick(Point point, const EventRecord *event)
             else
                 later_pass(&t);
             if (!same(t.point, t.shown)) {
-                SetSel(t.anchor.line, t.anchor.col, t.point.line,
-                       t.point.col);
+                SetSel(t.anchor.line, t.anchor.col, t.point.line, t.point.col);
                 t.shown = t.point;
             } else {
                 scroll_along(t, point);

@@ -12,19 +12,19 @@
 #include "platform/events.h"
 #include "platform/types.h"
 
-extern int16_t stSel, stCol;    // start; stSel is -1 without a selection
-extern int16_t endSel, endCol;  // end; the column is one past it
-extern RgnHandle selRgn;        // the highlight, window-local
-extern RgnHandle rgn1, rgn2;    // scratch
+extern int16_t stSel, stCol;   // start; stSel is -1 without a selection
+extern int16_t endSel, endCol; // end; the column is one past it
+extern RgnHandle selRgn;       // the highlight, window-local
+extern RgnHandle rgn1, rgn2;   // scratch
 
-extern int16_t LClickRow, LClickCol;  // where tracking last ended
-extern int32_t clickTime;             // tick of the last release
-extern int16_t clickLine, clickCol;   // the last press
+extern int16_t LClickRow, LClickCol; // where tracking last ended
+extern int32_t clickTime;            // tick of the last release
+extern int16_t clickLine, clickCol;  // the last press
 
 // Sets the selection; a startLine of -1, or two equal ends, clears it.
 void SetSel(int16_t startLine, int16_t startCol, int16_t endLine,
             int16_t endColumn);
-void CalcSel(int16_t topLine);  // the highlight for a view
+void CalcSel(int16_t topLine); // the highlight for a view
 void makeRgn(RgnHandle region, int16_t firstRow, int16_t firstCol,
              int16_t lastRow, int16_t lastCol);
 int16_t FindWordb(int16_t line, int16_t col, int16_t *start, int16_t *end);
@@ -36,4 +36,4 @@ void DoClick(Point point, const EventRecord *event);
 // the screen, and returns null. The store is locked until unprepSel.
 const uint8_t *prepSel(int32_t *size);
 void unprepSel();
-void remSel();  // takes selected text out of the store
+void remSel(); // takes selected text out of the store

@@ -97,24 +97,24 @@ void scroll_key(int16_t keycode, int16_t modifiers)
     int to = v;
 
     switch (keycode) {
-    case 72:   // keypad clear
-    case 125:  // down
+    case 72:  // keypad clear
+    case 125: // down
         to = far ? most : v + MaxLine - 2;
         break;
-    case 77:   // keypad star
-    case 126:  // up
+    case 77:  // keypad star
+    case 126: // up
         to = far ? 0 : v - MaxLine + 2;
         break;
-    case 115:  // home
+    case 115: // home
         to = 0;
         break;
-    case 116:  // page up
+    case 116: // page up
         to = v - MaxLine + 2;
         break;
-    case 119:  // end
+    case 119: // end
         to = most;
         break;
-    case 121:  // page down
+    case 121: // page down
         to = v + MaxLine - 2;
         break;
     default:
@@ -177,8 +177,7 @@ static void move_pixels(int16_t from, int16_t to)
 {
     const int diff = from - to;
     // History has no attributes; a screen row comes in the terminal's colours.
-    const bool live =
-        to == savlines || (diff == -1 && savlines < to + MaxLine);
+    const bool live = to == savlines || (diff == -1 && savlines < to + MaxLine);
     // A move by more than the text is as good as one by all of it.
     const int rows = std::clamp<int>(diff, -MaxLine, MaxLine);
     const int16_t by = int16_t(rows * LineHeight);
@@ -207,7 +206,7 @@ void scrollPage(int16_t from, int16_t to)
 
     SetPort(myWindow);
     if (to != from) {
-        stop_cursor();  // or its pixels would scroll along
+        stop_cursor(); // or its pixels would scroll along
         sb_update(to, int16_t(savlines), update_mode(from - to, to));
         if (myWindow)
             move_pixels(from, to);
@@ -229,8 +228,7 @@ void disp_line(int16_t row, int16_t line)
     int8_t savState, linState;
     int16_t length;
 
-    MoveTo(kPenMargin,
-           int16_t((row - 1) * LineHeight + Ascent + kPenMargin));
+    MoveTo(kPenMargin, int16_t((row - 1) * LineHeight + Ascent + kPenMargin));
     LockBuffer(&savState, &linState);
     SetFgBg(0);
     const uint8_t *text = GetLinePtr(line, &length);

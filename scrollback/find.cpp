@@ -82,8 +82,7 @@ static void show_line(int32_t line)
 
     if (line >= v && line <= v + kInView)
         return;
-    scrollPage(int16_t(v),
-               int16_t(std::clamp<int32_t>(line - 2, 0, savlines)));
+    scrollPage(int16_t(v), int16_t(std::clamp<int32_t>(line - 2, 0, savlines)));
 }
 
 // The first three ways out leave the preparation standing; the next one
@@ -150,7 +149,7 @@ bool do_search(EventRecord *event, DialogPtr *dialog, int16_t *item)
     CopyPascalStringToC(text, find_str);
     EnableDialogItem(srch_dlog, kFindButton, text[0] != 0);
     if (event->what == keyDown && !hit)
-        findline = -1;  // the text was edited: from the top
+        findline = -1; // the text was edited: from the top
     if (hit && *item == kFindButton && !find_it())
         SysBeep(6);
     return key || hit;

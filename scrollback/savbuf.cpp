@@ -26,7 +26,7 @@
 
 constexpr uint8_t kCR = 13;
 constexpr uint8_t kLF = 10;
-constexpr int kBlanksKept = 2;  // of blank lines in a row
+constexpr int kBlanksKept = 2; // of blank lines in a row
 
 constexpr int32_t kTextStart = 8192;
 constexpr int32_t kTextStep = 8192;
@@ -34,7 +34,7 @@ constexpr int32_t kTextAfterClear = 24576;
 constexpr int32_t kTableStart = 1024;
 constexpr int32_t kTableStep = 1024;
 constexpr int32_t kTableSmallStep = 256;
-constexpr int32_t kSlack = 20;  // room wanted beyond what is stored
+constexpr int32_t kSlack = 20; // room wanted beyond what is stored
 
 // ---- the store -------------------------------------------------------------
 
@@ -58,7 +58,10 @@ int16_t sSBPos;
 
 // ---- the table -------------------------------------------------------------
 
-static int32_t *entries() { return reinterpret_cast<int32_t *>(*linhdl); }
+static int32_t *entries()
+{
+    return reinterpret_cast<int32_t *>(*linhdl);
+}
 
 int32_t sav_offset(int32_t line)
 {
@@ -165,7 +168,7 @@ static bool room_in_table()
 {
     if (GetHandleSize(linhdl) < savlines * 4 + kSlack &&
         !grow(linhdl, kTableStep))
-        (void)grow(linhdl, kTableSmallStep);  // judged by the size it has
+        (void)grow(linhdl, kTableSmallStep); // judged by the size it has
     return GetHandleSize(linhdl) >= savlines * 4 + 8;
 }
 

@@ -20,27 +20,27 @@ constexpr int32_t kLastLineNo = 32767;
 // Line i is the bytes from entry[i] up to entry[i + 1], the last of which is
 // a CR; entry[0] is 0 and entry[savlines] is savcount. sav_ok() checks it.
 
-extern Handle savhdl;       // text; null until the first line is kept
-extern Handle linhdl;       // table of int32_t offsets
-extern int32_t savcount;    // bytes in use
-extern int32_t savlines;    // lines
-extern int16_t blanklines;  // length of the present run of blank lines
-extern int32_t leave_free;  // bytes of memory to leave to others
-extern uint16_t inPrep;     // the screen is pushed in (prepSel)
-extern int32_t prepSavCount, prepSavLines;  // what unprepSel returns to
+extern Handle savhdl;      // text; null until the first line is kept
+extern Handle linhdl;      // table of int32_t offsets
+extern int32_t savcount;   // bytes in use
+extern int32_t savlines;   // lines
+extern int16_t blanklines; // length of the present run of blank lines
+extern int32_t leave_free; // bytes of memory to leave to others
+extern uint16_t inPrep;    // the screen is pushed in (prepSel)
+extern int32_t prepSavCount, prepSavLines; // what unprepSel returns to
 extern int16_t prepBlankLines;
-extern int32_t savAllow;    // savcount when a clear was declined
-extern int16_t PrtBufK;     // kilobytes as last shown
+extern int32_t savAllow; // savcount when a clear was declined
+extern int16_t PrtBufK;  // kilobytes as last shown
 
 // ---- the scroll bar's shadow ---------------------------------------------
 // sVal and sMax are the truth; the control follows when its thumb would
 // visibly move, or when the line is quiet.
 
-extern int16_t sVal;           // line at the top of the view
-extern int16_t sMax;           // its maximum
-extern int32_t sUpdateCount;   // updates not shown yet
-extern int32_t sUpdTicks;      // tick of the last one shown
-extern int16_t sSBPos;         // thumb position then, in pixels
+extern int16_t sVal;         // line at the top of the view
+extern int16_t sMax;         // its maximum
+extern int32_t sUpdateCount; // updates not shown yet
+extern int32_t sUpdTicks;    // tick of the last one shown
+extern int16_t sSBPos;       // thumb position then, in pixels
 
 // Adds a screen line of 160 bytes, trimmed; a third blank line in a row is
 // dropped.
@@ -66,9 +66,9 @@ void sav_fit();
 void sb_update(int16_t value, int16_t maximum, int16_t mode);
 void sb_flush();
 
-void clr_savbuf();  // the user's clear; may ask
+void clr_savbuf(); // the user's clear; may ask
 
 // Writes one line to the capture file, which closes if that fails.
 void PutLine(uint8_t *line, int16_t length);
 
-bool sav_ok();  // assert(sav_ok())
+bool sav_ok(); // assert(sav_ok())

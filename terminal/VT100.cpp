@@ -42,7 +42,7 @@ uint8_t gDoubleByte;
 uint8_t gInJapanShift;
 uint8_t didWrap;
 
-static uint8_t lastch;  // the byte before, stripped as told by the settings
+static uint8_t lastch; // the byte before, stripped as told by the settings
 
 // ---- the run ---------------------------------------------------------------
 
@@ -405,7 +405,10 @@ void DispChars(const uint8_t *bytes, int16_t count)
 
 // ---- wrappers --------------------------------------------------------------
 
-void drawPString(ConstStr text) { DispChars(text + 1, text[0]); }
+void drawPString(ConstStr text)
+{
+    DispChars(text + 1, text[0]);
+}
 
 void drawCString(const char *text)
 {
@@ -419,7 +422,10 @@ void drawCString(const char *text)
     }
 }
 
-void Put_Char(uint8_t byte) { DispChars(&byte, 1); }
+void Put_Char(uint8_t byte)
+{
+    DispChars(&byte, 1);
+}
 
 void DispNum(int32_t number)
 {

@@ -21,61 +21,61 @@ constexpr int kMaxCols = 160;
 constexpr int kLineLen = 162;       // 160 characters, a zero, a spare byte
 constexpr uint16_t NO_ROW = 0xFFFF; // the link of the bottom row
 constexpr int kMaxParams = 10;
-constexpr int kPenMargin = 3;       // pixels left of and above the text
+constexpr int kPenMargin = 3; // pixels left of and above the text
 
 // ---- rows --------------------------------------------------------------
 // Walking nxtlin from toplin meets exactly MaxLine rows and ends at botlin.
 // scrtop and scrbot are on that walk, scrtop not after scrbot. curlin_array
 // is the row `abslin` steps below toplin. rows_ok() checks all of it.
 
-extern uint8_t *scr[kMaxRows];     // line records of kLineLen bytes
-extern uint16_t nxtlin[kMaxRows];  // index of the row below, or NO_ROW
-extern int16_t toplin;             // index in scr of the screen's top row
-extern int16_t botlin;             // ... of its bottom row
-extern int32_t scrtop;             // ... of the scrolling region's first row
-extern int32_t scrbot;             // ... of its last row
-extern int16_t curlin_array;       // ... of the cursor's row
+extern uint8_t *scr[kMaxRows];    // line records of kLineLen bytes
+extern uint16_t nxtlin[kMaxRows]; // index of the row below, or NO_ROW
+extern int16_t toplin;            // index in scr of the screen's top row
+extern int16_t botlin;            // ... of its bottom row
+extern int32_t scrtop;            // ... of the scrolling region's first row
+extern int32_t scrbot;            // ... of its last row
+extern int16_t curlin_array;      // ... of the cursor's row
 
 // ---- cursor and size ---------------------------------------------------
 
-extern uint16_t MaxLine;  // rows in force, 1 to 100
-extern uint16_t MaxCol;   // columns in force, 1 to 160
-extern int16_t abslin;    // the cursor's row, from 0
-extern int16_t curcol;    // its column, from 0; MaxCol: a wrap is pending
-extern uint8_t didWrap;   // the last byte wrapped; nothing reads it
-extern int8_t margin_top;     // first row of the region, from 1
-extern int8_t margin_bottom;  // last row of the region, from 1
-extern uint8_t tabstops[kLineLen];  // by column; non-zero: a stop
+extern uint16_t MaxLine;     // rows in force, 1 to 100
+extern uint16_t MaxCol;      // columns in force, 1 to 160
+extern int16_t abslin;       // the cursor's row, from 0
+extern int16_t curcol;       // its column, from 0; MaxCol: a wrap is pending
+extern uint8_t didWrap;      // the last byte wrapped; nothing reads it
+extern int8_t margin_top;    // first row of the region, from 1
+extern int8_t margin_bottom; // last row of the region, from 1
+extern uint8_t tabstops[kLineLen]; // by column; non-zero: a stop
 
 // ---- the run that waits to be drawn ------------------------------------
 // Its bytes are in the line record already.
 
-extern uint8_t outbuf[kLineLen];  // at most 160 are used
-extern int16_t outcnt;            // bytes waiting; -1: one overstruck unseen
-extern int16_t outcol;            // column of the first
+extern uint8_t outbuf[kLineLen]; // at most 160 are used
+extern int16_t outcnt;           // bytes waiting; -1: one overstruck unseen
+extern int16_t outcol;           // column of the first
 
 // ---- modes -------------------------------------------------------------
 
-extern uint8_t cursor_mode;  // cursor keys send ESC O x
-extern uint8_t keypad_app;   // keypad sends application sequences
-extern uint8_t autowrap;     // a byte past the last column wraps
-extern uint8_t origin_rel;   // addressing is relative to the region
-extern uint8_t newline;      // LF returns to column 0, Return sends CR LF
-extern uint8_t insert;       // printing shifts the rest of the line
-extern uint8_t Invert;       // text is drawn reversed
-extern uint8_t textstyle;    // face of the next text: 1 bold, 4 underline
-extern uint8_t invisible;    // cursor hidden
-extern uint8_t blink;        // cursor blinks
-extern uint8_t useBlockCursor;     // block, else underline
-extern uint8_t interpret_control;  // control bytes act, else show as glyphs
-extern uint8_t intense;      // offset into the colours: 0, or 8 for bold
+extern uint8_t cursor_mode;       // cursor keys send ESC O x
+extern uint8_t keypad_app;        // keypad sends application sequences
+extern uint8_t autowrap;          // a byte past the last column wraps
+extern uint8_t origin_rel;        // addressing is relative to the region
+extern uint8_t newline;           // LF returns to column 0, Return sends CR LF
+extern uint8_t insert;            // printing shifts the rest of the line
+extern uint8_t Invert;            // text is drawn reversed
+extern uint8_t textstyle;         // face of the next text: 1 bold, 4 underline
+extern uint8_t invisible;         // cursor hidden
+extern uint8_t blink;             // cursor blinks
+extern uint8_t useBlockCursor;    // block, else underline
+extern uint8_t interpret_control; // control bytes act, else show as glyphs
+extern uint8_t intense;           // offset into the colours: 0, or 8 for bold
 
 // ---- colour ------------------------------------------------------------
 
-extern const int16_t colorTab[8];  // the basic colours, in ANSI order
-extern int16_t curFG, curBG;       // basic colour codes in force
+extern const int16_t colorTab[8]; // the basic colours, in ANSI order
+extern int16_t curFG, curBG;      // basic colour codes in force
 extern RGBColor curFGrgb, curBGrgb;
-extern uint8_t curFGindex;  // last ANSI foreground, 0 to 7, for bold
+extern uint8_t curFGindex; // last ANSI foreground, 0 to 7, for bold
 
 // ---- the saved cursor --------------------------------------------------
 
@@ -87,41 +87,41 @@ extern uint8_t savGS0, savGS1;
 // ---- parser ------------------------------------------------------------
 // All of it survives the end of a batch, and no reset touches it.
 
-extern uint16_t charflg;  // 0 text, 1 after ESC, 2 in CSI, 3 drop a byte
-extern uint8_t prvchr;    // state 1: last intermediate; 2: private marker
-extern uint8_t prvchr2;   // the intermediate before it
-extern uint32_t num[kMaxParams + 1];  // parameters 1 to 10; 0 is unused
-extern int32_t numargs;       // the parameter being collected, 1 to 10
-extern uint8_t gFirstChar;    // half a double-byte character; 0: none
-extern uint8_t gDoubleByte;   // the font belongs to a double-byte script
+extern uint16_t charflg; // 0 text, 1 after ESC, 2 in CSI, 3 drop a byte
+extern uint8_t prvchr;   // state 1: last intermediate; 2: private marker
+extern uint8_t prvchr2;  // the intermediate before it
+extern uint32_t num[kMaxParams + 1]; // parameters 1 to 10; 0 is unused
+extern int32_t numargs;              // the parameter being collected, 1 to 10
+extern uint8_t gFirstChar;           // half a double-byte character; 0: none
+extern uint8_t gDoubleByte;          // the font belongs to a double-byte script
 extern uint8_t gInJapanShift; // 0 single byte, 1 JIS X 0208, 3 JIS X 0212
 extern uint8_t GSet[4];       // 'U' normal or 'G' graphics; 0, 1 reachable
 extern int8_t GShift;         // 0 or 1
 extern uint8_t curGSet;       // GSet[GShift]
-extern const uint8_t querystring[];  // device attributes, length-prefixed
+extern const uint8_t querystring[]; // device attributes, length-prefixed
 
 // ---- pen, metrics, geometry: pixels, window-local ----------------------
 
 extern int16_t termFont;   // font number in use
 extern int16_t curFSize;   // its size, 9 until the settings say
 extern FontInfo fontstuff; // of the font last asked about
-extern int16_t Ascent, LineHeight, CharWid;  // of the one in use
-extern uint8_t gProportional;  // "i" or "W" isn't as wide as "0"
-extern Point curPenLoc;        // the pen after the last text
-extern uint8_t gNeedPen;       // drawing was skipped: curPenLoc is stale
-extern Rect termrect;          // the text rows
-extern Rect scrollrect;        // those of the scrolling region
-extern Rect contRect;          // the content, for selecting
-extern Rect cursRect;          // what the cursor inverts
-extern RgnHandle dumptr;       // scratch
-extern RgnHandle sbarRgn;      // scroll bar and status bar together
-extern RgnHandle termrgn;      // termrect
-extern RgnHandle LFrgn;        // the bottom row of scrollrect
+extern int16_t Ascent, LineHeight, CharWid; // of the one in use
+extern uint8_t gProportional;               // "i" or "W" isn't as wide as "0"
+extern Point curPenLoc;                     // the pen after the last text
+extern uint8_t gNeedPen;  // drawing was skipped: curPenLoc is stale
+extern Rect termrect;     // the text rows
+extern Rect scrollrect;   // those of the scrolling region
+extern Rect contRect;     // the content, for selecting
+extern Rect cursRect;     // what the cursor inverts
+extern RgnHandle dumptr;  // scratch
+extern RgnHandle sbarRgn; // scroll bar and status bar together
+extern RgnHandle termrgn; // termrect
+extern RgnHandle LFrgn;   // the bottom row of scrollrect
 
-extern uint8_t cursorActive;    // the cursor blinks
-extern uint8_t cursorInverted;  // it is now shown
-extern int32_t cursorTime;      // tick of the next change
-extern int32_t caretTime;       // ticks between changes
+extern uint8_t cursorActive;   // the cursor blinks
+extern uint8_t cursorInverted; // it is now shown
+extern int32_t cursorTime;     // tick of the next change
+extern int32_t caretTime;      // ticks between changes
 
 // ---- bytes in ----------------------------------------------------------
 
@@ -130,16 +130,16 @@ void DispChars(const uint8_t *bytes, int16_t count);
 void drawPString(ConstStr text);
 void drawCString(const char *text);
 void Put_Char(uint8_t byte);
-void DispNum(int32_t number);     // in decimal
-void drawAChar(uint8_t byte);     // one byte as in text, ESC included
-void writeps(ConstStr text);      // to the port, not to the screen
+void DispNum(int32_t number); // in decimal
+void drawAChar(uint8_t byte); // one byte as in text, ESC included
+void writeps(ConstStr text);  // to the port, not to the screen
 
 // ---- state -------------------------------------------------------------
 
-void InitPage();    // once, when the window stands
-void init_term();   // new row list for MaxLine, all rows blank
-void reset_term();  // the user's reset
-void clrAttrib();   // modes and tabs; the screen stays
+void InitPage();   // once, when the window stands
+void init_term();  // new row list for MaxLine, all rows blank
+void reset_term(); // the user's reset
+void clrAttrib();  // modes and tabs; the screen stays
 
 // The line record at a screen row, from 0; a row off the screen gives the
 // nearest one.
@@ -156,7 +156,7 @@ bool rows_ok();
 // ---- editing -----------------------------------------------------------
 // Handlers read num[1] and up. None fails.
 
-void absmove(int16_t col, int16_t row);  // the one setter of the cursor
+void absmove(int16_t col, int16_t row); // the one setter of the cursor
 void home_cursor();
 void cursor_up();
 void cursor_down();
@@ -171,7 +171,7 @@ void cursor_save();
 void cursor_restore();
 void esc8();
 void line_feed();
-void crlf();  // may be called with text waiting, and from outside
+void crlf(); // may be called with text waiting, and from outside
 void next_line();
 void reverse_line_feed();
 void form_feed();
@@ -187,8 +187,8 @@ void set_scroll_region();
 void set_tab();
 void clear_tab();
 void default_tabs();
-void pushLines();  // the screen's rows into the store, for prepSel
-void update_bars(RgnHandle region);  // status bar and controls within
+void pushLines(); // the screen's rows into the store, for prepSel
+void update_bars(RgnHandle region); // status bar and controls within
 
 // ---- modes and replies -------------------------------------------------
 
@@ -205,26 +205,26 @@ void cursor_attributes();
 
 // ---- drawing -----------------------------------------------------------
 
-void flushCRT();     // draws the waiting run
-void term_redraw();  // repaints the window
-void disp_tline(int16_t row, int16_t index);  // window row from 1, screen
-                                              // row from 0
-void docursor();     // the blink step, once a turn of the main loop
+void flushCRT();                             // draws the waiting run
+void term_redraw();                          // repaints the window
+void disp_tline(int16_t row, int16_t index); // window row from 1, screen
+                                             // row from 0
+void docursor(); // the blink step, once a turn of the main loop
 void start_cursor();
 void stop_cursor();
 void SetCRect();
 void MoveProportionalPen(int16_t col, int16_t row);
-void SetupInvert();  // for the next inversion
+void SetupInvert(); // for the next inversion
 
 // ---- colours, font, size -----------------------------------------------
 
-void SetColor(int16_t save);    // the defaults; non-zero: they become current
-void SetFgBg(int16_t current);  // current colours or defaults, if useColor
+void SetColor(int16_t save);   // the defaults; non-zero: they become current
+void SetFgBg(int16_t current); // current colours or defaults, if useColor
 int16_t GetTermFontID(int16_t termType);
-int16_t MyGetFontNum(ConstStr name);  // -1 if there is no such font
+int16_t MyGetFontNum(ConstStr name); // -1 if there is no such font
 void CalcRowCols(const Rect *rect, uint16_t *rows, uint16_t *cols);
 void CalcTermSize(int16_t termType, const Rect *rect, uint16_t *rows,
                   uint16_t *cols);
 void setFont(int16_t termType);
-void setFontCheckRowCol(int16_t termType);  // after a change of settings
-void ResizeWind(WindowPtr window, const Rect *rect);  // null: as it stands
+void setFontCheckRowCol(int16_t termType); // after a change of settings
+void ResizeWind(WindowPtr window, const Rect *rect); // null: as it stands

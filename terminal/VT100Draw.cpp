@@ -125,8 +125,7 @@ static void draw_run(int n)
     SetFgBg(1);
     if (insert) {
         const Rect tail = {top, int16_t(outcol * CharWid + kPenMargin),
-                           area.bottom,
-                           int16_t(MaxCol * CharWid + kPenMargin)};
+                           area.bottom, int16_t(MaxCol * CharWid + kPenMargin)};
         ScrollRect(&tail, int16_t(width), 0, dumptr);
     }
     TextFace(textstyle);
@@ -193,7 +192,7 @@ static void draw_screen(int from)
 
     for (int r = toplin; row < MaxLine; r = nxtlin[r], row++) {
         if (r >= kMaxRows) {
-            SysBeep(4);  // a broken list
+            SysBeep(4); // a broken list
             return;
         }
         draw_row(scr[r], row);
@@ -235,7 +234,10 @@ void term_redraw()
     end_port(old);
 }
 
-void SetupInvert() { SetHiliteMode(); }
+void SetupInvert()
+{
+    SetHiliteMode();
+}
 
 // ---- cursor ----------------------------------------------------------------
 // Off (cursorActive 0), on and not shown, on and shown.
@@ -249,8 +251,7 @@ void SetCRect()
     cursRect.left = curPenLoc.h;
     cursRect.right = int16_t(curPenLoc.h + CharWid);
     cursRect.bottom = int16_t(curPenLoc.v + descent);
-    cursRect.top =
-        useBlockCursor ? int16_t(curPenLoc.v - Ascent) : curPenLoc.v;
+    cursRect.top = useBlockCursor ? int16_t(curPenLoc.v - Ascent) : curPenLoc.v;
 }
 
 static void invert_cursor()

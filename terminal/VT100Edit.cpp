@@ -44,9 +44,15 @@ static int place_param(int i)
     return int(std::min<uint32_t>(num[i], INT16_MAX)) - 1;
 }
 
-static uint8_t *current_line() { return scr[curlin_array]; }
+static uint8_t *current_line()
+{
+    return scr[curlin_array];
+}
 
-static void blank(uint8_t *line) { memset(line, ' ', kMaxCols); }
+static void blank(uint8_t *line)
+{
+    memset(line, ' ', kMaxCols);
+}
 
 // Whoever waits for the end of the echoed line now waits for the prompt.
 static void line_ended()
@@ -57,8 +63,14 @@ static void line_ended()
     }
 }
 
-static int col_pixel(int col) { return col * CharWid + kPenMargin; }
-static int row_pixel(int row) { return row * LineHeight + kPenMargin; }
+static int col_pixel(int col)
+{
+    return col * CharWid + kPenMargin;
+}
+static int row_pixel(int row)
+{
+    return row * LineHeight + kPenMargin;
+}
 
 // The pixels of columns `first` up to `last` of rows `top` up to `bottom`,
 // the ends left out.
@@ -123,7 +135,10 @@ static void move_to(int col, int row)
             int16_t(std::clamp(row, 0, kMaxRows)));
 }
 
-void home_cursor() { move_to(0, origin_rel ? region_first() : 0); }
+void home_cursor()
+{
+    move_to(0, origin_rel ? region_first() : 0);
+}
 
 // In origin mode the region holds the cursor; otherwise it may leave it.
 void cursor_up()
@@ -151,7 +166,10 @@ void cursor_right()
     move_to(curcol + count_param(), abslin);
 }
 
-void cursor_left() { move_to(curcol - count_param(), abslin); }
+void cursor_left()
+{
+    move_to(curcol - count_param(), abslin);
+}
 
 void cursor_position()
 {
@@ -162,7 +180,10 @@ void cursor_position()
     move_to(place_param(2), row);
 }
 
-void horiz_position() { move_to(place_param(1), abslin); }
+void horiz_position()
+{
+    move_to(place_param(1), abslin);
+}
 
 void carriage_return()
 {
@@ -505,8 +526,8 @@ void erase_char()
 // that such an erase wipes is kept, even with the store off.
 static void save_cleared_line()
 {
-    const bool whole = store_on() && (cset.termFlags & kTermSaveClear) &&
-                       num[1] == 2;
+    const bool whole =
+        store_on() && (cset.termFlags & kTermSaveClear) && num[1] == 2;
     const bool from_start = curcol == 0 && num[1] == 0;
 
     if ((whole || from_start) && memcmp(current_line(), "--MORE--", 8) != 0)

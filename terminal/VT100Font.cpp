@@ -35,7 +35,7 @@ int16_t LineHeight = 12;
 int16_t CharWid = 6;
 uint8_t gProportional;
 
-static int16_t cur_ind;  // termType of the last setFont
+static int16_t cur_ind; // termType of the last setFont
 
 // ---- geometry --------------------------------------------------------------
 
@@ -43,14 +43,20 @@ Rect termrect, scrollrect, contRect;
 RgnHandle dumptr, sbarRgn, termrgn, LFrgn;
 
 constexpr int kFontFallback = 4;
-constexpr int kAroundText = 19;  // margin and bar, in either direction
+constexpr int kAroundText = 19; // margin and bar, in either direction
 constexpr int kRightOfText = 17;
 
 // ---- colours ---------------------------------------------------------------
 
-void forget_reverse() { gBasicFG = gBasicBG = 0; }
+void forget_reverse()
+{
+    gBasicFG = gBasicBG = 0;
+}
 
-static int16_t default_color(char digit) { return colorTab[digit & 7]; }
+static int16_t default_color(char digit)
+{
+    return colorTab[digit & 7];
+}
 
 static void apply_defaults()
 {
@@ -115,8 +121,7 @@ static void settings_font(int16_t termType, Str255 name)
     const uint8_t *const fields[4] = {qset.fontName0, qset.fontName1,
                                       qset.fontName2, qset.fontName3};
     const uint8_t *field = fields[termType & 3];
-    const size_t length =
-        std::min<size_t>(field[0], sizeof qset.fontName0 - 1);
+    const size_t length = std::min<size_t>(field[0], sizeof qset.fontName0 - 1);
 
     name[0] = uint8_t(length);
     memcpy(name + 1, field + 1, length);

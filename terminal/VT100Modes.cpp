@@ -39,7 +39,7 @@ uint8_t curGSet = kNormalSet;
 // A VT100 without options.
 const uint8_t querystring[] = "\7\33[?1;0c";
 
-constexpr int16_t kIdentString = 510;  // the answer to ESC I
+constexpr int16_t kIdentString = 510; // the answer to ESC I
 constexpr int16_t kBellSound = 3;
 
 // ---- table fillers ---------------------------------------------------------
@@ -64,8 +64,14 @@ static void use_set(int8_t shift)
     curGSet = GSet[shift];
 }
 
-void shift_out() { use_set(1); }
-void shift_in() { use_set(0); }
+void shift_out()
+{
+    use_set(1);
+}
+void shift_in()
+{
+    use_set(0);
+}
 
 // "(" to "+" designate the sets 0 to 3, by their low two bits. The last two
 // are kept and never reached, as nothing shifts to them.
@@ -111,8 +117,14 @@ void set_char_set(uint8_t intermediate, uint8_t final)
 
 // ---- modes -----------------------------------------------------------------
 
-void set_keypad() { keypad_app = 1; }
-void reset_keypad() { keypad_app = 0; }
+void set_keypad()
+{
+    keypad_app = 1;
+}
+void reset_keypad()
+{
+    keypad_app = 0;
+}
 
 // Only the first parameter counts.
 void mode_set_reset(uint8_t value)
@@ -140,19 +152,34 @@ void mode_set_reset(uint8_t value)
     }
 }
 
-void set_mode() { mode_set_reset(1); }
-void reset_mode() { mode_set_reset(0); }
+void set_mode()
+{
+    mode_set_reset(1);
+}
+void reset_mode()
+{
+    mode_set_reset(0);
+}
 
 // ---- colours and faces -----------------------------------------------------
 // While nothing is drawn only the state changes: whoever draws next sets
 // face, mode and colours from it.
 
-static bool ansi() { return cset.termType == 1 && qset.useColor; }
+static bool ansi()
+{
+    return cset.termType == 1 && qset.useColor;
+}
 
-static int16_t basic_color(uint8_t digit) { return colorTab[digit & 7]; }
+static int16_t basic_color(uint8_t digit)
+{
+    return colorTab[digit & 7];
+}
 
 // Colours 0 to 15 lie behind the two defaults.
-static const RGBColor &rgb_color(int n) { return qset.rgbTable[2 + n]; }
+static const RGBColor &rgb_color(int n)
+{
+    return qset.rgbTable[2 + n];
+}
 
 static void show_colors()
 {

@@ -25,10 +25,19 @@ constexpr uint8_t kGraphicsSet = 'G';
 extern uint8_t gRowAt[kMaxRows];
 
 // Rows of the scrolling region, from 0.
-inline int region_first() { return margin_top - 1; }
-inline int region_last() { return margin_bottom - 1; }
+inline int region_first()
+{
+    return margin_top - 1;
+}
+inline int region_last()
+{
+    return margin_bottom - 1;
+}
 
-inline bool store_on() { return !(cset.bufFlags & 1); }
+inline bool store_on()
+{
+    return !(cset.bufFlags & 1);
+}
 
 // What crlf does, for those who have the port and the cursor in hand.
 void new_line();
@@ -36,8 +45,8 @@ void new_line();
 // The pen's place for a cell, without asking what stands in the line.
 Point cell_pen(int col, int row);
 
-void set_region_rects();  // scrollrect and LFrgn from the margins
-void forget_reverse();    // both colours are again those of curFGrgb, curBGrgb
+void set_region_rects(); // scrollrect and LFrgn from the margins
+void forget_reverse();   // both colours are again those of curFGrgb, curBGrgb
 
 // SGR 7 under ANSI puts basic colours in force beside RGB values that stay.
 // Non-zero: the basic code of that plane is what shows.

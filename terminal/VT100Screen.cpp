@@ -14,7 +14,7 @@
 
 // ---- rows ------------------------------------------------------------------
 
-uint8_t *scr[kMaxRows];  // all cut from one block, made by InitPage
+uint8_t *scr[kMaxRows]; // all cut from one block, made by InitPage
 uint16_t nxtlin[kMaxRows];
 uint8_t gRowAt[kMaxRows];
 int16_t toplin, botlin;
@@ -76,8 +76,8 @@ static bool cursor_ok()
     // have begun in the last column.
     const int widest = gDoubleByte ? kMaxCols + 1 : MaxCol;
 
-    return abslin >= 0 && abslin < MaxLine && curcol >= 0 &&
-           curcol <= widest && gRowAt[abslin] == curlin_array;
+    return abslin >= 0 && abslin < MaxLine && curcol >= 0 && curcol <= widest &&
+           gRowAt[abslin] == curlin_array;
 }
 
 bool rows_ok()
@@ -90,8 +90,8 @@ bool rows_ok()
         if (scr[r] != scr[0] + r * kLineLen || scr[r][kMaxCols] != 0)
             return false;
     }
-    return outcnt >= -1 && outcnt <= kMaxCols && charflg <= 2 &&
-           numargs >= 0 && numargs <= kMaxParams && (GShift & ~1) == 0;
+    return outcnt >= -1 && outcnt <= kMaxCols && charflg <= 2 && numargs >= 0 &&
+           numargs <= kMaxParams && (GShift & ~1) == 0;
 }
 
 // ---- making and clearing ---------------------------------------------------

@@ -39,12 +39,8 @@ TEST(Savline, Trims)
     static const struct {
         const char *line, *kept;
     } rows[] = {
-        {"plain", "plain"},
-        {"spaces   ", "spaces"},
-        {"  lead", "  lead"},
-        {"two  \n", "two  "},
-        {"both \r\n", "both "},
-        {"once \n\n", "once \n"},
+        {"plain", "plain"},   {"spaces   ", "spaces"}, {"  lead", "  lead"},
+        {"two  \n", "two  "}, {"both \r\n", "both "},  {"once \n\n", "once \n"},
         {"cr\r", "cr"},
     };
 
@@ -62,7 +58,7 @@ TEST(Savline, KeepsTwoBlankLinesInARow)
 {
     store_model();
     save("");
-    EXPECT_EQ(savlines, 0);  // none before the first text
+    EXPECT_EQ(savlines, 0); // none before the first text
     save("text");
     for (int i = 0; i < 5; i++)
         save("\r\n");
@@ -261,7 +257,7 @@ TEST(ScrollBar, FollowsWhenItsThumbMovesOrTheLineIsQuiet)
 {
     open_terminal(6, 40);
     save("one");
-    EXPECT_EQ(GetControlMaximum(sbar_ctl), 1);  // the first always shows
+    EXPECT_EQ(GetControlMaximum(sbar_ctl), 1); // the first always shows
     for (int i = 0; i < 500; i++)
         save("more");
     // At the bottom the thumb stays where it is.
@@ -309,4 +305,4 @@ TEST(PutLine, WritesTrimmedLines)
     (void)FSpDelete(&spec);
 }
 
-}  // namespace
+} // namespace

@@ -43,8 +43,8 @@ TEST(View, HistoryLooksAsTheScreenDid)
     show("");
     const picture history = take_picture();
     const size_t rows7 = size_t(7 * LineHeight * termrect.right);
-    EXPECT_TRUE(std::equal(history.begin(),
-                           history.begin() + ptrdiff_t(rows7), first.begin()));
+    EXPECT_TRUE(std::equal(history.begin(), history.begin() + ptrdiff_t(rows7),
+                           first.begin()));
 
     // Step by step, each line by itself, gives what one leap gives.
     for (int16_t at = 0; at < bottom; at++)
@@ -119,10 +119,10 @@ TEST(View, Keys)
         uint16_t modifiers;
         int from, to;
     } rows[] = {
-        {72, 0, 10, 16},        {125, 0, 10, 16},  {125, optionKey, 10, 100},
-        {77, 0, 10, 4},         {126, 0, 3, 0},    {126, optionKey, 50, 0},
-        {115, 0, 50, 0},        {116, 0, 50, 44},  {119, 0, 50, 100},
-        {121, 0, 97, 100},      {36, 0, 50, 50},
+        {72, 0, 10, 16},   {125, 0, 10, 16}, {125, optionKey, 10, 100},
+        {77, 0, 10, 4},    {126, 0, 3, 0},   {126, optionKey, 50, 0},
+        {115, 0, 50, 0},   {116, 0, 50, 44}, {119, 0, 50, 100},
+        {121, 0, 97, 100}, {36, 0, 50, 50},
     };
 
     open_terminal(8, 30);
@@ -178,7 +178,7 @@ TEST(Selection, TextAcrossStoreAndScreen)
     EXPECT_EQ(selected(), "one\r");
     SetSel(0, 0, 0, 25);
     EXPECT_EQ(selected(), "one");
-    SetSel(4, 2, 1, 1);  // backwards
+    SetSel(4, 2, 1, 1); // backwards
     EXPECT_EQ(stSel, 1);
     EXPECT_EQ(endCol, 2);
     SetSel(0, 0, 6, 30);
@@ -212,7 +212,7 @@ TEST(Selection, WordsAndDoubleClicks)
     EXPECT_EQ(FindWordb(0, 7, &start, &end), 1);
     EXPECT_EQ(start, 5);
     EXPECT_EQ(end, 16);
-    EXPECT_EQ(FindWordb(0, 16, &start, &end), 1);  // just behind
+    EXPECT_EQ(FindWordb(0, 16, &start, &end), 1); // just behind
     EXPECT_EQ(start, 5);
     EXPECT_EQ(end, 16);
     EXPECT_EQ(FindWordb(0, 17, &start, &end), 0);
@@ -231,8 +231,7 @@ TEST(Selection, RemovedFromTheStore)
     EXPECT_EQ(savlines, 1);
     int16_t length;
     const uint8_t *text = GetLinePtr(0, &length);
-    EXPECT_EQ(std::string(reinterpret_cast<const char *>(text),
-                          size_t(length)),
+    EXPECT_EQ(std::string(reinterpret_cast<const char *>(text), size_t(length)),
               "onee");
     EXPECT_EQ(stSel, -1);
 
@@ -247,7 +246,7 @@ TEST(Selection, RemovedFromTheStore)
     EXPECT_EQ(savlines, 0);
     EXPECT_TRUE(sav_ok());
     SetSel(0, 0, 1, 1);
-    remSel();  // on the screen nothing can be removed
+    remSel(); // on the screen nothing can be removed
     EXPECT_EQ(memcmp(scrLine(0), "four", 4), 0);
 }
 
@@ -263,9 +262,9 @@ TEST(Find, GoesOnBelowTheLastLine)
     EXPECT_EQ(find_it(), 1);
     EXPECT_EQ(stSel, 2);
     EXPECT_EQ(endSel, 3);
-    EXPECT_EQ(find_it(), 1);  // on the live screen
+    EXPECT_EQ(find_it(), 1); // on the live screen
     EXPECT_EQ(stSel, 6);
-    EXPECT_EQ(find_it(), 0);  // it doesn't begin anew by itself
+    EXPECT_EQ(find_it(), 0); // it doesn't begin anew by itself
     EXPECT_EQ(inPrep, 0);
     show("more\r\n");
     EXPECT_EQ(find_it(), 1);
@@ -285,7 +284,7 @@ TEST(Find, ShowsTheLineThirdFromTheTop)
     EXPECT_EQ(view_top(), 38);
     strcpy(find_str, "line 55");
     EXPECT_EQ(find_it(), 1);
-    EXPECT_EQ(view_top(), 38);  // 17 lines count as in view
+    EXPECT_EQ(view_top(), 38); // 17 lines count as in view
     strcpy(find_str, "line 56");
     EXPECT_EQ(find_it(), 1);
     EXPECT_EQ(view_top(), 54);
@@ -309,4 +308,4 @@ TEST(Find, AStandingPreparationLeavesTheStoreWhole)
     EXPECT_TRUE(sav_ok());
 }
 
-}  // namespace
+} // namespace

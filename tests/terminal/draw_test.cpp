@@ -15,12 +15,11 @@ constexpr uint32_t kWhite = 0xFFFFFF, kBlack = 0;
 std::string plain_edits(unsigned seed, int steps)
 {
     static const char *const edits[] = {
-        "\33[L",    "\33[3L",   "\33[M",     "\33[2M",   "\33[@",
-        "\33[5@",   "\33[P",    "\33[4P",    "\33[K",    "\33[1K",
-        "\33[2K",   "\33[J",    "\33[1J",    "\33M",     "\33D",
-        "\33[3;7r", "\33[2;4r", "\33[r",     "\33[?6h",  "\33[?6l",
-        "\n",       "\r\n",     "\b\b",      "\t",       "\33[4h",
-        "\33[4l",   "\33(0",    "\33(B",     "\33[2J",   "\33#8"};
+        "\33[L",   "\33[3L",  "\33[M", "\33[2M",   "\33[@",    "\33[5@",
+        "\33[P",   "\33[4P",  "\33[K", "\33[1K",   "\33[2K",   "\33[J",
+        "\33[1J",  "\33M",    "\33D",  "\33[3;7r", "\33[2;4r", "\33[r",
+        "\33[?6h", "\33[?6l", "\n",    "\r\n",     "\b\b",     "\t",
+        "\33[4h",  "\33[4l",  "\33(0", "\33(B",    "\33[2J",   "\33#8"};
     std::mt19937 dice(seed);
     std::string out;
 
@@ -49,7 +48,7 @@ TEST(Draw, EditingEqualsARepaint)
         const std::string text = plain_edits(seed, 25);
         for (size_t at = 0; at < text.size(); at += 37)
             show(text.substr(at, 37));
-        settle();  // the alignment test waits for its update
+        settle(); // the alignment test waits for its update
         ASSERT_TRUE(rows_ok());
         const picture moved = take_picture();
         ASSERT_EQ(moved == repainted(), true) << "seed " << seed;
@@ -230,7 +229,7 @@ TEST(Size, AnotherFontClearsOnlyIfItsCellDiffers)
     setFontCheckRowCol(0);
     EXPECT_NE(CharWid, width);
     EXPECT_EQ(scrLine(0)[0], ' ');
-    EXPECT_EQ(savlines, 3);  // the text, and two of the blank rows
+    EXPECT_EQ(savlines, 3); // the text, and two of the blank rows
     EXPECT_TRUE(rows_ok());
     show("more");
     EXPECT_EQ(take_picture() == repainted(), true);
@@ -256,7 +255,7 @@ TEST(Font, IsLookedForInOrder)
     memcpy(qset.fontName1, pc, sizeof pc - 1);
     EXPECT_EQ(GetTermFontID(1), MyGetFontNum(pc));
     EXPECT_EQ(GetTermFontID(0), own);
-    qset.fontName0[0] = 255;  // a damaged book
+    qset.fontName0[0] = 255; // a damaged book
     EXPECT_EQ(GetTermFontID(0), own);
     connection_font(pc);
     EXPECT_EQ(GetTermFontID(0), MyGetFontNum(pc));
@@ -286,8 +285,9 @@ TEST(Font, ACharacterOfTwoBytesIsNotSplit)
     int16_t length;
     const uint8_t *line = GetLinePtr(0, &length);
     EXPECT_EQ(length, 3);
-    EXPECT_EQ(memcmp(line, "\x82\xa0"
-                           "a",
+    EXPECT_EQ(memcmp(line,
+                     "\x82\xa0"
+                     "a",
                      3),
               0);
 
@@ -303,4 +303,4 @@ TEST(Font, ACharacterOfTwoBytesIsNotSplit)
     outcnt = 0;
 }
 
-}  // namespace
+} // namespace

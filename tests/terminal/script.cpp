@@ -26,7 +26,7 @@
 using words = std::vector<std::string>;
 
 static bool gBytewise;
-static bool gStarted;   // the first feed has come: the screen stands
+static bool gStarted; // the first feed has come: the screen stands
 static int gBeepsSeen;
 static std::string gError;
 
@@ -99,7 +99,7 @@ static words split(const std::string &line)
             break;
         } else if (*at == '"') {
             out.emplace_back();
-            while (*at == '"')  // pieces without a blank between are one
+            while (*at == '"') // pieces without a blank between are one
                 out.back() += quoted(at);
         } else {
             const char *start = at;
@@ -309,7 +309,7 @@ static std::string sent_now()
 static long number(const std::string &text)
 {
     if (text.size() == 1 && (text[0] < '0' || text[0] > '9'))
-        return text[0];  // a letter stands for itself
+        return text[0]; // a letter stands for itself
     return strtol(text.c_str(), nullptr, 0);
 }
 
@@ -380,12 +380,10 @@ static const std::map<std::string, command> &commands()
              const int first = int(savlines) - int(w.size()) + 1;
              for (size_t i = 1; i < w.size(); i++) {
                  const int n = first + int(i) - 1;
-                 expect_text("line " + std::to_string(n), stored_line(n),
-                             w[i]);
+                 expect_text("line " + std::to_string(n), stored_line(n), w[i]);
              }
          }},
-        {"sent",
-         [](const words &w) { expect_text("sent", sent_now(), w[1]); }},
+        {"sent", [](const words &w) { expect_text("sent", sent_now(), w[1]); }},
         {"beeps",
          [](const words &w) {
              expect_number("beeps", hl_beeps() - gBeepsSeen, number(w[1]));

@@ -30,11 +30,17 @@ protected:
     }
 };
 
-TEST_P(Script, Whole) { EXPECT_EQ(run_script(path(), false), ""); }
+TEST_P(Script, Whole)
+{
+    EXPECT_EQ(run_script(path(), false), "");
+}
 
-TEST_P(Script, ByteByByte) { EXPECT_EQ(run_script(path(), true), ""); }
+TEST_P(Script, ByteByByte)
+{
+    EXPECT_EQ(run_script(path(), true), "");
+}
 
 INSTANTIATE_TEST_SUITE_P(Terminal, Script, testing::ValuesIn(script_names()),
                          [](const auto &row) { return row.param; });
 
-}  // namespace
+} // namespace

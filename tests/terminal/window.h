@@ -44,9 +44,9 @@ inline void settle()
 inline void open_terminal(int rows, int cols)
 {
     const uint16_t on = 0xFFFF, off = 0, half = 0x8080;
-    const RGBColor colors[8] = {{off, off, off},  {half, off, off},
-                                {off, half, off}, {half, half, off},
-                                {off, off, half}, {half, off, half},
+    const RGBColor colors[8] = {{off, off, off},   {half, off, off},
+                                {off, half, off},  {half, half, off},
+                                {off, off, half},  {half, off, half},
                                 {off, half, half}, {half, half, half}};
     Rect bar = {0, 0, 16, 16};
 
@@ -75,7 +75,7 @@ inline void open_terminal(int rows, int cols)
     SetPort(myWindow);
     sbar_ctl = NewControl(myWindow, &bar, PSTR(""), true, 0, 0, 0,
                           kScrollBarLiveProc, 0);
-    setFont(0);  // for the metrics
+    setFont(0); // for the metrics
     const Rect bounds = window_bounds(rows, cols);
     SizeWind(myWindow, &bounds);
     ShowWindow(myWindow);

@@ -9,7 +9,7 @@
 using arguments = std::vector<std::string>;
 
 int cmd_feed(const arguments &args);
-int cmd_send(const arguments &args);     // transfer.cpp
+int cmd_send(const arguments &args); // transfer.cpp
 int cmd_receive(const arguments &args);
 
 // The whole file; false, with a line on stderr, if it can't be read.

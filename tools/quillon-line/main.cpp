@@ -34,7 +34,7 @@ static int usage()
     for (const subcommand &c : subcommands)
         fprintf(stderr, "usage: quillon-line %s %s\n", c.name, c.usage);
     fputs("options of a transfer: --port DEVICE, --baud N, --convert S|M|T|B,"
-          " --escape,\n  --window N, --block A|2|5|k, --verbose\n",
+          " --escape,\n  --window N, --block A|2|5|k, --verbose, --log\n",
           stderr);
     return 2;
 }
