@@ -780,7 +780,6 @@ static int32_t receive_y()
 
 static int32_t receive_z()
 {
-    xfer_port(0);
     (void)VerifyRcvVol();
     zshow();
     int32_t result = tryz();
@@ -834,6 +833,7 @@ int16_t rz(int16_t mode)
     } else if (mode == kModeAuto && start_follows()) {
         mode = kModeZ;
         started = true;
+        xfer_port(0);  // twice would save the eight bits as the line's own
     }
     zprot = mode;
 

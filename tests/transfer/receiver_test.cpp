@@ -1,0 +1,410 @@
+// The ZMODEM receiver against a scripted sender, on a clock that moves only
+// when the program waits.
+#include "bench.h"
+
+#include "connect/Settings.h"
+#include "platform/clock.h"
+#include "platform/headless/headless.h"
+#include "serial/IOKitSerial.h"
+#include "serial/ModemIO.h"
+#include "transfer/rz.h"
+#include "transfer/xmodem.h"
+#include "transfer/zmaclo.h"
+#include "transfer/zstats.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using std::string;
+
+static string offer(const string &name, const string &figures,
+                    uint8_t zf0 = 0, uint8_t zf1 = 0)
+{
+    return bin32_frame(ZFILE, flags(zf0, zf1)) +
+           packet32(file_block(name, figures), 'k');
+}
+
+static string send_all(const string &body)
+{
+    return bin32_frame(ZDATA, four(0)) + packet32(body, 'h') +
+           bin32_frame(ZEOF, four(uint32_t(body.size())));
+}
+
+// The rows of a sender that gives one file and ends.
+static std::vector<peer_row> one_file(const string &name, const string &body)
+{
+    return {
+        {ZRINIT, offer(name, std::to_string(body.size())), {}},
+        {ZRPOS, send_all(body), {}},
+        {ZRINIT, hex_frame(ZFIN, four(0)), {}},
+        {ZFIN, "OO$ ", {}},
+    };
+}
+
+TEST(Receiver, TakesAFileAndShowsThePromptBehindIt)
+{
+    start_bench();
+    scripted_peer peer{one_file("hello", "some\x18 bytes\x11"), 0, {}, {}, {}};
+    peer.start();
+    EXPECT_EQ(rz(kModeZ), 0);
+    EXPECT_TRUE(peer.done());
+    EXPECT_EQ(peer.type_list(), "1 9 1 8");
+    EXPECT_EQ(read_file("hello"), "some\x18 bytes\x11");
+    EXPECT_EQ(zDlog, nullptr);
+    pump_port();
+    EXPECT_NE(screen().find("$"), string::npos);
+    EXPECT_EQ(peer.heard.frames[0].data, flags(0x27));
+    EXPECT_EQ(gWholeFiles, 1);
+}
+
+TEST(Receiver, StartsByItselfOnlyOnAGoodStart)
+{
+    start_bench();
+    scripted_peer peer{one_file("auto", "x"), 0, {}, {}, {}};
+    peer.start();
+    hl_line_say("rz\r**\x18" "B00000000000000\r\x8A\x11");
+    for (int i = 0; i < 100 && !file_there("auto"); i++)
+        ReadPort();
+    EXPECT_EQ(read_file("auto"), "x");
+
+    // A stray start costs little and changes nothing.
+    peer.types.clear();
+    for (string stray : {"*\x18" "C", "*\x18" "B00000000000001\r\x8A"}) {
+        uint32_t before = TickCount();
+        hl_line_say(stray);
+        pump_port();
+        EXPECT_LT(TickCount() - before, 60u);
+    }
+    EXPECT_EQ(peer.type_list(), "");
+    EXPECT_EQ(zDlog, nullptr);
+}
+
+// ---- before the file: every row of the first table --------------------------------
+
+struct start_row {
+    const char *name;
+    string say;     // in answer to the first ZRINIT
+    string types;   // what the receiver then sends, up to the offer's ZRPOS
+};
+
+TEST(Receiver, EveryHeaderBeforeAFile)
+{
+    const string good = offer("f", "1");
+    const string bad = bin32_frame(ZFILE, flags(0)) + packet32("f", 'h');
+    const start_row rows[] = {
+        {"ZRQINIT", hex_frame(ZRQINIT, four(0)), "1 1 9"},
+        {"ZSINIT", bin32_frame(ZSINIT, flags(0)) + packet32(string(1, 0), 'k'),
+         "1 3 9"},
+        {"ZSINIT with another end",
+         bin32_frame(ZSINIT, flags(0)) + packet32(string(1, 0), 'h'), "1 6 9"},
+        {"ZFILE with another end", bad, "1 6 9"},
+        {"ZCOMPL", hex_frame(ZCOMPL, four(0)), "1 9"},
+        {"ZFREECNT", hex_frame(ZFREECNT, four(0)), "1 3 9"},
+        {"ZNAK", hex_frame(ZNAK, four(0)), "1 1 9"},
+        {"ZRPOS", hex_frame(ZRPOS, four(0)), "1 1 9"},
+        {"ZCOMMAND with another end",
+         bin32_frame(ZCOMMAND, four(0)) + packet32("ls", 'h'), "1 6 9"},
+        {"a damaged header", "**\x18" "B0000000000FFFF\r\x8A", "1 1 9"},
+    };
+    for (const start_row &r : rows) {
+        start_bench();
+        Zmodem = 0;
+        scripted_peer peer{{{ZRINIT, r.say, {}}}, 0, {}, {}, {}};
+        // The offer comes with the answer where one is sent, else behind.
+        bool answered = r.types != "1 9";
+        int reply = answered ? r.types[2] - '0' : -1;
+        if (answered)
+            peer.rows.push_back({reply, good, {}});
+        else
+            peer.rows[0].say += good;
+        peer.rows.push_back({ZRPOS, send_all("x"), {}});
+        peer.rows.push_back({ZRINIT, hex_frame(ZFIN, four(0)), {}});
+        peer.rows.push_back({ZFIN, "OO", {}});
+        peer.start();
+        hl_answer(3);
+        EXPECT_EQ(rz(kModeZ), 0) << r.name;
+        EXPECT_EQ(peer.type_list(), r.types + " 1 8") << r.name;
+    }
+}
+
+TEST(Receiver, EndsWithoutAFile)
+{
+    struct row {
+        const char *name;
+        string say;
+        int result;
+        string types;
+    };
+    const string cmd =
+        bin32_frame(ZCOMMAND, four(0)) + packet32(string("rm -rf *\0", 9), 'k');
+    const row rows[] = {
+        {"ZFIN", hex_frame(ZFIN, four(0)) + "OO", 0, "1 8"},
+        {"cancelled", cancel_string(), 7, "1"},
+        {"a command, not run", cmd, 0, "1 15 8"},
+    };
+    for (const row &r : rows) {
+        start_bench();
+        scripted_peer peer{{{ZRINIT, r.say, {}}}, 0, {}, {}, {}};
+        peer.rows.push_back({ZCOMPL, hex_frame(ZFIN, four(0)), {}});
+        peer.rows.push_back({ZFIN, "OO", {}});
+        peer.start();
+        EXPECT_EQ(rz(kModeZ), r.result) << r.name;
+        EXPECT_EQ(peer.type_list().substr(0, r.types.size()), r.types);
+        EXPECT_TRUE(folder_list().empty()) << r.name;
+    }
+}
+
+TEST(Receiver, SilenceEndsAfterItsAttempts)
+{
+    start_bench();
+    Zmodem = 0;
+    scripted_peer peer;
+    peer.start();
+    EXPECT_EQ(rz(kModeZ), 7);
+    EXPECT_EQ(peer.type_list().substr(0, 9), "1 1 1 1 1");
+    EXPECT_TRUE(folder_list().empty());
+    EXPECT_EQ(zDlog, nullptr);
+}
+
+// ---- within the file: every row of the second ---------------------------------------
+
+// Each row is said in answer to the first ZRPOS; the sender goes on with the
+// whole file at the next one.
+TEST(Receiver, EveryHeaderWithinAFile)
+{
+    const string body = random_bytes(700);
+    const start_row rows[] = {
+        {"ZNAK", hex_frame(ZNAK, four(0)) + packet32("x", 'h'), "1 9 9"},
+        {"time-out", "", "1 9 9"},
+        {"damaged header", "**\x18" "B0a00000000FFFF\r\x8A", "1 9 9"},
+        {"ZFILE again", offer("f", "700"), "1 9 9"},
+        {"ZDATA elsewhere",
+         bin32_frame(ZDATA, four(512)) + packet32("zz", 'h'), "1 9 9"},
+        {"ZEOF elsewhere", hex_frame(ZEOF, four(4711)), "1 9 9"},
+        {"damaged data",
+         bin32_frame(ZDATA, four(0)) + "Q" + packet32(body, 'i'), "1 9 9"},
+    };
+    for (const start_row &r : rows) {
+        start_bench();
+        scripted_peer peer{{{ZRINIT, offer("f", "700"), {}},
+                            {ZRPOS, r.say, {}},
+                            {ZRPOS, send_all(body), {}},
+                            {ZRINIT, hex_frame(ZFIN, four(0)), {}},
+                            {ZFIN, "OO", {}}},
+                           0, {}, {}, {}};
+        peer.start();
+        hl_answer(3);
+        EXPECT_EQ(rz(kModeZ), 0) << r.name;
+        EXPECT_EQ(peer.type_list(), r.types + " 1 8") << r.name;
+        EXPECT_EQ(read_file("f"), body) << r.name;
+    }
+}
+
+TEST(Receiver, WaysAFileEndsBadly)
+{
+    const string half =
+        bin32_frame(ZDATA, four(0)) + packet32(string(300, 'a'), 'i');
+    struct row {
+        const char *name;
+        string say;
+        const char *words;
+        bool kept;
+    };
+    const row rows[] = {
+        {"sender cancels", half + cancel_string(), "Cancelled by sender.",
+         true},
+        {"sender cancels before data", cancel_string(), "", false},
+        {"an unforeseen header", half + packet32("", 'h') +
+             hex_frame(ZFERR, four(0)), "", true},
+        {"sender is gone", half, "", true},
+    };
+    for (const row &r : rows) {
+        start_bench();
+        scripted_peer peer{{{ZRINIT, offer("f", "700"), {}},
+                            {ZRPOS, r.say, {}}}, 0, {}, {}, {}};
+        peer.start();
+        EXPECT_EQ(rz(kModeZ), 7) << r.name;
+        EXPECT_NE(screen().find(r.words), string::npos) << r.name << screen();
+        EXPECT_FALSE(file_there("f")) << r.name;
+        EXPECT_EQ(file_there(partial("f")), r.kept) << r.name;
+        if (r.kept) {
+            EXPECT_EQ(read_file(partial("f")), string(300, 'a')) << r.name;
+        }
+        unlink((scratch() + "/" + partial("f")).c_str());
+    }
+}
+
+TEST(Receiver, SkippedBySenderOrUs)
+{
+    start_bench();
+    write_file("old", "precious");
+    scripted_peer peer{
+        {{ZRINIT, offer("first", "10"), {}},
+         {ZRPOS, hex_frame(ZSKIP, four(0)), {}},
+         {ZRINIT, offer("old", "3", 0, 7), {}},  // ours are protected
+         {ZSKIP, offer("last", "2"), {}},
+         {ZRPOS, send_all("ok"), {}},
+         {ZRINIT, hex_frame(ZFIN, four(0)), {}},
+         {ZFIN, "OO", {}}},
+        0, {}, {}, {}};
+    peer.start();
+    EXPECT_EQ(rz(kModeZ), 0);
+    EXPECT_TRUE(peer.done());
+    EXPECT_EQ(read_file("old"), "precious");
+    EXPECT_EQ(read_file("last"), "ok");
+    EXPECT_FALSE(file_there("first"));
+    EXPECT_EQ(gSkippedFiles, 2);
+    EXPECT_NE(screen().find("Sender SKIPPED file"), string::npos);
+    EXPECT_NE(screen().find("old: File exists, Skipped"), string::npos);
+}
+
+// What the sender asks to be done about a file that exists.
+TEST(Receiver, ManagementOfFilesThatExist)
+{
+    // Our file: 8 bytes, of 1700000000.
+    struct row {
+        int zf1;
+        const char *figures;
+        bool taken;
+    };
+    const row rows[] = {
+        {1, "4 14524770401", true},    // newer
+        {1, "4 1000000000", false},    // older and shorter
+        {1, "9 1000000000", true},     // older but longer
+        {2, "9 0", true},   {2, "8 0", false},
+        {4, "1 0", true},
+        {5, "1 14524770401", true},    {5, "1 1000000000", false},
+        {6, "8 14524770400", false},   {6, "7 14524770400", true},
+        {7, "9 14524770401", false},
+    };
+    for (const row &r : rows) {
+        start_bench();
+        write_file("f", "12345678");
+        struct timespec times[2] = {{1700000000, 0}, {1700000000, 0}};
+        ASSERT_EQ(utimensat(AT_FDCWD, (scratch() + "/f").c_str(), times, 0),
+                  0);
+        scripted_peer peer{
+            {{ZRINIT, offer("f", r.figures, 0, uint8_t(r.zf1)), {}},
+             {r.taken ? int(ZRPOS) : int(ZSKIP),
+              r.taken ? send_all("new") : hex_frame(ZFIN, four(0)), {}},
+             {r.taken ? int(ZRINIT) : int(ZFIN),
+              r.taken ? hex_frame(ZFIN, four(0)) : "OO", {}}},
+            0, {}, {}, {}};
+        peer.start();
+        hl_line_say("");
+        (void)rz(kModeZ);
+        EXPECT_EQ(read_file("f"), r.taken ? "new" : "12345678")
+            << r.zf1 << " " << r.figures;
+    }
+}
+
+// ---- acknowledging, cancelling ----------------------------------------------------------
+
+TEST(Receiver, AcknowledgesWhatAsksForIt)
+{
+    start_bench();
+    std::vector<uint32_t> acks;
+    auto note = [&](const frame &f) { acks.push_back(f.position()); };
+    scripted_peer peer{
+        {{ZRINIT, offer("f", "1000"), {}},
+         {ZRPOS, bin32_frame(ZDATA, four(0)) + packet32(string(100, 'a'), 'j') +
+                     packet32(string(50, 'b'), 'i') +
+                     packet32(string(50, 'c'), 'k'), {}},
+         {ZACK, "", note},
+         {ZACK, bin32_frame(ZDATA, four(200)) + packet32(string(54, 'd'), 'h') +
+                    hex_frame(ZEOF, four(254)), note},
+         {ZRINIT, hex_frame(ZFIN, four(0)), {}},
+         {ZFIN, "OO", {}}},
+        0, {}, {}, {}};
+    peer.start();
+    EXPECT_EQ(rz(kModeZ), 0);
+    EXPECT_EQ(acks, (std::vector<uint32_t>{100, 200}));
+    EXPECT_EQ(read_file("f").size(), 254u);
+}
+
+static void press_cancel()
+{
+    hl_type(".", cmdKey);
+}
+
+TEST(Receiver, UserCancelsAnywhere)
+{
+    // In the silence before, in the middle of data, between two subpackets.
+    for (int when = 0; when < 3; when++) {
+        start_bench();
+        scripted_peer peer;
+        if (when > 0)
+            peer.rows = {{ZRINIT, offer("f", "5000"), {}},
+                         {ZRPOS, bin32_frame(ZDATA, four(0)) +
+                                     packet32(string(500, 'a'), 'i') +
+                                     (when == 1 ? string(40, 'b') : ""), {}}};
+        peer.start();
+        hl_after(90, press_cancel);
+        uint32_t before = TickCount();
+        EXPECT_EQ(rz(kModeZ), 7);
+        EXPECT_LT(TickCount() - before, 60u * 6) << when;
+        EXPECT_EQ(zDlog, nullptr);
+        if (when > 0) {
+            EXPECT_NE(peer.raw.find(cancel_string()), string::npos) << when;
+            EXPECT_EQ(read_file(partial("f")), string(500, 'a'));
+        }
+        hl_line_say("prompt> ");
+        pump_port();
+        EXPECT_NE(screen().find("prompt>"), string::npos) << when;
+    }
+}
+
+// A sender in full stream, at 11,520 bytes a second, is answered at once.
+TEST(Receiver, CancelWithinTheStreamIsQuick)
+{
+    start_bench();
+    hl_line_speed(11520);
+    string stream = bin32_frame(ZDATA, four(0));
+    for (int i = 0; i < 200; i++)
+        stream += packet32(random_bytes(1000, unsigned(i)), 'i');
+    int64_t pressed = 0, answered = 0;
+    scripted_peer peer{{{ZRINIT, offer("f", "200000"), {}},
+                        {ZRPOS, stream, {}}}, 0, {}, {}, {}};
+    peer.start();
+    hl_after(200, [&] {
+        pressed = hl_now();
+        press_cancel();
+    });
+    hl_line_fault([&](uint8_t &byte, bool out) {
+        if (out && byte == 0x18 && pressed && !answered)
+            answered = hl_now();
+        return true;
+    });
+    EXPECT_EQ(rz(kModeZ), 7);
+    ASSERT_NE(answered, 0);
+    EXPECT_LT(answered - pressed, 200000);
+}
+
+TEST(Receiver, SevenBitLineIsEightForTheTransfer)
+{
+    start_bench();
+    data = kData7;
+    parity = kParityEven;
+    scripted_peer peer{one_file("x", "y"), 0, {}, {}, {}};
+    int16_t during = 0;
+    peer.rows[1].act = [&](const frame &) { during = data; };
+    peer.start();
+    EXPECT_EQ(rz(kModeZ), 0);
+    EXPECT_EQ(during, kData8);
+    EXPECT_EQ(data, kData7);
+    EXPECT_EQ(parity, kParityEven);
+}
+
+TEST(Receiver, OtherProtocolsDoNothing)
+{
+    start_bench();
+    for (int16_t mode : {kModeX, kModeY, kModeG})
+        EXPECT_EQ(rz(mode), 7);
+    for (uint8_t letter : {'x', 'X', 'y', 'Y', 'G', 'K', 'k'})
+        EXPECT_FALSE(HaveProtocol(letter));
+    EXPECT_EQ(hl_line_heard(), "");
+    EXPECT_EQ(hl_waits(), 0);
+}
