@@ -10,7 +10,7 @@
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
 
-constexpr OSErr kRefused = -1857;  // the drop isn't accepted
+constexpr OSErr kRefused = -1857; // the drop isn't accepted
 
 uint8_t gHaveDrag;
 uint8_t canAcceptItems;

@@ -15,9 +15,9 @@
 constexpr OSType kDial = FOUR("Dial");
 constexpr uint8_t kOutlineStyle = 8;
 
-// ---- state ---------------------------------------------------------------------
-// The two blocks are locked for good: the list is small, and everybody indexes
-// it.
+// ---- state
+// --------------------------------------------------------------------- The two
+// blocks are locked for good: the list is small, and everybody indexes it.
 
 Handle *ddHdls;
 uint8_t *ddFlags;
@@ -29,7 +29,8 @@ DialogPtr ddir_dlg;
 WindowPtr ddir_dwin;
 ControlHandle ddsbar_ctl;
 
-// ---- order ---------------------------------------------------------------------------
+// ---- order
+// ---------------------------------------------------------------------------
 
 // Without case first, so that upper and lower stand together; then by bytes,
 // so that the order is the same every time.
@@ -77,7 +78,8 @@ int16_t SearchDial(ConstStr name, bool *found)
     return mid;
 }
 
-// ---- the list ------------------------------------------------------------------------
+// ---- the list
+// ------------------------------------------------------------------------
 
 // Room for `count` entries. The blocks grow by twenty entries or so at once.
 static OSErr make_room(int16_t count)
@@ -161,7 +163,7 @@ void ddGetList()
         if (!entry || ResError() != noErr || HomeResFile(entry) != pRef)
             continue;
         GetResInfo(entry, nullptr, nullptr, name);
-        (void)ddInsList(name, entry, -1);  // of two equal names one shows
+        (void)ddInsList(name, entry, -1); // of two equal names one shows
     }
     curDialItem = current;
 
@@ -174,7 +176,8 @@ void ddGetList()
     }
 }
 
-// ---- the menu ---------------------------------------------------------------------------
+// ---- the menu
+// ---------------------------------------------------------------------------
 
 void ddMenuFromList()
 {
@@ -212,17 +215,18 @@ void SetDefServ(int16_t index)
     if (index < 0 || index >= ddCount)
         return;
     entry_name(index, name);
-    (void)SetGlob(kGlobDefault, name);  // without memory the old one stays
+    (void)SetGlob(kGlobDefault, name); // without memory the old one stays
     defDial = index;
     if (DialMenu)
         outlineMenu(DialMenu, int16_t(index + kDialFirstItem), kDialFirstItem,
                     int16_t(ddCount + kDialFirstItem - 1));
 }
 
-// ---- the window -----------------------------------------------------------------------
-// The Dial menu shows the list until there is a window on it; its item there
-// and the items that edit an entry are dimmed (QuillonMenus.cpp), so nothing
-// below is reached by the user.
+// ---- the window
+// ----------------------------------------------------------------------- The
+// Dial menu shows the list until there is a window on it; its item there and
+// the items that edit an entry are dimmed (QuillonMenus.cpp), so nothing below
+// is reached by the user.
 
 void DialDir() {}
 

@@ -17,18 +17,18 @@ constexpr int16_t kDialFirstItem = 6;
 // but for case. ddCurrent, defDial and curDialItem name the same entry across
 // an insertion or a deletion. ddCount is at least 1 once a book is open.
 
-extern Handle *ddHdls;     // the Dial resources of the book, sorted by name
-extern uint8_t *ddFlags;   // bit 0: marked for dialing
-extern int16_t ddCount;    // entries
-extern int16_t ddCurrent;  // the selected row, -1 for none
-extern int16_t defDial;    // index of the default connection
+extern Handle *ddHdls;    // the Dial resources of the book, sorted by name
+extern uint8_t *ddFlags;  // bit 0: marked for dialing
+extern int16_t ddCount;   // entries
+extern int16_t ddCurrent; // the selected row, -1 for none
+extern int16_t defDial;   // index of the default connection
 
 extern DialogPtr ddir_dlg;       // the directory's dialog, null when closed
 extern WindowPtr ddir_dwin;      // its window
 extern ControlHandle ddsbar_ctl; // its scroll bar
 
-void ddGetList();       // builds the list from the book
-void ddMenuFromList();  // rebuilds the Dial menu's entries
+void ddGetList();      // builds the list from the book
+void ddMenuFromList(); // rebuilds the Dial menu's entries
 
 // The index of the entry of that name, or where it would be inserted.
 int16_t SearchDial(ConstStr name, bool *found);
@@ -37,14 +37,15 @@ int16_t SearchDial(ConstStr name, bool *found);
 OSErr ddInsList(ConstStr name, Handle resource, int16_t position);
 void ddDelFromList(int16_t index);
 
-void ddSetMark(int16_t index, int16_t value);  // 0, 1, or -1 to toggle
-void SetDefServ(int16_t index);                // makes it the default
+void ddSetMark(int16_t index, int16_t value); // 0, 1, or -1 to toggle
+void SetDefServ(int16_t index);               // makes it the default
 
-// ---- the window ---------------------------------------------------------------
+// ---- the window
+// ---------------------------------------------------------------
 
 void DialDir();
 void CloseDialDir();
-bool DDirEvt(EventRecord *event);  // true if the event was the directory's
+bool DDirEvt(EventRecord *event); // true if the event was the directory's
 void ddResize();
 
 // Edit dialogs; `fromList` takes the selected row, else the connection in use.

@@ -23,11 +23,12 @@ void zmod_parms();
 // OK, and then the name is stored by SetModem.
 bool portonly_set();
 
-// ---- field helpers ------------------------------------------------------------
+// ---- field helpers
+// ------------------------------------------------------------
 
 void SetCtlItem(DialogPtr dialog, int16_t item, int16_t value);
 void SetNum(DialogPtr dialog, int16_t item, int32_t value);
-int32_t GetNum(DialogPtr dialog, int16_t item);  // 0 for an empty field
+int32_t GetNum(DialogPtr dialog, int16_t item); // 0 for an empty field
 
 // The item with that text, 0 if none.
 int16_t SearchMenu(MenuHandle menu, ConstStr text);

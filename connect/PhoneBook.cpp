@@ -27,13 +27,14 @@
 #include "transfer/Names.h"
 #include "transfer/xmodem.h"
 
-// ---- constants ---------------------------------------------------------------
+// ---- constants
+// ---------------------------------------------------------------
 
 constexpr OSType kDial = FOUR("Dial");
 constexpr OSType kQset = FOUR("qSet");
 constexpr OSType kList = FOUR("STR#");
 
-constexpr int16_t kFileNames = 310;  // list: string 1 is the book's name
+constexpr int16_t kFileNames = 310; // list: string 1 is the book's name
 
 // Messages of list 360.
 enum : int16_t {
@@ -51,14 +52,15 @@ constexpr int32_t kAtLastConnect = offsetof(cset_t, lastConnect);
 constexpr int32_t kAtListID = offsetof(cset_t, localStrID);
 
 // Modem list.
-constexpr int16_t kModemFixed = 9;      // strings ahead of the patterns
-constexpr int16_t kModemMost = 49;      // no list has more
+constexpr int16_t kModemFixed = 9; // strings ahead of the patterns
+constexpr int16_t kModemMost = 49; // no list has more
 constexpr int16_t kModemInit = 5;
 constexpr int16_t kModemAbort = 6;
-constexpr int kOldAbortLen = 7;         // length of an abort string that some
-                                        // modems took for a command
+constexpr int kOldAbortLen = 7; // length of an abort string that some
+                                // modems took for a command
 
-// ---- state ---------------------------------------------------------------------
+// ---- state
+// ---------------------------------------------------------------------
 
 Handle qsHdl;
 Handle DialHdl;
@@ -69,7 +71,8 @@ int16_t modem_res = kModemListID;
 int16_t mstr_count;
 bool gBookIsNew;
 
-// ---- records in the book ---------------------------------------------------------
+// ---- records in the book
+// ---------------------------------------------------------
 
 static int16_t get_word(Handle record, int32_t at)
 {
@@ -129,7 +132,7 @@ OSErr ReplaceResource(Handle resource, Handle content)
     int32_t size = GetHandleSize(content);
 
     if (HomeResFile(resource) != pRef)
-        return wrPermErr;  // the program's own don't change
+        return wrPermErr; // the program's own don't change
     SetHandleSize(resource, size);
     if (MemError() != noErr)
         return MemError();
@@ -143,8 +146,7 @@ static void dial_image(Handle resource, uint8_t image[kDialRecLen])
     int32_t size = GetHandleSize(resource);
 
     memset(image, 0, size_t(kDialRecLen));
-    memcpy(image, *resource,
-           size_t(size < kDialRecLen ? size : kDialRecLen));
+    memcpy(image, *resource, size_t(size < kDialRecLen ? size : kDialRecLen));
 }
 
 int16_t UniqRangeID(OSType type, int16_t base)
@@ -161,7 +163,8 @@ int16_t UniqRangeID(OSType type, int16_t base)
     return -1;
 }
 
-// ---- messages ----------------------------------------------------------------------
+// ---- messages
+// ----------------------------------------------------------------------
 
 // A message of list 360 with the name of what it is about behind it.
 static void name_error(OSErr code, int16_t index, ConstStr names)
@@ -225,7 +228,8 @@ static void tell_damage()
         name_error(mapReadErr, kMsgDamaged, names);
 }
 
-// ---- opening ---------------------------------------------------------------------------
+// ---- opening
+// ---------------------------------------------------------------------------
 
 static Handle template_entry()
 {
@@ -319,9 +323,9 @@ static OSErr load_qset(bool *changed)
     if (size < kQsetLen) {
         SetHandleSize(qsHdl, kQsetLen);
         if (MemError() != noErr)
-            return noErr;  // it works from memory; the next start tries again
+            return noErr; // it works from memory; the next start tries again
         copy_qsetup_swaps(&qset, *qsHdl);
-        (void)write_record(qsHdl);  // FlushPhone tells what becomes of it
+        (void)write_record(qsHdl); // FlushPhone tells what becomes of it
         *changed = true;
     }
     return noErr;
@@ -565,7 +569,7 @@ OSErr OpenAPhoneBook(const FSSpec *file, bool create)
     load_modem_list(&changed);
     load_colours();
     if (changed)
-        (void)FlushPhone();  // told there; what is in memory serves
+        (void)FlushPhone(); // told there; what is in memory serves
     migrate_values();
     tell_damage();
 
@@ -578,7 +582,7 @@ OSErr OpenAPhoneBook(const FSSpec *file, bool create)
         return memFullErr;
     }
     gInitializing = 1;
-    (void)loadSettings(defDial);  // nobody is asked during the start
+    (void)loadSettings(defDial); // nobody is asked during the start
     FinishSetup();
     gInitializing = 0;
     return noErr;
@@ -641,7 +645,7 @@ void CheckLocalStrings()
         if (id && GetResource(kList, id))
             continue;
         if (GetHandleSize(entry) < kDialRecLen)
-            continue;  // damaged: it has no room for the number
+            continue; // damaged: it has no room for the number
         OSErr err = add_old_strings(entry);
         if (err != noErr) {
             ErrorAlertSTR(err, kMessageList, kMsgOldList);
@@ -650,10 +654,11 @@ void CheckLocalStrings()
         changed = true;
     }
     if (changed)
-        (void)FlushPhone();  // told there
+        (void)FlushPhone(); // told there
 }
 
-// ---- the connection in use ---------------------------------------------------------------
+// ---- the connection in use
+// ---------------------------------------------------------------
 
 bool loadSettings(int16_t index)
 {
@@ -727,7 +732,8 @@ void FinishSetup()
     }
 }
 
-// ---- saving ----------------------------------------------------------------------------
+// ---- saving
+// ----------------------------------------------------------------------------
 
 // Makes the book's list of the connection equal to gLocalStrings. `changed`
 // is set if it had to be written.
@@ -763,7 +769,7 @@ static void save_capture_path()
     if (err != noErr)
         ErrorAlertSTR(err, kMessageList, kMsgSaveConn);
     else if (changed)
-        (void)FlushPhone();  // told there
+        (void)FlushPhone(); // told there
 }
 
 bool chkSetChg()
@@ -825,7 +831,7 @@ void sav_setup(Handle resource)
     if (err != noErr)
         ErrorAlertSTR(err, kMessageList, kMsgSaveConn);
     else
-        (void)FlushPhone();  // told there
+        (void)FlushPhone(); // told there
     set_changed = 0;
 }
 
@@ -866,7 +872,7 @@ void saveQset()
         return;
     }
     if (changed && FlushPhone() != noErr)
-        return;  // told there
+        return; // told there
     qsetChanged = 0;
 }
 

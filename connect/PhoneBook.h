@@ -16,21 +16,21 @@ constexpr OSType kBookCreator = FOUR("qLON");
 constexpr OSType kBookType = FOUR("qPHO");
 
 // Resource ids of the book.
-constexpr int16_t kFirstDialID = 3000;  // of Dial, 500 numbers
-constexpr int16_t kFirstListID = 3500;  // of an entry's STR#, 500 numbers
+constexpr int16_t kFirstDialID = 3000; // of Dial, 500 numbers
+constexpr int16_t kFirstListID = 3500; // of an entry's STR#, 500 numbers
 constexpr int16_t kGlobListID = 256;
-constexpr int16_t kModemListID = 1000;  // unless a STR# bears the modem's name
+constexpr int16_t kModemListID = 1000; // unless a STR# bears the modem's name
 
 // ---- state ---------------------------------------------------------------
 
-extern Handle qsHdl;         // resource qSet 1 of the book
-extern Handle DialHdl;       // resource of the connection in use
-extern int16_t pRef;         // the book, 0 while none is open
-extern int16_t pgmFRef;      // the program's own resource file
-extern int16_t curDialItem;  // index of the connection in use in ddHdls
-extern int16_t modem_res;    // id of the modem list
-extern int16_t mstr_count;   // its count of strings
-extern bool gBookIsNew;      // it was made from the templates just now
+extern Handle qsHdl;        // resource qSet 1 of the book
+extern Handle DialHdl;      // resource of the connection in use
+extern int16_t pRef;        // the book, 0 while none is open
+extern int16_t pgmFRef;     // the program's own resource file
+extern int16_t curDialItem; // index of the connection in use in ddHdls
+extern int16_t modem_res;   // id of the modem list
+extern int16_t mstr_count;  // its count of strings
+extern bool gBookIsNew;     // it was made from the templates just now
 
 // ---- opening ----------------------------------------------------------------
 
@@ -51,16 +51,18 @@ void TellBookError(OSErr code, ConstStr file);
 // Gives every entry of an older layout its string list.
 void CheckLocalStrings();
 
-// ---- the connection in use ----------------------------------------------------
+// ---- the connection in use
+// ----------------------------------------------------
 
 // Makes entry `index` the connection in use. False if the user cancelled when
 // asked to save the present one. FinishSetup is the caller's.
 bool loadSettings(int16_t index);
 
 void do_setup(Handle resource, ConstStr name);
-void FinishSetup();  // what of a connection needs the window
+void FinishSetup(); // what of a connection needs the window
 
-// ---- saving ----------------------------------------------------------------------
+// ---- saving
+// ----------------------------------------------------------------------
 
 // Asks to save the connection if it differs from the book. False on Cancel.
 bool chkSetChg();
@@ -69,8 +71,8 @@ bool chkSetChg();
 // stands.
 void sav_setup(Handle resource);
 
-void saveQset();   // writes qset and the global strings if they differ
-OSErr FlushPhone();  // makes all changes permanent; tells a failure
+void saveQset();    // writes qset and the global strings if they differ
+OSErr FlushPhone(); // makes all changes permanent; tells a failure
 
 // Notes the time of a connection in cset and in the book.
 void UpdateConnect();

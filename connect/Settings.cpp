@@ -77,7 +77,8 @@ Handle gLocalStrings;
 Handle gGlobStrings;
 Str255 gArchiveStr;
 
-// ---- crossing between memory and file ----------------------------------------
+// ---- crossing between memory and file
+// ----------------------------------------
 
 // Between the machine's order and the file's. Its own inverse.
 static void swap_bytes(uint8_t *at, int count)
@@ -142,13 +143,14 @@ void SetBaud(uint32_t speed, cset_t *record)
     record->baudWord = speed < 57601 ? uint16_t(speed) : uint16_t(0);
 }
 
-// ---- string lists --------------------------------------------------------------
+// ---- string lists
+// --------------------------------------------------------------
 
 // A walk along the strings that are really there.
 struct list_walk {
-    int32_t size;    // of the block
-    int32_t left;    // strings that the count still promises
-    int32_t offset;  // of the next length byte
+    int32_t size;   // of the block
+    int32_t left;   // strings that the count still promises
+    int32_t offset; // of the next length byte
 };
 
 static list_walk start_walk(Handle list)
@@ -291,11 +293,12 @@ OSErr SetGlob(int16_t index, ConstStr string)
 
 void GetPassword(uint8_t *out, Handle list, int16_t ignored)
 {
-    (void)ignored;  // once a way of hiding the password; callers still give it
+    (void)ignored; // once a way of hiding the password; callers still give it
     GetFromStrList(list ? list : gLocalStrings, kStrPassword, out);
 }
 
-// ---- path strings ----------------------------------------------------------------
+// ---- path strings
+// ----------------------------------------------------------------
 
 // Index of the first ":" that divides, or 0. The bytes of a volume's date may
 // be colons, and one at the very end divides nothing.

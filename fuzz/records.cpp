@@ -36,15 +36,15 @@ static void start()
     if (!mkdtemp(place))
         abort();
     atexit(remove_place);
-    for (const char *name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME",
-                             "XDG_STATE_HOME"})
+    for (const char *name :
+         {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
         setenv(name, place, 1);
     be_start(&argc, nullptr, &why);
     hl_line_open(HL_SOCKET);
     ae_queue_start(nullptr, 0);
     InitProgram();
     for (int i = 0; i < 20 && !myWindow; i++) {
-        hl_answer(2);  // no port
+        hl_answer(2); // no port
         MainEventLoop(kAllEvents, kModeSmall);
     }
     if (!myWindow || !DialHdl)

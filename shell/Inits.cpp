@@ -36,20 +36,22 @@
 #include "transfer/xmodem.h"
 #include "transfer/zmaclo.h"
 
-// ---- constants -----------------------------------------------------------------
+// ---- constants
+// -----------------------------------------------------------------
 
-constexpr int16_t kSplash = 128;      // dialog
-constexpr int16_t kMainWindow = 128;  // window
-constexpr int16_t kTexts = 300;       // list
+constexpr int16_t kSplash = 128;     // dialog
+constexpr int16_t kMainWindow = 128; // window
+constexpr int16_t kTexts = 300;      // list
 constexpr int16_t kTextChoose = 16, kTextCantOpen = 17, kTextStarting = 18;
 constexpr int32_t kXferBuf = 1500;
-constexpr uint32_t kLastAnswer = 20;  // ticks that the modem gets at the end
+constexpr uint32_t kLastAnswer = 20; // ticks that the modem gets at the end
 
 // The first window of a new book.
 constexpr int16_t kFirstRows = 24, kFirstCols = 80;
-constexpr int16_t kWindowExtra = 19;  // margins and bars, each way
+constexpr int16_t kWindowExtra = 19; // margins and bars, each way
 
-// ---- state ---------------------------------------------------------------------
+// ---- state
+// ---------------------------------------------------------------------
 
 int32_t stTicks;
 uint16_t ti;
@@ -79,9 +81,10 @@ int16_t pgmVolRef, pgmVRef;
 int32_t pgmDir;
 int32_t gPrefFolderDomain;
 
-static DialogPtr splash;  // until the main window comes
+static DialogPtr splash; // until the main window comes
 
-// ---- start -----------------------------------------------------------------------
+// ---- start
+// -----------------------------------------------------------------------
 
 static void stamp()
 {
@@ -205,7 +208,8 @@ int InitProgram()
     return 1;
 }
 
-// ---- the first book -------------------------------------------------------------------
+// ---- the first book
+// -------------------------------------------------------------------
 
 // The window sizes of former default settings, which cut the lowest row off.
 static void correct_sizes()
@@ -251,16 +255,17 @@ static void make_window()
 {
     Rect bounds = {0, 0, kBarSize, kBarSize};
 
-    myWindow = gColorQD ? GetNewCWindow(kMainWindow) : GetNewWindow(kMainWindow);
+    myWindow =
+        gColorQD ? GetNewCWindow(kMainWindow) : GetNewWindow(kMainWindow);
     InstallDragForWindow(myWindow);
     install_wheel_handler(myWindow);
     SetLimitRects();
     correct_sizes();
     if (gBookIsNew)
         fit_first_window();
-    sbar_ctl = NewControl(myWindow, &bounds, PSTR(""), true, 0, 0, 0,
-                          gHaveAppearance ? kScrollBarLiveProc : scrollBarProc,
-                          0);
+    sbar_ctl =
+        NewControl(myWindow, &bounds, PSTR(""), true, 0, 0, 0,
+                   gHaveAppearance ? kScrollBarLiveProc : scrollBarProc, 0);
     SetWindowZoomed(myWindow, (qset.zoomFlags & 1) != 0);
     SizeWind(myWindow, GetRectPtr());
     ShowWindow(myWindow);
@@ -335,14 +340,14 @@ int FinishInitFoneOpen()
     if (KeyModifiers() & shiftKey) {
         GetIndString(text, kTexts, kTextChoose);
         ParamText(text, PSTR(""), PSTR(""), PSTR(""));
-        (void)portonly_set();  // without a choice the port stays the same
+        (void)portonly_set(); // without a choice the port stays the same
     }
     int result = open_port() ? 1 : 0;
     gPortOverride[0] = 0;
     stamp();
     textcreator = qset.textCreator;
     if (result) {
-        (void)loadSettings(defDial);  // nobody is asked during the start
+        (void)loadSettings(defDial); // nobody is asked during the start
         FinishSetup();
         stamp();
         if (!(KeyModifiers() & optionKey))
@@ -354,7 +359,8 @@ int FinishInitFoneOpen()
     return result;
 }
 
-// ---- the end ---------------------------------------------------------------------------
+// ---- the end
+// ---------------------------------------------------------------------------
 
 void finish_up()
 {

@@ -26,12 +26,13 @@
 #include "terminal/VT100.h"
 #include "transfer/zstats.h"
 
-// ---- constants -----------------------------------------------------------------
+// ---- constants
+// -----------------------------------------------------------------
 
-constexpr int32_t kSlowJobs = 5;       // ticks between two slow jobs
-constexpr int32_t kQuietLine = 4;      // ticks after which they may run
-constexpr int32_t kBusyInput = 200;    // bytes waiting that put events off
-constexpr int16_t kMoved = 4;          // pixels that don't count as a new place
+constexpr int32_t kSlowJobs = 5;    // ticks between two slow jobs
+constexpr int32_t kQuietLine = 4;   // ticks after which they may run
+constexpr int32_t kBusyInput = 200; // bytes waiting that put events off
+constexpr int16_t kMoved = 4;       // pixels that don't count as a new place
 
 // Characters of keys.
 enum : uint8_t {
@@ -44,7 +45,7 @@ enum : uint8_t {
     kFirstArrow = 0x1C,
     kLastArrow = 0x1F,
 };
-constexpr uint8_t kKeyB = 0x0B;  // virtual key code
+constexpr uint8_t kKeyB = 0x0B; // virtual key code
 
 // What the dialer is told: its dialog's buttons, and a letter.
 constexpr int16_t kDialCancel = 1, kDialStop = 2, kDialNow = 0x44;
@@ -52,7 +53,8 @@ constexpr int16_t kDialCancel = 1, kDialStop = 2, kDialNow = 0x44;
 // The status bar's clickable part.
 constexpr int16_t kBarLeft = 10, kBarRight = 205;
 
-// ---- state ---------------------------------------------------------------------
+// ---- state
+// ---------------------------------------------------------------------
 
 uint8_t moreToDo = 1;
 uint8_t Suspended;
@@ -64,14 +66,15 @@ int16_t reqRow = -1, reqCol;
 
 // The pass may be turned from within itself. These belong to the source of
 // events and not to who asked, so they live across all of it.
-static int32_t cursTick;  // when the slow jobs run next
-static int32_t sLastGNE;  // tick of the last WaitNextEvent
-static bool gotOne;       // the last one returned an event
-static int32_t LastDrag;  // tick of the last window drag; nothing reads it
+static int32_t cursTick; // when the slow jobs run next
+static int32_t sLastGNE; // tick of the last WaitNextEvent
+static bool gotOne;      // the last one returned an event
+static int32_t LastDrag; // tick of the last window drag; nothing reads it
 
-static bool resuming;  // DoActivate is called for a return to the foreground
+static bool resuming; // DoActivate is called for a return to the foreground
 
-// ---- the program ---------------------------------------------------------------------
+// ---- the program
+// ---------------------------------------------------------------------
 
 int QuillonMain()
 {
@@ -83,14 +86,15 @@ int QuillonMain()
         if (sIn)
             ReadPort();
         else
-            RetryModem();  // a device that was unplugged may be back
+            RetryModem(); // a device that was unplugged may be back
         MainEventLoop(kAllEvents, myWindow ? kModeMain : kModeSmall);
     }
     finish_up();
     return 0;
 }
 
-// ---- jobs of a pass --------------------------------------------------------------------
+// ---- jobs of a pass
+// --------------------------------------------------------------------
 
 static void slow_jobs(int32_t now, char mode)
 {
@@ -133,7 +137,8 @@ static void fetch_event(EventRecord *event, uint16_t mask, int32_t now)
     sLastGNE = now;
 }
 
-// ---- filters of keys --------------------------------------------------------------------
+// ---- filters of keys
+// --------------------------------------------------------------------
 
 static bool is_key(const EventRecord &event)
 {
@@ -180,8 +185,7 @@ static void filter_keys(EventRecord *event, WindowPtr front, char mode)
     if (!is_key(*event) || !front || is_accessory(front))
         return;
     if (front != myWindow && front != ddir_dwin &&
-        CheckScrollKeys(key_char(*event), key_code(*event),
-                        event->modifiers)) {
+        CheckScrollKeys(key_char(*event), key_code(*event), event->modifiers)) {
         event->what = nullEvent;
         return;
     }
@@ -189,7 +193,8 @@ static void filter_keys(EventRecord *event, WindowPtr front, char mode)
         dial_key(event, (event->modifiers & cmdKey) != 0);
 }
 
-// ---- dialogs ---------------------------------------------------------------------------
+// ---- dialogs
+// ---------------------------------------------------------------------------
 
 // Queues the type-ahead window's text as a line. It isn't built in sendBuf,
 // where a piece may still be on its way.
@@ -257,7 +262,8 @@ static bool serve_dialogs(EventRecord *event, WindowPtr front, char mode)
     return true;
 }
 
-// ---- mouse -----------------------------------------------------------------------------
+// ---- mouse
+// -----------------------------------------------------------------------------
 
 static void menu_click(const EventRecord &event, char mode)
 {
@@ -320,9 +326,9 @@ static bool moved(int16_t a, int16_t b)
 
 static void keep_place(const Rect &now, Rect *saved, bool note)
 {
-    if (note && (moved(now.top, saved->top) || moved(now.left, saved->left) ||
-                 moved(now.bottom, saved->bottom) ||
-                 moved(now.right, saved->right)))
+    if (note &&
+        (moved(now.top, saved->top) || moved(now.left, saved->left) ||
+         moved(now.bottom, saved->bottom) || moved(now.right, saved->right)))
         qsetChanged = 1;
     *saved = now;
 }
@@ -404,8 +410,12 @@ static void mouse_click(const EventRecord &event, char mode)
 
     bool all = mode == kModeMain;
     switch (part) {
-    case inMenuBar: menu_click(event, mode); break;
-    case inContent: content_click(event, window, mode); break;
+    case inMenuBar:
+        menu_click(event, mode);
+        break;
+    case inContent:
+        content_click(event, window, mode);
+        break;
     case inDrag:
         if (all || (mode == kModeDial && window == FrontWindow()))
             drag_click(event, window);
@@ -428,7 +438,8 @@ static void mouse_click(const EventRecord &event, char mode)
     }
 }
 
-// ---- keys ------------------------------------------------------------------------------
+// ---- keys
+// ------------------------------------------------------------------------------
 
 // The universal cancel.
 static void cancel_all()
@@ -473,7 +484,7 @@ static void command_key(const EventRecord &event, int32_t now)
 
 static void key_press(const EventRecord &event, bool command, int32_t now)
 {
-    constexpr uint8_t kCommandMode = 3;  // of keyFlags
+    constexpr uint8_t kCommandMode = 3; // of keyFlags
 
     if (is_accessory(FrontWindow()))
         return;
@@ -483,11 +494,12 @@ static void key_press(const EventRecord &event, bool command, int32_t now)
         command_key(event, now);
 }
 
-// ---- the pass ---------------------------------------------------------------------------
+// ---- the pass
+// ---------------------------------------------------------------------------
 
 void MainEventLoop(uint16_t mask, char mode)
 {
-    constexpr char kModeBare = 'Z';  // asked of by nobody: no sending
+    constexpr char kModeBare = 'Z'; // asked of by nobody: no sending
     EventRecord event = {};
     int32_t now = int32_t(TickCount());
 
@@ -498,7 +510,7 @@ void MainEventLoop(uint16_t mask, char mode)
     if (mode != kModeBare)
         send_jobs(mode);
     fetch_event(&event, mask, now);
-    bool got = gotOne;  // a pass turned by what follows asks for events anew
+    bool got = gotOne; // a pass turned by what follows asks for events anew
     if (!got && ScriptFlag == -2)
         ScriptFlag = -1;
 
@@ -513,22 +525,31 @@ void MainEventLoop(uint16_t mask, char mode)
         return;
 
     switch (event.what) {
-    case mouseDown: mouse_click(event, mode); break;
+    case mouseDown:
+        mouse_click(event, mode);
+        break;
     case keyDown:
-    case autoKey: key_press(event, command, now); break;
-    case updateEvt: DoUpdate(WindowOfMessage(&event)); break;
+    case autoKey:
+        key_press(event, command, now);
+        break;
+    case updateEvt:
+        DoUpdate(WindowOfMessage(&event));
+        break;
     case activateEvt:
         DoActivate(WindowOfMessage(&event),
                    (event.modifiers & activeFlag) != 0);
         break;
-    case osEvt: DoOSEvent(event.message, front); break;
+    case osEvt:
+        DoOSEvent(event.message, front);
+        break;
     case kHighLevelEvent:
-        (void)AEProcessAppleEvent(&event);  // its sender hears of an error
+        (void)AEProcessAppleEvent(&event); // its sender hears of an error
         break;
     }
 }
 
-// ---- routed events ----------------------------------------------------------------------
+// ---- routed events
+// ----------------------------------------------------------------------
 
 void DoOSEvent(uint32_t message, WindowPtr front)
 {

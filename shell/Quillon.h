@@ -22,14 +22,14 @@ extern uint32_t ConnectTime;   // seconds since 1904, start of the timer shown
 extern int16_t reqRow, reqCol; // where do_vtpos moves the cursor; -1: nowhere
 
 // Modes of a pass.
-constexpr char kModeMain = 'M';   // a main window stands
-constexpr char kModeSmall = 'S';  // a message box is up, or no window yet
-constexpr char kModeDial = 'D';   // the dialer reads from the modem
+constexpr char kModeMain = 'M';  // a main window stands
+constexpr char kModeSmall = 'S'; // a message box is up, or no window yet
+constexpr char kModeDial = 'D';  // the dialer reads from the modem
 
 // Masks for WaitNextEvent.
 constexpr uint16_t kAllEvents = 0xFFFF;
-constexpr uint16_t kNoUserEvents = 0xFFC1;  // all but mouse and keys
-constexpr uint16_t kUserEvents = 62;        // mouse and keys
+constexpr uint16_t kNoUserEvents = 0xFFC1; // all but mouse and keys
+constexpr uint16_t kUserEvents = 62;       // mouse and keys
 
 // The program: 0 after a normal end, 1 if it couldn't start.
 int QuillonMain();

@@ -36,7 +36,8 @@
 #include "transfer/xmodem.h"
 #include "transfer/zmaclo.h"
 
-// ---- constants -----------------------------------------------------------------
+// ---- constants
+// -----------------------------------------------------------------
 
 constexpr OSType kText = FOUR("TEXT");
 constexpr uint16_t kModifier = cmdKey | shiftKey | optionKey;
@@ -48,10 +49,10 @@ constexpr int16_t kQuitAlert = 315;
 constexpr int16_t kKeysAlert = 320;
 constexpr int16_t kMouseAlert = 321;
 constexpr int16_t kFlowAlert = 307;
-constexpr int16_t kNoCTS = 28;      // message of list 360
-constexpr int16_t kTexts = 300;     // list; 14 and 15 tell of the echo
+constexpr int16_t kNoCTS = 28;  // message of list 360
+constexpr int16_t kTexts = 300; // list; 14 and 15 tell of the echo
 
-constexpr const char *xconv_types = "SMBT";  // by item from 1
+constexpr const char *xconv_types = "SMBT"; // by item from 1
 
 // Items of the hierarchical menus within menu 345.
 constexpr int16_t kLastRcvItem = 6, kLastSendItem = 13;
@@ -92,7 +93,8 @@ constexpr menu_item absent[] = {
 };
 // clang-format on
 
-// ---- state ---------------------------------------------------------------------
+// ---- state
+// ---------------------------------------------------------------------
 
 MenuHandle DeskMenu, FileMenu, EditMenu, DialMenu, SettingMenu;
 MenuHandle MacroMenu, MiscMenu, RcvMenu, SendMenu, xconvMenu;
@@ -103,7 +105,8 @@ int16_t maxDial;
 DialogPtr bufDlog;
 WindowPtr bufDwin;
 
-// ---- helpers ---------------------------------------------------------------------
+// ---- helpers
+// ---------------------------------------------------------------------
 
 static bool is_absent(int16_t menu, int16_t item)
 {
@@ -150,7 +153,8 @@ void outlineMenu(MenuHandle menu, int16_t item, int16_t first, int16_t last)
         SetItemStyle(menu, i, i == item ? kCheckStyleOutline : 0);
 }
 
-// ---- the menus' commands ------------------------------------------------------------
+// ---- the menus' commands
+// ------------------------------------------------------------
 
 void DoAboutDialog()
 {
@@ -164,7 +168,7 @@ void DoAboutDialog()
     DrawDialog(dialog);
     while (moreToDo && !EventAvail(kUserEvents, &event))
         MainEventLoop(kNoUserEvents, kModeSmall);
-    (void)GetNextEvent(kUserEvents, &event);  // what ended it is used up
+    (void)GetNextEvent(kUserEvents, &event); // what ended it is used up
     DisposeDialog(dialog);
 }
 
@@ -221,22 +225,42 @@ static void do_quit(bool byKey)
 static void do_file(int16_t item, uint16_t modifiers, bool byKey)
 {
     switch (item) {
-    case 1: Xreceive(1); break;
-    case kFileSendText: Xsend(1); break;
-    case 3: close_front(); break;
-    case kFileRcvDefault: Xreceive(dRcvItem); break;
-    case kFileSendDefault: Xsend(dSendItem); break;
+    case 1:
+        Xreceive(1);
+        break;
+    case kFileSendText:
+        Xsend(1);
+        break;
+    case 3:
+        close_front();
+        break;
+    case kFileRcvDefault:
+        Xreceive(dRcvItem);
+        break;
+    case kFileSendDefault:
+        Xsend(dSendItem);
+        break;
     case 11:
         if (byKey && (modifiers & shiftKey) && gAppendOK)
             DoAppendLast();
         else
             DoAppendSel();
         break;
-    case 12: DoAppendLast(); break;
-    case 13: (void)writeBuffer(); break;  // it tells its own errors
-    case 14: PgSetup(); break;
-    case 15: PrtSel(); break;
-    case 17: do_quit(byKey); break;
+    case 12:
+        DoAppendLast();
+        break;
+    case 13:
+        (void)writeBuffer();
+        break; // it tells its own errors
+    case 14:
+        PgSetup();
+        break;
+    case 15:
+        PrtSel();
+        break;
+    case 17:
+        do_quit(byKey);
+        break;
     }
 }
 
@@ -263,7 +287,7 @@ static void do_copy_item(int16_t item)
             DialogCut(front);
         else
             DialogCopy(front);
-        (void)TEToScrap();  // an empty clipboard is no error
+        (void)TEToScrap(); // an empty clipboard is no error
     }
 }
 
@@ -305,8 +329,12 @@ static void do_edit(int16_t item, uint16_t modifiers)
     switch (item) {
     case 3:
     case 4:
-    case 7: do_copy_item(item); break;
-    case 5: do_paste_item(); break;
+    case 7:
+        do_copy_item(item);
+        break;
+    case 5:
+        do_paste_item();
+        break;
     case 6:
         if (is_dialog(front))
             DialogDelete(front);
@@ -317,8 +345,12 @@ static void do_edit(int16_t item, uint16_t modifiers)
         if (front && front == myWindow)
             SetSel(0, 0, int16_t(MaxLine + savlines - 1), int16_t(MaxCol));
         break;
-    case 10: do_type_ahead(); break;
-    case 12: open_find(); break;
+    case 10:
+        do_type_ahead();
+        break;
+    case 12:
+        open_find();
+        break;
     case 13:
         if (!find_it())
             SysBeep(6);
@@ -377,27 +409,45 @@ static void do_settings(int16_t item, uint16_t modifiers, bool byKey)
         else
             edit_aconn(fromList);
         break;
-    case 2: term_aset(fromList); break;
-    case 3: pace_set(); break;
-    case 4: xfer_set(); break;
-    case 5: zmod_parms(); break;
-    case 7: glob_set(); break;
-    case 8: term_prefs(); break;
-    case 9: prt_options(); break;
-    case 10: modem_set(); break;
+    case 2:
+        term_aset(fromList);
+        break;
+    case 3:
+        pace_set();
+        break;
+    case 4:
+        xfer_set();
+        break;
+    case 5:
+        zmod_parms();
+        break;
+    case 7:
+        glob_set();
+        break;
+    case 8:
+        term_prefs();
+        break;
+    case 9:
+        prt_options();
+        break;
+    case 10:
+        modem_set();
+        break;
     case 11:
         if (gColorQD)
             color2_set();
         else
             color_set();
         break;
-    case 12: (void)SetRcvFolder(); break;  // no choice changes nothing
+    case 12:
+        (void)SetRcvFolder();
+        break; // no choice changes nothing
     }
 }
 
 static void do_macros(int16_t item)
 {
-    constexpr int16_t kFirstMacro = 4;  // macro n is item n + 4
+    constexpr int16_t kFirstMacro = 4; // macro n is item n + 4
 
     if (item == 1)
         (void)edit_macros(false);
@@ -433,15 +483,23 @@ static void do_misc(int16_t item, uint16_t modifiers)
         DoBreak(modifiers & (shiftKey | optionKey) ? qset.breakLong
                                                    : qset.breakShort);
         break;
-    case 3: (void)Alert(kKeysAlert); break;
-    case 4: (void)Alert(kMouseAlert); break;
+    case 3:
+        (void)Alert(kKeysAlert);
+        break;
+    case 4:
+        (void)Alert(kMouseAlert);
+        break;
     case 6:
         reset_term();
         if ((modifiers & optionKey) && cset.hasPhone)
             SendModInit();
         break;
-    case 7: SendModInit(); break;
-    case kMiscShowControls: flip_controls(); break;
+    case 7:
+        SendModInit();
+        break;
+    case kMiscShowControls:
+        flip_controls();
+        break;
     case 9:
         if (modifiers & optionKey)
             dumpBufs();
@@ -451,7 +509,9 @@ static void do_misc(int16_t item, uint16_t modifiers)
         if (front && (front == myWindow || front == ddir_dwin))
             CollapseWindow(front, true);
         break;
-    case 888: ShowReadStats(); break;
+    case 888:
+        ShowReadStats();
+        break;
     }
 }
 
@@ -474,8 +534,12 @@ static void run_item(int16_t menu, int16_t item, uint16_t modifiers,
     bool byKey = what == keyDown;
 
     switch (menu) {
-    case kRcvMenu: do_receive_item(item, modifiers); break;
-    case kSendMenu: do_send_item(item, modifiers); break;
+    case kRcvMenu:
+        do_receive_item(item, modifiers);
+        break;
+    case kSendMenu:
+        do_send_item(item, modifiers);
+        break;
     case kXconvMenu:
         if (item >= 1 && item <= 4)
             set_dconv(xconv_types[item - 1]);
@@ -484,13 +548,27 @@ static void run_item(int16_t menu, int16_t item, uint16_t modifiers,
         if (item == 1)
             DoAboutDialog();
         break;
-    case kFileMenu: do_file(item, modifiers, byKey); break;
-    case kEditMenu: do_edit(item, modifiers); break;
-    case kDialMenu: do_dial_menu(item, modifiers, byKey); break;
-    case kSettingMenu: do_settings(item, modifiers, byKey); break;
-    case kMacroMenu: do_macros(item); break;
-    case kMiscMenu: do_misc(item, modifiers); break;
-    case kBaudMenu: do_speed(item); break;
+    case kFileMenu:
+        do_file(item, modifiers, byKey);
+        break;
+    case kEditMenu:
+        do_edit(item, modifiers);
+        break;
+    case kDialMenu:
+        do_dial_menu(item, modifiers, byKey);
+        break;
+    case kSettingMenu:
+        do_settings(item, modifiers, byKey);
+        break;
+    case kMacroMenu:
+        do_macros(item);
+        break;
+    case kMiscMenu:
+        do_misc(item, modifiers);
+        break;
+    case kBaudMenu:
+        do_speed(item);
+        break;
     }
 }
 
@@ -523,7 +601,8 @@ void DoMenu(int32_t choice, uint16_t modifiers, int16_t what)
     HiliteMenu(0);
 }
 
-// ---- what can be chosen now -----------------------------------------------------------
+// ---- what can be chosen now
+// -----------------------------------------------------------
 
 // Copying and pasting: what the front window allows.
 static void adjust_clipboard(WindowPtr front, bool sel)
@@ -546,10 +625,8 @@ static void adjust_clipboard(WindowPtr front, bool sel)
 
 static void adjust_protocols()
 {
-    enable(FileMenu, kFileRcvDefault,
-           HaveProtocol(uint8_t(cset.rcvProto)));
-    enable(FileMenu, kFileSendDefault,
-           HaveProtocol(uint8_t(cset.sendProto)));
+    enable(FileMenu, kFileRcvDefault, HaveProtocol(uint8_t(cset.rcvProto)));
+    enable(FileMenu, kFileSendDefault, HaveProtocol(uint8_t(cset.sendProto)));
 }
 
 void AdjMenus()
@@ -565,8 +642,8 @@ void AdjMenus()
     bool selFront = sel && mainFront;
 
     adjust_clipboard(front, sel);
-    enable(FileMenu, 3, bufFront || findFront || dirFront ||
-                            is_accessory(front));
+    enable(FileMenu, 3,
+           bufFront || findFront || dirFront || is_accessory(front));
     enable(FileMenu, 11, selFront);
     enable(FileMenu, 12, selFront && gAppendOK);
     enable(FileMenu, 13, selFront);
@@ -574,8 +651,7 @@ void AdjMenus()
     enable(FileMenu, 15, selFront);
     enable(EditMenu, 7, selFront);
     enable(EditMenu, 13, (mainFront || findFront) && find_str[0]);
-    enable(MiscMenu, 10,
-           (mainFront || dirFront) && !IsWindowCollapsed(front));
+    enable(MiscMenu, 10, (mainFront || dirFront) && !IsWindowCollapsed(front));
     adjust_protocols();
     for (const menu_item &row : absent)
         DisableMenuItem(GetMenuHandle(row.menu), row.item);
@@ -615,7 +691,8 @@ void SetupMenus()
     DrawMenuBar();
 }
 
-// ---- setters of the connection's line ---------------------------------------------------
+// ---- setters of the connection's line
+// ---------------------------------------------------
 
 void do_parity(char letter)
 {
@@ -676,7 +753,7 @@ void set_echo(uint8_t on)
 
 void set_xon(uint8_t value)
 {
-    constexpr uint32_t kWait = 60;  // ticks for CTS to come
+    constexpr uint32_t kWait = 60; // ticks for CTS to come
 
     if (value == 1)
         value = kFlowXon;
@@ -708,10 +785,18 @@ void set_dconv(char letter)
     char stored = letter;
 
     switch (letter) {
-    case 'M': item = 2; break;
-    case 'B': item = 3; break;
-    case 'T': item = 4; break;
-    default: stored = 'S'; break;
+    case 'M':
+        item = 2;
+        break;
+    case 'B':
+        item = 3;
+        break;
+    case 'T':
+        item = 4;
+        break;
+    default:
+        stored = 'S';
+        break;
     }
     if (cset.dconvChar != uint8_t(stored))
         set_changed = 1;
@@ -721,7 +806,8 @@ void set_dconv(char letter)
             int16_t(4 + xconvOffset));
 }
 
-// ---- clipboard -------------------------------------------------------------------------
+// ---- clipboard
+// -------------------------------------------------------------------------
 
 OSErr doCopy(const void *address, int32_t size)
 {

@@ -11,28 +11,28 @@
 
 // Menu ids.
 enum {
-    kRcvMenu = 216,      // pop-up: receive protocol
-    kSendMenu = 217,     // pop-up: send protocol
-    kXconvMenu = 218,    // pop-up: data conversion
-    kDeskMenu = 280,     // application menu
+    kRcvMenu = 216,   // pop-up: receive protocol
+    kSendMenu = 217,  // pop-up: send protocol
+    kXconvMenu = 218, // pop-up: data conversion
+    kDeskMenu = 280,  // application menu
     kFileMenu = 290,
     kEditMenu = 300,
-    kMenuBar = 301,      // the menu bar's resource
-    kDialMenu = 320,     // entries of the directory from item 6 on
+    kMenuBar = 301,  // the menu bar's resource
+    kDialMenu = 320, // entries of the directory from item 6 on
     kSettingMenu = 330,
     kMacroMenu = 335,
     kMiscMenu = 340,
-    kAllXferMenu = 345,  // items of 216, 217 and 218 in turn
-    kBitsMenu = 400,     // three line formats
-    kBaudMenu = 410,     // speeds
-    kPFontMenu = 450,    // print fonts
+    kAllXferMenu = 345, // items of 216, 217 and 218 in turn
+    kBitsMenu = 400,    // three line formats
+    kBaudMenu = 410,    // speeds
+    kPFontMenu = 450,   // print fonts
 };
 
 extern MenuHandle DeskMenu, FileMenu, EditMenu, DialMenu, SettingMenu;
 extern MenuHandle MacroMenu, MiscMenu, RcvMenu, SendMenu, xconvMenu;
 extern MenuHandle BaudMenu, BBitsMenu, pfontMenu;
-extern int16_t xconvOffset;  // offset of the conversion entries in xconvMenu
-extern int16_t maxDial;      // items of the Dial menu after it was built
+extern int16_t xconvOffset; // offset of the conversion entries in xconvMenu
+extern int16_t maxDial;     // items of the Dial menu after it was built
 
 // The type-ahead window, null while closed.
 extern DialogPtr bufDlog;
@@ -42,8 +42,8 @@ extern WindowPtr bufDwin;
 // `what` is the class of the event that led here: 3 for a key, as key
 // equivalents may act otherwise than a choice with the mouse.
 void DoMenu(int32_t choice, uint16_t modifiers, int16_t what);
-void AdjMenus();    // dims what can't be done now; before a menu opens
-void SetupMenus();  // once, when the first book opens
+void AdjMenus();   // dims what can't be done now; before a menu opens
+void SetupMenus(); // once, when the first book opens
 
 // Marks one item and unmarks the others from `first` to `last`.
 void chkMenu(MenuHandle menu, int16_t item, int16_t first, int16_t last);
@@ -51,21 +51,21 @@ void outlineMenu(MenuHandle menu, int16_t item, int16_t first, int16_t last);
 
 void DoAboutDialog();
 
-// ---- setters of the connection's line -----------------------------------------
-// Each raises set_changed when the value differs, stores the letter, and
-// programs the port.
+// ---- setters of the connection's line
+// ----------------------------------------- Each raises set_changed when the
+// value differs, stores the letter, and programs the port.
 
-void do_parity(char letter);  // E, O, else N
-void do_sbit(char letter);    // 2, 5, else 1
-void do_dbit(char letter);    // 7, else 8
+void do_parity(char letter); // E, O, else N
+void do_sbit(char letter);   // 2, 5, else 1
+void do_dbit(char letter);   // 7, else 8
 void set_echo(uint8_t on);
-void set_xon(uint8_t value);  // flow bits; 1 stands for both XON/XOFF bits
-void set_buf_save();          // Edit item 15's check mark
-void set_dconv(char letter);  // M, T, B, else S
+void set_xon(uint8_t value); // flow bits; 1 stands for both XON/XOFF bits
+void set_buf_save();         // Edit item 15's check mark
+void set_dconv(char letter); // M, T, B, else S
 
 // ---- clipboard -------------------------------------------------------------
 
 // Replaces the clipboard with text. 0 or an error.
 OSErr doCopy(const void *address, int32_t size);
-void doPaste();         // queues the clipboard's text for the line
-void doPastePrimary();  // the same with the text selected last, anywhere
+void doPaste();        // queues the clipboard's text for the line
+void doPastePrimary(); // the same with the text selected last, anywhere

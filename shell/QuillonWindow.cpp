@@ -26,7 +26,8 @@
 #include "terminal/VT100.h"
 #include "transfer/zstats.h"
 
-// ---- constants -----------------------------------------------------------------
+// ---- constants
+// -----------------------------------------------------------------
 
 // A field of the status bar: the part that is erased, and where its text
 // starts. The speed's field also begins the line's pop-ups.
@@ -39,17 +40,18 @@ constexpr bar_field kBufField = {110, 140, 112};
 constexpr bar_field kLineField = {145, 205, 147};
 
 constexpr int16_t kBarFont = 1, kBarFontSize = 9;
-constexpr int16_t kGap = 4;        // between speed and format
-constexpr int16_t kMoved = 4;      // pixels that don't count as a new place
-constexpr int16_t kSmallFont = 9;  // sizes above it have places of their own
+constexpr int16_t kGap = 4;       // between speed and format
+constexpr int16_t kMoved = 4;     // pixels that don't count as a new place
+constexpr int16_t kSmallFont = 9; // sizes above it have places of their own
 
 // Mouse cursors.
 constexpr int16_t kTextCursor = 1, kPlaceCursor = 310;
 
-constexpr int32_t kGiveUp = 480;  // ticks without an answer to an arrow key
-constexpr int16_t kMostBad = 4;   // keys that may lead away
+constexpr int32_t kGiveUp = 480; // ticks without an answer to an arrow key
+constexpr int16_t kMostBad = 4;  // keys that may lead away
 
-// ---- state ---------------------------------------------------------------------
+// ---- state
+// ---------------------------------------------------------------------
 
 int16_t baud_right, bits_right;
 Rect dragRect;
@@ -58,20 +60,21 @@ Point GrowPt;
 int16_t difRow, difCol;
 int16_t badTrys;
 int16_t aheadPos;
-static uint8_t fastCurs;  // far from the place: keys go out without a wait
+static uint8_t fastCurs; // far from the place: keys go out without a wait
 
-static uint32_t ldiff;     // elapsed value last drawn
-static uint32_t lastTime;  // second of the clock's last look
-static uint8_t sHandler;   // its address names the wheel's handler
+static uint32_t ldiff;    // elapsed value last drawn
+static uint32_t lastTime; // second of the clock's last look
+static uint8_t sHandler;  // its address names the wheel's handler
 
-// ---- drawing into the bar ---------------------------------------------------------
+// ---- drawing into the bar
+// ---------------------------------------------------------
 
 // What a field changes of the port and gives back. The terminal draws on as if
 // nothing had been: its pen stands behind the last text.
 struct bar_state {
     WindowPtr port;
     Point pen;
-    int16_t bottom;  // of the window
+    int16_t bottom; // of the window
 };
 
 static int16_t window_right(WindowPtr w)
@@ -146,13 +149,12 @@ void ShowTime(bool force)
 
     MinSec(text, int16_t(elapsed > 32767 ? 32767 : elapsed));
     bar_state state = open_bar(myWindow);
-    bool oneDigit = !force && text[0] && text[text[0]] != '0' &&
-                    elapsed == ldiff + 1;
+    bool oneDigit =
+        !force && text[0] && text[text[0]] != '0' && elapsed == ldiff + 1;
     if (oneDigit) {
         int16_t before = TextWidth(text + 1, 0, int16_t(text[0] - 1));
         int16_t left = int16_t(kTimeField.left + 2 + before);
-        start_field(state, kTimeField, left,
-                    int16_t(kTimeField.text + before));
+        start_field(state, kTimeField, left, int16_t(kTimeField.text + before));
         DrawChar(text[text[0]]);
     } else {
         start_field(state, kTimeField);
@@ -216,7 +218,8 @@ void ShowComm()
     close_bar(state);
 }
 
-// ---- the bar's pop-ups ------------------------------------------------------------
+// ---- the bar's pop-ups
+// ------------------------------------------------------------
 
 // The three formats that the pop-up offers; item 0 is any other.
 struct line_format {
@@ -266,7 +269,8 @@ void bot_bar_click(Point point)
     }
 }
 
-// ---- sending by the mouse --------------------------------------------------------------
+// ---- sending by the mouse
+// --------------------------------------------------------------
 
 void cmdClick()
 {
@@ -316,7 +320,7 @@ void do_vtpos(int32_t limit)
 
     if (reqRow < 0)
         return;
-    if (PrtCount == 0) {  // nothing has come back since the last key
+    if (PrtCount == 0) { // nothing has come back since the last key
         if (now > limit + kGiveUp)
             end_move(false);
         return;
@@ -356,7 +360,8 @@ void do_vtpos(int32_t limit)
         PrtCount++;
 }
 
-// ---- size and place -------------------------------------------------------------------
+// ---- size and place
+// -------------------------------------------------------------------
 
 static bool is_unset(const Rect &r)
 {
@@ -513,7 +518,8 @@ void GrowWin(WindowPtr window, Point where)
         ShowSize(window, int16_t(MaxLine), int16_t(MaxCol));
 }
 
-// ---- mouse -----------------------------------------------------------------------------
+// ---- mouse
+// -----------------------------------------------------------------------------
 
 void SetArrowCursor()
 {
@@ -563,7 +569,7 @@ OSErr MouseWheelHandler(void *, int32_t delta, WindowPtr window)
 {
     if (window != myWindow || !sbar_ctl)
         return eventNotHandledErr;
-    sb_flush();  // the bar may lag behind the lines that have come
+    sb_flush(); // the bar may lag behind the lines that have come
     int16_t old = GetControlValue(sbar_ctl);
     int16_t value = int16_t(delta > 0 ? old - 1 : old + 1);
     if (value < 0)

@@ -16,20 +16,22 @@ constexpr int16_t kBarSize = 16;
 // regions of their pop-ups.
 extern int16_t baud_right, bits_right;
 
-extern Rect dragRect;  // where a window may be dragged
-extern Point GrowPt;   // click point of the last grow of the main window
+extern Rect dragRect; // where a window may be dragged
+extern Point GrowPt;  // click point of the last grow of the main window
 
-// ---- the host's cursor -------------------------------------------------------
-// do_vtpos is under way while reqRow (Quillon.h) is not negative.
+// ---- the host's cursor
+// ------------------------------------------------------- do_vtpos is under way
+// while reqRow (Quillon.h) is not negative.
 
-extern int16_t difRow, difCol;  // last distance on each axis
-extern int16_t badTrys;         // keys that led away from the place
-extern int16_t aheadPos;        // keys sent since the last look
+extern int16_t difRow, difCol; // last distance on each axis
+extern int16_t badTrys;        // keys that led away from the place
+extern int16_t aheadPos;       // keys sent since the last look
 
-void do_vtpos(int32_t limit);  // one step; `limit` is the send limit tick
-void cmdClick();               // queues the selection as typed text
+void do_vtpos(int32_t limit); // one step; `limit` is the send limit tick
+void cmdClick();              // queues the selection as typed text
 
-// ---- status bar ------------------------------------------------------------------
+// ---- status bar
+// ------------------------------------------------------------------
 
 void ShowTime(bool force);
 void ShowSize(WindowPtr window, int16_t rows, int16_t cols);
@@ -37,7 +39,8 @@ void ShowBuf();
 void ShowComm();
 void bot_bar_click(Point point);
 
-// ---- size and place ---------------------------------------------------------------
+// ---- size and place
+// ---------------------------------------------------------------
 
 void GrowWin(WindowPtr window, Point where);
 void SizeWind(WindowPtr window, const Rect *rect);
@@ -47,13 +50,14 @@ void RestoreWinPos(WindowPtr window, const Rect *rect);
 // The saved rectangle that now applies, in qset; never null, and never all
 // zeros. Callers store through it.
 Rect *GetRectPtr();
-void SetLimitRects();  // takes the screen's bounds
+void SetLimitRects(); // takes the screen's bounds
 
 // Moves the main window to (4, 40) if less than 20 units of its height are
 // visible.
 void KeepWindowVisible(WindowPtr window);
 
-// ---- mouse ---------------------------------------------------------------------
+// ---- mouse
+// ---------------------------------------------------------------------
 
 void AdjCursor();
 void SetArrowCursor();

@@ -78,7 +78,8 @@ void write_bytes(const std::string &path, const std::string &bytes)
     out.write(bytes.data(), std::streamsize(bytes.size()));
 }
 
-// ---- books ------------------------------------------------------------------------
+// ---- books
+// ------------------------------------------------------------------------
 
 static constexpr OSType kTypes[] = {FOUR("Dial"), FOUR("STR#"), FOUR("qSet")};
 
@@ -151,8 +152,7 @@ std::string list_data(const std::vector<std::string> &strings)
 std::vector<std::string> list_strings(const std::string &bytes)
 {
     std::vector<std::string> strings;
-    for (size_t at = 2; at < bytes.size();
-         at += size_t(uint8_t(bytes[at])) + 1)
+    for (size_t at = 2; at < bytes.size(); at += size_t(uint8_t(bytes[at])) + 1)
         strings.push_back(bytes.substr(at + 1, uint8_t(bytes[at])));
     return strings;
 }
@@ -225,7 +225,8 @@ std::string local(int16_t index)
     return pstring_text(s);
 }
 
-// ---- runs --------------------------------------------------------------------------
+// ---- runs
+// --------------------------------------------------------------------------
 
 void start_program()
 {

@@ -38,7 +38,7 @@ std::string all_messages()
     return all;
 }
 
-}  // namespace
+} // namespace
 
 TEST(Damage, AFileThatIsNoBookIsNamedAndLeft)
 {
@@ -103,8 +103,7 @@ TEST(Damage, ABookInUseIsTold)
     write_book(plain_book());
     FSSpec spec = book_spec();
     std::string before = read_bytes(book_path());
-    int16_t ref =
-        HOpenResFile(spec.vRefNum, spec.parID, spec.name, fsRdWrPerm);
+    int16_t ref = HOpenResFile(spec.vRefNum, spec.parID, spec.name, fsRdWrPerm);
     ASSERT_GT(ref, 0);
     UseResFile(kProgramResFile);
     hl_answer(1);
@@ -164,10 +163,10 @@ TEST(Damage, DamagedRecordsAreNamedUsedAndLeft)
         {"long settings", [](Book &b) { b[4].data += "more"; }, "qSet 1"},
         {"list whose count is too high",
          [](Book &b) { b[1].data[1] = char(200); }, "Local"},
-        {"list whose last string is cut",
-         [](Book &b) { b[1].data.pop_back(); }, "Local"},
-        {"macros that say too much",
-         [](Book &b) { b[2].data[2] = char(255); }, "Default"},
+        {"list whose last string is cut", [](Book &b) { b[1].data.pop_back(); },
+         "Local"},
+        {"macros that say too much", [](Book &b) { b[2].data[2] = char(255); },
+         "Default"},
         {"global strings with a tail", [](Book &b) { b[3].data += "tail"; },
          "STR# 256"},
     };
@@ -237,7 +236,7 @@ TEST(Damage, WithoutMemoryForTheBuffersTheStartEndsInWords)
     Book book = plain_book();
     write_book(book);
     ASSERT_TRUE(InitProgram());
-    mem_set_budget(8000);  // a book fits, an input buffer of 16384 doesn't
+    mem_set_budget(8000); // a book fits, an input buffer of 16384 doesn't
     hl_answer(1);
     EXPECT_NE(OpenDefPhoneBook(), noErr);
     EXPECT_FALSE(myWindow);

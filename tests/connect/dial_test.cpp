@@ -40,7 +40,7 @@ uint8_t *pstring(const char *s)
     return buffer;
 }
 
-}  // namespace
+} // namespace
 
 TEST(Directory, IsSortedWithoutCaseAndShownInTheMenu)
 {
@@ -71,9 +71,9 @@ TEST(Directory, IsSortedWithoutCaseAndShownInTheMenu)
         int16_t place;
         bool found;
     };
-    for (const row &r : {row{"ALPHA", 0, true}, row{"aaa", 0, false},
-                         row{"axle", 1, false}, row{"local2", 4, false},
-                         row{"zz", 5, false}}) {
+    for (const row &r :
+         {row{"ALPHA", 0, true}, row{"aaa", 0, false}, row{"axle", 1, false},
+          row{"local2", 4, false}, row{"zz", 5, false}}) {
         EXPECT_EQ(SearchDial(pstring(r.name), &found), r.place) << r.name;
         EXPECT_EQ(found, r.found) << r.name;
     }
@@ -82,7 +82,7 @@ TEST(Directory, IsSortedWithoutCaseAndShownInTheMenu)
 TEST(Directory, IndicesFollowTheirEntries)
 {
     make_place();
-    write_book(book_of({"b", "d"}));  // b, d, Local
+    write_book(book_of({"b", "d"})); // b, d, Local
     start_program();
     ddCurrent = 1;
     ASSERT_EQ(curDialItem, 2);
@@ -113,7 +113,7 @@ TEST(Directory, AnEntryChosenInTheMenuIsInUse)
     });
     write_book(book);
     start_program();
-    EXPECT_TRUE(hl_choose(kDialMenu, 7));  // Seven, behind Local
+    EXPECT_TRUE(hl_choose(kDialMenu, 7)); // Seven, behind Local
     run_ticks(10);
     EXPECT_EQ(curDialItem, 1);
     EXPECT_EQ(cset.dataChar, '7');

@@ -36,7 +36,7 @@ cset_t connection_of(const Book &book, int16_t id)
     return c;
 }
 
-}  // namespace
+} // namespace
 
 TEST(NewBook, HoldsTheTemplatesAndOpensAgain)
 {
@@ -77,7 +77,8 @@ TEST(NewBook, HoldsTheTemplatesAndOpensAgain)
     EXPECT_EQ(find(book, FOUR("qSet"), 1)->data.size(), 428u);
 }
 
-// ---- older layouts ----------------------------------------------------------------------
+// ---- older layouts
+// ----------------------------------------------------------------------
 
 namespace {
 
@@ -147,8 +148,7 @@ const migration migrations[] = {
          });
      },
      [](const Book &) { EXPECT_EQ(qset.rgbTable[1].blue, 1); }},
-    {"short settings",
-     [](Book &b) { b[kSettings].data.resize(256); },
+    {"short settings", [](Book &b) { b[kSettings].data.resize(256); },
      [](const Book &disk) {
          EXPECT_EQ(qset.inBufSize, 16384);
          EXPECT_NE(qset.rgbTable[0].red, 0) << "colours by default";
@@ -190,9 +190,9 @@ const migration migrations[] = {
      }},
     {"a modem list without patterns",
      [](Book &b) {
-         b.push_back({FOUR("STR#"), 1000, "Old",
-                      list_data({"a", "b", "c", "d", "e", "1234567", "g", "h",
-                                 "i"})});
+         b.push_back(
+             {FOUR("STR#"), 1000, "Old",
+              list_data({"a", "b", "c", "d", "e", "1234567", "g", "h", "i"})});
      },
      [](const Book &disk) {
          Strings m = strings_of(disk, 1000);
@@ -209,15 +209,18 @@ const migration migrations[] = {
                                  "cYES", "fNO", "", "lost"})});
      },
      [](const Book &disk) {
-         EXPECT_EQ(strings_of(disk, 1000),
-                   (Strings{"a", "", "", "", "", "\r", "", "", "", "cYES",
-                            "fNO"}));
+         EXPECT_EQ(
+             strings_of(disk, 1000),
+             (Strings{"a", "", "", "", "", "\r", "", "", "", "cYES", "fNO"}));
      }},
     {"entries of the older layout",
      [](Book &b) {
          b[kEntry].data = dial_data([](cset_t &c) {
              c.localStrID = 0;
-             memcpy(c.oldPhone, "\x07" "5551212", 8);
+             memcpy(c.oldPhone,
+                    "\x07"
+                    "5551212",
+                    8);
              memcpy(c.oldZStart, "\x03uz\r", 4);
          });
          // Its number is taken by another list; and one entry whose list is
@@ -228,9 +231,9 @@ const migration migrations[] = {
      [](const Book &disk) {
          cset_t c = connection_of(disk, 3000);
          EXPECT_EQ(c.localStrID, 3500);
-         EXPECT_EQ(strings_of(disk, 3500),
-                   (Strings{"5551212", "", "", "", "", "", "", "", "uz\r",
-                            "d z "}));
+         EXPECT_EQ(
+             strings_of(disk, 3500),
+             (Strings{"5551212", "", "", "", "", "", "", "", "uz\r", "d z "}));
          EXPECT_EQ(connection_of(disk, 200).localStrID, 3501);
          EXPECT_EQ(strings_of(disk, 3501).size(), 10u);
          EXPECT_EQ(local(1), "5551212");
@@ -268,7 +271,7 @@ const migration migrations[] = {
 
 class Migration : public testing::TestWithParam<size_t> {};
 
-}  // namespace
+} // namespace
 
 TEST_P(Migration, OldLayoutInNewStateOut)
 {
@@ -295,7 +298,8 @@ TEST_P(Migration, OldLayoutInNewStateOut)
 INSTANTIATE_TEST_SUITE_P(Book, Migration,
                          testing::Range(size_t(0), std::size(migrations)));
 
-// ---- switching and saving ---------------------------------------------------------------
+// ---- switching and saving
+// ---------------------------------------------------------------
 
 TEST(Saving, NothingIsWrittenOrAskedWithoutAChange)
 {

@@ -54,7 +54,7 @@ int number_in(const Book &book, int16_t list, int index)
     return r ? atoi(list_strings(r->data)[size_t(index - 1)].c_str()) : -1;
 }
 
-}  // namespace
+} // namespace
 
 TEST(SaveKill, TheBookOpensAfterEachOf500)
 {

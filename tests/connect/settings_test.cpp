@@ -12,13 +12,14 @@
 #include "tests/connect/book.h"
 #include "transfer/Names.h"
 
-// ---- records -----------------------------------------------------------------------
+// ---- records
+// -----------------------------------------------------------------------
 
 namespace {
 
 struct field_case {
     int offset;
-    std::vector<uint8_t> bytes;  // in the file
+    std::vector<uint8_t> bytes; // in the file
 };
 
 template <class T>
@@ -49,7 +50,7 @@ template <class T> T numbered_record()
     return record;
 }
 
-}  // namespace
+} // namespace
 
 TEST(Records, ConnectionIsBigEndianInTheFile)
 {
@@ -77,8 +78,9 @@ TEST(Records, ConnectionIsBigEndianInTheFile)
                   {7, {uint8_t(7 * 7 + 3)}},
                   {34, {uint8_t(35 * 7 + 3), uint8_t(34 * 7 + 3)}},
                   {45, {uint8_t(45 * 7 + 3), uint8_t(46 * 7 + 3)}},
-                  {58, {uint8_t(61 * 7 + 3), uint8_t(60 * 7 + 3),
-                        uint8_t(59 * 7 + 3), uint8_t(58 * 7 + 3)}},
+                  {58,
+                   {uint8_t(61 * 7 + 3), uint8_t(60 * 7 + 3),
+                    uint8_t(59 * 7 + 3), uint8_t(58 * 7 + 3)}},
                   {62, {uint8_t(62 * 7 + 3), uint8_t(63 * 7 + 3)}},
                   {68, {uint8_t(68 * 7 + 3), uint8_t(69 * 7 + 3)}},
                   {132, {uint8_t(135 * 7 + 3)}}});
@@ -128,7 +130,8 @@ TEST(Records, SpeedsPastTheWordAreInTheLongAlone)
     }
 }
 
-// ---- string lists -----------------------------------------------------------------------
+// ---- string lists
+// -----------------------------------------------------------------------
 
 namespace {
 
@@ -158,7 +161,7 @@ uint8_t *pstring(const std::string &s)
     return buffer;
 }
 
-}  // namespace
+} // namespace
 
 TEST(StringLists, StringsAreReplacedAddedAndPadded)
 {
@@ -184,7 +187,10 @@ TEST(StringLists, StringsAreReplacedAddedAndPadded)
         {"too far", {"a"}, 9, "i", {"a"}},
         {"none", {"a"}, 0, "z", {"a"}},
         {"below", {"a"}, -3, "z", {"a"}},
-        {"full length", {"a"}, 1, std::string(255, 'w'),
+        {"full length",
+         {"a"},
+         1,
+         std::string(255, 'w'),
          {std::string(255, 'w')}},
     };
     for (const row &r : rows) {
@@ -215,7 +221,7 @@ TEST(StringLists, ALyingListIsBelievedAsFarAsItGoes)
         std::string bytes;
         int16_t count;
         std::string first;
-        std::string afterSet;  // string 1 set to "X"
+        std::string afterSet; // string 1 set to "X"
     };
     using namespace std::string_literals;
     const row rows[] = {
@@ -265,7 +271,8 @@ TEST(StringLists, ThePasswordIsTheGivenListsOrTheConnections)
     EXPECT_EQ(pstring_text(out), "local");
 }
 
-// ---- path strings ------------------------------------------------------------------------
+// ---- path strings
+// ------------------------------------------------------------------------
 
 namespace {
 
@@ -291,7 +298,7 @@ std::string date_bytes(uint32_t date)
     return {char(date >> 24), char(date >> 16), char(date >> 8), char(date)};
 }
 
-}  // namespace
+} // namespace
 
 TEST(PathStrings, FoldersComeBackByNameByDateOrNotAtAll)
 {

@@ -30,7 +30,10 @@ protected:
     }
 };
 
-int32_t choice(int menu, int item) { return menu << 16 | item; }
+int32_t choice(int menu, int item)
+{
+    return menu << 16 | item;
+}
 
 bool enabled(int menu, int item)
 {
@@ -43,7 +46,7 @@ bool checked(int menu, int item)
     return IsMenuItemChecked(GetMenuHandle(int16_t(menu)), int16_t(item));
 }
 
-}  // namespace
+} // namespace
 
 TEST_F(Menus, SettersStoreTheLetterTheWordAndTheFlag)
 {
@@ -244,14 +247,14 @@ TEST_F(Menus, QuitAsksByKeyAloneAndNeverLosesAChange)
 TEST_F(Menus, EveryItemCanBeChosenWithoutHarm)
 {
     // With nobody to answer, each question is called off.
-    const int menus[] = {kFileMenu, kEditMenu,  kDialMenu, kSettingMenu,
+    const int menus[] = {kFileMenu,  kEditMenu, kDialMenu, kSettingMenu,
                          kMacroMenu, kMiscMenu, kRcvMenu,  kSendMenu,
                          kXconvMenu, kDeskMenu, 9999,      -1};
     hl_line_peer([](const uint8_t *, size_t) {});
     for (int menu : menus) {
         for (int item : {-1, 0, 99, 32767}) {
             if (menu == kMacroMenu && item == 99)
-                continue;  // a macro beyond the set, which reads as empty
+                continue; // a macro beyond the set, which reads as empty
             DoMenu(choice(menu, item & 0xFFFF), 0, 1);
         }
     }

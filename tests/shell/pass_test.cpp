@@ -48,7 +48,7 @@ void passes(char mode, int count = 5)
         pass(mode);
 }
 
-}  // namespace
+} // namespace
 
 TEST_F(Pass, AKeyReachesTheLineInTheNextPass)
 {
@@ -88,21 +88,21 @@ TEST_F(Pass, InModeDKeysAreForTheDialerTheDialogOrTheModem)
 {
     struct row {
         const char *key;
-        uint8_t character;  // 0: typed as text
+        uint8_t character; // 0: typed as text
         uint16_t modifiers;
         int16_t item;
         std::string sent;
     };
     const row rows[] = {
-        {"\x1b", 0, 0, 1, ""},    {".", 0, cmdKey, 1, ""},
-        {".", 0, 0, -1, "."},     {"\r", 0, 0, 2, ""},
-        {"D", 0, 0, 0x44, ""},    {"d", 0, 0, 0x44, ""},
-        {"5", 0, 0, -1, ""},      {"", 0x1C, 0, -1, ""},
-        {"", 0x1F, 0, -1, ""},    {"", 8, 0, -1, ""},
-        {"a", 0, 0, -1, "a"},     {"A", 0, 0, -1, "A"},
+        {"\x1b", 0, 0, 1, ""},     {".", 0, cmdKey, 1, ""},
+        {".", 0, 0, -1, "."},      {"\r", 0, 0, 2, ""},
+        {"D", 0, 0, 0x44, ""},     {"d", 0, 0, 0x44, ""},
+        {"5", 0, 0, -1, ""},       {"", 0x1C, 0, -1, ""},
+        {"", 0x1F, 0, -1, ""},     {"", 8, 0, -1, ""},
+        {"a", 0, 0, -1, "a"},      {"A", 0, 0, -1, "A"},
         {"q", 0, cmdKey, -1, "q"},
     };
-    DialogPtr front = GetNewDialog(350);  // some dialog stands in front
+    DialogPtr front = GetNewDialog(350); // some dialog stands in front
     ASSERT_TRUE(front);
     ShowWindow(front);
     passes(kModeMain);
@@ -143,13 +143,13 @@ TEST_F(Pass, EventsArePutOffOnlyBehindMoreThan200Bytes)
 {
     struct row {
         int32_t waiting;
-        bool typed;  // the key is taken in the second pass
+        bool typed; // the key is taken in the second pass
     };
     for (const row &r : {row{200, true}, row{201, false}}) {
         gStillinBuf = 0;
-        ModemActive = 1;  // a busy line: no wait for events
+        ModemActive = 1; // a busy line: no wait for events
         gLastModemRead = 400;
-        passes(kModeMain, 3);  // ends with a pass that had no event
+        passes(kModeMain, 3); // ends with a pass that had no event
         gStillinBuf = r.waiting;
         hl_type("k");
         pass(kModeMain);
@@ -170,9 +170,9 @@ TEST_F(Pass, TimedWaitsAreServedInModeSToo)
         char mode;
         bool served;
     };
-    for (const row &r : {row{kWaitTicks, kModeSmall, true},
-                         row{kWaitSent, kModeSmall, false},
-                         row{kWaitSent, kModeMain, true}}) {
+    for (const row &r :
+         {row{kWaitTicks, kModeSmall, true}, row{kWaitSent, kModeSmall, false},
+          row{kWaitSent, kModeMain, true}}) {
         hl_advance_ticks(20);
         ScriptFlag = 5;
         WaitFlag = r.flag;
@@ -277,7 +277,7 @@ TEST_F(Pass, TheBackgroundHidesTheWindowOnlyIfToldSo)
 
 TEST_F(Pass, ThePortIsServedBehindTheAboutBox)
 {
-    EXPECT_TRUE(hl_choose(kDeskMenu, 1));  // about: a nested pass
+    EXPECT_TRUE(hl_choose(kDeskMenu, 1)); // about: a nested pass
     hl_after(20, [] { hl_line_say("about\r\n"); });
     hl_after(60, [] { hl_type(" "); });
     run_ticks(120);

@@ -36,7 +36,7 @@ Rect bounds_of(WindowPtr w)
     return r;
 }
 
-}  // namespace
+} // namespace
 
 TEST(Start, RunsInItsOrderAndEndsInItsOrder)
 {
@@ -47,7 +47,7 @@ TEST(Start, RunsInItsOrderAndEndsInItsOrder)
     hl_line_peer([&](const uint8_t *bytes, size_t count) {
         said.append(reinterpret_cast<const char *>(bytes), count);
         if (said.empty() || said.back() != '\r')
-            return;  // bytes come one by one, if the machine has other work
+            return; // bytes come one by one, if the machine has other work
         said.pop_back();
         log.push_back("line " + said + (myWindow ? ", window" : "") +
                       (gInitializing ? "" : ", ready"));
@@ -68,8 +68,7 @@ TEST(Start, RunsInItsOrderAndEndsInItsOrder)
     // What the modem answers to the last string is still taken.
     EXPECT_EQ(hl_line_waiting(), 0u);
     const std::vector<std::string> expected = {
-        "line HELLO, window, ready", "title Local",
-        "line BYE, window, ready"};
+        "line HELLO, window, ready", "title Local", "line BYE, window, ready"};
     EXPECT_EQ(log, expected);
     EXPECT_FALSE(myWindow);
     EXPECT_EQ(sIn, 0);

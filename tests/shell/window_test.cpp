@@ -53,7 +53,8 @@ bool drawn(int left, int right)
 {
     Rect r;
     GetWindowPortBounds(myWindow, &r);
-    uint32_t empty = draw_pixel(myWindow, int16_t(left), int16_t(r.bottom - 13));
+    uint32_t empty =
+        draw_pixel(myWindow, int16_t(left), int16_t(r.bottom - 13));
     for (int v = r.bottom - 12; v < r.bottom - 3; v++) {
         for (int h = left; h < right; h++) {
             if (draw_pixel(myWindow, int16_t(h), int16_t(v)) != empty)
@@ -72,7 +73,7 @@ void lines(int count)
     run_ticks(60);
 }
 
-}  // namespace
+} // namespace
 
 TEST_F(Window, SmallMovesAreNoNewPlace)
 {
@@ -252,7 +253,8 @@ TEST_F(Window, TheWheelMovesOneLineWhateverItsSize)
     EXPECT_EQ(MouseWheelHandler(nullptr, 1, nullptr), -9874);
 }
 
-// ---- the gestures ---------------------------------------------------------------------
+// ---- the gestures
+// ---------------------------------------------------------------------
 
 TEST_F(Window, ASelectionGoesOutBehindItsPrefix)
 {
