@@ -1,0 +1,171 @@
+#!/usr/bin/env python3
+"""ZMODEM figures, beside sz and rz of lrzsz over the same relay.
+
+    zmodem.py BIN-DIR [PART...]      parts: free line delay flips; without, all
+
+Each part runs the four pairs of sender and receiver in turn, several times,
+and prints medians as ratios to sz -> rz of the same part: speed above 1 and
+CPU or wire bytes below 1 are better than theirs. Every file is compared.
+
+Speed is that of the stream as the relay sees it, without the start and the
+end of the programs, which each rest a while behind a transfer. CPU is that of
+the whole program. The line is a socket pair: lrzsz flushes its terminal after
+each answer and would lose blocks on a terminal without transmission time.
+"""
+import filecmp
+import os
+import random
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+
+MIB = 1 << 20
+RATE = 11520  # bytes a second of 115200 bit/s
+PAIRS = [("theirs", "theirs"), ("theirs", "ours"), ("ours", "theirs"),
+         ("ours", "ours")]
+
+# name, title, bytes, turns, options of the relay (%d: the seed), speed that
+# ours is told, least ratio of speed asked for
+PARTS = [
+    ("free", "no limit, 16 MiB", 16 * MIB, 7, "", 4000000, 1.0),
+    ("line", "115200 bit/s, 384 KiB", 384 << 10, 2,
+     f"--rate {RATE}", 115200, 0.99),
+    ("delay", "115200 bit/s, 100 ms each way, 384 KiB", 384 << 10, 2,
+     f"--rate {RATE} --delay 100", 115200, 0.99),
+    ("flips", "no limit, flips 1e-5, 16 MiB", 16 * MIB, 7,
+     "--flip 1e-5 --seed %d", 4000000, 0.9),
+    ("flips", "no limit, flips 1e-4, 16 MiB", 16 * MIB, 7,
+     "--flip 1e-4 --seed %d", 4000000, 0.9),
+    ("flips", "115200 bit/s, flips 1e-5, 384 KiB", 384 << 10, 2,
+     f"--rate {RATE} --flip 1e-5 --seed %d", 115200, 0.9),
+    ("flips", "115200 bit/s, flips 1e-4, 192 KiB", 192 << 10, 3,
+     f"--rate {RATE} --flip 1e-4 --seed %d", 115200, 0.9),
+]
+LIMIT = 180  # seconds for one transfer
+
+
+class Bench:
+    def __init__(self, bin_dir):
+        self.bin = os.path.abspath(bin_dir)
+        self.home = tempfile.mkdtemp(prefix="zmodem-", dir=memory_folder())
+        self.env = dict(os.environ)
+        for place in ("CONFIG", "DATA", "STATE"):
+            path = os.path.join(self.home, place.lower())
+            os.mkdir(path)
+            self.env[f"XDG_{place}_HOME"] = path
+
+    def path(self, name):
+        return os.path.join(self.home, name)
+
+    def make_file(self, size):
+        with open(self.path("file"), "wb") as out:
+            out.write(random.Random(size).randbytes(size))
+
+    def sender(self, whose, baud):
+        if whose == "theirs":
+            return ["sz", "-b", "-q", "file"]
+        return [f"{self.bin}/quillon-line", "send", "z", "--baud", str(baud),
+                "file"]
+
+    def receiver(self, whose, baud):
+        if whose == "theirs":
+            return ["env", "-C", "in", "rz", "-b", "-q"]
+        return ["env", "-C", "in", f"{self.bin}/quillon-line", "receive", "z",
+                "--baud", str(baud), "."]
+
+    def run(self, pair, relay, baud):
+        """One transfer: its figures, or None if it failed."""
+        inbox = self.path("in")
+        shutil.rmtree(inbox, ignore_errors=True)
+        os.mkdir(inbox)
+        call = ([f"{self.bin}/faultrelay", "--limit", str(LIMIT)] +
+                relay.split() + ["--"] + self.sender(pair[0], baud) +
+                ["--"] + self.receiver(pair[1], baud))
+        done = subprocess.run(call, cwd=self.home, env=self.env, text=True,
+                              stdout=subprocess.PIPE,
+                              stderr=subprocess.DEVNULL, check=False)
+        got = os.path.join(inbox, "file")
+        whole = os.path.exists(got) and filecmp.cmp(self.path("file"), got,
+                                                    shallow=False)
+        said = {k: float(v)
+                for k, v in re.findall(r"(\w+)=([0-9.]+)", done.stdout)}
+        if whole and said.get("a_exit") == 0 and said.get("b_exit") == 0:
+            return said
+        if not whole and said.get("b_exit") == 0:
+            print(f"  {pair}: a file that isn't whole was called complete")
+        return None
+
+
+def memory_folder():
+    return "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
+
+
+def median(runs, key):
+    return statistics.median(key(r) for r in runs)
+
+
+def print_part(title, size, turns, results, floor):
+    theirs = results[PAIRS[0]]
+    print(f"{title}, {turns} turns:")
+    if not theirs:
+        print("  sz -> rz never got through")
+        return
+    wire = lambda r: r["a_bytes"] + r["b_bytes"]
+    base = {
+        "stream": median(theirs, lambda r: r["stream"]),
+        "a_cpu": median(theirs, lambda r: r["a_cpu"]),
+        "b_cpu": median(theirs, lambda r: r["b_cpu"]),
+        "wire": median(theirs, wire),
+    }
+    mb = size / 1e6
+    print(f"  sz   -> rz    {mb / base['stream']:8.3f} MB/s   CPU/MB"
+          f" {base['a_cpu'] / mb * 1e3:.2f} and {base['b_cpu'] / mb * 1e3:.2f}"
+          f" ms   wire/payload {base['wire'] / size:.4f}"
+          f"   {len(theirs)}/{turns} whole")
+    for pair in PAIRS[1:]:
+        runs = results[pair]
+        name = (("sz  " if pair[0] == "theirs" else "ours") + " -> " +
+                ("rz  " if pair[1] == "theirs" else "ours"))
+        if not runs:
+            print(f"  {name}  never got through")
+            continue
+        speed = base["stream"] / median(runs, lambda r: r["stream"])
+        cpu = []
+        if pair[0] == "ours":
+            cpu.append("send %.2f" % (median(runs, lambda r: r["a_cpu"]) /
+                                      max(base["a_cpu"], 1e-4)))
+        if pair[1] == "ours":
+            cpu.append("receive %.2f" % (median(runs, lambda r: r["b_cpu"]) /
+                                         max(base["b_cpu"], 1e-4)))
+        missed = "" if speed >= floor else f" (below {floor})"
+        print(f"  {name}  speed x {speed:.3f}{missed}   CPU x"
+              f" {', '.join(cpu)}   wire x"
+              f" {median(runs, wire) / base['wire']:.4f}"
+              f"   {len(runs)}/{turns} whole", flush=True)
+
+
+def main():
+    bench = Bench(sys.argv[1])
+    wanted = sys.argv[2:]
+    try:
+        for name, title, size, turns, relay, baud, floor in PARTS:
+            if wanted and name not in wanted:
+                continue
+            bench.make_file(size)
+            results = {pair: [] for pair in PAIRS}
+            for turn in range(turns):
+                for pair in PAIRS:
+                    seeded = relay.replace("%d", str(turn + 1))
+                    figures = bench.run(pair, seeded, baud)
+                    if figures:
+                        results[pair].append(figures)
+            print_part(title, size, turns, results, floor)
+    finally:
+        shutil.rmtree(bench.home, ignore_errors=True)
+
+
+if __name__ == "__main__":
+    main()
