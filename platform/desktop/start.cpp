@@ -373,6 +373,10 @@ unsigned be_wait(int64_t deadline, int fd, bool read, bool write)
         ask_display(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
         alarm_->timer.stop();
         state = port_state(fd, read, write);
+        // What woke us is often only taken by the next look, and one that may
+        // sleep would take it and sleep on.
+        if (!gHeard && !state && be_now_us() < deadline)
+            ask_display(QEventLoop::AllEvents);
     }
     waitDepth--;
     if (gHeard)
