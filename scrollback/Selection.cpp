@@ -448,6 +448,7 @@ void DoClick(Point point, const EventRecord *event)
 
     if (!PtInRect(point, &termrect))
         return;
+    SetPort(myWindow); // GetMouse answers in its places
     t.isDouble = int32_t(TickCount()) - clickTime <= int32_t(GetDblTime());
     t.anchor = {-1, -1};
     t.shown = {-2, -1};

@@ -95,6 +95,20 @@ TEST(View, TheCursorDoesNotScrollAlong)
     EXPECT_EQ(take_picture() == live, true);
 }
 
+// Nothing places the pen for the cursor then, so the run must do it.
+TEST(View, OutputGoesOnInTheBackground)
+{
+    open_terminal(8, 30);
+    show(number_lines(0, 40));
+    scrollPage(view_top(), 5);
+    show("\33[3;5Hunseen");
+    Suspended = 1;
+    scr_to_bot();
+    show(" seen");
+    EXPECT_EQ(memcmp(scrLine(2) + 4, "unseen seen", 11), 0);
+    EXPECT_EQ(take_picture() == repainted(), true);
+}
+
 TEST(View, DroppedLinesMoveTheView)
 {
     open_terminal(8, 30);
