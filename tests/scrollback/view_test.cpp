@@ -218,6 +218,25 @@ TEST(Selection, TheHighlightStaysWithTheText)
     EXPECT_TRUE(EmptyRgn(selRgn));
 }
 
+TEST(Selection, TheHighlightCoversWhatIsSelected)
+{
+    open_terminal(6, 20);
+    SetSel(1, 3, 3, 5);
+    for (int row = 0; row < 6; row++) {
+        for (int col = 0; col < 20; col++) {
+            const bool in =
+                (row == 1 && col >= 3) || row == 2 || (row == 3 && col < 5);
+            EXPECT_EQ(corner(row, col) != 0xFFFFFF, in) << row << " " << col;
+        }
+    }
+    SetSel(4, 7, 4, 2);
+    EXPECT_EQ(corner(4, 1), 0xFFFFFFu);
+    EXPECT_NE(corner(4, 2), 0xFFFFFFu);
+    EXPECT_NE(corner(4, 6), 0xFFFFFFu);
+    EXPECT_EQ(corner(4, 7), 0xFFFFFFu);
+    EXPECT_EQ(corner(2, 2), 0xFFFFFFu);
+}
+
 TEST(Selection, WordsAndDoubleClicks)
 {
     open_terminal(6, 40);
