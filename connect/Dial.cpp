@@ -16,22 +16,19 @@
 #include "terminal/VT100.h"
 #include "transfer/rz.h"
 
-// ---- constants
-// ------------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
 constexpr int16_t kTexts = 300;     // list; string 3 asks before a hang-up
 constexpr int16_t kAskHangUp = 301; // alert
 constexpr uint8_t kHangUpByDTR = 1; // modemFlags
 
-// ---- state
-// -----------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 DialogPtr ddlog;
 WindowPtr ddwin;
 uint32_t gCarrierRate = 38400;
 
-// ---- functions
-// ---------------------------------------------------------------------
+// ---- functions -------------------------------------------------------------
 
 // An entry chosen in the menu.
 static void choose_entry(int16_t index, uint16_t modifiers)

@@ -29,8 +29,7 @@ DialogPtr ddir_dlg;
 WindowPtr ddir_dwin;
 ControlHandle ddsbar_ctl;
 
-// ---- order
-// ---------------------------------------------------------------------------
+// ---- order -----------------------------------------------------------------
 
 // Without case first, so that upper and lower stand together; then by bytes,
 // so that the order is the same every time.
@@ -78,8 +77,7 @@ int16_t SearchDial(ConstStr name, bool *found)
     return mid;
 }
 
-// ---- the list
-// ------------------------------------------------------------------------
+// ---- the list --------------------------------------------------------------
 
 // Room for `count` entries. The blocks grow by twenty entries or so at once.
 static OSErr make_room(int16_t count)
@@ -176,8 +174,7 @@ void ddGetList()
     }
 }
 
-// ---- the menu
-// ---------------------------------------------------------------------------
+// ---- the menu --------------------------------------------------------------
 
 void ddMenuFromList()
 {

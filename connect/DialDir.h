@@ -12,7 +12,7 @@
 // Entry i is item i + kDialFirstItem of the Dial menu.
 constexpr int16_t kDialFirstItem = 6;
 
-// ---- the list ---------------------------------------------------------------
+// ---- the list --------------------------------------------------------------
 // ddHdls[0 .. ddCount-1] ascend by CompareString, and no two names are equal
 // but for case. ddCurrent, defDial and curDialItem name the same entry across
 // an insertion or a deletion. ddCount is at least 1 once a book is open.
@@ -40,8 +40,7 @@ void ddDelFromList(int16_t index);
 void ddSetMark(int16_t index, int16_t value); // 0, 1, or -1 to toggle
 void SetDefServ(int16_t index);               // makes it the default
 
-// ---- the window
-// ---------------------------------------------------------------
+// ---- the window ------------------------------------------------------------
 
 void DialDir();
 void CloseDialDir();

@@ -7,16 +7,14 @@
 #include "connect/Settings.h"
 #include "serial/IOKitSerial.h"
 
-// ---- constants
-// -------------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
 constexpr int16_t kOK = 1, kCancel = 2;
 constexpr int16_t kPortDialog = 432;
 constexpr int16_t kPortLabel = 4; // the pop-up is the item behind it
 constexpr int16_t kPortMenu = 500;
 
-// ---- field helpers
-// ------------------------------------------------------------------
+// ---- field helpers ---------------------------------------------------------
 
 void SetCtlItem(DialogPtr dialog, int16_t item, int16_t value)
 {
@@ -55,8 +53,7 @@ int16_t SearchMenu(MenuHandle menu, ConstStr text)
     return 0;
 }
 
-// ---- the port alone
-// ---------------------------------------------------------------------
+// ---- the port alone --------------------------------------------------------
 
 bool portonly_set()
 {

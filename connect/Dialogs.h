@@ -23,8 +23,7 @@ void zmod_parms();
 // OK, and then the name is stored by SetModem.
 bool portonly_set();
 
-// ---- field helpers
-// ------------------------------------------------------------
+// ---- field helpers ---------------------------------------------------------
 
 void SetCtlItem(DialogPtr dialog, int16_t item, int16_t value);
 void SetNum(DialogPtr dialog, int16_t item, int32_t value);

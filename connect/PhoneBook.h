@@ -21,7 +21,7 @@ constexpr int16_t kFirstListID = 3500; // of an entry's STR#, 500 numbers
 constexpr int16_t kGlobListID = 256;
 constexpr int16_t kModemListID = 1000; // unless a STR# bears the modem's name
 
-// ---- state ---------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 extern Handle qsHdl;        // resource qSet 1 of the book
 extern Handle DialHdl;      // resource of the connection in use
@@ -32,7 +32,7 @@ extern int16_t modem_res;   // id of the modem list
 extern int16_t mstr_count;  // its count of strings
 extern bool gBookIsNew;     // it was made from the templates just now
 
-// ---- opening ----------------------------------------------------------------
+// ---- opening ---------------------------------------------------------------
 
 // Opens the book of the standard name: beside the program if there is one,
 // else in the preferences folder, where it is made if need be. 0 or an error
@@ -51,8 +51,7 @@ void TellBookError(OSErr code, ConstStr file);
 // Gives every entry of an older layout its string list.
 void CheckLocalStrings();
 
-// ---- the connection in use
-// ----------------------------------------------------
+// ---- the connection in use -------------------------------------------------
 
 // Makes entry `index` the connection in use. False if the user cancelled when
 // asked to save the present one. FinishSetup is the caller's.
@@ -61,8 +60,7 @@ bool loadSettings(int16_t index);
 void do_setup(Handle resource, ConstStr name);
 void FinishSetup(); // what of a connection needs the window
 
-// ---- saving
-// ----------------------------------------------------------------------
+// ---- saving ----------------------------------------------------------------
 
 // Asks to save the connection if it differs from the book. False on Cancel.
 bool chkSetChg();

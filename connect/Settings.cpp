@@ -10,7 +10,7 @@
 #include "platform/files.h"
 #include "platform/memory.h"
 
-// ---- the records' layout ----------------------------------------------------
+// ---- the records' layout ---------------------------------------------------
 // A field that slips is a book that no other version can read.
 
 #define AT(record, field, offset)                                              \
@@ -66,7 +66,7 @@ AT(qset_t, reserved304, 304);   AT(qset_t, rgbTable, 320);
 // clang-format on
 #undef AT
 
-// ---- state ---------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 cset_t cset;
 qset_t qset;
@@ -77,8 +77,7 @@ Handle gLocalStrings;
 Handle gGlobStrings;
 Str255 gArchiveStr;
 
-// ---- crossing between memory and file
-// ----------------------------------------
+// ---- crossing between memory and file --------------------------------------
 
 // Between the machine's order and the file's. Its own inverse.
 static void swap_bytes(uint8_t *at, int count)
@@ -143,8 +142,7 @@ void SetBaud(uint32_t speed, cset_t *record)
     record->baudWord = speed < 57601 ? uint16_t(speed) : uint16_t(0);
 }
 
-// ---- string lists
-// --------------------------------------------------------------
+// ---- string lists ----------------------------------------------------------
 
 // A walk along the strings that are really there.
 struct list_walk {
@@ -297,8 +295,7 @@ void GetPassword(uint8_t *out, Handle list, int16_t ignored)
     GetFromStrList(list ? list : gLocalStrings, kStrPassword, out);
 }
 
-// ---- path strings
-// ----------------------------------------------------------------
+// ---- path strings ----------------------------------------------------------
 
 // Index of the first ":" that divides, or 0. The bytes of a volume's date may
 // be colons, and one at the very end divides nothing.

@@ -110,7 +110,7 @@ struct four_t {
     }
 };
 
-// ---- the global settings record ---------------------------------------------
+// ---- the global settings record --------------------------------------------
 // 428 bytes, resource `qSet` 1.
 
 struct qset_t {
@@ -184,7 +184,7 @@ constexpr uint8_t kGlobAskHangUp = 0x20;
 constexpr uint8_t kGlobBlockCursor = 0x40;
 constexpr uint8_t kGlobSteadyCursor = 0x80; // clear: the cursor blinks
 
-// ---- state ---------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 extern cset_t cset;         // the connection in use
 extern qset_t qset;         // the global settings

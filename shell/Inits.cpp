@@ -36,8 +36,7 @@
 #include "transfer/xmodem.h"
 #include "transfer/zmaclo.h"
 
-// ---- constants
-// -----------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
 constexpr int16_t kSplash = 128;     // dialog
 constexpr int16_t kMainWindow = 128; // window
@@ -50,8 +49,7 @@ constexpr uint32_t kLastAnswer = 20; // ticks that the modem gets at the end
 constexpr int16_t kFirstRows = 24, kFirstCols = 80;
 constexpr int16_t kWindowExtra = 19; // margins and bars, each way
 
-// ---- state
-// ---------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 int32_t stTicks;
 uint16_t ti;
@@ -83,8 +81,7 @@ int32_t gPrefFolderDomain;
 
 static DialogPtr splash; // until the main window comes
 
-// ---- start
-// -----------------------------------------------------------------------
+// ---- start -----------------------------------------------------------------
 
 static void stamp()
 {
@@ -208,8 +205,7 @@ int InitProgram()
     return 1;
 }
 
-// ---- the first book
-// -------------------------------------------------------------------
+// ---- the first book --------------------------------------------------------
 
 // The window sizes of former default settings, which cut the lowest row off.
 static void correct_sizes()
@@ -359,8 +355,7 @@ int FinishInitFoneOpen()
     return result;
 }
 
-// ---- the end
-// ---------------------------------------------------------------------------
+// ---- the end ---------------------------------------------------------------
 
 void finish_up()
 {

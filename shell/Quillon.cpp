@@ -26,8 +26,7 @@
 #include "terminal/VT100.h"
 #include "transfer/zstats.h"
 
-// ---- constants
-// -----------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
 constexpr int32_t kSlowJobs = 5;    // ticks between two slow jobs
 constexpr int32_t kQuietLine = 4;   // ticks after which they may run
@@ -53,8 +52,7 @@ constexpr int16_t kDialCancel = 1, kDialStop = 2, kDialNow = 0x44;
 // The status bar's clickable part.
 constexpr int16_t kBarLeft = 10, kBarRight = 205;
 
-// ---- state
-// ---------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 uint8_t moreToDo = 1;
 uint8_t Suspended;
@@ -73,8 +71,7 @@ static int32_t LastDrag; // tick of the last window drag; nothing reads it
 
 static bool resuming; // DoActivate is called for a return to the foreground
 
-// ---- the program
-// ---------------------------------------------------------------------
+// ---- the program -----------------------------------------------------------
 
 int QuillonMain()
 {
@@ -93,8 +90,7 @@ int QuillonMain()
     return 0;
 }
 
-// ---- jobs of a pass
-// --------------------------------------------------------------------
+// ---- jobs of a pass --------------------------------------------------------
 
 static void slow_jobs(int32_t now, char mode)
 {
@@ -137,8 +133,7 @@ static void fetch_event(EventRecord *event, uint16_t mask, int32_t now)
     sLastGNE = now;
 }
 
-// ---- filters of keys
-// --------------------------------------------------------------------
+// ---- filters of keys -------------------------------------------------------
 
 static bool is_key(const EventRecord &event)
 {
@@ -193,8 +188,7 @@ static void filter_keys(EventRecord *event, WindowPtr front, char mode)
         dial_key(event, (event->modifiers & cmdKey) != 0);
 }
 
-// ---- dialogs
-// ---------------------------------------------------------------------------
+// ---- dialogs ---------------------------------------------------------------
 
 // Queues the type-ahead window's text as a line. It isn't built in sendBuf,
 // where a piece may still be on its way.
@@ -262,8 +256,7 @@ static bool serve_dialogs(EventRecord *event, WindowPtr front, char mode)
     return true;
 }
 
-// ---- mouse
-// -----------------------------------------------------------------------------
+// ---- mouse -----------------------------------------------------------------
 
 static void menu_click(const EventRecord &event, char mode)
 {
@@ -438,8 +431,7 @@ static void mouse_click(const EventRecord &event, char mode)
     }
 }
 
-// ---- keys
-// ------------------------------------------------------------------------------
+// ---- keys ------------------------------------------------------------------
 
 // The universal cancel.
 static void cancel_all()
@@ -494,8 +486,7 @@ static void key_press(const EventRecord &event, bool command, int32_t now)
         command_key(event, now);
 }
 
-// ---- the pass
-// ---------------------------------------------------------------------------
+// ---- the pass --------------------------------------------------------------
 
 void MainEventLoop(uint16_t mask, char mode)
 {
@@ -548,8 +539,7 @@ void MainEventLoop(uint16_t mask, char mode)
     }
 }
 
-// ---- routed events
-// ----------------------------------------------------------------------
+// ---- routed events ---------------------------------------------------------
 
 void DoOSEvent(uint32_t message, WindowPtr front)
 {
@@ -611,6 +601,8 @@ void DoUpdate(WindowPtr window)
 {
     if (!window || window != myWindow)
         return;
+    WindowPtr port = GetPort();
+    SetPort(window);
     BeginUpdate(window);
     term_redraw();
     DrawGrowIcon(window);
@@ -620,4 +612,5 @@ void DoUpdate(WindowPtr window)
     ShowBuf();
     ShowComm();
     EndUpdate(window);
+    SetPort(port);
 }

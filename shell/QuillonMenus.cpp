@@ -36,8 +36,7 @@
 #include "transfer/xmodem.h"
 #include "transfer/zmaclo.h"
 
-// ---- constants
-// -----------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
 constexpr OSType kText = FOUR("TEXT");
 constexpr uint16_t kModifier = cmdKey | shiftKey | optionKey;
@@ -68,13 +67,6 @@ struct menu_item {
 };
 // clang-format off
 constexpr menu_item absent[] = {
-    {kFileMenu, 11},     // append the selection
-    {kFileMenu, 12},
-    {kFileMenu, 13},     // save the selection
-    {kFileMenu, 14},     // page setup
-    {kFileMenu, 15},     // print the selection
-    {kEditMenu, 12},     // find
-    {kEditMenu, 13},
     {kDialMenu, 1},      // dial directory
     {kDialMenu, 3},      // dial the marked entries
     {kSettingMenu, 1},   // dialogs
@@ -93,8 +85,7 @@ constexpr menu_item absent[] = {
 };
 // clang-format on
 
-// ---- state
-// ---------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 MenuHandle DeskMenu, FileMenu, EditMenu, DialMenu, SettingMenu;
 MenuHandle MacroMenu, MiscMenu, RcvMenu, SendMenu, xconvMenu;
@@ -105,8 +96,7 @@ int16_t maxDial;
 DialogPtr bufDlog;
 WindowPtr bufDwin;
 
-// ---- helpers
-// ---------------------------------------------------------------------
+// ---- helpers ---------------------------------------------------------------
 
 static bool is_absent(int16_t menu, int16_t item)
 {
@@ -153,8 +143,7 @@ void outlineMenu(MenuHandle menu, int16_t item, int16_t first, int16_t last)
         SetItemStyle(menu, i, i == item ? kCheckStyleOutline : 0);
 }
 
-// ---- the menus' commands
-// ------------------------------------------------------------
+// ---- the menus' commands ---------------------------------------------------
 
 void DoAboutDialog()
 {
@@ -595,14 +584,15 @@ void DoMenu(int32_t choice, uint16_t modifiers, int16_t what)
         // A title that stays marked is the sign of a running send; its end
         // takes the mark away.
         if ((menu == kFileMenu && item == kFileSendText && asciiSend) ||
-            (menu == kEditMenu && sendCount != 0))
+            (menu == kEditMenu && sendCount != 0)) {
+            HiliteMenu(menu);
             return;
+        }
     }
     HiliteMenu(0);
 }
 
-// ---- what can be chosen now
-// -----------------------------------------------------------
+// ---- what can be chosen now ------------------------------------------------
 
 // Copying and pasting: what the front window allows.
 static void adjust_clipboard(WindowPtr front, bool sel)
@@ -691,8 +681,7 @@ void SetupMenus()
     DrawMenuBar();
 }
 
-// ---- setters of the connection's line
-// ---------------------------------------------------
+// ---- setters of the connection's line --------------------------------------
 
 void do_parity(char letter)
 {
@@ -806,8 +795,7 @@ void set_dconv(char letter)
             int16_t(4 + xconvOffset));
 }
 
-// ---- clipboard
-// -------------------------------------------------------------------------
+// ---- clipboard -------------------------------------------------------------
 
 OSErr doCopy(const void *address, int32_t size)
 {

@@ -26,8 +26,7 @@
 #include "terminal/VT100.h"
 #include "transfer/zstats.h"
 
-// ---- constants
-// -----------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
 // A field of the status bar: the part that is erased, and where its text
 // starts. The speed's field also begins the line's pop-ups.
@@ -50,8 +49,7 @@ constexpr int16_t kTextCursor = 1, kPlaceCursor = 310;
 constexpr int32_t kGiveUp = 480; // ticks without an answer to an arrow key
 constexpr int16_t kMostBad = 4;  // keys that may lead away
 
-// ---- state
-// ---------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 int16_t baud_right, bits_right;
 Rect dragRect;
@@ -66,8 +64,7 @@ static uint32_t ldiff;    // elapsed value last drawn
 static uint32_t lastTime; // second of the clock's last look
 static uint8_t sHandler;  // its address names the wheel's handler
 
-// ---- drawing into the bar
-// ---------------------------------------------------------
+// ---- drawing into the bar --------------------------------------------------
 
 // What a field changes of the port and gives back. The terminal draws on as if
 // nothing had been: its pen stands behind the last text.
@@ -218,8 +215,7 @@ void ShowComm()
     close_bar(state);
 }
 
-// ---- the bar's pop-ups
-// ------------------------------------------------------------
+// ---- the bar's pop-ups -----------------------------------------------------
 
 // The three formats that the pop-up offers; item 0 is any other.
 struct line_format {
@@ -269,8 +265,7 @@ void bot_bar_click(Point point)
     }
 }
 
-// ---- sending by the mouse
-// --------------------------------------------------------------
+// ---- sending by the mouse --------------------------------------------------
 
 void cmdClick()
 {
@@ -360,8 +355,7 @@ void do_vtpos(int32_t limit)
         PrtCount++;
 }
 
-// ---- size and place
-// -------------------------------------------------------------------
+// ---- size and place --------------------------------------------------------
 
 static bool is_unset(const Rect &r)
 {
@@ -518,8 +512,7 @@ void GrowWin(WindowPtr window, Point where)
         ShowSize(window, int16_t(MaxLine), int16_t(MaxCol));
 }
 
-// ---- mouse
-// -----------------------------------------------------------------------------
+// ---- mouse -----------------------------------------------------------------
 
 void SetArrowCursor()
 {

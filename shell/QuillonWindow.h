@@ -30,8 +30,7 @@ extern int16_t aheadPos;       // keys sent since the last look
 void do_vtpos(int32_t limit); // one step; `limit` is the send limit tick
 void cmdClick();              // queues the selection as typed text
 
-// ---- status bar
-// ------------------------------------------------------------------
+// ---- status bar ------------------------------------------------------------
 
 void ShowTime(bool force);
 void ShowSize(WindowPtr window, int16_t rows, int16_t cols);
@@ -39,8 +38,7 @@ void ShowBuf();
 void ShowComm();
 void bot_bar_click(Point point);
 
-// ---- size and place
-// ---------------------------------------------------------------
+// ---- size and place --------------------------------------------------------
 
 void GrowWin(WindowPtr window, Point where);
 void SizeWind(WindowPtr window, const Rect *rect);
@@ -56,8 +54,7 @@ void SetLimitRects(); // takes the screen's bounds
 // visible.
 void KeepWindowVisible(WindowPtr window);
 
-// ---- mouse
-// ---------------------------------------------------------------------
+// ---- mouse -----------------------------------------------------------------
 
 void AdjCursor();
 void SetArrowCursor();

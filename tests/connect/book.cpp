@@ -78,8 +78,7 @@ void write_bytes(const std::string &path, const std::string &bytes)
     out.write(bytes.data(), std::streamsize(bytes.size()));
 }
 
-// ---- books
-// ------------------------------------------------------------------------
+// ---- books -----------------------------------------------------------------
 
 static constexpr OSType kTypes[] = {FOUR("Dial"), FOUR("STR#"), FOUR("qSet")};
 
@@ -225,8 +224,7 @@ std::string local(int16_t index)
     return pstring_text(s);
 }
 
-// ---- runs
-// --------------------------------------------------------------------------
+// ---- runs ------------------------------------------------------------------
 
 void start_program()
 {

@@ -77,8 +77,7 @@ TEST(NewBook, HoldsTheTemplatesAndOpensAgain)
     EXPECT_EQ(find(book, FOUR("qSet"), 1)->data.size(), 428u);
 }
 
-// ---- older layouts
-// ----------------------------------------------------------------------
+// ---- older layouts ---------------------------------------------------------
 
 namespace {
 
@@ -298,8 +297,7 @@ TEST_P(Migration, OldLayoutInNewStateOut)
 INSTANTIATE_TEST_SUITE_P(Book, Migration,
                          testing::Range(size_t(0), std::size(migrations)));
 
-// ---- switching and saving
-// ---------------------------------------------------------------
+// ---- switching and saving --------------------------------------------------
 
 TEST(Saving, NothingIsWrittenOrAskedWithoutAChange)
 {

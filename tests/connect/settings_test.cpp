@@ -12,8 +12,7 @@
 #include "tests/connect/book.h"
 #include "transfer/Names.h"
 
-// ---- records
-// -----------------------------------------------------------------------
+// ---- records ---------------------------------------------------------------
 
 namespace {
 
@@ -130,8 +129,7 @@ TEST(Records, SpeedsPastTheWordAreInTheLongAlone)
     }
 }
 
-// ---- string lists
-// -----------------------------------------------------------------------
+// ---- string lists ----------------------------------------------------------
 
 namespace {
 
@@ -271,8 +269,7 @@ TEST(StringLists, ThePasswordIsTheGivenListsOrTheConnections)
     EXPECT_EQ(pstring_text(out), "local");
 }
 
-// ---- path strings
-// ------------------------------------------------------------------------
+// ---- path strings ----------------------------------------------------------
 
 namespace {
 

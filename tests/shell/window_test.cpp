@@ -253,8 +253,7 @@ TEST_F(Window, TheWheelMovesOneLineWhateverItsSize)
     EXPECT_EQ(MouseWheelHandler(nullptr, 1, nullptr), -9874);
 }
 
-// ---- the gestures
-// ---------------------------------------------------------------------
+// ---- the gestures ----------------------------------------------------------
 
 TEST_F(Window, ASelectionGoesOutBehindItsPrefix)
 {
