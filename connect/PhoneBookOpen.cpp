@@ -96,7 +96,7 @@ static void tell_damage()
     if (qsHdl && GetHandleSize(qsHdl) > kQsetLen)
         add_quoted(names, PSTR("qSet 1"));
     if (names[0])
-        name_error(mapReadErr, kMsgDamaged, names);
+        name_error(noErr, kMsgDamaged, names);
 }
 
 // ---- opening ---------------------------------------------------------------

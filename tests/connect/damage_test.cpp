@@ -181,7 +181,7 @@ TEST(Damage, DamagedRecordsAreNamedUsedAndLeft)
                 std::string before = read_bytes(book_path());
                 hl_answer(1);
                 start_program();
-                bool good = myWindow && told(r.name) &&
+                bool good = myWindow && told("damaged") && told(r.name) &&
                             read_bytes(book_path()) == before &&
                             hl_messages().size() == 2;
                 if (!good)

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "automation/AsciiSend.h"
 #include "connect/Settings.h"
 #include "platform/headless/headless.h"
@@ -207,6 +209,18 @@ TEST_F(Menus, PasteGoesToTheQueueAndKeepsTheTitleMarkedWhileItRuns)
     EXPECT_TRUE(asBusy());
     run_ticks(120);
     EXPECT_EQ(hl_line_heard(), "one\rtwo\r");
+
+    // Pasted behind a piece that is on its way, the title stays marked until
+    // the queue is empty.
+    hl_clip("behind");
+    memcpy(sendBuf, "first", 5);
+    sendPtr = sendBuf;
+    sendCount = 5;
+    DoMenu(choice(kEditMenu, 5), 0, 1);
+    EXPECT_EQ(hl_menu_hilited(), kEditMenu);
+    run_ticks(60);
+    EXPECT_EQ(hl_line_heard(), "firstbehind");
+    EXPECT_EQ(hl_menu_hilited(), 0);
 
     // Nothing, or nothing much, on the clipboard.
     hl_clip(nullptr);
