@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -53,4 +54,34 @@ struct scripted_peer {
     void start();  // listens from now on
     bool done() const { return next == rows.size(); }
     std::string type_list() const;  // "1 9 3 8"
+};
+
+// ---- the receiver at work -----------------------------------------------------------
+
+// Takes what a sender gives, as a receiver does. `instead` replaces its answer
+// to the nth frame of a type (from 0): to a header for those without data, to
+// the first subpacket for the others.
+struct live_receiver {
+    std::string init;        // its ZRINIT
+    uint32_t start = 0;      // position of its ZRPOS
+    std::map<std::pair<int, int>, std::string> instead;
+    std::function<void(const frame &, size_t)> packet;  // each subpacket
+
+    frame_reader heard;
+    std::vector<int> types;
+    std::string raw;
+    std::map<uint32_t, std::string> parts;  // by position, of the last file
+    std::vector<uint32_t> asked;  // positions at which an answer was wanted
+
+    live_receiver();
+    void begin();  // listens from now on
+    std::string type_list() const;
+    std::string file() const;  // what the parts make
+
+private:
+    size_t packetsSeen = 0;    // of the last frame
+    std::map<int, int> count;  // frames of a type so far
+    void answer(const frame &f, const std::string &usual);
+    void take_packet(const frame &f, size_t i);
+    void take_head(const frame &f);
 };

@@ -1,0 +1,465 @@
+// The ZMODEM sender against a receiver of ours on the false clock.
+#include "bench.h"
+
+#include "connect/Settings.h"
+#include "platform/clock.h"
+#include "platform/headless/headless.h"
+#include "serial/IOKitSerial.h"
+#include "transfer/Names.h"
+#include "transfer/Util.h"
+#include "transfer/sz.h"
+#include "transfer/xmodem.h"
+#include "transfer/zstats.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using std::string;
+
+static const string kInit = hex_frame(ZRINIT, flags(0x23));
+
+static string reply(int type, uint32_t pos = 0)
+{
+    return hex_frame(type, four(pos));
+}
+
+// Sends the files to the receiver, whose first ZRINIT stands on the line.
+static int32_t send(live_receiver &peer, const std::vector<string> &names)
+{
+    int n = choose_files(names);
+    hl_line_say(peer.init);
+    peer.begin();
+    return sz(n, sendFSS, 'Z');
+}
+
+// Frame ends and lengths: "1024k 452h". Runs are counted: "1024i*7".
+static string shape(const frame &f)
+{
+    string out;
+    for (size_t i = 0; i < f.packets.size();) {
+        size_t same = i;
+        auto alike = [&](const sub_packet &p) {
+            return p.end == f.packets[i].end &&
+                   p.data.size() == f.packets[i].data.size();
+        };
+        while (same < f.packets.size() && alike(f.packets[same]))
+            same++;
+        out += (out.empty() ? "" : " ") +
+               std::to_string(f.packets[i].data.size()) + f.packets[i].end;
+        if (same - i > 1)
+            out += "*" + std::to_string(same - i);
+        i = same;
+    }
+    return out;
+}
+
+static frame nth(const live_receiver &peer, int type, int n = 0)
+{
+    for (const frame &f : peer.heard.frames)
+        if (f.type == type && n-- == 0)
+            return f;
+    ADD_FAILURE() << "no frame of type " << type;
+    return {};
+}
+
+static size_t data_bytes(const live_receiver &peer)
+{
+    size_t n = 0;
+    for (const frame &f : peer.heard.frames)
+        for (const sub_packet &p : f.packets)
+            n += f.type == ZDATA ? p.data.size() : 0;
+    return n;
+}
+
+TEST(Sender, GivesABatchAndEnds)
+{
+    start_bench();
+    write_file("empty", "");
+    write_file("all", all_bytes(3000));
+    write_file("block", string(1024, 'b'));
+    live_receiver peer;
+    EXPECT_EQ(send(peer, {"empty", "all", "block"}), 0);
+    EXPECT_EQ(peer.type_list(), "0 4 10 11 4 10 11 4 10 11 8");
+    EXPECT_FALSE(peer.heard.damaged);
+    // A full last block is followed by an empty one that ends the frame.
+    EXPECT_EQ(shape(nth(peer, ZDATA, 0)), "0h");
+    EXPECT_EQ(shape(nth(peer, ZDATA, 1)), "1024i*2 952h");
+    EXPECT_EQ(shape(nth(peer, ZDATA, 2)), "1024i 0h");
+    EXPECT_EQ(nth(peer, ZEOF, 1).position(), 3000u);
+    EXPECT_EQ(peer.file(), string(1024, 'b'));
+    EXPECT_EQ(peer.raw.substr(peer.raw.size() - 2), "OO");
+    EXPECT_EQ(gWholeFiles, 3);
+    EXPECT_NE(screen().find("### Send (Z) all: 3000 bytes, "), string::npos)
+        << screen();
+    EXPECT_EQ(zDlog, nullptr);
+}
+
+TEST(Sender, HeaderBlockTellsNameLengthDateAndWhatIsLeft)
+{
+    start_bench();
+    write_file("a b;c", string(70, 'x'));
+    write_file("two", string(30, 'y'));
+    for (const char *name : {"a b;c", "two"}) {
+        timespec times[2] = {{1700000000, 0}, {1700000000, 0}};
+        utimensat(AT_FDCWD, (scratch() + "/" + name).c_str(), times, 0);
+    }
+    live_receiver peer;
+    EXPECT_EQ(send(peer, {"a b;c", "two"}), 0);
+    frame first = nth(peer, ZFILE, 0);
+    EXPECT_EQ(first.form, 'C');
+    EXPECT_EQ(first.data, flags(0));
+    ASSERT_EQ(first.packets.size(), 1u);
+    EXPECT_EQ(first.packets[0].data,
+              file_block("a b;c", "70 014524770400 0 0 2 100"));
+    EXPECT_EQ(first.packets[0].end, 'k');
+    EXPECT_EQ(nth(peer, ZFILE, 1).packets.at(0).data,
+              file_block("two", "30 014524770400 0 0 1 30"));
+}
+
+// ---- meeting the receiver ------------------------------------------------------
+
+TEST(Sender, EveryHeaderBeforeTheFirstFile)
+{
+    struct row {
+        const char *name;
+        string say;    // in answer to our ZRQINIT
+        string types;  // before the ZFILE
+        bool works;
+    };
+    const row rows[] = {
+        {"ZRINIT", kInit, "0", true},
+        {"ZCHALLENGE", reply(ZCHALLENGE, 4711) + kInit, "0 3", true},
+        {"our request come back", hex_frame(ZRQINIT, flags(18)) + kInit, "0",
+         true},
+        {"any other", reply(ZACK) + kInit, "0 6", true},
+        {"damaged", "**\x18" "B01000000230000\r\x8A" + kInit, "0 6", true},
+        {"cancel", "*" + cancel_string(), "0", false},
+        {"silence", "", "0", false},
+    };
+    for (const row &r : rows) {
+        start_bench();
+        write_file("f", "abc");
+        live_receiver peer;
+        peer.instead[{ZRQINIT, 0}] = "*" + r.say;
+        EXPECT_EQ(send(peer, {"f"}), r.works ? 0 : 128) << r.name;
+        EXPECT_EQ(peer.type_list(), r.types + (r.works ? " 4 10 11 8" : ""))
+            << r.name;
+        if (!r.works) {
+            EXPECT_NE(peer.raw.find(cancel_string()), string::npos) << r.name;
+        }
+        EXPECT_EQ(zDlog, nullptr);
+    }
+}
+
+TEST(Sender, FollowsTheReceiversAbilities)
+{
+    struct row {
+        const char *name;
+        string init;
+        bool escape;  // our setting
+        char form;    // of binary headers
+        bool sinit;   // ZSINIT comes
+        const char *first;
+    };
+    const row rows[] = {
+        {"CRC-32", kInit, false, 'C', false, "1024i*2 452h"},
+        {"CRC-16 only", hex_frame(ZRINIT, flags(0x03)), false, 'A', false,
+         "1024i*2 452h"},
+        {"it wants all escaped", hex_frame(ZRINIT, flags(0x63)), false, 'C',
+         false, "1024i*2 452h"},
+        {"we want it", kInit, true, 'C', true, "1024i*2 452h"},
+        {"a small buffer", hex_frame(ZRINIT, string("\0\2\0\x23", 4)), false,
+         'C', false, "512k"},
+    };
+    for (const row &r : rows) {
+        start_bench('B', r.escape);
+        const string body = all_bytes(2500);
+        write_file("f", body);
+        live_receiver peer;
+        peer.init = r.init;
+        EXPECT_EQ(send(peer, {"f"}), 0) << r.name;
+        EXPECT_EQ(nth(peer, ZFILE).form, r.form) << r.name;
+        EXPECT_EQ(shape(nth(peer, ZDATA)), r.first) << r.name;
+        EXPECT_EQ(peer.type_list().find("0 2 ") == 0, r.sinit) << r.name;
+        EXPECT_EQ(peer.file(), body) << r.name;
+        bool bare = peer.raw.find("\x01\x02\x03") != string::npos;
+        EXPECT_EQ(bare, !r.escape && r.init != rows[2].init) << r.name;
+    }
+}
+
+// ---- the header block's answers ------------------------------------------------
+
+TEST(Sender, EveryAnswerToTheOffer)
+{
+    struct row {
+        const char *name;
+        string say;
+        string types;
+        int32_t result;
+    };
+    const row rows[] = {
+        {"ZSKIP", reply(ZSKIP), "0 4 8", 0},
+        {"ZRINIT first", kInit + reply(ZRPOS), "0 4 10 11 8", 0},
+        {"any other", reply(ZACK), "0 4 4 10 11 8", 0},
+        {"damaged", "**\x18" "B09000000000000\r\x8A", "0 4 4 10 11 8", 0},
+        {"ZABORT", reply(ZABORT), "0 4", 128},
+        {"ZFIN", reply(ZFIN), "0 4", 128},
+        {"cancel", cancel_string(), "0 4", 128},
+        {"silence", "", "0 4", 128},
+    };
+    for (const row &r : rows) {
+        start_bench();
+        write_file("f", "abc");
+        live_receiver peer;
+        peer.instead[{ZFILE, 0}] = r.say;
+        EXPECT_EQ(send(peer, {"f"}), r.result) << r.name;
+        EXPECT_EQ(peer.type_list(), r.types) << r.name;
+    }
+}
+
+TEST(Sender, ResumesWhereTheReceiverWants)
+{
+    start_bench();
+    const string body = random_bytes(5000);
+    write_file("f", body);
+    live_receiver peer;
+    peer.start = 3333;
+    EXPECT_EQ(send(peer, {"f"}), 0);
+    EXPECT_EQ(nth(peer, ZDATA).position(), 3333u);
+    EXPECT_EQ(peer.file().substr(3333), body.substr(3333));
+    EXPECT_NE(screen().find("% Resume"), string::npos) << screen();
+}
+
+// A place beyond the file, or one that no 31 bits hold: nothing is read there.
+TEST(Sender, PlacesThatAreNone)
+{
+    for (uint32_t start : {6000u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+        for (char convert : {'B', 'M'}) {
+            start_bench(convert);
+            write_file("f", random_bytes(5000));
+            live_receiver peer;
+            peer.start = start;
+            peer.instead[{ZEOF, 0}] = kInit;
+            (void)send(peer, {"f"});
+            EXPECT_EQ(data_bytes(peer), 0u) << start << convert;
+        }
+    }
+}
+
+// ---- the stream -----------------------------------------------------------------
+
+TEST(Sender, ErrorsInTheStreamAreHeardWithoutAStop)
+{
+    start_bench();
+    const string body = random_bytes(20000);
+    write_file("f", body);
+    live_receiver peer;
+    int complaints = 0;
+    peer.packet = [&](const frame &f, size_t i) {
+        // Once, in the middle of the stream: from 4096 again.
+        if (f.type == ZDATA && f.position() == 0 && i == 6 && !complaints++)
+            hl_line_say(reply(ZRPOS, 4096));
+    };
+    EXPECT_EQ(send(peer, {"f"}), 0);
+    EXPECT_EQ(complaints, 1);
+    // Behind such a ZRPOS the first block asks for an answer.
+    EXPECT_EQ(nth(peer, ZDATA, 1).position(), 4096u);
+    EXPECT_EQ(shape(nth(peer, ZDATA, 1)), "1024k");
+    EXPECT_EQ(nth(peer, ZDATA, 2).position(), 5120u);
+    EXPECT_EQ(peer.file(), body);
+    EXPECT_LT(nth(peer, ZDATA, 0).packets.size(), 12u) << "heard too late";
+}
+
+// Two complaints in a row, about different places: the block in hand is that
+// of the first.
+TEST(Sender, TwoPlacesInARow)
+{
+    start_bench();
+    const string body = random_bytes(9000);
+    write_file("f", body);
+    live_receiver peer;
+    peer.instead[{ZDATA, 0}] = reply(ZRPOS, 0) + reply(ZRPOS, 2048);
+    EXPECT_EQ(send(peer, {"f"}), 0);
+    for (const auto &[at, bytes] : peer.parts)
+        EXPECT_EQ(bytes, body.substr(at, bytes.size())) << at;
+}
+
+TEST(Sender, BacksOffAndGrowsAgain)
+{
+    start_bench();
+    write_file("f", random_bytes(40000));
+    live_receiver peer;
+    for (int i = 0; i < 12; i++)
+        peer.instead[{ZDATA, i}] = reply(ZRPOS, 0);
+    EXPECT_EQ(send(peer, {"f"}), 0);
+    EXPECT_EQ(shape(nth(peer, ZDATA, 4)), "1024k");
+    // More than four times the same place: half, then a quarter, not less.
+    EXPECT_EQ(shape(nth(peer, ZDATA, 6)).substr(0, 4), "1024");
+    size_t least = 1024;
+    for (const frame &f : peer.heard.frames)
+        for (const sub_packet &p : f.packets)
+            if (f.type == ZDATA && p.end != 'h')
+                least = std::min(least, p.data.size());
+    EXPECT_EQ(least, 256u);
+    // Then 8 clean blocks double it.
+    string last = shape(nth(peer, ZDATA, 13));
+    EXPECT_NE(last.find("1024i"), string::npos) << last;
+}
+
+TEST(Sender, BlockSizesByLineAndSetting)
+{
+    struct row {
+        int32_t speed;
+        char block;
+        uint16_t window;
+        const char *frame;  // its shape
+    };
+    const row rows[] = {
+        {9600, 'A', 0, "1024i*9 784h"},
+        {9600, '2', 0, "256i*39 16h"},
+        {9600, '5', 0, "512i*19 272h"},
+        // Eight clean blocks double the size, where nothing fixes it.
+        {2400, 'A', 0, "512i*8 1024i*5 784h"},
+        {1200, 'A', 0, "256i*8 512i*8 1024i*3 784h"},
+        {1200, 'k', 0, "1024i*9 784h"},
+        // A window of 1024: blocks of a quarter, each one acknowledged.
+        {9600, 'A', 1024, "256j*39 16h"},
+        {9600, 'A', 4096, "1024j*9 784h"},
+    };
+    for (const row &r : rows) {
+        start_bench();
+        Baudrate = r.speed;
+        cset.zBlockChar = r.block;
+        cset.zWindow = r.window;
+        write_file("f", random_bytes(10000));
+        live_receiver peer;
+        EXPECT_EQ(send(peer, {"f"}), 0);
+        EXPECT_EQ(shape(nth(peer, ZDATA)), r.frame) << r.speed << r.block;
+    }
+}
+
+TEST(Sender, WindowHoldsTheStream)
+{
+    start_bench();
+    cset.zWindow = 2048;
+    write_file("f", random_bytes(20000));
+    live_receiver peer;
+    uint32_t acked = 1024;
+    bool over = false;
+    peer.packet = [&](const frame &f, size_t i) {
+        if (f.type != ZDATA)
+            return;
+        uint32_t at = f.position();
+        for (size_t k = 0; k <= i; k++)
+            at += uint32_t(f.packets[k].data.size());
+        over = over || at > acked + 2048 + 512;
+        if (f.packets[i].end == 'j' || f.packets[i].end == 'k')
+            acked = at;
+    };
+    EXPECT_EQ(send(peer, {"f"}), 0);
+    EXPECT_FALSE(over);
+    EXPECT_GT(peer.asked.size(), 30u);
+}
+
+TEST(Sender, EveryAnswerToABlock)
+{
+    struct row {
+        const char *name;
+        string say;  // to the first block, which asks for it
+        int32_t result;
+        const char *words;
+    };
+    const row rows[] = {
+        {"ZACK", reply(ZACK, 1024), 0, ""},
+        {"ZACK of an older place, then ours", reply(ZACK, 0) + reply(ZACK, 1024),
+         0, ""},
+        {"ZSKIP", reply(ZSKIP), 0, "Skipped by receiver"},
+        {"ZRPOS", reply(ZRPOS, 0), 0, ""},
+        {"damaged, then good",
+         "**\x18" "B03000000000000\r\x8A" + reply(ZACK, 1024), 0, ""},
+        {"ZABORT", reply(ZABORT), 128, "Cancelled by receiver"},
+        {"ZFIN", reply(ZFIN), 128, "Cancelled by receiver"},
+        {"cancel", cancel_string(), 128, "Cancelled by receiver"},
+        {"silence", "", 128, "Cancelled by receiver"},
+    };
+    for (const row &r : rows) {
+        start_bench();
+        write_file("f", random_bytes(3000));
+        live_receiver peer;
+        peer.instead[{ZDATA, 0}] = reply(ZRPOS, 0);
+        peer.instead[{ZDATA, 1}] = r.say;
+        EXPECT_EQ(send(peer, {"f"}), r.result) << r.name;
+        EXPECT_NE(screen().find(r.words), string::npos) << r.name << screen();
+        EXPECT_EQ(zSendRef, 0) << r.name;
+    }
+}
+
+TEST(Sender, EveryAnswerToTheEnd)
+{
+    struct row {
+        const char *name;
+        string say;
+        string types;
+        int32_t result;
+    };
+    const row rows[] = {
+        {"ZACK", reply(ZACK, 3), "0 4 10 11 11 8", 0},
+        {"ZRPOS", reply(ZRPOS, 1), "0 4 10 11 10 11 8", 0},
+        {"ZSKIP", reply(ZSKIP), "0 4 10 11 8", 0},
+        {"any other", reply(ZCOMPL), "0 4 10 11 6 8", 128},
+        {"cancel", cancel_string(), "0 4 10 11", 128},
+    };
+    for (const row &r : rows) {
+        start_bench();
+        write_file("f", "abc");
+        live_receiver peer;
+        peer.instead[{ZEOF, 0}] = r.say;
+        EXPECT_EQ(send(peer, {"f"}), r.result) << r.name;
+        EXPECT_EQ(peer.type_list().substr(0, r.types.size() - 2),
+                  r.types.substr(0, r.types.size() - 2))
+            << r.name;
+        EXPECT_EQ(zSendRef, 0) << r.name;
+    }
+}
+
+TEST(Sender, UserCancelsAnywhere)
+{
+    for (int when = 0; when < 4; when++) {
+        start_bench();
+        write_file("f", random_bytes(50000));
+        live_receiver peer;
+        if (when == 1)
+            peer.instead[{ZFILE, 0}] = "";
+        else if (when == 2)
+            peer.instead = {{{ZDATA, 0}, reply(ZRPOS)}, {{ZDATA, 1}, ""}};
+        else if (when == 3)
+            peer.instead[{ZEOF, 0}] = "";
+        if (when == 0)
+            peer.instead[{ZRQINIT, 0}] = "";
+        hl_after(200, [] { hl_type(".", cmdKey); });
+        uint32_t before = TickCount();
+        EXPECT_EQ(send(peer, {"f"}), 128) << when;
+        EXPECT_LT(TickCount() - before, 60u * 8) << when;
+        EXPECT_NE(peer.raw.find(cancel_string()), string::npos) << when;
+        EXPECT_EQ(UserCancel, 0);
+        EXPECT_EQ(zDlog, nullptr);
+        EXPECT_EQ(zSendRef, 0) << when;
+    }
+}
+
+TEST(Sender, ShowsTheHostsPromptAndTellsItToReceive)
+{
+    start_bench();
+    write_file("f", "abc");
+    gLocalStrings = NewStrList();
+    SetStrInList(gLocalStrings, 5, PSTR(""));
+    SetStrInList(gLocalStrings, kStrZStart, PSTR("rz\r"));
+    live_receiver peer;
+    hl_line_say("rz waiting\xEF ");
+    EXPECT_EQ(send(peer, {"f"}), 0);
+    EXPECT_EQ(peer.raw.substr(0, 3), "rz\r");
+    EXPECT_NE(screen().find("rz waitingo"), string::npos) << screen();
+}
