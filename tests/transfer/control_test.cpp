@@ -1,0 +1,365 @@
+// What surrounds the engines: default protocols, buffers, capture, events
+// during a transfer, the figures, the transcript and the log.
+#include "bench.h"
+
+#include "automation/AsciiSend.h"
+#include "connect/Dial.h"
+#include "connect/Settings.h"
+#include "platform/clock.h"
+#include "platform/headless/headless.h"
+#include "platform/memory.h"
+#include "platform/menus.h"
+#include "serial/ModemIO.h"
+#include "shell/QuillonMenus.h"
+#include "transfer/Names.h"
+#include "transfer/Util.h"
+#include "transfer/rz.h"
+#include "transfer/sz.h"
+#include "transfer/xmodem.h"
+#include "transfer/zmaclo.h"
+#include "transfer/zstats.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+using std::string;
+
+static string pascal(const uint8_t *p)
+{
+    return string(reinterpret_cast<const char *>(p + 1), p[0]);
+}
+
+// ---- default protocols -------------------------------------------------------
+
+TEST(Defaults, EveryLetter)
+{
+    struct row {
+        char letter;
+        int16_t rcv, send;
+        char rcvKept, sendKept;
+    };
+    const row rows[] = {
+        {'K', 2, 2, 'K', 'K'}, {'k', 2, 2, 'k', 'k'}, {'x', 3, 3, 'x', 'x'},
+        {'X', 3, 4, 'X', 'X'}, {'y', 4, 5, 'y', 'y'}, {'Y', 4, 6, 'Y', 'Y'},
+        {'G', 5, 7, 'G', 'Z'}, {'g', 5, 7, 'g', 'Z'}, {'Z', 6, 7, 'Z', 'Z'},
+        {'z', 6, 7, 'z', 'z'}, {'?', 3, 7, 'X', 'Z'},
+    };
+    start_bench();
+    for (const row &r : rows) {
+        do_drcv(uint8_t(r.letter));
+        do_dsend(uint8_t(r.letter));
+        EXPECT_EQ(dRcvItem, r.rcv) << r.letter;
+        EXPECT_EQ(dSendItem, r.send) << r.letter;
+        EXPECT_EQ(cset.rcvProto, r.rcvKept) << r.letter;
+        EXPECT_EQ(cset.sendProto, r.sendKept) << r.letter;
+    }
+    set_changed = 0;
+    do_drcv('Z');
+    EXPECT_NE(set_changed, 0);
+    set_changed = 0;
+    do_drcv('Z');
+    EXPECT_EQ(set_changed, 0);
+}
+
+// ---- buffers ---------------------------------------------------------------------
+
+TEST(Buffers, TheTransferBufferOnlyGrows)
+{
+    start_bench();
+    int32_t size = gSecBufSize;
+    uint8_t *before = gSecBuf;
+    EXPECT_EQ(AllocXferBuf(10), size);
+    EXPECT_EQ(gSecBuf, before);
+    mem_fail_nth(1);
+    EXPECT_EQ(AllocXferBuf(size + 1), size);
+    EXPECT_EQ(GetXferBuf(), before);
+    EXPECT_EQ(AllocXferBuf(size + 1), size + 1);
+}
+
+TEST(Buffers, WritesAreGathered)
+{
+    struct row {
+        uint16_t setting;
+        int32_t block;
+    };
+    for (const row &r : {row{2049, 3072}, row{100, 8192}, row{2048, 2048}}) {
+        start_bench();
+        qset.fileBufSize = r.setting;
+        FSSpec spec;
+        int16_t ref;
+        FSMakeFSSpec(zRcvVol, zRcvDirID, PSTR("b"), &spec);
+        FSpDelete(&spec);
+        ASSERT_EQ(FSpCreate(&spec, 0, 0), noErr);
+        ASSERT_EQ(FSpOpenDF(&spec, fsWrPerm, &ref), noErr);
+        string all, part = random_bytes(1000);
+        auto p = reinterpret_cast<const uint8_t *>(part.data());
+        for (int i = 0; i < 20; i++, all += part) {
+            EXPECT_EQ(fbWrite(ref, 1000, p), noErr);
+            // Nothing is written while there is room.
+            if ((i + 1) * 1000 <= r.block) {
+                EXPECT_EQ(inbufCount, (i + 1) * 1000);
+            }
+            EXPECT_LE(inbufCount, r.block);
+        }
+        string big = random_bytes(20000);
+        all += big;
+        EXPECT_EQ(fbWrite(ref, 20000,
+                          reinterpret_cast<const uint8_t *>(big.data())),
+                  noErr);
+        EXPECT_EQ(fbWrite(ref, 0, nullptr), noErr);
+        EXPECT_EQ(inbufCount, 0);
+        FSClose(ref);
+        EXPECT_EQ(read_file("b"), all);
+        break;  // the block is made once in a program's life
+    }
+}
+
+// ---- reading and events --------------------------------------------------------------
+
+TEST(Events, TimesAndCancel)
+{
+    start_bench();
+    uint8_t c[3];
+    uint32_t start = TickCount();
+    EXPECT_EQ(readline(10), TIMEOUT);
+    EXPECT_NEAR(double(TickCount() - start), 60, 2);
+    hl_line_say("ab");
+    hl_line_say("c", 500000);
+    EXPECT_EQ(TimedRead(1, c, 3, 120), 1);
+    EXPECT_EQ(memcmp(c, "abc", 3), 0);
+    zprot = 'Z';
+    zshow();  // keys go to a window
+
+    // A cancel ends a read at once, and no rest.
+    hl_after(30, [] { hl_type(".", cmdKey); });
+    start = TickCount();
+    EXPECT_EQ(TimedRead(1, c, 1, 600), 0);
+    EXPECT_LT(TickCount() - start, 40u);
+    EXPECT_NE(UserCancel, 0);
+    start = TickCount();
+    zsleep(1);
+    EXPECT_GE(TickCount() - start, 60u);
+    UserCancel = 0;
+    hl_type("7");
+    XferEvent(0);
+    EXPECT_EQ(Verbose, 7);
+    EXPECT_EQ(user_abort(), 0);
+    Verbose = 0;
+    zrmv();
+}
+
+TEST(Events, CancelButtonOfTheWindow)
+{
+    start_bench();
+    zprot = 'Z';
+    zdir = 'S';
+    zshow();
+    ASSERT_NE(zDlog, nullptr);
+    EXPECT_EQ(hl_window(zDwin)->title, "ZModem Send");
+    hl_hit(zDwin, zi_cancel);
+    EXPECT_EQ(XferEvent(1), 1);
+    EXPECT_NE(UserCancel, 0);
+    hl_move(zDwin, 123, 77);
+    XferEvent(0);
+    EXPECT_EQ(qset.xferWinLoc.h, 123);
+    EXPECT_EQ(qset.xferWinLoc.v, 77);
+    zrmv();
+    EXPECT_EQ(zDwin, nullptr);
+}
+
+// ---- figures ---------------------------------------------------------------------------
+
+static string item(int16_t n)
+{
+    const HlItem *i = hl_item(zDlog, n);
+    return i ? i->text : "none";
+}
+
+TEST(Figures, TimesAndNumbers)
+{
+    struct row {
+        int16_t seconds;
+        const char *text;
+    };
+    for (const row &r : {row{0, "0:00"}, row{59, "0:59"}, row{61, "1:01"},
+                         row{3600, "1:00:00"}, row{3661, "1:01:01"}}) {
+        uint8_t out[256];
+        MinSec(out, r.seconds);
+        EXPECT_EQ(pascal(out), r.text);
+    }
+    uint8_t out[256];
+    octstr(out, 0);
+    EXPECT_EQ(pascal(out), "00");
+    octstr(out, 0xFFFFFFFF);
+    EXPECT_EQ(pascal(out), "037777777777");
+    EXPECT_EQ(out[out[0] + 1], 0);
+}
+
+TEST(Figures, WhatTheWindowShows)
+{
+    start_bench();
+    zprot = 'Z';
+    zdir = 'R';
+    gCarrierRate = 9600;
+    zshow();
+    ASSERT_NE(zDlog, nullptr);
+    EXPECT_EQ(estCPS, 96 * 90 / 10);
+    curFType = FOUR("TEXT");
+    curFCreator = FOUR("ttxt");
+    zftype = 'T';
+    ztype();
+    EXPECT_EQ(item(zi_type), "TEXT / ttxt (Text)");
+    for (int check : {1, 2, 3, 4}) {
+        const char *words[] = {"", "Checksum", "CRC-16", "Checksum-2",
+                               "CRC-32"};
+        zerchk = check;
+        zecheck();
+        EXPECT_EQ(item(zi_check), words[check]);
+    }
+    StartPos = 1000;
+    ResetXferTimer();
+    zprog(1000, 20000);
+    hl_advance_ticks(600);
+    zprog(10600, 20000);
+    EXPECT_EQ(item(zi_bytes), "10600");
+    EXPECT_EQ(item(zi_total), "20000");
+    EXPECT_EQ(item(zi_rate), "960 cps, 100%");
+    EXPECT_EQ(item(zi_time), "0:10 / 0:09");
+    // Within 50 ticks nothing is redrawn, but for the end.
+    hl_advance_ticks(30);
+    zprog(11000, 20000);
+    EXPECT_EQ(item(zi_bytes), "10600");
+    zprog(20000, 20000);
+    EXPECT_EQ(item(zi_bytes), "20000");
+    EXPECT_EQ(zsCur, zsTotal);
+    // Without a size there is no bar and no time left.
+    zprog(0, 2000000000);
+    EXPECT_EQ(zsTotal, 0);
+    EXPECT_EQ(item(zi_time).find("/"), string::npos);
+    // At 300 bits a second the divisor is 3.
+    gCarrierRate = 300;
+    StartPos = 0;
+    ResetXferTimer();
+    hl_advance_ticks(60);
+    zprog(30, 30);
+    EXPECT_EQ(item(zi_rate), "30 cps, 100%");
+    inc_retry();
+    EXPECT_NE(item(zi_retry), "");
+    zrmv();
+}
+
+TEST(Figures, TranscriptAndLog)
+{
+    start_bench();
+    qset.globFlags = 0;
+    zprot = 'Z';
+    zdir = 'R';
+    memcpy(zRcvMBName, "\5a\tb\rc", 6);
+    zshow();
+    gotEOF = 1;
+    StartPos = 0;
+    zperf(PSTR("a\tb\rc"), 1000, 1600, 11520, 'R');
+    EXPECT_NE(screen().find("### Receive (Z) a?b?c: 11520 bytes, 0:10 elapsed, "
+                            "1152 cps, 10%\n"),
+              string::npos)
+        << screen();
+    gotEOF = 0;
+    StartPos = 5;
+    zdir = 'S';
+    zperf(PSTR("f"), 1000, 1060, 60, 'S');
+    EXPECT_NE(screen().find(" cps, 0% Resume Incomplete"), string::npos);
+    StartPos = 0;
+    zperf(PSTR("f"), 1000, 1060, 60, 'S');
+    zrmv();
+
+    string log = log_text();
+    std::vector<string> lines;
+    for (size_t at = 0; at < log.size();) {
+        size_t end = log.find('\r', at);
+        ASSERT_NE(end, string::npos);
+        lines.push_back(log.substr(at, end - at));
+        at = end + 1;
+    }
+    ASSERT_EQ(lines.size(), 4u) << log;
+    auto fields = [](const string &line) {
+        std::vector<string> out(1);
+        for (char c : line)
+            if (c == '\t')
+                out.emplace_back();
+            else
+                out.back() += c;
+        return out;
+    };
+    auto f = fields(lines[1]);
+    ASSERT_EQ(f.size(), 10u) << lines[1];
+    EXPECT_EQ(std::vector<string>(f.begin() + 2, f.end() - 2),
+              (std::vector<string>{"RZ", "115200", "11520", "10", "1152",
+                                   "10%"}));
+    EXPECT_EQ(f[9], "a?b?c");
+    f = fields(lines[2]);
+    EXPECT_EQ(f.at(2), "SZ");
+    EXPECT_EQ(f.back(), "Resume, Incomplete");
+    EXPECT_EQ(fields(lines[3]).back(), "Incomplete");
+
+    qset.globFlags = kGlobNoXferLog;
+    zperf(PSTR("f"), 1000, 1060, 60, 'S');
+    EXPECT_EQ(log_text(), log);
+}
+
+// ---- capture ------------------------------------------------------------------------------
+
+TEST(Capture, BothModesAndAppending)
+{
+    start_bench();
+    write_file("cap", "before|");
+    FSSpec spec;
+    ASSERT_EQ(FSSpecFromPath((scratch() + "/cap").c_str(), &spec), noErr);
+    EXPECT_EQ(StartCapture(&spec), noErr);
+    EXPECT_EQ(asciiReceive, 'C');
+    hl_line_say("one\r\ntwo\r\n");
+    pump_port();
+    StopCapture();
+    EXPECT_EQ(recRef, 0);
+    EXPECT_EQ(asciiReceive, 0);
+    EXPECT_EQ(read_file("cap"), "before|one\rtwo\r");
+    StopCapture();
+
+    qset.globFlags |= kGlobCaptureLines;
+    EXPECT_EQ(StartCapture(&spec), noErr);
+    EXPECT_EQ(asciiReceive, 'L');
+    StopCapture();
+
+    spec.parID = 0x7FFFFFF;
+    EXPECT_NE(StartCapture(&spec), noErr);
+    EXPECT_EQ(asciiReceive, 0);
+    EXPECT_EQ(recRef, 0);
+}
+
+TEST(Capture, CommandTogglesIt)
+{
+    start_bench();
+    write_file("log", "an old one");
+    hl_ask_answer(true, {scratch() + "/log"});
+    Xreceive(1);
+    EXPECT_EQ(asciiReceive, 'C');
+    ASSERT_FALSE(hl_asked().empty());
+    Xreceive(1);
+    EXPECT_EQ(asciiReceive, 0);
+    EXPECT_EQ(read_file("log"), "") << "the old file is gone, as agreed";
+    hl_ask_answer(false);
+    Xreceive(1);
+    EXPECT_EQ(asciiReceive, 0);
+}
+
+TEST(Commands, CancelledDialogsOfSends)
+{
+    start_bench();
+    for (int16_t n : {7, 1}) {
+        hl_ask_answer(false);
+        Xsend(n);
+    }
+    hl_advance_us(1000);
+    EXPECT_EQ(hl_line_heard(), "");
+    EXPECT_EQ(zDlog, nullptr);
+}

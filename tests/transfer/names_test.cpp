@@ -1,0 +1,295 @@
+// Names and folders: what a name becomes here and at the host, and that no
+// name leads out of the receive folder.
+#include "bench.h"
+
+#include "connect/Settings.h"
+#include "platform/headless/headless.h"
+#include "platform/resources.h"
+#include "shell/Inits.h"
+#include "transfer/Names.h"
+#include "transfer/rz.h"
+#include "transfer/xmodem.h"
+#include "transfer/zmaclo.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <unistd.h>
+
+using std::string;
+namespace fs = std::filesystem;
+
+static string pascal(const uint8_t *p)
+{
+    return string(reinterpret_cast<const char *>(p + 1), p[0]);
+}
+
+static void to_pascal(const string &text, uint8_t *p)
+{
+    p[0] = uint8_t(text.size());
+    memcpy(p + 1, text.data(), text.size());
+}
+
+// ---- names for the host and for us ---------------------------------------------
+
+TEST(Names, ForTheHost)
+{
+    struct row {
+        uint8_t mode;
+        string in, out;
+    };
+    const row rows[] = {
+        {0, "my file*<1>?.txt", "myfile1.txt"},
+        {0, "a/b\\c\x7F\xE9", "abc"},
+        {1, "my file*.txt", "my_file_.txt"},
+        {1, "\xE9t\xE9", "_t_"},
+        {2, "longfilename.text", "longfile.tex"},
+        {2, "archive.tar.gz", "archivet.gz"},
+        {2, "nodotinthisname", "nodotint"},
+        {2, "two words.c", "twowords.c"},
+        {2, ".profile", ".pro"},
+        {2, "end.", "end."},
+        {3, "as it stands \xE9/*", "as it stands \xE9/*"},
+        {0, "", ""},
+        {3, string(255, 'x'), string(255, 'x')},
+    };
+    start_bench();
+    for (const row &r : rows) {
+        uint8_t in[256], out[256];
+        to_pascal(r.in, in);
+        cset.hostNames = r.mode;
+        name4host(in, out);
+        EXPECT_EQ(string(reinterpret_cast<char *>(out)), r.out)
+            << r.in << " in mode " << int(r.mode);
+    }
+}
+
+TEST(Names, UniqueOnes)
+{
+    start_bench();
+    uint8_t name[256];
+    to_pascal("a", name);
+    write_file("a #1", "");
+    UniqueName(name, zRcvVol);
+    EXPECT_EQ(pascal(name), "a #2");
+    // From 28 bytes on there is no room for more than the digits.
+    to_pascal(string(28, 'b'), name);
+    UniqueName(name, zRcvVol);
+    EXPECT_EQ(pascal(name), string(28, 'b') + "1");
+    for (int i = 1; i < 100; i++)
+        write_file("c #" + std::to_string(i), "");
+    to_pascal("c", name);
+    UniqueName(name, zRcvVol);
+    EXPECT_EQ(pascal(name), "c #99") << "the last one stands as it is";
+
+    MakeUnique(name, PSTR("ZRcv "), zRcvVol);
+    string first = pascal(name);
+    EXPECT_EQ(first.substr(0, 5), "ZRcv ");
+    EXPECT_GT(first.size(), 5u);
+    write_file(first, "");
+    MakeUnique(name, PSTR("ZRcv "), zRcvVol);
+    EXPECT_EQ(pascal(name), first + " A");
+    write_file(first + " A", "");
+    MakeUnique(name, PSTR("ZRcv "), zRcvVol);
+    EXPECT_EQ(pascal(name), first + " B");
+}
+
+TEST(Names, KindsOfFiles)
+{
+    start_bench();
+    Str255 entry;
+    GetIndString(entry, 335, 1);
+    ASSERT_GT(entry[0], 9) << "the table of kinds is empty";
+    int seen = 0;
+    for (int16_t i = 1;; i++) {
+        GetIndString(entry, 335, i);
+        if (entry[0] == 0)
+            break;
+        string pattern = pascal(entry).substr(9);
+        OSType creator = 0, type = 0;
+        uint8_t name[256];
+        bool byName = entry[1] == '1';
+        string data = byName ? string() : pattern + "and more";
+        to_pascal(byName ? "some" + pattern : "some", name);
+        for (int k = 1; byName && k <= name[0]; k++)
+            name[k] = uint8_t(toupper(name[k]));
+        EXPECT_EQ(BinTypeCheck(reinterpret_cast<const uint8_t *>(data.data()),
+                               int32_t(data.size()), name, &creator, &type),
+                  1)
+            << pattern;
+        EXPECT_NE(type, 0u);
+        seen++;
+    }
+    EXPECT_GT(seen, 3);
+    OSType creator = 1, type = 2;
+    uint8_t nothing[2] = {0, 0};
+    EXPECT_EQ(BinTypeCheck(nothing, 0, PSTR("none"), &creator, &type), 0);
+    EXPECT_EQ(type, 2u);
+}
+
+// ---- the receive folder ------------------------------------------------------------
+
+TEST(Folder, IsRememberedAndRepaired)
+{
+    start_bench();
+    gGlobStrings = NewStrList();
+    for (int i = 0; i < 8; i++)
+        AppendStrList(gGlobStrings, PSTR(""));
+    int16_t volume = zRcvVol;
+    int32_t folder = zRcvDirID;
+    Str255 path;
+    VolDirToStr(volume, folder, path);
+    SetGlob(kGlobRcvFolder, path);
+    zRcvDirID = -1;
+    EXPECT_EQ(VerifyRcvVol(), 1);
+    EXPECT_EQ(zRcvVol, volume);
+    EXPECT_EQ(zRcvDirID, folder);
+
+    VolDirToStr(1, 2, path);
+    EXPECT_EQ(pascal(path), "1");
+
+    // Gone: the downloads folder silently; without one the user is asked.
+    const fs::path other = fs::path(scratch()).parent_path() / "other";
+    fs::create_directory(other);
+    fs::remove_all(scratch());
+    FindFolder(0, kPrefFolder, true, &gUserDownloadsVRef, &gUserDownloadsDirID);
+    gHaveUserDLFolder = 1;
+    EXPECT_EQ(VerifyRcvVol(), 1);
+    EXPECT_EQ(zRcvDirID, gUserDownloadsDirID);
+    gHaveUserDLFolder = 0;
+    zRcvVol = volume;
+    zRcvDirID = folder;
+    hl_ask_answer(false);
+    EXPECT_EQ(VerifyRcvVol(), 0);
+    hl_ask_answer(true, {other.string()});
+    EXPECT_EQ(VerifyRcvVol(), 1);
+    EXPECT_NE(zRcvDirID, folder);
+    fs::create_directory(scratch());
+}
+
+// ---- names of the other side's making ------------------------------------------------
+
+// All that lies beside the receive folder, with contents.
+static std::map<string, string> outside()
+{
+    std::map<string, string> all;
+    fs::path top = fs::path(scratch()).parent_path();
+    for (const auto &e : fs::recursive_directory_iterator(top)) {
+        string path = e.path().string();
+        if (path.compare(0, scratch().size(), scratch()) == 0 ||
+            path.find("XDG") != string::npos)
+            continue;
+        std::error_code ignored;
+        all[path] = e.is_regular_file()
+                        ? std::to_string(fs::file_size(e.path(), ignored))
+                        : "folder";
+    }
+    return all;
+}
+
+TEST(Names, HostileOnesStayInTheFolder)
+{
+    struct row {
+        const char *what;
+        string name;
+        string becomes;  // the file on the disk; empty: a made-up name
+    };
+    const row rows[] = {
+        {"up", "../x", "..:x"},
+        {"rooted", "/etc/x", ":etc:x"},
+        {"our own separator", "a:b::c", "a;b;;c"},
+        {"a profile", ".bashrc", ".bashrc"},
+        {"empty", "", ""},
+        {"dot", ".", ""},
+        {"dots", "..", ""},
+        {"a NUL within", string("ab\0cd", 5), "ab"},
+        {"300 bytes", string(300, 'n'), string(30, 'n')},
+        {"31 bytes", string(31, 'm'), string(31, 'm')},
+        {"32 bytes", string(32, 'o'), string(30, 'o')},
+        {"no UTF-8", "\xFF\xFE\xC3(", "\xFF\xFE\xC3("},
+        {"control bytes", "a\x1B[2Jb\r\nc", "a\x1B[2Jb\r\nc"},
+        {"blanks", "  x  ", "  x  "},
+    };
+    start_bench();
+    fs::create_directory(scratch() + "/../beside");
+    std::ofstream(scratch() + "/../x") << "precious";
+    const auto before = outside();
+    for (const row &r : rows) {
+        start_bench();
+        for (const string &name : folder_list())
+            fs::remove(scratch() + "/" + name);
+        string figures = r.name.find('\0') == string::npos ? "3" : "";
+        scripted_peer peer{
+            {{1, bin32_frame(4, flags(0)) +
+                     packet32(file_block(r.name, figures), 'k'), {}},
+             {9, bin32_frame(10, four(0)) + packet32("hey", 'h') +
+                     hex_frame(11, four(3)), {}},
+             {1, hex_frame(8, four(0)), {}},
+             {8, "OO", {}}},
+            0, {}, {}, {}};
+        peer.start();
+        EXPECT_EQ(rz(kModeZ), 0) << r.what;
+        auto list = folder_list();
+        ASSERT_EQ(list.size(), 1u) << r.what;
+        if (!r.becomes.empty()) {
+            EXPECT_EQ(list[0], r.becomes) << r.what;
+        }
+        EXPECT_EQ(read_file(list[0]), "hey") << r.what;
+        EXPECT_EQ(outside(), before) << r.what;
+    }
+    EXPECT_EQ(screen().find("\x1B"), string::npos);
+}
+
+TEST(Names, LinksInTheWayAreNotFollowed)
+{
+    start_bench();
+    std::ofstream(scratch() + "/../target") << "precious";
+    const auto before = outside();
+    fs::create_symlink(scratch() + "/../target", scratch() + "/link");
+    fs::create_symlink(scratch() + "/../nowhere", scratch() + "/dangling");
+    fs::create_directory(scratch() + "/folder");
+    // 3 overwrites the link; a folder can't be overwritten.
+    for (int answer : {3, 1}) {
+        for (string name : {"link", "dangling", "folder"}) {
+            start_bench();
+            scripted_peer peer{
+                {{1, bin32_frame(4, flags(0)) +
+                         packet32(file_block(name, "3"), 'k'), {}},
+                 {9, bin32_frame(10, four(0)) + packet32("hey", 'h') +
+                         hex_frame(11, four(3)), {}},
+                 {1, hex_frame(8, four(0)), {}},
+                 {8, "OO", {}}},
+                0, {}, {}, {}};
+            peer.start();
+            hl_answer(answer);
+            (void)rz(kModeZ);
+            EXPECT_EQ(outside(), before) << name << answer;
+            EXPECT_TRUE(fs::is_directory(scratch() + "/folder"));
+        }
+    }
+    EXPECT_EQ(read_file("../target"), "precious");
+    EXPECT_EQ(read_file("link #1"), "hey");
+    EXPECT_EQ(read_file("folder #1"), "hey");
+}
+
+TEST(Names, AFolderThatIsGoneEndsWithAMessage)
+{
+    start_bench();
+    gHaveUserDLFolder = 0;
+    scripted_peer peer{
+        {{1, bin32_frame(4, flags(0)) + packet32(file_block("f", "3"), 'k'),
+          {}},
+         {9, bin32_frame(10, four(0)) + packet32("hey", 'h') +
+                 hex_frame(11, four(3)), {}}},
+        0, {}, {}, {}};
+    peer.start();
+    fs::remove_all(scratch());
+    hl_ask_answer(false);
+    EXPECT_EQ(rz(kModeZ), 7);
+    EXPECT_NE(screen().find("in zWriteData"), string::npos) << screen();
+    EXPECT_NE(peer.raw.find(cancel_string()), string::npos);
+    fs::create_directory(scratch());
+}
