@@ -7,6 +7,8 @@
 
 #include <random>
 
+#include "platform/resources.h"
+
 namespace {
 
 constexpr uint32_t kWhite = 0xFFFFFF, kBlack = 0;
@@ -108,6 +110,44 @@ TEST(Draw, ARepaintShowsTheTextPlain)
     show("\r\33[7;1;4mabc\33[0m");
     EXPECT_EQ(take_picture() == plain, false);
     EXPECT_EQ(repainted() == plain, true);
+}
+
+// ---- replies ---------------------------------------------------------------
+
+// The host checks the text by the sum behind it.
+TEST(Reply, IdentificationCarriesItsSum)
+{
+    open_terminal(6, 20);
+    sIn = sOut = int16_t(hl_line_open(HL_SOCKET));
+    cset.xferFlags = kXferBPlus;
+    const Handle ident = GetString(510);
+    ASSERT_NE(ident, nullptr);
+    std::string want;
+    int sum = 0;
+    for (int i = 1; i <= (*ident)[0]; i++) {
+        want += char((*ident)[i]);
+        sum += (*ident)[i];
+    }
+    show("\33I");
+    EXPECT_EQ(hl_line_heard(), want + std::to_string(sum) + "\r");
+}
+
+// ---- the bars --------------------------------------------------------------
+
+// A scroll redraws the status bar if a part of it waits for that, and what
+// was uncovered in the text is not lost.
+TEST(Bars, AreRedrawnInPassing)
+{
+    open_terminal(6, 20);
+    Rect bounds;
+    GetWindowPortBounds(myWindow, &bounds);
+    bounds.top = int16_t(bounds.bottom - 10);
+    InvalWindowRect(myWindow, &bounds);
+    show("1\r\n2\r\n3\r\n4\r\n5\r\n6\r\n7");
+    RgnHandle waiting = NewRgn();
+    GetWindowUpdateRgn(myWindow, waiting);
+    EXPECT_TRUE(EmptyRgn(waiting));
+    EXPECT_EQ(take_picture() == repainted(), true);
 }
 
 // ---- the cursor ------------------------------------------------------------

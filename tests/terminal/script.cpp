@@ -383,6 +383,17 @@ static const std::map<std::string, command> &commands()
                  expect_text("line " + std::to_string(n), stored_line(n), w[i]);
              }
          }},
+        {"answerback",
+         [](const words &w) {
+             Str255 text;
+             start();
+             CopyCStringToPascal(w[1].c_str(), text);
+             gLocalStrings = NewStrList();
+             for (int n = 1; n < kStrAnswerback; n++)
+                 (void)AppendStrList(gLocalStrings, nullptr);
+             if (AppendStrList(gLocalStrings, text) != noErr)
+                 fail("no memory");
+         }},
         {"sent", [](const words &w) { expect_text("sent", sent_now(), w[1]); }},
         {"beeps",
          [](const words &w) {

@@ -14,6 +14,7 @@
 //  stored N               so many lines are in the store
 //  line N "TEXT"          line N of the store
 //  last "A" "B"...        the store's last lines
+//  answerback "TEXT"      the connection's answer to ENQ
 //  sent "BYTES"           what went to the line since the last look
 //  beeps N                since the last look
 //  contains "TEXT" 0|1    linecontains
