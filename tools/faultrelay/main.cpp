@@ -150,6 +150,7 @@ struct direction {
     double lineFree = 0;    // when the last of them has left
     size_t onWay = 0;       // bytes on the line
     long burstLeft = 0;     // bytes still lost
+    long cut = -1;          // the line goes after so many bytes
 };
 
 static std::mt19937_64 chance;
@@ -230,6 +231,8 @@ static bool pull(direction *d, const options &o)
     char bytes[kChunk];
     size_t most = o.rate > 0 ? kPiece * 4 : sizeof bytes;
 
+    if (d->cut >= 0)
+        most = std::min(most, size_t(std::max(d->cut - d->from->sent, 1L)));
     ssize_t n = read(d->from->fd, bytes, most);
     if (n < 0)
         return errno == EAGAIN || errno == EINTR;
@@ -312,6 +315,7 @@ static void relay(end_point *a, end_point *b, const options &o)
 {
     direction ab = {a, b, o.toward != 'a', {}, 0, 0, 0};
     direction ba = {b, a, o.toward != 'b', {}, 0, 0, 0};
+    ab.cut = o.cut;
 
     while (a->running || b->running) {
         turn(&ab, &ba, o);
@@ -321,7 +325,7 @@ static void relay(end_point *a, end_point *b, const options &o)
             hang_up(b);
         if (b->fd < 0 && ba.way.empty())
             hang_up(a);
-        if (o.cut >= 0 && a->sent >= o.cut) {
+        if (o.cut >= 0 && a->sent >= o.cut && ab.way.empty()) {
             hang_up(a);
             hang_up(b);
         }

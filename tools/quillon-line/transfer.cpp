@@ -1,10 +1,11 @@
 // File transfers over standard input and output, or a device: the program's
 // engines with its settings, and nobody at the keyboard. A file that exists
 // gets a new name beside it. What the program would show in its terminal goes
-// to standard error with --verbose.
+// to standard error with --verbose; --log keeps the program's log of transfers.
 #include "line.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +18,7 @@
 #include "connect/Dial.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
+#include "platform/events.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
 #include "scrollback/View.h"
@@ -30,6 +32,8 @@
 #include "transfer/zmaclo.h"
 #include "transfer/zstats.h"
 
+constexpr uint32_t kPromptTicks = 20;  // for the host's prompt to come
+
 // ---- what was asked for --------------------------------------------------------
 
 struct wishes {
@@ -40,6 +44,7 @@ struct wishes {
     long window = 0;
     bool escape = false;
     bool verbose = false;
+    bool log = false;
     arguments rest;  // behind the options
 };
 
@@ -95,6 +100,8 @@ static bool parse(const arguments &args, wishes *w)
             w->escape = true;
         } else if (args[i] == "--verbose") {
             w->verbose = true;
+        } else if (args[i] == "--log") {
+            w->log = true;
         } else if (i + 1 >= args.size() || !take(w, args[i], args[i + 1])) {
             fprintf(stderr, "quillon-line: wrong option %s\n", args[i].c_str());
             return false;
@@ -200,12 +207,20 @@ static void close_line(const wishes &w)
         (void)fcntl(0, F_SETFL, savedFlags);
 }
 
-// Nobody presses Cancel here: a line that has gone ends the transfer.
+static volatile sig_atomic_t interrupted;
+
+static void on_signal(int)
+{
+    interrupted = 1;
+}
+
+// Nobody presses Cancel here: an interrupt stands for that, and a line that
+// has gone ends the transfer, too.
 static void watch_line()
 {
-    if (sIn == 0)
+    if (sIn == 0 || interrupted)
         UserCancel = 1;
-    hl_after(30, watch_line);
+    hl_after(6, watch_line);
 }
 
 // ---- the program -------------------------------------------------------------------
@@ -222,7 +237,8 @@ static void settings(const wishes &w)
     cset.zWindow = uint16_t(w.window);
     cset.hostNames = 3;
     cset.rcvProto = cset.sendProto = 'Z';
-    qset.globFlags |= kGlobNoXferLog;
+    if (!w.log)
+        qset.globFlags |= kGlobNoXferLog;
     qset.fileBufSize = 8192;
     qset.binCreator = qset.binType = 0;
     op_xconv = w.convert;
@@ -241,6 +257,8 @@ static void answer_questions()
 
 static bool start(const wishes &w)
 {
+    signal(SIGINT, on_signal);
+    signal(SIGTERM, on_signal);
     start_terminal();
     settings(w);
     if (SerAlloc() != 0 || AllocXferBuf(1500) < 1500) {
@@ -254,11 +272,25 @@ static bool start(const wishes &w)
     return true;
 }
 
-// The rows of the screen that hold text, as they stand at the end.
+// Reading from a line that has gone would show the warning for seconds.
+static bool line_ended()
+{
+    char c;
+    return sIn == 0 || recv(sIn, &c, 1, MSG_PEEK | MSG_DONTWAIT) == 0;
+}
+
+// The rows of the screen that hold text, with what the host says behind the
+// transfer.
 static void show_screen(const wishes &w)
 {
+    EventRecord event;
+
     if (!w.verbose)
         return;
+    for (const uint32_t end = TickCount() + kPromptTicks; TickCount() < end;) {
+        if (line_ended() || !ReadPort())
+            (void)WaitNextEvent(0, &event, 1, nullptr);
+    }
     for (int row = 0; row < MaxLine; row++) {
         const uint8_t *line = scrLine(row);
         int n = MaxCol;
