@@ -311,7 +311,7 @@ static int32_t check_room()
         zprtstat("Not enough disk space, Skipped.");
         return -1;
     }
-    Bytesleft -= StartPos;
+    Bytesleft = std::max(Bytesleft - StartPos, 0);
     return 0;
 }
 

@@ -171,7 +171,7 @@ static void start_macbinary(const uint8_t *h)
     set_forks_left(dblk);
     TotalBytes = int32_t(
         std::min<int64_t>(int64_t(dblk) + rblk + kHeaderLen, kUnknownSize));
-    Bytesleft = TotalBytes - StartPos;
+    Bytesleft = std::max(TotalBytes - StartPos, 0);
 
     int n = std::min<int>(h[1], kNameMax);
     zRcvMBName[0] = uint8_t(n);
