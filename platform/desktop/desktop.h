@@ -114,6 +114,9 @@ const std::vector<DeskMenuItem>& menus_items(int32_t id);
 // A menu has changed: the pop-ups that show it take its items anew.
 void items_menu_changed(int32_t id);
 void items_focus_changed(QWidget* now);
+// Gives the keys of a dialog that comes up to its first field, or else to its
+// default button, unless something has them.
+void items_first_focus(DeskWindow* w);
 // Keys of dialogs: stores the press and answers its token. While one is handed
 // on to its target, it isn't to be stored again.
 uint32_t items_store_key(QWidget* target, const QKeyEvent& event);

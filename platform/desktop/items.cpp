@@ -567,6 +567,28 @@ void be_key_forward(uint32_t token)
         hand_on(key.target, key.event.get());
 }
 
+void items_first_focus(DeskWindow* w)
+{
+    QWidget* field = nullptr;
+    QWidget* button = nullptr;
+
+    if (w->top->focusWidget())
+        return;
+    for (auto& [number, item] : w->items) {
+        QWidget* widget = item.widget;
+        if (!widget || !widget->isEnabled() || widget->isHidden() ||
+            !(widget->focusPolicy() & Qt::TabFocus))
+            continue;
+        auto* push = qobject_cast<QPushButton*>(widget);
+        if (!push && !field)
+            field = widget;
+        if (push && (!button || push->isDefault()))
+            button = push;
+    }
+    if (QWidget* first = field ? field : button)
+        first->setFocus(Qt::OtherFocusReason);
+}
+
 void items_focus_changed(QWidget* now)
 {
     DeskWindow* w = now ? desk_window_of(now) : nullptr;

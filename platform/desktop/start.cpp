@@ -9,6 +9,7 @@
 #include <QIcon>
 #include <QKeyEvent>
 #include <QPixmap>
+#include <QPushButton>
 #include <QSessionManager>
 #include <QSocketNotifier>
 #include <QStyleHints>
@@ -114,6 +115,14 @@ class KeyWatch : public QObject {
         }
         if (stroke.text.isEmpty() && stroke.character == 0)
             return w->kind == BE_DOCUMENT;
+        // Return belongs to the default button, but on a button that has the
+        // keys everybody expects that one to be pressed.
+        auto* button = qobject_cast<QPushButton*>(widget);
+        if (button && (stroke.character == 13 || stroke.character == 3) &&
+            stroke.modifiers == 0) {
+            button->click();
+            return true;
+        }
         uint32_t token =
             w->kind == BE_DOCUMENT ? 0 : items_store_key(widget, key);
         QByteArray text = stroke.text.toUtf8();

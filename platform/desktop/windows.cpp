@@ -634,6 +634,8 @@ void be_window_show(be_win id, bool show)
     DeskWindow* w = desk_window(id);
     if (!w || w->top->isVisible() == show)
         return;
+    if (show && w->kind != BE_DOCUMENT)
+        items_first_focus(w);
     w->top->setVisible(show);
     if (show && w->kind == BE_DOCUMENT)
         w->content->setFocus();

@@ -105,6 +105,31 @@ TEST_F(Dialogs, TabGoesRoundTheItems)
     EXPECT_TRUE(was_heard("focus 2 item 2"));
 }
 
+// Return is the default button's, but not while another button has the keys.
+TEST_F(Dialogs, ReturnPressesTheButtonThatHasTheKeys)
+{
+    item(2, 1, BE_BUTTON, "OK");
+    item(2, 2, BE_BUTTON, "Cancel");
+    item(2, 3, BE_EDIT, "");
+    heard.clear();
+    type(widget<QPushButton>(2, 2), Qt::Key_Return);
+    EXPECT_EQ(take_heard(), "hit 2 item 2");
+    type(widget<QLineEdit>(2, 3), Qt::Key_Return);
+    EXPECT_EQ(take_heard(), "key 2 '' 24:0D 0000 stored");
+}
+
+TEST_F(Dialogs, TheFirstFieldHasTheKeys)
+{
+    be_window_dispose(2);
+    open(3, BE_MODAL, 300, 300, false);
+    be_window_show(3, false);
+    item(3, 1, BE_BUTTON, "OK");
+    item(3, 2, BE_STATIC, "Port:");
+    item(3, 3, BE_CHECKBOX, "Again");
+    be_window_show(3, true);
+    EXPECT_EQ(desk_window(3)->top->focusWidget(), widget<QCheckBox>(3, 3));
+}
+
 TEST_F(Dialogs, EditItems)
 {
     item(2, 1, BE_EDIT, "hello");
