@@ -12,15 +12,16 @@
 // The dialog that is open; one question is asked at a time.
 static QPointer<QDialog> open_;
 
-// ---- boxes on top of a dialog ---------------------------------------------------
+// ---- boxes on top of a dialog
+// ---------------------------------------------------
 
-void ask_yes(QWidget* parent, const QString& question, const QString& yesLabel,
+void ask_yes(QWidget *parent, const QString &question, const QString &yesLabel,
              std::function<void()> yes)
 {
-    auto* box = new QMessageBox(QMessageBox::Question,
-                                QStringLiteral("Quillon"), question,
-                                QMessageBox::Cancel, parent);
-    QPushButton* agree = box->addButton(yesLabel, QMessageBox::AcceptRole);
+    auto *box =
+        new QMessageBox(QMessageBox::Question, QStringLiteral("Quillon"),
+                        question, QMessageBox::Cancel, parent);
+    QPushButton *agree = box->addButton(yesLabel, QMessageBox::AcceptRole);
 
     box->setTextFormat(Qt::PlainText);
     box->setDefaultButton(QMessageBox::Cancel);
@@ -32,9 +33,9 @@ void ask_yes(QWidget* parent, const QString& question, const QString& yesLabel,
     box->open();
 }
 
-static void tell(QWidget* parent, const QString& text)
+static void tell(QWidget *parent, const QString &text)
 {
-    auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Quillon"),
+    auto *box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Quillon"),
                                 text, QMessageBox::Ok, parent);
 
     box->setTextFormat(Qt::PlainText);
@@ -44,9 +45,9 @@ static void tell(QWidget* parent, const QString& text)
 
 // ---- files ------------------------------------------------------------------
 
-FileAsk::FileAsk(QWidget* parent, Manner how, const QString& title,
-                 const QString& folder, const QString& name,
-                 std::function<void(const QStringList&)> done)
+FileAsk::FileAsk(QWidget *parent, Manner how, const QString &title,
+                 const QString &folder, const QString &name,
+                 std::function<void(const QStringList &)> done)
     : QFileDialog(parent, title, folder), manner(how)
 {
     setOption(DontUseNativeDialog);
@@ -94,7 +95,7 @@ void FileAsk::accept()
         }
     }
     if (manner == Open || manner == OpenMany)
-        for (const QString& file : files)
+        for (const QString &file : files)
             if (!QFileInfo::exists(file)) {
                 tell(this,
                      QStringLiteral("There is no file named \u201c%1\u201d.")
@@ -104,21 +105,21 @@ void FileAsk::accept()
     QFileDialog::accept();
 }
 
-static void answer_paths(const QStringList& files)
+static void answer_paths(const QStringList &files)
 {
     std::vector<QByteArray> paths;
-    std::vector<const char*> pointers;
+    std::vector<const char *> pointers;
 
-    for (const QString& file : files)
+    for (const QString &file : files)
         paths.push_back(file.toLocal8Bit());
-    for (const QByteArray& path : paths)
+    for (const QByteArray &path : paths)
         pointers.push_back(path.constData());
     up<up_answer>(!paths.empty(), 0u, pointers.data(), int(pointers.size()));
 }
 
 static void answer_value(bool ok, uint32_t value)
 {
-    up<up_answer>(ok, value, static_cast<const char* const*>(nullptr), 0);
+    up<up_answer>(ok, value, static_cast<const char *const *>(nullptr), 0);
 }
 
 static FileAsk::Manner manner_of(be_ask_kind kind)
@@ -135,16 +136,17 @@ static FileAsk::Manner manner_of(be_ask_kind kind)
     }
 }
 
-static QString text_of(const char* text)
+static QString text_of(const char *text)
 {
     return QString::fromUtf8(text ? text : "");
 }
 
-// ---- the other questions ------------------------------------------------------------
+// ---- the other questions
+// ------------------------------------------------------------
 
-static QDialog* ask_save_changes(const be_ask_info* info, QWidget* parent)
+static QDialog *ask_save_changes(const be_ask_info *info, QWidget *parent)
 {
-    auto* box = new QMessageBox(
+    auto *box = new QMessageBox(
         QMessageBox::Question, QStringLiteral("Quillon"),
         QStringLiteral("Save the changes to \u201c%1\u201d?")
             .arg(text_of(info->name)),
@@ -163,9 +165,9 @@ static QDialog* ask_save_changes(const be_ask_info* info, QWidget* parent)
     return box;
 }
 
-static QDialog* ask_color(const be_ask_info* info, QWidget* parent)
+static QDialog *ask_color(const be_ask_info *info, QWidget *parent)
 {
-    auto* dialog = new QColorDialog(QColor::fromRgb(info->value), parent);
+    auto *dialog = new QColorDialog(QColor::fromRgb(info->value), parent);
 
     dialog->setOption(QColorDialog::DontUseNativeDialog);
     QObject::connect(dialog, &QDialog::finished, [dialog](int result) {
@@ -175,9 +177,9 @@ static QDialog* ask_color(const be_ask_info* info, QWidget* parent)
     return dialog;
 }
 
-void be_ask(const be_ask_info* info)
+void be_ask(const be_ask_info *info)
 {
-    QWidget* parent = desk_dialog_parent();
+    QWidget *parent = desk_dialog_parent();
 
     if (open_)
         open_->reject();
@@ -198,7 +200,7 @@ void be_ask(const be_ask_info* info)
     }
     if (info->kind == BE_ASK_COLOR && info->prompt)
         open_->setWindowTitle(text_of(info->prompt));
-    QDialog* dialog = open_;
+    QDialog *dialog = open_;
     QObject::connect(dialog, &QDialog::finished, dialog, [dialog] {
         open_ = nullptr;
         desk_bury(dialog);

@@ -10,21 +10,21 @@
 #include <functional>
 
 class FileAsk : public QFileDialog {
-  public:
+public:
     enum Manner { Open, OpenMany, Save, Folder };
     // `done` takes the files chosen, none when the user declined. It is called
     // once, and the dialog must not be deleted in it.
-    FileAsk(QWidget* parent, Manner manner, const QString& title,
-            const QString& folder, const QString& name,
-            std::function<void(const QStringList&)> done);
+    FileAsk(QWidget *parent, Manner manner, const QString &title,
+            const QString &folder, const QString &name,
+            std::function<void(const QStringList &)> done);
 
-  protected:
+protected:
     void accept() override;
 
-  private:
+private:
     Manner manner;
 };
 
 // Asks yes or no in a box on top of `parent`; `yes` is called for yes.
-void ask_yes(QWidget* parent, const QString& question, const QString& yesLabel,
+void ask_yes(QWidget *parent, const QString &question, const QString &yesLabel,
              std::function<void()> yes);

@@ -45,8 +45,8 @@ class TopWidget;
 struct DeskItem {
     QPointer<QWidget> widget;
     be_item_kind kind = BE_STATIC;
-    int32_t menu = 0;   // of a pop-up
-    int32_t value = 0;  // what the program set last
+    int32_t menu = 0;  // of a pop-up
+    int32_t value = 0; // what the program set last
     bool multiline = false;
 };
 
@@ -56,33 +56,33 @@ struct DeskWindow {
     be_win id = 0;
     be_window_kind kind = BE_DOCUMENT;
     bool resizable = false, closable = false, canvas = false;
-    TopWidget* top = nullptr;
-    ContentWidget* content = nullptr;
-    QMenuBar* bar = nullptr;  // documents only
-    QImage image;             // a view of the core's pixels, never written
-    QRect asked;              // content as the program set it, global
-    QSize least, most;        // of the content; empty: no limit
-    bool placed = false;      // shown, so that the desktop knows its place
+    TopWidget *top = nullptr;
+    ContentWidget *content = nullptr;
+    QMenuBar *bar = nullptr; // documents only
+    QImage image;            // a view of the core's pixels, never written
+    QRect asked;             // content as the program set it, global
+    QSize least, most;       // of the content; empty: no limit
+    bool placed = false;     // shown, so that the desktop knows its place
     bool wasZoomed = false, wasCollapsed = false;
     be_cursor cursor = BE_ARROW;
-    bool obscured = false;    // the pointer is hidden until it moves
-    QRect caret;              // local, for input methods
-    int wheel = 0;            // part of a line turned so far
+    bool obscured = false; // the pointer is hidden until it moves
+    QRect caret;           // local, for input methods
+    int wheel = 0;         // part of a line turned so far
     std::map<int, DeskItem> items;
 };
 
-DeskWindow* desk_window(be_win w);  // null when it is gone
-DeskWindow* desk_window_of(const QWidget* widget);
-DeskWindow* desk_document();        // the terminal's, or null
-QWidget* desk_dialog_parent();      // what a dialog of the desktop's stands on
+DeskWindow *desk_window(be_win w); // null when it is gone
+DeskWindow *desk_window_of(const QWidget *widget);
+DeskWindow *desk_document();   // the terminal's, or null
+QWidget *desk_dialog_parent(); // what a dialog of the desktop's stands on
 
 // Global coordinates count from the main screen's top left.
 QPoint desk_origin();
-be_rect desk_rect(const QRect& global);
+be_rect desk_rect(const QRect &global);
 
 // Hides a widget now and deletes it when no handler of its own can be
 // running: at the next wait that isn't inside another.
-void desk_bury(QWidget* widget);
+void desk_bury(QWidget *widget);
 void desk_bury_all();
 
 // The pointer and the keys, as the events told them.
@@ -91,13 +91,14 @@ void desk_note_keys(Qt::KeyboardModifiers held);
 uint16_t desk_mouse_modifiers(Qt::KeyboardModifiers held);
 
 // A label that shows "&" as it is: the desktop would take it for a mnemonic.
-QString desk_label(const char* text);
+QString desk_label(const char *text);
 
-// ---- menus (menus.cpp) --------------------------------------------------------
+// ---- menus (menus.cpp)
+// --------------------------------------------------------
 
 // The bar of a document that has just been made takes the menus there are.
-void menus_attach(QMenuBar* bar);
-QMenuBar* menus_new_bar(QWidget* parent);
+void menus_attach(QMenuBar *bar);
+QMenuBar *menus_new_bar(QWidget *parent);
 // After native events: tells of a pop-up that closed without a choice.
 void menus_settle();
 void menus_stop();
@@ -107,25 +108,27 @@ struct DeskMenuItem {
     QString text;
     bool separator = false, enabled = true;
 };
-const std::vector<DeskMenuItem>& menus_items(int32_t id);
+const std::vector<DeskMenuItem> &menus_items(int32_t id);
 
-// ---- items (items.cpp) --------------------------------------------------------
+// ---- items (items.cpp)
+// --------------------------------------------------------
 
 // A menu has changed: the pop-ups that show it take its items anew.
 void items_menu_changed(int32_t id);
-void items_focus_changed(QWidget* now);
+void items_focus_changed(QWidget *now);
 // Gives the keys of a dialog that comes up to its first field, or else to its
 // default button, unless something has them.
-void items_first_focus(DeskWindow* w);
+void items_first_focus(DeskWindow *w);
 // Keys of dialogs: stores the press and answers its token. While one is handed
 // on to its target, it isn't to be stored again.
-uint32_t items_store_key(QWidget* target, const QKeyEvent& event);
+uint32_t items_store_key(QWidget *target, const QKeyEvent &event);
 bool items_forwarding();
 
-// ---- the rest -------------------------------------------------------------------
+// ---- the rest
+// -------------------------------------------------------------------
 
-void outside_start();  // clipboard, sound
+void outside_start(); // clipboard, sound
 void outside_stop();
-void asking_stop();    // closes what is open
+void asking_stop(); // closes what is open
 void paper_stop();
 void fonts_stop();

@@ -13,22 +13,23 @@
 
 // ---- state ------------------------------------------------------------------
 
-static std::vector<QRawFont> fonts;  // be_font n is fonts[n - 1]; never closed
-static std::vector<uint8_t> mask;    // of the glyph told last
+static std::vector<QRawFont> fonts; // be_font n is fonts[n - 1]; never closed
+static std::vector<uint8_t> mask;   // of the glyph told last
 
 // Texts that callers hold on to.
 static std::vector<QByteArray> familyNames, fixedNames;
 static QByteArray bestFixed, smallFamily;
 
-// ---- families -----------------------------------------------------------------
+// ---- families
+// -----------------------------------------------------------------
 
-static void list_families(std::vector<QByteArray>* names, bool fixed)
+static void list_families(std::vector<QByteArray> *names, bool fixed)
 {
     if (!names->empty())
         return;
     QStringList families = QFontDatabase::families();
 
-    for (const QString& family : families) {
+    for (const QString &family : families) {
         if (QFontDatabase::isPrivateFamily(family) ||
             !QFontDatabase::isSmoothlyScalable(family))
             continue;
@@ -36,18 +37,18 @@ static void list_families(std::vector<QByteArray>* names, bool fixed)
             names->push_back(family.toUtf8());
     }
     std::sort(names->begin(), names->end(),
-              [](const QByteArray& a, const QByteArray& b) {
+              [](const QByteArray &a, const QByteArray &b) {
                   return a.compare(b, Qt::CaseInsensitive) < 0;
               });
 }
 
-int be_font_list(const char** names, int max, bool fixed)
+int be_font_list(const char **names, int max, bool fixed)
 {
-    std::vector<QByteArray>& list = fixed ? fixedNames : familyNames;
+    std::vector<QByteArray> &list = fixed ? fixedNames : familyNames;
     int count = 0;
 
     list_families(&list, fixed);
-    for (const QByteArray& name : list)
+    for (const QByteArray &name : list)
         if (count < max)
             names[count++] = name.constData();
     return count;
@@ -55,16 +56,16 @@ int be_font_list(const char** names, int max, bool fixed)
 
 // Faces that tell 0 from O and 1 from l at small sizes, with line graphics that
 // we draw ourselves anyway; the desktop's own choice comes last.
-const char* be_font_best_fixed()
+const char *be_font_best_fixed()
 {
-    static const char* const known[] = {
-        "DejaVu Sans Mono", "Hack",         "Source Code Pro", "JetBrains Mono",
-        "Noto Sans Mono",   "Ubuntu Mono",  "Liberation Mono", "FreeMono",
+    static const char *const known[] = {
+        "DejaVu Sans Mono", "Hack",        "Source Code Pro", "JetBrains Mono",
+        "Noto Sans Mono",   "Ubuntu Mono", "Liberation Mono", "FreeMono",
     };
 
     if (!bestFixed.isEmpty())
         return bestFixed.constData();
-    for (const char* family : known)
+    for (const char *family : known)
         if (QFontDatabase::hasFamily(QLatin1String(family))) {
             bestFixed = family;
             return bestFixed.constData();
@@ -74,23 +75,24 @@ const char* be_font_best_fixed()
     return bestFixed.constData();
 }
 
-const char* be_font_small()
+const char *be_font_small()
 {
     if (smallFamily.isEmpty())
         smallFamily = QFontInfo(QApplication::font()).family().toUtf8();
     return smallFamily.constData();
 }
 
-// ---- metrics and glyphs ---------------------------------------------------------
+// ---- metrics and glyphs
+// ---------------------------------------------------------
 
-static int advance_of(const QRawFont& raw, quint32 glyph)
+static int advance_of(const QRawFont &raw, quint32 glyph)
 {
     QList<QPointF> advances =
         raw.advancesForGlyphIndexes(QList<quint32>{glyph});
     return advances.isEmpty() ? 0 : qRound(advances.first().x());
 }
 
-static quint32 glyph_of(const QRawFont& raw, uint32_t codepoint)
+static quint32 glyph_of(const QRawFont &raw, uint32_t codepoint)
 {
     char32_t c = codepoint;
     QList<quint32> found = raw.glyphIndexesForString(QString::fromUcs4(&c, 1));
@@ -98,8 +100,8 @@ static quint32 glyph_of(const QRawFont& raw, uint32_t codepoint)
     return found.isEmpty() ? 0 : found.first();
 }
 
-be_font be_font_open(const char* family, int pixels, bool bold, bool italic,
-                     be_font_metrics* metrics)
+be_font be_font_open(const char *family, int pixels, bool bold, bool italic,
+                     be_font_metrics *metrics)
 {
     QFont font(QString::fromUtf8(family));
 
@@ -127,14 +129,14 @@ be_font be_font_open(const char* family, int pixels, bool bold, bool italic,
     return be_font(fonts.size());
 }
 
-void be_font_glyph(be_font font, uint32_t codepoint, be_glyph* out)
+void be_font_glyph(be_font font, uint32_t codepoint, be_glyph *out)
 {
     *out = be_glyph{};
     if (font < 1 || size_t(font) > fonts.size() || codepoint > 0x10FFFF) {
         out->missing = true;
         return;
     }
-    const QRawFont& raw = fonts[size_t(font) - 1];
+    const QRawFont &raw = fonts[size_t(font) - 1];
     quint32 glyph = glyph_of(raw, codepoint);
 
     if (glyph == 0) {

@@ -11,47 +11,47 @@
 #include <QScrollBar>
 
 class ItemCheckBox : public QCheckBox {
-  public:
+public:
     using QCheckBox::QCheckBox;
 
-  protected:
+protected:
     void nextCheckState() override {}
 };
 
 class ItemRadio : public QRadioButton {
-  public:
+public:
     using QRadioButton::QRadioButton;
 
-  protected:
+protected:
     void nextCheckState() override {}
 };
 
 // An item that the program draws itself, on the window's canvas.
 class ItemUser : public QWidget {
-  public:
-    ItemUser(be_win window, QWidget* parent);
+public:
+    ItemUser(be_win window, QWidget *parent);
 
-  protected:
-    void paintEvent(QPaintEvent* event) override;
-    void mousePressEvent(QMouseEvent* event) override;
-    void mouseReleaseEvent(QMouseEvent* event) override;
-    void mouseDoubleClickEvent(QMouseEvent* event) override;
-    void mouseMoveEvent(QMouseEvent* event) override;
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
 
-  private:
+private:
     be_win win;
 };
 
 class ItemScrollBar : public QScrollBar {
-  public:
-    ItemScrollBar(be_win window, int number, QWidget* parent);
+public:
+    ItemScrollBar(be_win window, int number, QWidget *parent);
 
-  protected:
-    void mouseReleaseEvent(QMouseEvent* event) override;
-    void wheelEvent(QWheelEvent* event) override;
-    void contextMenuEvent(QContextMenuEvent* event) override;
+protected:
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void wheelEvent(QWheelEvent *event) override;
+    void contextMenuEvent(QContextMenuEvent *event) override;
 
-  private:
+private:
     void step(int action);
 
     be_win win;

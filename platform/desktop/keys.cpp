@@ -136,17 +136,17 @@ static constexpr key_row key_rows[] = {
 };
 // clang-format on
 
-static const key_row* find_key(int key, bool pad)
+static const key_row *find_key(int key, bool pad)
 {
-    for (const key_row& row : key_rows)
+    for (const key_row &row : key_rows)
         if (row.key == key && row.pad == pad)
             return &row;
     return nullptr;
 }
 
-static const key_row* find_hardware(uint32_t hardware)
+static const key_row *find_hardware(uint32_t hardware)
 {
-    for (const key_row& row : key_rows)
+    for (const key_row &row : key_rows)
         if (row.hardware != 0 && row.hardware == hardware)
             return &row;
     return nullptr;
@@ -154,7 +154,7 @@ static const key_row* find_hardware(uint32_t hardware)
 
 // ---- modifiers --------------------------------------------------------------
 
-static bool altGrDown;  // between the press of AltGr and its release
+static bool altGrDown; // between the press of AltGr and its release
 
 uint16_t keys_modifiers(Qt::KeyboardModifiers modifiers)
 {
@@ -171,7 +171,7 @@ uint16_t keys_modifiers(Qt::KeyboardModifiers modifiers)
     return bits;
 }
 
-void keys_follow(const QKeyEvent& event)
+void keys_follow(const QKeyEvent &event)
 {
     if (event.key() != Qt::Key_AltGr || event.isAutoRepeat())
         return;
@@ -218,18 +218,18 @@ static uint8_t control_character(int key)
 }
 
 // The key that bears a letter or sign, whatever the layout has there.
-static int latin_key(const QKeyEvent& event)
+static int latin_key(const QKeyEvent &event)
 {
     int key = event.key();
 
     if (key >= 0x20 && key <= 0x7E)
         return key;
-    const key_row* place = find_hardware(event.nativeScanCode());
+    const key_row *place = find_hardware(event.nativeScanCode());
     return place ? place->key : 0;
 }
 
 // Ctrl+Shift with a letter stands for Command with it.
-static bool is_chord(const QKeyEvent& event)
+static bool is_chord(const QKeyEvent &event)
 {
     constexpr Qt::KeyboardModifiers both =
         Qt::ControlModifier | Qt::ShiftModifier;
@@ -240,13 +240,13 @@ static bool is_chord(const QKeyEvent& event)
 }
 
 // What Command or Control makes of a key that isn't a named one.
-static void held_stroke(const QKeyEvent& event, KeyStroke* stroke)
+static void held_stroke(const QKeyEvent &event, KeyStroke *stroke)
 {
     int key = latin_key(event);
 
     if (key == 0)
         return;
-    if (const key_row* row = find_key(key, false))
+    if (const key_row *row = find_key(key, false))
         stroke->code = row->code;
     if (stroke->modifiers & cmdKey) {
         bool upper = event.modifiers() & Qt::ShiftModifier;
@@ -259,7 +259,7 @@ static void held_stroke(const QKeyEvent& event, KeyStroke* stroke)
         return;
     }
     if (key == Qt::Key_At) {
-        stroke->text = QStringLiteral("2");  // NUL comes of Control-2
+        stroke->text = QStringLiteral("2"); // NUL comes of Control-2
         return;
     }
     stroke->character = control_character(key);
@@ -267,11 +267,11 @@ static void held_stroke(const QKeyEvent& event, KeyStroke* stroke)
         stroke->text = QChar(key);
 }
 
-KeyStroke keys_translate(const QKeyEvent& event)
+KeyStroke keys_translate(const QKeyEvent &event)
 {
     KeyStroke stroke;
     bool pad = event.modifiers() & Qt::KeypadModifier;
-    const key_row* row = find_key(event.key(), pad);
+    const key_row *row = find_key(event.key(), pad);
 
     stroke.modifiers = keys_modifiers(event.modifiers());
     if (is_chord(event))

@@ -21,7 +21,7 @@ struct DeskMenu {
     bool enabled = true;
     std::unique_ptr<QMenu> menu;
     std::vector<DeskMenuItem> items;
-    std::vector<QAction*> actions;
+    std::vector<QAction *> actions;
 };
 
 static std::map<int32_t, DeskMenu> menus;
@@ -40,17 +40,17 @@ static const std::vector<DeskMenuItem> noItems;
 
 // Shows the hilited title as pressed: the sign that a command still runs.
 class MenuBar : public QMenuBar {
-  public:
+public:
     using QMenuBar::QMenuBar;
 
-  protected:
-    void paintEvent(QPaintEvent* event) override
+protected:
+    void paintEvent(QPaintEvent *event) override
     {
         QMenuBar::paintEvent(event);
         auto found = menus.find(hilited);
         if (found == menus.end() || !found->second.menu)
             return;
-        QAction* action = found->second.menu->menuAction();
+        QAction *action = found->second.menu->menuAction();
         if (!actions().contains(action))
             return;
         QStyleOptionMenuItem option;
@@ -63,9 +63,9 @@ class MenuBar : public QMenuBar {
     }
 };
 
-QMenuBar* menus_new_bar(QWidget* parent)
+QMenuBar *menus_new_bar(QWidget *parent)
 {
-    auto* bar = new MenuBar(parent);
+    auto *bar = new MenuBar(parent);
 
     bar->setNativeMenuBar(false);
     bar->setFocusPolicy(Qt::NoFocus);
@@ -84,7 +84,7 @@ static void fill_bar()
     }
 }
 
-void menus_attach(QMenuBar* bar)
+void menus_attach(QMenuBar *bar)
 {
     menuBar = bar;
     fill_bar();
@@ -119,9 +119,9 @@ void menus_settle()
 
 // ---- content ----------------------------------------------------------------
 
-static DeskMenu& menu_of(int32_t id)
+static DeskMenu &menu_of(int32_t id)
 {
-    DeskMenu& m = menus[id];
+    DeskMenu &m = menus[id];
 
     if (!m.menu) {
         m.id = id;
@@ -143,7 +143,7 @@ static DeskMenu& menu_of(int32_t id)
 
 // Text and Command key stand in two columns; the key is only shown, as it
 // comes to the program like any other key.
-static QString item_text(const be_menu_item& item)
+static QString item_text(const be_menu_item &item)
 {
     QString text = desk_label(item.text);
 
@@ -153,7 +153,7 @@ static QString item_text(const be_menu_item& item)
     return text;
 }
 
-static void set_action(QAction* action, const be_menu_item& item)
+static void set_action(QAction *action, const be_menu_item &item)
 {
     QString text = item_text(item);
 
@@ -173,17 +173,17 @@ static void set_action(QAction* action, const be_menu_item& item)
         font.setBold(item.outlined);
         action->setFont(font);
     }
-    QMenu* sub = item.submenu ? menu_of(item.submenu).menu.get() : nullptr;
-    if (action->menu<QMenu*>() != sub)
+    QMenu *sub = item.submenu ? menu_of(item.submenu).menu.get() : nullptr;
+    if (action->menu<QMenu *>() != sub)
         action->setMenu(sub);
 }
 
-static void add_action(DeskMenu* m, const be_menu_item& item)
+static void add_action(DeskMenu *m, const be_menu_item &item)
 {
     int32_t id = m->id;
     int number = int(m->actions.size()) + 1;
     bool separator = !strcmp(item.text, "-");
-    QAction* action =
+    QAction *action =
         separator ? m->menu->addSeparator() : m->menu->addAction(QString());
 
     m->actions.push_back(action);
@@ -197,7 +197,7 @@ static void add_action(DeskMenu* m, const be_menu_item& item)
     });
 }
 
-static bool same_shape(const DeskMenu& m, const be_menu_item* items, int count)
+static bool same_shape(const DeskMenu &m, const be_menu_item *items, int count)
 {
     if (m.actions.size() != size_t(count))
         return false;
@@ -209,10 +209,10 @@ static bool same_shape(const DeskMenu& m, const be_menu_item* items, int count)
 
 // A menu is brought up to date while it opens, and sometimes while it is open,
 // so actions are changed in place where the shape allows.
-void be_menu_set(int32_t id, const char* title, bool enabled,
-                 const be_menu_item* items, int count)
+void be_menu_set(int32_t id, const char *title, bool enabled,
+                 const be_menu_item *items, int count)
 {
-    DeskMenu& m = menu_of(id);
+    DeskMenu &m = menu_of(id);
     QString label = desk_label(title);
 
     if (!same_shape(m, items, count)) {
@@ -227,8 +227,8 @@ void be_menu_set(int32_t id, const char* title, bool enabled,
 
         if (!separator)
             set_action(m.actions[size_t(i)], items[i]);
-        m.items.push_back({QString::fromUtf8(items[i].text), separator,
-                           items[i].enabled});
+        m.items.push_back(
+            {QString::fromUtf8(items[i].text), separator, items[i].enabled});
     }
     m.enabled = enabled;
     if (m.menu->title() != label)
@@ -237,7 +237,7 @@ void be_menu_set(int32_t id, const char* title, bool enabled,
     items_menu_changed(id);
 }
 
-void be_menu_bar(const int32_t* ids, int count)
+void be_menu_bar(const int32_t *ids, int count)
 {
     barIds.assign(ids, ids + count);
     for (int32_t id : barIds)
@@ -256,8 +256,8 @@ void be_menu_hilite(int32_t id)
 
 void be_menu_popup(int32_t id, int h, int v, int item)
 {
-    DeskMenu& m = menu_of(id);
-    QAction* at = nullptr;
+    DeskMenu &m = menu_of(id);
+    QAction *at = nullptr;
 
     if (item >= 1 && item <= int(m.actions.size()))
         at = m.actions[size_t(item) - 1];
@@ -267,7 +267,7 @@ void be_menu_popup(int32_t id, int h, int v, int item)
         m.menu->popup(QPoint(h, v) + desk_origin(), at);
 }
 
-const std::vector<DeskMenuItem>& menus_items(int32_t id)
+const std::vector<DeskMenuItem> &menus_items(int32_t id)
 {
     auto found = menus.find(id);
 
@@ -284,7 +284,7 @@ void menus_stop()
     popupClosed = false;
 }
 
-QString desk_label(const char* text)
+QString desk_label(const char *text)
 {
     return QString::fromUtf8(text ? text : "")
         .replace(QLatin1Char('&'), QLatin1String("&&"));

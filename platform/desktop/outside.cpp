@@ -17,7 +17,8 @@
 #include <canberra.h>
 #endif
 
-// ---- clipboard ----------------------------------------------------------------
+// ---- clipboard
+// ----------------------------------------------------------------
 
 // A look at another program's clipboard is a trip to that program, which may
 // be slow to answer; so a text is kept until the desktop tells of a change.
@@ -25,7 +26,7 @@ struct Kept {
     bool known = false, any = false;
     QByteArray text;
 };
-static Kept kept[2];  // clipboard, primary selection
+static Kept kept[2]; // clipboard, primary selection
 
 static QClipboard::Mode mode_of(bool primary)
 {
@@ -40,24 +41,24 @@ void outside_start()
                      });
 }
 
-void be_clip_set(const char* text, bool primary)
+void be_clip_set(const char *text, bool primary)
 {
-    QClipboard* board = QGuiApplication::clipboard();
+    QClipboard *board = QGuiApplication::clipboard();
 
     if (primary && !board->supportsSelection())
         return;
     board->setText(QString::fromUtf8(text), mode_of(primary));
 }
 
-const char* be_clip_get(bool primary)
+const char *be_clip_get(bool primary)
 {
-    QClipboard* board = QGuiApplication::clipboard();
-    Kept& k = kept[primary];
+    QClipboard *board = QGuiApplication::clipboard();
+    Kept &k = kept[primary];
 
     if (primary && !board->supportsSelection())
         return nullptr;
     if (!k.known) {
-        const QMimeData* data = board->mimeData(mode_of(primary));
+        const QMimeData *data = board->mimeData(mode_of(primary));
         k.any = data && data->hasText();
         k.text = k.any ? data->text().toUtf8() : QByteArray();
         k.known = true;
@@ -65,18 +66,19 @@ const char* be_clip_get(bool primary)
     return k.any ? k.text.constData() : nullptr;
 }
 
-// ---- dragging out ---------------------------------------------------------------
+// ---- dragging out
+// ---------------------------------------------------------------
 
 // The one act of the toolkit's that keeps the loop to itself until it ends: it
 // holds the pointer. Nothing of ours runs in it but handlers, which enqueue.
-void be_drag_text(be_win id, const char* text)
+void be_drag_text(be_win id, const char *text)
 {
-    DeskWindow* w = desk_window(id);
+    DeskWindow *w = desk_window(id);
     bool taken = false;
 
     if (w) {
-        auto* drag = new QDrag(w->content);
-        auto* data = new QMimeData;
+        auto *drag = new QDrag(w->content);
+        auto *data = new QMimeData;
         data->setText(QString::fromUtf8(text));
         drag->setMimeData(data);
         taken = drag->exec(Qt::CopyAction) != Qt::IgnoreAction;
@@ -88,7 +90,8 @@ void be_drag_text(be_win id, const char* text)
     up<up_drag_done>(taken);
 }
 
-// ---- sounds -----------------------------------------------------------------------
+// ---- sounds
+// -----------------------------------------------------------------------
 
 #ifdef HAVE_CANBERRA
 // Sounds come through libcanberra, taken in at the first sound: most sessions
@@ -98,11 +101,11 @@ static struct {
     decltype(&ca_context_destroy) destroy;
     decltype(&ca_context_play) play;
 } canberra;
-static void* canberraLibrary;
-static ca_context* sounds;
+static void *canberraLibrary;
+static ca_context *sounds;
 static bool soundsTried;
 
-template <class Function> static bool find(Function& function, const char* name)
+template <class Function> static bool find(Function &function, const char *name)
 {
     function = reinterpret_cast<Function>(dlsym(canberraLibrary, name));
     return function != nullptr;
@@ -125,7 +128,7 @@ static bool sounds_ready()
 
 // False when it can't be played. Without a sound server every further try
 // would only cost time, so there is none.
-static bool play(const char* property, const char* value)
+static bool play(const char *property, const char *value)
 {
     if (!sounds_ready())
         return false;
@@ -137,22 +140,22 @@ static bool play(const char* property, const char* value)
     return result == CA_SUCCESS;
 }
 
-bool be_sound_file(const char* path)
+bool be_sound_file(const char *path)
 {
     return play(CA_PROP_MEDIA_FILENAME, path);
 }
 
-bool be_sound_named(const char* name)
+bool be_sound_named(const char *name)
 {
     return play(CA_PROP_EVENT_ID, name);
 }
 #else
-bool be_sound_file(const char*)
+bool be_sound_file(const char *)
 {
     return false;
 }
 
-bool be_sound_named(const char*)
+bool be_sound_named(const char *)
 {
     return false;
 }
@@ -162,7 +165,7 @@ bool be_sound_named(const char*)
 // sound anyway. In the background the window asks for attention, too.
 void be_beep()
 {
-    constexpr int64_t kBetween = 100000;  // us
+    constexpr int64_t kBetween = 100000; // us
     static int64_t lastBeep = -kBetween;
     int64_t now = be_now_us();
 
@@ -171,16 +174,17 @@ void be_beep()
     lastBeep = now;
     if (!be_sound_named("bell"))
         QApplication::beep();
-    DeskWindow* w = desk_document();
+    DeskWindow *w = desk_document();
     if (w && QGuiApplication::applicationState() != Qt::ApplicationActive)
         QApplication::alert(w->top);
 }
 
-// ---- other programs ---------------------------------------------------------------
+// ---- other programs
+// ---------------------------------------------------------------
 
 // The command of a desktop entry with the file in its place. Field codes other
 // than that of the file are dropped, as the entry's standard allows.
-static QStringList entry_command(const QString& entry, const QString& path)
+static QStringList entry_command(const QString &entry, const QString &path)
 {
     QFile file(entry);
     QString exec;
@@ -198,7 +202,7 @@ static QStringList entry_command(const QString& entry, const QString& path)
     QStringList command;
     bool placed = false;
 
-    for (const QString& word : QProcess::splitCommand(exec)) {
+    for (const QString &word : QProcess::splitCommand(exec)) {
         if (word == QLatin1String("%f") || word == QLatin1String("%F")) {
             command += path;
             placed = true;
@@ -214,7 +218,7 @@ static QStringList entry_command(const QString& entry, const QString& path)
     return command;
 }
 
-bool be_open_with(const char* program, const char* path)
+bool be_open_with(const char *program, const char *path)
 {
     QString file = QFile::decodeName(path);
 

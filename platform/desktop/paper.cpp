@@ -25,35 +25,36 @@
 
 // ---- state ------------------------------------------------------------------
 
-static be_page chosen;       // what the last dialog settled
-static QString printerName;  // empty: into pdfPath
+static be_page chosen;      // what the last dialog settled
+static QString printerName; // empty: into pdfPath
 static QString pdfPath;
 static QPointer<QDialog> open_;
 
-static std::unique_ptr<QPrinter> printer;  // while a document is printed
+static std::unique_ptr<QPrinter> printer; // while a document is printed
 static std::unique_ptr<QPainter> painter;
 static bool firstPage;
-static be_page printed;  // the page of the document being printed
+static be_page printed; // the page of the document being printed
 
 // No printer prints to the paper's very edge.
-constexpr int kEdge = 18;  // points
+constexpr int kEdge = 18; // points
 
 constexpr int kMostPages = 9999;
 
 static const QPageSize::PageSizeId sizes[] = {
-    QPageSize::A4,        QPageSize::A3,    QPageSize::A5, QPageSize::Letter,
-    QPageSize::Legal,     QPageSize::B5,    QPageSize::Executive,
+    QPageSize::A4,    QPageSize::A3, QPageSize::A5,        QPageSize::Letter,
+    QPageSize::Legal, QPageSize::B5, QPageSize::Executive,
 };
 
-// ---- page setup ---------------------------------------------------------------
+// ---- page setup
+// ---------------------------------------------------------------
 
-static QSize upright_size(const be_page& page)
+static QSize upright_size(const be_page &page)
 {
     return QSize(qMin(page.paperW, page.paperH),
                  qMax(page.paperW, page.paperH));
 }
 
-static int nearest_size(const be_page& page)
+static int nearest_size(const be_page &page)
 {
     QSize want = upright_size(page);
     int best = 0, bestDistance = INT32_MAX;
@@ -86,11 +87,11 @@ static void take_size(QPageSize::PageSizeId id, bool landscape)
 
 static void answer(bool ok)
 {
-    up<up_answer>(ok, 0u, static_cast<const char* const*>(nullptr), 0);
+    up<up_answer>(ok, 0u, static_cast<const char *const *>(nullptr), 0);
 }
 
 // Opens a dialog made here; its acceptance has been dealt with by then.
-static void run(QDialog* dialog)
+static void run(QDialog *dialog)
 {
     open_ = dialog;
     QObject::connect(dialog, &QDialog::finished, dialog, [dialog](int result) {
@@ -101,9 +102,9 @@ static void run(QDialog* dialog)
     dialog->open();
 }
 
-static QDialogButtonBox* buttons_for(QDialog* dialog, const QString& agree)
+static QDialogButtonBox *buttons_for(QDialog *dialog, const QString &agree)
 {
-    auto* box = new QDialogButtonBox(QDialogButtonBox::Cancel, dialog);
+    auto *box = new QDialogButtonBox(QDialogButtonBox::Cancel, dialog);
 
     box->addButton(agree, QDialogButtonBox::AcceptRole)->setDefault(true);
     QObject::connect(box, &QDialogButtonBox::rejected, dialog,
@@ -113,14 +114,14 @@ static QDialogButtonBox* buttons_for(QDialog* dialog, const QString& agree)
 
 static void ask_setup()
 {
-    auto* dialog = new QDialog(desk_dialog_parent());
-    auto* form = new QFormLayout;
-    auto* paper = new QComboBox(dialog);
-    auto* upright = new QRadioButton(QStringLiteral("Portrait"), dialog);
-    auto* sideways = new QRadioButton(QStringLiteral("Landscape"), dialog);
-    auto* ways = new QHBoxLayout;
-    auto* all = new QVBoxLayout(dialog);
-    auto* buttons = buttons_for(dialog, QStringLiteral("OK"));
+    auto *dialog = new QDialog(desk_dialog_parent());
+    auto *form = new QFormLayout;
+    auto *paper = new QComboBox(dialog);
+    auto *upright = new QRadioButton(QStringLiteral("Portrait"), dialog);
+    auto *sideways = new QRadioButton(QStringLiteral("Landscape"), dialog);
+    auto *ways = new QHBoxLayout;
+    auto *all = new QVBoxLayout(dialog);
+    auto *buttons = buttons_for(dialog, QStringLiteral("OK"));
 
     dialog->setWindowTitle(QStringLiteral("Page Setup"));
     for (QPageSize::PageSizeId id : sizes)
@@ -142,12 +143,13 @@ static void ask_setup()
     run(dialog);
 }
 
-// ---- print --------------------------------------------------------------------
+// ---- print
+// --------------------------------------------------------------------
 
 static QString default_pdf()
 {
-    QString folder = QStandardPaths::writableLocation(
-        QStandardPaths::DocumentsLocation);
+    QString folder =
+        QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
 
     if (!QDir(folder).exists())
         folder = QDir::homePath();
@@ -156,21 +158,21 @@ static QString default_pdf()
 
 // The parts of the print dialog that its slots share.
 struct PrintParts {
-    QComboBox* where;
-    QLineEdit* file;
-    QPushButton* browse;
+    QComboBox *where;
+    QLineEdit *file;
+    QPushButton *browse;
     QSpinBox *first, *last, *copies;
 };
 
-static void make_destination(QDialog* dialog, QFormLayout* form, PrintParts* p)
+static void make_destination(QDialog *dialog, QFormLayout *form, PrintParts *p)
 {
-    auto* row = new QHBoxLayout;
+    auto *row = new QHBoxLayout;
 
     p->where = new QComboBox(dialog);
     p->where->addItems(QPrinterInfo::availablePrinterNames());
     p->where->addItem(QStringLiteral("PDF file"));
-    QString usual =
-        printerName.isEmpty() ? QPrinterInfo::defaultPrinterName() : printerName;
+    QString usual = printerName.isEmpty() ? QPrinterInfo::defaultPrinterName()
+                                          : printerName;
     int at = p->where->findText(usual);
     p->where->setCurrentIndex(at >= 0 ? at : p->where->count() - 1);
     p->file =
@@ -182,9 +184,9 @@ static void make_destination(QDialog* dialog, QFormLayout* form, PrintParts* p)
     form->addRow(QStringLiteral("Print to:"), p->where);
     form->addRow(QStringLiteral("File:"), row);
 
-    QComboBox* where = p->where;
-    QLineEdit* file = p->file;
-    QPushButton* browse = p->browse;
+    QComboBox *where = p->where;
+    QLineEdit *file = p->file;
+    QPushButton *browse = p->browse;
     auto show = [where, file, browse] {
         bool pdf = where->currentIndex() == where->count() - 1;
         file->setEnabled(pdf);
@@ -193,31 +195,30 @@ static void make_destination(QDialog* dialog, QFormLayout* form, PrintParts* p)
     show();
     QObject::connect(where, &QComboBox::currentIndexChanged, dialog, show);
     QObject::connect(browse, &QPushButton::clicked, dialog, [dialog, file] {
-        auto* ask = new FileAsk(dialog, FileAsk::Save,
-                                QStringLiteral("Print to PDF file"),
-                                QFileInfo(file->text()).path(),
-                                QFileInfo(file->text()).fileName(),
-                                [file](const QStringList& files) {
-                                    if (!files.isEmpty())
-                                        file->setText(files.first());
-                                });
+        auto *ask = new FileAsk(
+            dialog, FileAsk::Save, QStringLiteral("Print to PDF file"),
+            QFileInfo(file->text()).path(), QFileInfo(file->text()).fileName(),
+            [file](const QStringList &files) {
+                if (!files.isEmpty())
+                    file->setText(files.first());
+            });
         ask->setAttribute(Qt::WA_DeleteOnClose);
         ask->open();
     });
 }
 
-static QSpinBox* spin(QDialog* dialog, int value)
+static QSpinBox *spin(QDialog *dialog, int value)
 {
-    auto* box = new QSpinBox(dialog);
+    auto *box = new QSpinBox(dialog);
 
     box->setRange(1, kMostPages);
     box->setValue(qBound(1, value, kMostPages));
     return box;
 }
 
-static void make_pages(QDialog* dialog, QFormLayout* form, PrintParts* p)
+static void make_pages(QDialog *dialog, QFormLayout *form, PrintParts *p)
 {
-    auto* row = new QHBoxLayout;
+    auto *row = new QHBoxLayout;
 
     p->first = spin(dialog, chosen.first);
     p->last = spin(dialog, chosen.last);
@@ -231,7 +232,7 @@ static void make_pages(QDialog* dialog, QFormLayout* form, PrintParts* p)
     form->addRow(QStringLiteral("Copies:"), p->copies);
 }
 
-static void print_agreed(QDialog* dialog, const PrintParts& p)
+static void print_agreed(QDialog *dialog, const PrintParts &p)
 {
     bool pdf = p.where->currentIndex() == p.where->count() - 1;
 
@@ -253,10 +254,10 @@ static void print_agreed(QDialog* dialog, const PrintParts& p)
 
 static void ask_print()
 {
-    auto* dialog = new QDialog(desk_dialog_parent());
-    auto* form = new QFormLayout;
-    auto* all = new QVBoxLayout(dialog);
-    auto* buttons = buttons_for(dialog, QStringLiteral("Print"));
+    auto *dialog = new QDialog(desk_dialog_parent());
+    auto *form = new QFormLayout;
+    auto *all = new QVBoxLayout(dialog);
+    auto *buttons = buttons_for(dialog, QStringLiteral("Print"));
     PrintParts p;
 
     dialog->setWindowTitle(QStringLiteral("Print"));
@@ -269,9 +270,10 @@ static void ask_print()
     run(dialog);
 }
 
-// ---- the calls down -------------------------------------------------------------
+// ---- the calls down
+// -------------------------------------------------------------
 
-void be_page_ask(bool setup, const be_page* start)
+void be_page_ask(bool setup, const be_page *start)
 {
     if (open_)
         open_->reject();
@@ -282,12 +284,12 @@ void be_page_ask(bool setup, const be_page* start)
         ask_print();
 }
 
-void be_page_get(be_page* out)
+void be_page_get(be_page *out)
 {
     *out = chosen;
 }
 
-bool be_print_begin(const be_page* page, const char* title)
+bool be_print_begin(const be_page *page, const char *title)
 {
     printed = *page;
     printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
@@ -315,7 +317,7 @@ bool be_print_begin(const be_page* page, const char* title)
 }
 
 // The pixels are those of the printable part.
-bool be_print_page(const uint32_t* pixels, int width, int height, int dpi)
+bool be_print_page(const uint32_t *pixels, int width, int height, int dpi)
 {
     if (!painter || dpi <= 0)
         return false;
@@ -323,7 +325,7 @@ bool be_print_page(const uint32_t* pixels, int width, int height, int dpi)
         return false;
     firstPage = false;
     qreal unit = printer->resolution() / 72.0;
-    QImage image(reinterpret_cast<const uchar*>(pixels), width, height,
+    QImage image(reinterpret_cast<const uchar *>(pixels), width, height,
                  qsizetype(width) * 4, QImage::Format_RGB32);
     painter->drawImage(QRectF(printed.left * unit, printed.top * unit,
                               width * 72.0 / dpi * unit,

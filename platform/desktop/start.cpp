@@ -30,22 +30,22 @@ bool gHeard;
 
 // ---- state ------------------------------------------------------------------
 
-static QApplication* app;
-static bool starting;  // the display isn't open yet: a fatal error is "none"
+static QApplication *app;
+static bool starting; // the display isn't open yet: a fatal error is "none"
 
 // How long the display may go unasked while bytes pour in.
-constexpr int64_t kAskEvery = 2000;  // us
+constexpr int64_t kAskEvery = 2000; // us
 
-static int64_t lastAsked;  // when native events were last taken
-static int waitDepth;      // be_wait calls that run inside each other
+static int64_t lastAsked; // when native events were last taken
+static int waitDepth;     // be_wait calls that run inside each other
 
 // ---- the display ------------------------------------------------------------
 
 // The toolkit's own remarks help nobody who sits at a terminal; what stops the
 // program does. Without a usable display the toolkit aborts, so the one line
 // has to be said, and the program left, from here.
-static void on_message(QtMsgType type, const QMessageLogContext&,
-                       const QString& text)
+static void on_message(QtMsgType type, const QMessageLogContext &,
+                       const QString &text)
 {
     if (type == QtFatalMsg && starting) {
         fprintf(stderr, "quillon: no display: %s can't be used\n",
@@ -59,7 +59,7 @@ static void on_message(QtMsgType type, const QMessageLogContext&,
         fprintf(stderr, "quillon: %s\n", text.toLocal8Bit().constData());
 }
 
-static bool platform_chosen(int argc, char** argv)
+static bool platform_chosen(int argc, char **argv)
 {
     for (int i = 1; i < argc; i++)
         if (!strcmp(argv[i], "-platform") || !strcmp(argv[i], "--platform"))
@@ -71,8 +71,8 @@ static bool platform_chosen(int argc, char** argv)
 // window goes up first; one in a dialog is stored with its target, and comes
 // back by be_key_forward if the program leaves it to the widget.
 class KeyWatch : public QObject {
-  protected:
-    bool eventFilter(QObject* object, QEvent* event) override
+protected:
+    bool eventFilter(QObject *object, QEvent *event) override
     {
         switch (event->type()) {
         case QEvent::KeyPress:
@@ -82,7 +82,7 @@ class KeyWatch : public QObject {
         default:
             return false;
         }
-        auto* key = static_cast<QKeyEvent*>(event);
+        auto *key = static_cast<QKeyEvent *>(event);
 
         if (event->type() != QEvent::ShortcutOverride) {
             keys_follow(*key);
@@ -90,12 +90,12 @@ class KeyWatch : public QObject {
         }
         if (!object->isWidgetType() || QApplication::activePopupWidget())
             return false;
-        auto* widget = static_cast<QWidget*>(object);
-        DeskWindow* w = desk_window_of(widget);
+        auto *widget = static_cast<QWidget *>(object);
+        DeskWindow *w = desk_window_of(widget);
         if (!w)
             return false;
         if (event->type() == QEvent::ShortcutOverride) {
-            event->accept();  // no key is the desktop's own
+            event->accept(); // no key is the desktop's own
             return true;
         }
         if (event->type() == QEvent::KeyRelease)
@@ -103,8 +103,8 @@ class KeyWatch : public QObject {
         return press(w, widget, *key);
     }
 
-  private:
-    static bool press(DeskWindow* w, QWidget* widget, const QKeyEvent& key)
+private:
+    static bool press(DeskWindow *w, QWidget *widget, const QKeyEvent &key)
     {
         if (items_forwarding())
             return false;
@@ -117,7 +117,7 @@ class KeyWatch : public QObject {
             return w->kind == BE_DOCUMENT;
         // Return belongs to the default button, but on a button that has the
         // keys everybody expects that one to be pressed.
-        auto* button = qobject_cast<QPushButton*>(widget);
+        auto *button = qobject_cast<QPushButton *>(widget);
         if (button && (stroke.character == 13 || stroke.character == 3) &&
             stroke.modifiers == 0) {
             button->click();
@@ -132,21 +132,21 @@ class KeyWatch : public QObject {
     }
 };
 
-static KeyWatch* keyWatch;
+static KeyWatch *keyWatch;
 
 // ---- signals ----------------------------------------------------------------
 
 // A signal asks for the end of the program the same way as the session does. A
 // second one finds the default action, for a program that doesn't answer.
 static int signalPipe[2] = {-1, -1};
-static QSocketNotifier* signalNotifier;
+static QSocketNotifier *signalNotifier;
 
 static void on_signal(int number)
 {
     int saved = errno;
 
     signal(number, SIG_DFL);
-    (void)!write(signalPipe[1], "", 1);  // a full pipe says it already
+    (void)!write(signalPipe[1], "", 1); // a full pipe says it already
     errno = saved;
 }
 
@@ -166,25 +166,26 @@ static void catch_signals()
         signal(number, on_signal);
 }
 
-// ---- the wait's own notifiers and timer -----------------------------------------
+// ---- the wait's own notifiers and timer
+// -----------------------------------------
 
 // Wakes the event loop at the deadline and does nothing else.
 class Alarm : public QObject {
-  public:
+public:
     QBasicTimer timer;
 
-  protected:
-    void timerEvent(QTimerEvent*) override { timer.stop(); }
+protected:
+    void timerEvent(QTimerEvent *) override { timer.stop(); }
 };
 
-static Alarm* alarm_;
+static Alarm *alarm_;
 
 // One-shot: each switches itself off when it fires, and only a wait that is
 // asked to watch switches it on. One left on at a line that has hung up would
 // fire without end. What hasn't fired stays on between waits, where nobody
 // looks at it: switching costs more than a look.
-static QSocketNotifier* readNotifier;
-static QSocketNotifier* writeNotifier;
+static QSocketNotifier *readNotifier;
+static QSocketNotifier *writeNotifier;
 static int watchedFd = -1;
 
 static void unwatch()
@@ -201,7 +202,7 @@ static void make_notifiers(int fd)
     watchedFd = fd;
     readNotifier = new QSocketNotifier(fd, QSocketNotifier::Read);
     writeNotifier = new QSocketNotifier(fd, QSocketNotifier::Write);
-    for (QSocketNotifier* n : {readNotifier, writeNotifier}) {
+    for (QSocketNotifier *n : {readNotifier, writeNotifier}) {
         n->setEnabled(false);
         QObject::connect(n, &QSocketNotifier::activated,
                          [n] { n->setEnabled(false); });
@@ -234,9 +235,10 @@ static unsigned port_state(int fd, bool read, bool write)
     return state;
 }
 
-// ---- start and time -----------------------------------------------------------
+// ---- start and time
+// -----------------------------------------------------------
 
-bool be_start(int* argc, char** argv, const char** why)
+bool be_start(int *argc, char **argv, const char **why)
 {
     if (!platform_chosen(*argc, argv) && !getenv("DISPLAY") &&
         !getenv("WAYLAND_DISPLAY")) {
@@ -272,7 +274,7 @@ bool be_start(int* argc, char** argv, const char** why)
     app->installEventFilter(keyWatch);
     alarm_ = new Alarm;
     QObject::connect(app, &QApplication::focusChanged,
-                     [](QWidget*, QWidget* now) { items_focus_changed(now); });
+                     [](QWidget *, QWidget *now) { items_focus_changed(now); });
     QObject::connect(app, &QGuiApplication::applicationStateChanged,
                      [](Qt::ApplicationState state) {
                          bool active = state == Qt::ApplicationActive;
@@ -284,7 +286,7 @@ bool be_start(int* argc, char** argv, const char** why)
                          up<up_app_active>(active);
                      });
     QObject::connect(app, &QGuiApplication::commitDataRequest,
-                     [](QSessionManager&) { up<up_quit>(); });
+                     [](QSessionManager &) { up<up_quit>(); });
     catch_signals();
     outside_start();
     return true;
@@ -309,7 +311,7 @@ void be_stop()
     app = nullptr;
     delete keyWatch;
     keyWatch = nullptr;
-    for (int& end : signalPipe) {
+    for (int &end : signalPipe) {
         if (end >= 0)
             close(end);
         end = -1;
@@ -348,7 +350,8 @@ int32_t be_double_click_ticks()
            1000;
 }
 
-// ---- waiting ------------------------------------------------------------------
+// ---- waiting
+// ------------------------------------------------------------------
 
 static void ask_display(QEventLoop::ProcessEventsFlags flags)
 {

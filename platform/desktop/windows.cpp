@@ -31,48 +31,49 @@ static std::vector<QPointer<QWidget>> graveyard;
 static QPoint mouseAt;
 static bool mouseDown_;
 static Qt::KeyboardModifiers held;
-static bool heardOfKeys;  // an event, or a look while active, has told of them
+static bool heardOfKeys; // an event, or a look while active, has told of them
 
 // A native move or resize counts as finished after this rest: the desktop
 // tells of every step and of no end.
-constexpr int kStill = 120;  // ms
+constexpr int kStill = 120; // ms
 
-// ---- the registry -------------------------------------------------------------
+// ---- the registry
+// -------------------------------------------------------------
 
-DeskWindow* desk_window(be_win w)
+DeskWindow *desk_window(be_win w)
 {
     auto found = windows.find(w);
     return found == windows.end() ? nullptr : found->second.get();
 }
 
-DeskWindow* desk_window_of(const QWidget* widget)
+DeskWindow *desk_window_of(const QWidget *widget)
 {
-    const QWidget* top = widget->window();
+    const QWidget *top = widget->window();
 
-    for (auto& [id, w] : windows)
+    for (auto &[id, w] : windows)
         if (w->top == top)
             return w.get();
     return nullptr;
 }
 
-DeskWindow* desk_document()
+DeskWindow *desk_document()
 {
-    for (auto& [id, w] : windows)
+    for (auto &[id, w] : windows)
         if (w->kind == BE_DOCUMENT)
             return w.get();
     return nullptr;
 }
 
-QWidget* desk_dialog_parent()
+QWidget *desk_dialog_parent()
 {
-    if (QWidget* active = QApplication::activeWindow())
+    if (QWidget *active = QApplication::activeWindow())
         if (desk_window_of(active))
             return active;
-    DeskWindow* w = desk_document();
+    DeskWindow *w = desk_document();
     return w ? w->top : nullptr;
 }
 
-void desk_bury(QWidget* widget)
+void desk_bury(QWidget *widget)
 {
     if (!widget)
         return;
@@ -86,31 +87,33 @@ void desk_bury_all()
         return;
     auto dead = std::move(graveyard);
     graveyard.clear();
-    for (const QPointer<QWidget>& widget : dead)
+    for (const QPointer<QWidget> &widget : dead)
         delete widget;
 }
 
-// ---- places -------------------------------------------------------------------
+// ---- places
+// -------------------------------------------------------------------
 
 QPoint desk_origin()
 {
-    const QScreen* screen = QGuiApplication::primaryScreen();
+    const QScreen *screen = QGuiApplication::primaryScreen();
     return screen ? screen->geometry().topLeft() : QPoint();
 }
 
-be_rect desk_rect(const QRect& global)
+be_rect desk_rect(const QRect &global)
 {
     QRect r = global.translated(-desk_origin());
     return {r.left(), r.top(), r.left() + r.width(), r.top() + r.height()};
 }
 
-static QRect native_rect(const be_rect& r)
+static QRect native_rect(const be_rect &r)
 {
     return QRect(r.left, r.top, r.right - r.left, r.bottom - r.top)
         .translated(desk_origin());
 }
 
-// ---- pointer and keys ---------------------------------------------------------
+// ---- pointer and keys
+// ---------------------------------------------------------
 
 // Command-click is Ctrl+click, as window managers keep Alt+click for
 // themselves; where they don't, both do.
@@ -139,12 +142,12 @@ void desk_note_keys(Qt::KeyboardModifiers modifiers)
 // The events keep these up to date while one of our windows is active, so that
 // the many questions of an idle program cost no trip to the display. Only
 // before the first event (keys held at the start) has the display to be asked.
-void be_mouse_state(be_mouse* out)
+void be_mouse_state(be_mouse *out)
 {
     if (!heardOfKeys) {
         held = QGuiApplication::queryKeyboardModifiers();
-        heardOfKeys = QGuiApplication::applicationState() ==
-                      Qt::ApplicationActive;
+        heardOfKeys =
+            QGuiApplication::applicationState() == Qt::ApplicationActive;
     }
     QPoint at = mouseAt - desk_origin();
 
@@ -155,10 +158,10 @@ void be_mouse_state(be_mouse* out)
         mouseDown_ ? desk_mouse_modifiers(held) : keys_modifiers(held);
 }
 
-void window_wheel(DeskWindow* w, QWheelEvent* event)
+void window_wheel(DeskWindow *w, QWheelEvent *event)
 {
     int lines = qMax(1, QApplication::wheelScrollLines());
-    int step = 120 / lines;  // a notch of a wheel is 120
+    int step = 120 / lines; // a notch of a wheel is 120
 
     w->wheel += event->angleDelta().y();
     for (; w->wheel >= step; w->wheel -= step)
@@ -168,9 +171,10 @@ void window_wheel(DeskWindow* w, QWheelEvent* event)
     event->accept();
 }
 
-// ---- the framed widget ----------------------------------------------------------
+// ---- the framed widget
+// ----------------------------------------------------------
 
-TopWidget::TopWidget(DeskWindow* w, Qt::WindowFlags flags)
+TopWidget::TopWidget(DeskWindow *w, Qt::WindowFlags flags)
     : QWidget(nullptr, flags), window(w)
 {
     scale = qMax(1, qRound(devicePixelRatio()));
@@ -228,7 +232,7 @@ void TopWidget::settled()
     }
 }
 
-bool TopWidget::event(QEvent* event)
+bool TopWidget::event(QEvent *event)
 {
     bool done = QWidget::event(event);
 
@@ -244,7 +248,7 @@ bool TopWidget::event(QEvent* event)
     case QEvent::Show:
         window->placed = true;
         break;
-    case QEvent::LayoutRequest:  // the bar may need another height
+    case QEvent::LayoutRequest: // the bar may need another height
         lay_out();
         break;
     case QEvent::ScreenChangeInternal:
@@ -259,7 +263,7 @@ bool TopWidget::event(QEvent* event)
     return done;
 }
 
-void TopWidget::changeEvent(QEvent* event)
+void TopWidget::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);
     if (window && event->type() == QEvent::WindowStateChange)
@@ -268,7 +272,7 @@ void TopWidget::changeEvent(QEvent* event)
 
 // The terminal's window has no close box of its own in the program: closing it
 // ends the program, as everywhere on this desktop.
-void TopWidget::closeEvent(QCloseEvent* event)
+void TopWidget::closeEvent(QCloseEvent *event)
 {
     event->ignore();
     if (!window)
@@ -279,14 +283,14 @@ void TopWidget::closeEvent(QCloseEvent* event)
         up<up_close>(window->id);
 }
 
-void TopWidget::moveEvent(QMoveEvent* event)
+void TopWidget::moveEvent(QMoveEvent *event)
 {
     QWidget::moveEvent(event);
     if (window && window->placed)
         settle_soon();
 }
 
-void TopWidget::resizeEvent(QResizeEvent* event)
+void TopWidget::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
     lay_out();
@@ -294,9 +298,10 @@ void TopWidget::resizeEvent(QResizeEvent* event)
         settle_soon();
 }
 
-// ---- the content ----------------------------------------------------------------
+// ---- the content
+// ----------------------------------------------------------------
 
-ContentWidget::ContentWidget(DeskWindow* w, QWidget* parent)
+ContentWidget::ContentWidget(DeskWindow *w, QWidget *parent)
     : QWidget(parent), window(w)
 {
     bool terminal = w->kind == BE_DOCUMENT;
@@ -316,7 +321,7 @@ QRect ContentWidget::global() const
     return QRect(mapToGlobal(QPoint(0, 0)), size());
 }
 
-void window_paint_canvas(DeskWindow* w, QPainter* painter, const QRect& part)
+void window_paint_canvas(DeskWindow *w, QPainter *painter, const QRect &part)
 {
     if (w->image.isNull())
         return;
@@ -328,7 +333,7 @@ void window_paint_canvas(DeskWindow* w, QPainter* painter, const QRect& part)
 
 // While a resize goes on the old pixels stay, and what they don't reach takes
 // the colour of their corner, which is the terminal's background.
-void ContentWidget::paintEvent(QPaintEvent* event)
+void ContentWidget::paintEvent(QPaintEvent *event)
 {
     if (!window || !window->canvas)
         return;
@@ -345,28 +350,27 @@ void ContentWidget::paintEvent(QPaintEvent* event)
     QSize covered = window->image.deviceIndependentSize().toSize();
     QRegion rest = event->region() - QRect(QPoint(0, 0), covered);
 
-    for (const QRect& r : rest)
+    for (const QRect &r : rest)
         painter.fillRect(r, QColor::fromRgb(window->image.pixel(0, 0)));
     QRegion shown = event->region() & QRect(QPoint(0, 0), covered);
-    for (const QRect& r : shown)
+    for (const QRect &r : shown)
         window_paint_canvas(window, &painter, r);
 }
 
-static void apply_cursor(DeskWindow* w)
+static void apply_cursor(DeskWindow *w)
 {
     static const std::map<be_cursor, Qt::CursorShape> shapes = {
-        {BE_ARROW, Qt::ArrowCursor},     {BE_TEXT, Qt::IBeamCursor},
-        {BE_WAIT, Qt::WaitCursor},       {BE_POSITION, Qt::CrossCursor},
+        {BE_ARROW, Qt::ArrowCursor},  {BE_TEXT, Qt::IBeamCursor},
+        {BE_WAIT, Qt::WaitCursor},    {BE_POSITION, Qt::CrossCursor},
         {BE_HIDDEN, Qt::BlankCursor},
     };
     auto found = shapes.find(w->obscured ? BE_HIDDEN : w->cursor);
 
-    if (found != shapes.end() &&
-        w->content->cursor().shape() != found->second)
+    if (found != shapes.end() && w->content->cursor().shape() != found->second)
         w->content->setCursor(found->second);
 }
 
-void ContentWidget::mousePressEvent(QMouseEvent* event)
+void ContentWidget::mousePressEvent(QMouseEvent *event)
 {
     if (!window)
         return;
@@ -384,12 +388,12 @@ void ContentWidget::mousePressEvent(QMouseEvent* event)
                  desk_mouse_modifiers(event->modifiers()), true);
 }
 
-void ContentWidget::mouseDoubleClickEvent(QMouseEvent* event)
+void ContentWidget::mouseDoubleClickEvent(QMouseEvent *event)
 {
-    mousePressEvent(event);  // the program counts clicks itself
+    mousePressEvent(event); // the program counts clicks itself
 }
 
-void ContentWidget::mouseReleaseEvent(QMouseEvent* event)
+void ContentWidget::mouseReleaseEvent(QMouseEvent *event)
 {
     if (!window || event->button() != Qt::LeftButton)
         return;
@@ -401,7 +405,7 @@ void ContentWidget::mouseReleaseEvent(QMouseEvent* event)
                  desk_mouse_modifiers(event->modifiers()), false);
 }
 
-void ContentWidget::mouseMoveEvent(QMouseEvent* event)
+void ContentWidget::mouseMoveEvent(QMouseEvent *event)
 {
     desk_note_mouse(event->globalPosition().toPoint(),
                     event->buttons() & Qt::LeftButton, event->modifiers());
@@ -411,27 +415,28 @@ void ContentWidget::mouseMoveEvent(QMouseEvent* event)
     }
 }
 
-void ContentWidget::wheelEvent(QWheelEvent* event)
+void ContentWidget::wheelEvent(QWheelEvent *event)
 {
     if (window)
         window_wheel(window, event);
 }
 
-void ContentWidget::enterEvent(QEnterEvent* event)
+void ContentWidget::enterEvent(QEnterEvent *event)
 {
     desk_note_mouse(event->globalPosition().toPoint(), mouseDown_, held);
 }
 
 // Out of the window no move is told, so this is the last place known; it lies
 // outside of the content, which is all that the program asks about.
-void ContentWidget::leaveEvent(QEvent*)
+void ContentWidget::leaveEvent(QEvent *)
 {
     mouseAt = QCursor::pos();
 }
 
-// ---- dropping -------------------------------------------------------------------
+// ---- dropping
+// -------------------------------------------------------------------
 
-bool ContentWidget::offered(const QMimeData* mime, QPoint local)
+bool ContentWidget::offered(const QMimeData *mime, QPoint local)
 {
     if (!window)
         return false;
@@ -440,12 +445,12 @@ bool ContentWidget::offered(const QMimeData* mime, QPoint local)
                             mime->hasUrls());
 }
 
-void ContentWidget::dragEnterEvent(QDragEnterEvent* event)
+void ContentWidget::dragEnterEvent(QDragEnterEvent *event)
 {
     dragMoveEvent(event);
 }
 
-void ContentWidget::dragMoveEvent(QDragMoveEvent* event)
+void ContentWidget::dragMoveEvent(QDragMoveEvent *event)
 {
     if (offered(event->mimeData(), event->position().toPoint())) {
         event->setDropAction(Qt::CopyAction);
@@ -455,9 +460,9 @@ void ContentWidget::dragMoveEvent(QDragMoveEvent* event)
     }
 }
 
-void ContentWidget::dropEvent(QDropEvent* event)
+void ContentWidget::dropEvent(QDropEvent *event)
 {
-    const QMimeData* mime = event->mimeData();
+    const QMimeData *mime = event->mimeData();
 
     if (!offered(mime, event->position().toPoint())) {
         event->ignore();
@@ -467,11 +472,11 @@ void ContentWidget::dropEvent(QDropEvent* event)
     event->accept();
 
     std::vector<QByteArray> paths;
-    std::vector<const char*> pointers;
-    for (const QUrl& url : mime->urls())
+    std::vector<const char *> pointers;
+    for (const QUrl &url : mime->urls())
         if (url.isLocalFile())
             paths.push_back(url.toLocalFile().toLocal8Bit());
-    for (const QByteArray& path : paths)
+    for (const QByteArray &path : paths)
         pointers.push_back(path.constData());
     // A file manager offers its files as text, too: files are files.
     QByteArray text =
@@ -484,9 +489,10 @@ void ContentWidget::dropEvent(QDropEvent* event)
                 int(pointers.size()));
 }
 
-// ---- input methods ----------------------------------------------------------------
+// ---- input methods
+// ----------------------------------------------------------------
 
-void ContentWidget::inputMethodEvent(QInputMethodEvent* event)
+void ContentWidget::inputMethodEvent(QInputMethodEvent *event)
 {
     if (window && !event->commitString().isEmpty()) {
         QByteArray text = event->commitString().toUtf8();
@@ -507,12 +513,13 @@ QVariant ContentWidget::inputMethodQuery(Qt::InputMethodQuery query) const
 
 bool ContentWidget::focusNextPrevChild(bool)
 {
-    return false;  // Tab is a key of the terminal
+    return false; // Tab is a key of the terminal
 }
 
-// ---- windows --------------------------------------------------------------------
+// ---- windows
+// --------------------------------------------------------------------
 
-static Qt::WindowFlags flags_for(const be_window_info& info)
+static Qt::WindowFlags flags_for(const be_window_info &info)
 {
     switch (info.kind) {
     case BE_DOCUMENT:
@@ -532,12 +539,12 @@ static Qt::WindowFlags flags_for(const be_window_info& info)
     return flags;
 }
 
-static int bar_height(const DeskWindow* w)
+static int bar_height(const DeskWindow *w)
 {
     return w->bar ? w->bar->sizeHint().height() : 0;
 }
 
-static void set_limits(DeskWindow* w)
+static void set_limits(DeskWindow *w)
 {
     int bar = bar_height(w);
 
@@ -553,28 +560,28 @@ static void set_limits(DeskWindow* w)
 
 // The items' boxes were laid out for letters of this height, whatever the
 // desktop's own size is.
-constexpr int kDialogLetters = 13;  // pixels
+constexpr int kDialogLetters = 13; // pixels
 
 // What a new window stands in front of: a dialog that must be answered, else
 // the terminal, else the splash.
-static DeskWindow* opened_over(const DeskWindow* opening)
+static DeskWindow *opened_over(const DeskWindow *opening)
 {
-    DeskWindow* found = nullptr;
-    auto rank = [](const DeskWindow* w) {
+    DeskWindow *found = nullptr;
+    auto rank = [](const DeskWindow *w) {
         return w->kind == BE_MODAL ? 3 : w->kind == BE_DOCUMENT ? 2 : 1;
     };
 
-    for (auto& [id, w] : windows)
+    for (auto &[id, w] : windows)
         if (w.get() != opening && w->kind != BE_MODELESS &&
             w->top->isVisible() && (!found || rank(w.get()) >= rank(found)))
             found = w.get();
     return found;
 }
 
-void be_window_new(be_win id, const be_window_info* info)
+void be_window_new(be_win id, const be_window_info *info)
 {
     auto made = std::make_unique<DeskWindow>();
-    DeskWindow* w = made.get();
+    DeskWindow *w = made.get();
 
     be_window_dispose(id);
     w->id = id;
@@ -607,11 +614,10 @@ void be_window_new(be_win id, const be_window_info* info)
 
     // It stays in front of what it was opened over, but isn't its child: the
     // program may dispose of either first.
-    DeskWindow* under = opened_over(w);
+    DeskWindow *under = opened_over(w);
     if (under && under->top->windowHandle()) {
         w->top->winId();
-        w->top->windowHandle()->setTransientParent(
-            under->top->windowHandle());
+        w->top->windowHandle()->setTransientParent(under->top->windowHandle());
     }
 }
 
@@ -620,7 +626,7 @@ void be_window_dispose(be_win id)
     auto found = windows.find(id);
     if (found == windows.end())
         return;
-    DeskWindow* w = found->second.get();
+    DeskWindow *w = found->second.get();
 
     w->top->forget();
     w->content->forget();
@@ -631,7 +637,7 @@ void be_window_dispose(be_win id)
 
 void be_window_show(be_win id, bool show)
 {
-    DeskWindow* w = desk_window(id);
+    DeskWindow *w = desk_window(id);
     if (!w || w->top->isVisible() == show)
         return;
     if (show && w->kind != BE_DOCUMENT)
@@ -643,7 +649,7 @@ void be_window_show(be_win id, bool show)
 
 void be_window_front(be_win id)
 {
-    DeskWindow* w = desk_window(id);
+    DeskWindow *w = desk_window(id);
     if (!w)
         return;
     w->top->raise();
@@ -651,17 +657,17 @@ void be_window_front(be_win id)
         w->top->activateWindow();
 }
 
-void be_window_title(be_win id, const char* title)
+void be_window_title(be_win id, const char *title)
 {
-    if (DeskWindow* w = desk_window(id))
+    if (DeskWindow *w = desk_window(id))
         w->top->setWindowTitle(QString::fromUtf8(title));
 }
 
 // A zoomed window has its size from the desktop. What the program asks for is
 // then answered by what it is: a finished resize.
-void be_window_bounds(be_win id, const be_rect* content)
+void be_window_bounds(be_win id, const be_rect *content)
 {
-    DeskWindow* w = desk_window(id);
+    DeskWindow *w = desk_window(id);
     if (!w)
         return;
     QRect r = native_rect(*content);
@@ -678,7 +684,7 @@ void be_window_bounds(be_win id, const be_rect* content)
 
 void be_window_limits(be_win id, int minW, int minH, int maxW, int maxH)
 {
-    DeskWindow* w = desk_window(id);
+    DeskWindow *w = desk_window(id);
     if (!w)
         return;
     w->least = QSize(minW, minH);
@@ -688,7 +694,7 @@ void be_window_limits(be_win id, int minW, int minH, int maxW, int maxH)
 
 void be_window_state(be_win id, bool zoomed, bool collapsed)
 {
-    DeskWindow* w = desk_window(id);
+    DeskWindow *w = desk_window(id);
     if (!w)
         return;
     w->wasZoomed = zoomed;
@@ -701,30 +707,31 @@ void be_window_state(be_win id, bool zoomed, bool collapsed)
 
 int be_window_scale(be_win id)
 {
-    DeskWindow* w = desk_window(id);
+    DeskWindow *w = desk_window(id);
     qreal scale = w ? w->top->devicePixelRatio() : qApp->devicePixelRatio();
 
     return qMax(1, qRound(scale));
 }
 
-void be_screen(be_rect* bounds)
+void be_screen(be_rect *bounds)
 {
     QRect all;
 
-    for (const QScreen* screen : QGuiApplication::screens())
+    for (const QScreen *screen : QGuiApplication::screens())
         all |= screen->availableGeometry();
     *bounds = desk_rect(all);
 }
 
-// ---- pixels ---------------------------------------------------------------------
+// ---- pixels
+// ---------------------------------------------------------------------
 
-void be_present(be_win id, const uint32_t* pixels, int width, int height,
-                int stride, const be_rect* dirty, int count)
+void be_present(be_win id, const uint32_t *pixels, int width, int height,
+                int stride, const be_rect *dirty, int count)
 {
-    DeskWindow* w = desk_window(id);
+    DeskWindow *w = desk_window(id);
     if (!w)
         return;
-    auto bytes = reinterpret_cast<const uchar*>(pixels);
+    auto bytes = reinterpret_cast<const uchar *>(pixels);
 
     if (w->image.constBits() != bytes || w->image.width() != width ||
         w->image.height() != height ||
@@ -735,7 +742,7 @@ void be_present(be_win id, const uint32_t* pixels, int width, int height,
     }
     QRegion region;
     for (int i = 0; i < count; i++) {
-        const be_rect& d = dirty[i];
+        const be_rect &d = dirty[i];
         region += QRect(d.left, d.top, d.right - d.left, d.bottom - d.top);
     }
     // Shown at once: the toolkit's own update would wake an idle program again
@@ -744,7 +751,7 @@ void be_present(be_win id, const uint32_t* pixels, int width, int height,
         w->content->repaint(region);
         return;
     }
-    for (auto& [number, item] : w->items)
+    for (auto &[number, item] : w->items)
         if (item.kind == BE_USER && item.widget &&
             region.intersects(item.widget->geometry()))
             item.widget->repaint();
@@ -752,7 +759,7 @@ void be_present(be_win id, const uint32_t* pixels, int width, int height,
 
 void be_set_cursor(be_win id, be_cursor cursor)
 {
-    DeskWindow* w = desk_window(id);
+    DeskWindow *w = desk_window(id);
     if (!w)
         return;
     if (cursor == BE_HIDDEN)
@@ -762,9 +769,9 @@ void be_set_cursor(be_win id, be_cursor cursor)
     apply_cursor(w);
 }
 
-void be_caret_at(be_win id, const be_rect* local)
+void be_caret_at(be_win id, const be_rect *local)
 {
-    DeskWindow* w = desk_window(id);
+    DeskWindow *w = desk_window(id);
     if (!w)
         return;
     QRect r(local->left, local->top, local->right - local->left,

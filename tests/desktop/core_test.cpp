@@ -28,36 +28,36 @@
 #include <QtTest/QTest>
 
 // The toolkit keeps some of its own for the life of a process.
-extern "C" const char* __asan_default_options()
+extern "C" const char *__asan_default_options()
 {
     return "detect_leaks=0";
 }
 
 class OnWidgets : public testing::Test {
-  protected:
-    QTemporaryDir home;  // an account without files
+protected:
+    QTemporaryDir home; // an account without files
 
     void SetUp() override
     {
         qputenv("HOME", home.path().toLocal8Bit());
-        for (const char* name :
+        for (const char *name :
              {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
             qunsetenv(name);
         static char program[] = "test";
-        static char* argv[] = {program, nullptr};
+        static char *argv[] = {program, nullptr};
         static int argc = 1;
-        const char* why = "";
+        const char *why = "";
 
         ASSERT_TRUE(be_start(&argc, argv, &why)) << why;
     }
     void TearDown() override { be_stop(); }
 
-    template <class Widget> Widget* item(WindowPtr w, int number)
+    template <class Widget> Widget *item(WindowPtr w, int number)
     {
-        QWidget* found = desk_window(window_id(w))->items.at(number).widget;
-        return dynamic_cast<Widget*>(found);
+        QWidget *found = desk_window(window_id(w))->items.at(number).widget;
+        return dynamic_cast<Widget *>(found);
     }
-    QWidget* content(WindowPtr w) { return desk_window(window_id(w))->content; }
+    QWidget *content(WindowPtr w) { return desk_window(window_id(w))->content; }
 
     // The user does something while the program waits.
     static void soon(std::function<void()> act, int milliseconds = 30)
@@ -66,11 +66,12 @@ class OnWidgets : public testing::Test {
     }
     // A press in the content, let go a little later: a tracking loop runs
     // between.
-    static void click(QWidget* at, QPoint where, int hold = 60)
+    static void click(QWidget *at, QPoint where, int hold = 60)
     {
         QTest::mousePress(at, Qt::LeftButton, {}, where);
-        soon([at, where] { QTest::mouseRelease(at, Qt::LeftButton, {}, where); },
-             hold);
+        soon(
+            [at, where] { QTest::mouseRelease(at, Qt::LeftButton, {}, where); },
+            hold);
     }
 };
 
@@ -79,7 +80,7 @@ TEST_F(OnWidgets, ModalDialogsAreAnswered)
 {
     WindowPtr main = ui_window();
     struct {
-        const char* act;
+        const char *act;
         std::function<void(DialogPtr)> user;
         int item;
     } rows[] = {
@@ -97,13 +98,16 @@ TEST_F(OnWidgets, ModalDialogsAreAnswered)
          2},
         {"close box",
          [&](DialogPtr d) { desk_window(window_id(d))->top->close(); }, 2},
-        {"user item", [&](DialogPtr d) { click(item<QWidget>(d, 5), {5, 5}); },
+        {"user item",
+         [&](DialogPtr d) {
+             click(item<QWidget>(d, 5), {5, 5});
+         },
          5},
         {"check box",
          [&](DialogPtr d) { item<QAbstractButton>(d, 4)->click(); }, 4},
     };
 
-    for (auto& row : rows) {
+    for (auto &row : rows) {
         SCOPED_TRACE(row.act);
         DialogPtr d = ui_dialog(BE_MODAL);
         int16_t hit = 0;
@@ -122,7 +126,7 @@ TEST_F(OnWidgets, TypedTextReachesTheDialog)
     DialogPtr d = ui_dialog(BE_MODELESS);
     ShowWindow(d);
     SelectWindow(d);
-    auto* edit = item<QLineEdit>(d, 3);
+    auto *edit = item<QLineEdit>(d, 3);
     EventRecord e;
     DialogPtr hit;
     int16_t number;
@@ -136,7 +140,7 @@ TEST_F(OnWidgets, TypedTextReachesTheDialog)
         if (e.what == keyDown && IsDialogEvent(&e)) {
             keys++;
             if ((e.message & 0xFF) == 'y')
-                continue;  // the program keeps this one
+                continue; // the program keeps this one
         }
         if (IsDialogEvent(&e))
             (void)DialogSelect(&e, &hit, &number);
@@ -161,7 +165,7 @@ TEST_F(OnWidgets, WaitsNest)
     ShowWindow(d);
     soon([&] { item<QAbstractButton>(d, 4)->click(); });
     ModalDialog(
-        [](DialogPtr, EventRecord*, int16_t*) {
+        [](DialogPtr, EventRecord *, int16_t *) {
             EventRecord inner;
             (void)WaitNextEvent(1 << updateEvt, &inner, 0, nullptr);
             passes++;
@@ -252,14 +256,14 @@ TEST_F(OnWidgets, ScrollBarsAreTracked)
     Rect box = {0, 284, 200, 300};
     ControlHandle bar =
         NewControl(main, &box, PSTR(""), true, 50, 0, 100, 386, 0);
-    QScrollBar* native = nullptr;
+    QScrollBar *native = nullptr;
     EventRecord e;
     ControlHandle found;
     int16_t part = 0;
 
     ui_settle();
-    for (auto& [number, i] : desk_window(window_id(main))->items)
-        native = dynamic_cast<QScrollBar*>(i.widget.data());
+    for (auto &[number, i] : desk_window(window_id(main))->items)
+        native = dynamic_cast<QScrollBar *>(i.widget.data());
     ASSERT_NE(native, nullptr);
     EXPECT_EQ(native->value(), 50);
     steps = 0;
@@ -299,9 +303,9 @@ TEST_F(OnWidgets, MenusChoose)
         EnableMenuItem(GetMenuHandle(300), 9);
     });
     ui_settle();
-    QMenuBar* bar = desk_window(window_id(main))->bar;
+    QMenuBar *bar = desk_window(window_id(main))->bar;
     ASSERT_EQ(bar->actions().size(), 7);
-    QMenu* edit = bar->actions().at(2)->menu<QMenu*>();
+    QMenu *edit = bar->actions().at(2)->menu<QMenu *>();
     soon([bar] {
         QTest::mouseClick(bar, Qt::LeftButton, {},
                           bar->actionGeometry(bar->actions().at(2)).center());
@@ -324,14 +328,15 @@ TEST_F(OnWidgets, MenusChoose)
     MenuHandle speeds = GetMenu(410);
     InsertMenu(speeds, -1);
     soon([] {
-        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
         ASSERT_NE(menu, nullptr);
         QTest::mouseClick(menu, Qt::LeftButton, {},
                           menu->actionGeometry(menu->actions().at(2)).center());
     });
     EXPECT_EQ(PopUpMenuSelect(speeds, 250, 150, 1), 410 << 16 | 3);
-    soon([] { QTest::keyClick(QApplication::activePopupWidget(),
-                              Qt::Key_Escape); });
+    soon([] {
+        QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Escape);
+    });
     EXPECT_EQ(PopUpMenuSelect(speeds, 250, 150, 1), 0);
     DisposeWindow(main);
 }
@@ -352,15 +357,16 @@ TEST_F(OnWidgets, ClipboardGoesBothWays)
     EXPECT_STREQ(back, "\x8E\rb");
 }
 
-// ---- the whole program --------------------------------------------------------------
+// ---- the whole program
+// --------------------------------------------------------------
 
 // Agrees to whatever stands in the way: the port dialog takes the demo host.
 static void answer_questions()
 {
-    QWidget* dialog = QApplication::activeModalWidget();
+    QWidget *dialog = QApplication::activeModalWidget();
     if (!dialog || !dialog->isVisible())
         return;
-    if (auto* box = dialog->findChild<QComboBox*>()) {
+    if (auto *box = dialog->findChild<QComboBox *>()) {
         box->setCurrentIndex(box->count() - 1);
         emit box->activated(box->count() - 1);
     }
@@ -376,7 +382,7 @@ TEST_F(OnWidgets, TheProgramRuns)
     QImage shown;
 
     QObject::connect(&user, &QTimer::timeout, [&] {
-        DeskWindow* w = desk_document();
+        DeskWindow *w = desk_document();
         if (!w || !w->top->isVisible() || QApplication::activeModalWidget()) {
             answer_questions();
             return;
@@ -393,7 +399,7 @@ TEST_F(OnWidgets, TheProgramRuns)
             shown = w->content->grab().toImage();
             break;
         case 11:
-        case 21:  // a question may have taken the first one's place
+        case 21: // a question may have taken the first one's place
             w->top->close();
             break;
         default:
@@ -410,6 +416,5 @@ TEST_F(OnWidgets, TheProgramRuns)
         for (int h = 0; h < shown.width() - 20; h += 1)
             colors.insert(shown.pixel(h, v));
     EXPECT_GT(colors.size(), 2) << "something is written on the screen";
-    EXPECT_TRUE(QFile::exists(
-        home.filePath(".config/quillon/phonebook.qpho")));
+    EXPECT_TRUE(QFile::exists(home.filePath(".config/quillon/phonebook.qpho")));
 }

@@ -13,14 +13,14 @@
 #include <QScrollBar>
 
 class Dialogs : public Desktop {
-  protected:
+protected:
     void SetUp() override
     {
         Desktop::SetUp();
         open(1, BE_DOCUMENT, 400, 200);
         open(2, BE_MODAL, 300, 300, false);
     }
-    void type(QWidget* at, Qt::Key key, Qt::KeyboardModifiers held = {})
+    void type(QWidget *at, Qt::Key key, Qt::KeyboardModifiers held = {})
     {
         QTest::keyClick(at, key, held);
     }
@@ -30,8 +30,8 @@ TEST_F(Dialogs, BoxesDontToggleThemselves)
 {
     item(2, 1, BE_CHECKBOX, "Echo & more", 0);
     item(2, 2, BE_RADIO, "Even", 1);
-    auto* box = widget<QCheckBox>(2, 1);
-    auto* radio = widget<QRadioButton>(2, 2);
+    auto *box = widget<QCheckBox>(2, 1);
+    auto *radio = widget<QRadioButton>(2, 2);
     EXPECT_EQ(box->text(), "Echo && more");
     box->click();
     radio->click();
@@ -50,7 +50,7 @@ TEST_F(Dialogs, KeysReachTheirWidgetOnlyWhenHandedOn)
 {
     item(2, 1, BE_EDIT, "ab");
     item(2, 2, BE_BUTTON, "OK");
-    auto* edit = widget<QLineEdit>(2, 1);
+    auto *edit = widget<QLineEdit>(2, 1);
     be_item_focus(2, 1, 2, 2);
     turn();
     heard.clear();
@@ -133,7 +133,7 @@ TEST_F(Dialogs, TheFirstFieldHasTheKeys)
 TEST_F(Dialogs, EditItems)
 {
     item(2, 1, BE_EDIT, "hello");
-    auto* edit = widget<QLineEdit>(2, 1);
+    auto *edit = widget<QLineEdit>(2, 1);
     be_item_focus(2, 1, 1, 3);
     EXPECT_EQ(edit->selectedText(), "el");
     be_item_edit(2, BE_COPY);
@@ -159,7 +159,7 @@ TEST_F(Dialogs, EditItems)
     info.text = "one\rtwo";
     info.enabled = info.visible = info.multiline = true;
     be_item_set(2, 3, &info);
-    auto* area = widget<QPlainTextEdit>(2, 3);
+    auto *area = widget<QPlainTextEdit>(2, 3);
     ASSERT_NE(area, nullptr);
     EXPECT_EQ(area->toPlainText(), "one\ntwo");
     EXPECT_FALSE(was_heard("text 2 item 3 'one\ntwo'"));
@@ -172,7 +172,7 @@ TEST_F(Dialogs, PopUpsShowTheirMenu)
                              {"19200", 0, true, false, false, 0}};
     be_menu_set(410, "Speed", true, speeds, 3);
     item(2, 1, BE_POPUP, "", 3, 410);
-    auto* box = widget<QComboBox>(2, 1);
+    auto *box = widget<QComboBox>(2, 1);
     EXPECT_EQ(box->count(), 3);
     EXPECT_EQ(box->currentText(), "19200");
 
@@ -200,7 +200,7 @@ TEST_F(Dialogs, ProgressAndText)
 TEST_F(Dialogs, UserItemsShowTheCanvasAndTellTheirPlace)
 {
     open(3, BE_MODELESS, 200, 120, true);
-    item(3, 1, BE_USER, "");  // at 10,36 to 160,58
+    item(3, 1, BE_USER, ""); // at 10,36 to 160,58
     std::vector<uint32_t> pixels(200 * 120, 0xFF0000);
     pixels[36 * 200 + 10] = 0x00FF00;
     be_rect dirty = {0, 0, 200, 120};
@@ -211,10 +211,10 @@ TEST_F(Dialogs, UserItemsShowTheCanvasAndTellTheirPlace)
     EXPECT_EQ(shown.pixel(159, 57) & 0xFFFFFF, 0xFF0000u);
     EXPECT_NE(shown.pixel(5, 5) & 0xFFFFFF, 0xFF0000u) << "not in the box";
 
-    be_window_dispose(2);  // the modal one in front
+    be_window_dispose(2); // the modal one in front
     turn();
     heard.clear();
-    QWidget* box = desk_window(3)->items.at(1).widget;
+    QWidget *box = desk_window(3)->items.at(1).widget;
     QPoint at = box->mapToGlobal(QPoint(4, 5));
     QTest::mousePress(box, Qt::LeftButton, {}, {4, 5});
     char line[100];
@@ -237,13 +237,13 @@ TEST_F(Dialogs, ScrollBarsAskForSteps)
     turn();
     heard.clear();
 
-    auto* bar = widget<QScrollBar>(1, 1);
+    auto *bar = widget<QScrollBar>(1, 1);
     bar->triggerAction(QAbstractSlider::SliderSingleStepSub);
     bar->triggerAction(QAbstractSlider::SliderPageStepAdd);
     EXPECT_EQ(take_heard(), "scroll 1 item 1 part 20 at 50; "
                             "scroll 1 item 1 part 23 at 50");
     EXPECT_EQ(bar->value(), 50);
-    bar->setSliderPosition(70);  // as a drag of the thumb does
+    bar->setSliderPosition(70); // as a drag of the thumb does
     EXPECT_EQ(take_heard(), "scroll 1 item 1 part 129 at 70");
     QTest::mouseRelease(bar, Qt::LeftButton);
     EXPECT_EQ(take_heard(), "scroll 1 item 1 part 0 at 70");

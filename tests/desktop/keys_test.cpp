@@ -4,15 +4,15 @@
 #include "platform/desktop/keys.h"
 
 struct KeyCase {
-    const char* name;
+    const char *name;
     int key;
     Qt::KeyboardModifiers held;
-    const char* text;      // what the layout gives
+    const char *text; // what the layout gives
     uint32_t hardware;
     // expected
     uint8_t character, code;
     uint16_t modifiers;
-    const char* out;
+    const char *out;
 };
 
 constexpr auto none = Qt::NoModifier;
@@ -74,7 +74,7 @@ static const KeyCase cases[] = {
 
 TEST(Keys, Meaning)
 {
-    for (const KeyCase& c : cases) {
+    for (const KeyCase &c : cases) {
         SCOPED_TRACE(c.name);
         QKeyEvent event(QEvent::KeyPress, c.key, c.held, c.hardware, 0, 0,
                         QString::fromUtf8(c.text));
@@ -99,7 +99,7 @@ TEST(Keys, AltGrIsOptionWhileHeld)
     keys_follow(release);
     EXPECT_EQ(keys_translate(page).modifiers, 0);
     keys_follow(press);
-    keys_forget();  // released over another window
+    keys_forget(); // released over another window
     EXPECT_EQ(keys_translate(page).modifiers, 0);
 }
 

@@ -5,7 +5,7 @@
 #include <QMenuBar>
 
 class Menus : public Desktop {
-  protected:
+protected:
     void SetUp() override
     {
         Desktop::SetUp();
@@ -26,22 +26,22 @@ class Menus : public Desktop {
         turn();
         heard.clear();
     }
-    QList<QAction*> titles() { return desk_window(1)->bar->actions(); }
-    QMenu* edit() { return titles().at(1)->menu<QMenu*>(); }
+    QList<QAction *> titles() { return desk_window(1)->bar->actions(); }
+    QMenu *edit() { return titles().at(1)->menu<QMenu *>(); }
 };
 
 TEST_F(Menus, ShowTheirItems)
 {
     ASSERT_EQ(titles().size(), 2);
-    QList<QAction*> items = edit()->actions();
+    QList<QAction *> items = edit()->actions();
     ASSERT_EQ(items.size(), 4);
     EXPECT_FALSE(items[0]->isEnabled());
     EXPECT_TRUE(items[1]->isSeparator());
     EXPECT_EQ(items[2]->text(), "Cut && Run\tAlt+C") << "no mnemonic";
     EXPECT_TRUE(items[2]->isChecked());
     EXPECT_TRUE(items[2]->shortcut().isEmpty());
-    ASSERT_NE(items[3]->menu<QMenu*>(), nullptr);
-    EXPECT_TRUE(items[3]->menu<QMenu*>()->actions()[0]->font().bold());
+    ASSERT_NE(items[3]->menu<QMenu *>(), nullptr);
+    EXPECT_TRUE(items[3]->menu<QMenu *>()->actions()[0]->font().bold());
 }
 
 TEST_F(Menus, ChoiceIsToldAndMarksAreLeftAlone)
@@ -49,7 +49,7 @@ TEST_F(Menus, ChoiceIsToldAndMarksAreLeftAlone)
     edit()->actions()[2]->trigger();
     EXPECT_EQ(take_heard(), "menu 300 item 3");
     EXPECT_TRUE(edit()->actions()[2]->isChecked());
-    edit()->actions()[3]->menu<QMenu*>()->actions()[0]->trigger();
+    edit()->actions()[3]->menu<QMenu *>()->actions()[0]->trigger();
     EXPECT_EQ(take_heard(), "menu 217 item 1");
 }
 
@@ -62,7 +62,7 @@ TEST_F(Menus, OpenWithoutStopping)
                               {"Redo", 0, true, false, false, 0}};
         be_menu_set(300, "Edit", true, now, 2);
     };
-    QMenuBar* bar = desk_window(1)->bar;
+    QMenuBar *bar = desk_window(1)->bar;
     QTest::mousePress(bar, Qt::LeftButton, {},
                       bar->actionGeometry(titles()[1]).center());
     turn();
@@ -88,7 +88,7 @@ TEST_F(Menus, PopUpsTellTheirEnd)
 {
     be_menu_popup(217, 200, 200, 1);
     turn();
-    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
     ASSERT_NE(menu, nullptr);
     menu->close();
     turn();
@@ -110,7 +110,7 @@ TEST_F(Menus, PopUpsTellTheirEnd)
 
 TEST_F(Menus, HilitedTitleLooksPressed)
 {
-    QMenuBar* bar = desk_window(1)->bar;
+    QMenuBar *bar = desk_window(1)->bar;
     auto title = [&] {
         turn();
         return bar->grab(bar->actionGeometry(titles()[1])).toImage();

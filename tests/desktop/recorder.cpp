@@ -8,12 +8,12 @@ bool dropAllowed;
 void (*onMenuWillOpen)();
 
 // The toolkit keeps some of its own for the life of a process.
-extern "C" const char* __asan_default_options()
+extern "C" const char *__asan_default_options()
 {
     return "detect_leaks=0";
 }
 
-__attribute__((format(printf, 1, 2))) static void note(const char* form, ...)
+__attribute__((format(printf, 1, 2))) static void note(const char *form, ...)
 {
     char line[400];
     va_list args;
@@ -28,13 +28,13 @@ std::string take_heard()
 {
     std::string all;
 
-    for (const std::string& line : heard)
+    for (const std::string &line : heard)
         all += (all.empty() ? "" : "; ") + line;
     heard.clear();
     return all;
 }
 
-bool was_heard(const std::string& line)
+bool was_heard(const std::string &line)
 {
     return std::find(heard.begin(), heard.end(), line) != heard.end();
 }
@@ -47,7 +47,7 @@ void turn(int milliseconds)
         be_wait(end, -1, false, false);
 }
 
-bool turn_until(const std::string& line, int milliseconds)
+bool turn_until(const std::string &line, int milliseconds)
 {
     int64_t end = be_now_us() + milliseconds * 1000;
 
@@ -56,14 +56,15 @@ bool turn_until(const std::string& line, int milliseconds)
     return was_heard(line);
 }
 
-// ---- the cases' ground ----------------------------------------------------------
+// ---- the cases' ground
+// ----------------------------------------------------------
 
 void Desktop::SetUp()
 {
     static char name[] = "test";
-    static char* argv[] = {name, nullptr};
+    static char *argv[] = {name, nullptr};
     static int argc = 1;
-    const char* why = "";
+    const char *why = "";
 
     ASSERT_TRUE(be_start(&argc, argv, &why)) << why;
     heard.clear();
@@ -90,11 +91,11 @@ void Desktop::open(be_win w, be_window_kind kind, int width, int height,
     be_window_new(w, &info);
     be_window_show(w, true);
     be_window_front(w);
-    turn(250);  // until the place has settled
+    turn(250); // until the place has settled
     heard.clear();
 }
 
-void Desktop::item(be_win w, int number, be_item_kind kind, const char* text,
+void Desktop::item(be_win w, int number, be_item_kind kind, const char *text,
                    int value, int menu)
 {
     be_item_info info = {};
@@ -111,9 +112,10 @@ void Desktop::item(be_win w, int number, be_item_kind kind, const char* text,
     be_item_set(w, number, &info);
 }
 
-// ---- the calls up -----------------------------------------------------------------
+// ---- the calls up
+// -----------------------------------------------------------------
 
-void up_key(be_win w, const char* text, uint8_t character, uint8_t keycode,
+void up_key(be_win w, const char *text, uint8_t character, uint8_t keycode,
             uint16_t modifiers, bool repeat, uint32_t token)
 {
     lastKeyToken = token;
@@ -141,18 +143,18 @@ void up_close(be_win w)
     note("close %d", w);
 }
 
-void up_resized(be_win w, const be_rect* c, bool finished)
+void up_resized(be_win w, const be_rect *c, bool finished)
 {
     note("resized %d %dx%d%s", w, c->right - c->left, c->bottom - c->top,
          finished ? "" : " still");
 }
 
-void up_moved(be_win w, const be_rect* c)
+void up_moved(be_win w, const be_rect *c)
 {
     note("moved %d %d,%d", w, c->left, c->top);
 }
 
-void up_zoom(be_win w, bool zoomed, const be_rect*)
+void up_zoom(be_win w, bool zoomed, const be_rect *)
 {
     note("zoom %d %d", w, zoomed);
 }
@@ -201,7 +203,7 @@ void up_item_value(be_win w, int item, int value)
     note("value %d item %d is %d", w, item, value);
 }
 
-void up_item_text(be_win w, int item, const char* text)
+void up_item_text(be_win w, int item, const char *text)
 {
     note("text %d item %d '%s'", w, item, text);
 }
@@ -216,7 +218,7 @@ void up_scroll(be_win w, int item, int part, int value)
     note("scroll %d item %d part %d at %d", w, item, part, value);
 }
 
-void up_answer(bool ok, uint32_t value, const char* const* paths, int count)
+void up_answer(bool ok, uint32_t value, const char *const *paths, int count)
 {
     std::string all;
 
@@ -231,8 +233,8 @@ bool up_drag_over(be_win, int, int, bool text, bool files)
     return dropAllowed;
 }
 
-void up_drop(be_win w, int, int, uint16_t, const char* text,
-             const char* const* paths, int count)
+void up_drop(be_win w, int, int, uint16_t, const char *text,
+             const char *const *paths, int count)
 {
     note("drop %d '%s' %d %s", w, text ? text : "", count,
          count ? paths[0] : "");
@@ -243,7 +245,7 @@ void up_drag_done(bool taken)
     note("drag done %d", taken);
 }
 
-void up_open_files(const char* const*, int) {}
+void up_open_files(const char *const *, int) {}
 
 void up_quit()
 {

@@ -12,10 +12,10 @@
 
 using Services = Desktop;
 
-template <class Widget> static Widget* shown()
+template <class Widget> static Widget *shown()
 {
-    for (QWidget* w : QApplication::topLevelWidgets())
-        if (auto* found = qobject_cast<Widget*>(w); found && w->isVisible())
+    for (QWidget *w : QApplication::topLevelWidgets())
+        if (auto *found = qobject_cast<Widget *>(w); found && w->isVisible())
             return found;
     return nullptr;
 }
@@ -24,7 +24,7 @@ TEST_F(Services, FixedFontsHaveOneCell)
 {
     be_font_metrics m;
     be_glyph g;
-    const char* family = be_font_best_fixed();
+    const char *family = be_font_best_fixed();
 
     for (int size : {9, 12, 13, 24}) {
         be_font font = be_font_open(family, size, false, false, &m);
@@ -73,7 +73,7 @@ TEST_F(Services, GlyphsStandOnTheBaseline)
 
 TEST_F(Services, FontListsAreSorted)
 {
-    const char* names[500];
+    const char *names[500];
     int all = be_font_list(names, 500, false);
     int fixed = be_font_list(names, 500, true);
 
@@ -104,11 +104,11 @@ TEST_F(Services, AskingForFiles)
     be_ask_info info = {BE_ASK_SAVE, "Save as", "there", path.constData(), 0};
     be_ask(&info);
     turn(100);
-    auto* dialog = shown<QFileDialog>();
+    auto *dialog = shown<QFileDialog>();
     ASSERT_NE(dialog, nullptr);
     QMetaObject::invokeMethod(dialog, "accept");
     turn(100);
-    auto* box = shown<QMessageBox>();
+    auto *box = shown<QMessageBox>();
     ASSERT_NE(box, nullptr) << "replacing is asked";
     box->button(QMessageBox::Cancel)->click();
     turn(50);
@@ -116,11 +116,11 @@ TEST_F(Services, AskingForFiles)
     EXPECT_EQ(take_heard().find("answer"), std::string::npos);
     QMetaObject::invokeMethod(dialog, "accept");
     turn(100);
-    for (QAbstractButton* button : shown<QMessageBox>()->buttons())
+    for (QAbstractButton *button : shown<QMessageBox>()->buttons())
         if (button->text().contains("Replace"))
             button->click();
-    EXPECT_TRUE(turn_until(
-        "answer 1 000000 " + folder.filePath("there").toStdString()));
+    EXPECT_TRUE(turn_until("answer 1 000000 " +
+                           folder.filePath("there").toStdString()));
 
     // A name that isn't there is refused in the open dialog.
     heard.clear();
@@ -130,7 +130,7 @@ TEST_F(Services, AskingForFiles)
     turn(100);
     dialog = shown<QFileDialog>();
     ASSERT_NE(dialog, nullptr);
-    dialog->findChild<QLineEdit*>()->setText("absent");
+    dialog->findChild<QLineEdit *>()->setText("absent");
     QMetaObject::invokeMethod(dialog, "accept");
     turn(100);
     ASSERT_NE(shown<QMessageBox>(), nullptr);
@@ -143,8 +143,7 @@ TEST_F(Services, AskingForFiles)
     be_ask(&info);
     turn(100);
     QMetaObject::invokeMethod(shown<QFileDialog>(), "accept");
-    EXPECT_TRUE(
-        turn_until("answer 1 000000 " + folder.path().toStdString()));
+    EXPECT_TRUE(turn_until("answer 1 000000 " + folder.path().toStdString()));
 }
 
 TEST_F(Services, AskingForAnswers)
@@ -156,12 +155,12 @@ TEST_F(Services, AskingForAnswers)
     EXPECT_TRUE(turn_until("answer 1 336699"));
 
     info = {BE_ASK_SAVE_CHANGES, nullptr, "Book", nullptr, 0};
-    const std::pair<QMessageBox::StandardButton, const char*> cases[] = {
+    const std::pair<QMessageBox::StandardButton, const char *> cases[] = {
         {QMessageBox::Save, "answer 1 000001"},
         {QMessageBox::Discard, "answer 1 000002"},
         {QMessageBox::Cancel, "answer 0 000003"},
     };
-    for (auto& [button, line] : cases) {
+    for (auto &[button, line] : cases) {
         heard.clear();
         be_ask(&info);
         turn(50);

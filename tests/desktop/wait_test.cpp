@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 class Wait : public Desktop {
-  protected:
+protected:
     int here = -1, there = -1;
 
     void SetUp() override

@@ -7,7 +7,7 @@
 #include <QUrl>
 
 class Windows : public Desktop {
-  protected:
+protected:
     std::vector<uint32_t> pixels;
 
     void present(be_win w, int width, int height, uint32_t color,
@@ -29,7 +29,7 @@ TEST_F(Windows, ShowWhatTheCoreDrew)
 {
     open(1, BE_DOCUMENT, 300, 200);
     EXPECT_EQ(content(1)->size(), QSize(300, 200));
-    EXPECT_EQ(pixel(1, 5, 5), 0xFFFFFFu);  // nothing drawn yet
+    EXPECT_EQ(pixel(1, 5, 5), 0xFFFFFFu); // nothing drawn yet
     present(1, 300, 200, 0x123456);
     EXPECT_EQ(pixel(1, 0, 0), 0x123456u);
     EXPECT_EQ(pixel(1, 299, 199), 0x123456u);
@@ -50,7 +50,8 @@ TEST_F(Windows, ResizeIsToldOnceAndAtTheEnd)
         turn(20);
     }
     EXPECT_FALSE(was_heard("resized 1 310x220"));
-    EXPECT_EQ(pixel(1, 349, 219), 0x102030u) << "the corner's colour, meanwhile";
+    EXPECT_EQ(pixel(1, 349, 219), 0x102030u)
+        << "the corner's colour, meanwhile";
     EXPECT_TRUE(turn_until("resized 1 350x220"));
     EXPECT_FALSE(was_heard("resized 1 330x220"));
 
@@ -193,7 +194,7 @@ TEST_F(Windows, DropsAreOfferedFirst)
     QMimeData text, file;
     text.setText(QStringLiteral("hello"));
     file.setUrls({QUrl::fromLocalFile(QStringLiteral("/tmp/some file"))});
-    auto drop = [this](QMimeData* data) {
+    auto drop = [this](QMimeData *data) {
         QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, data,
                               Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(content(1), &enter);
@@ -211,5 +212,6 @@ TEST_F(Windows, DropsAreOfferedFirst)
     EXPECT_TRUE(drop(&text));
     EXPECT_EQ(take_heard(), "over text; over text; drop 1 'hello' 0 ");
     EXPECT_TRUE(drop(&file));
-    EXPECT_EQ(take_heard(), "over text files; over text files; drop 1 '' 1 /tmp/some file");
+    EXPECT_EQ(take_heard(),
+              "over text files; over text files; drop 1 '' 1 /tmp/some file");
 }

@@ -26,7 +26,7 @@ static const char kUsage[] =
 
 // A document is opened when the program's loop runs, and by then a relative
 // path might mean another place.
-static std::string absolute(const char* path)
+static std::string absolute(const char *path)
 {
     char here[PATH_MAX];
 
@@ -36,7 +36,7 @@ static std::string absolute(const char* path)
 }
 
 // Answers what needs no display. True when that was all.
-static bool answered(int argc, char** argv, int* result)
+static bool answered(int argc, char **argv, int *result)
 {
     *result = 0;
     for (int i = 1; i < argc && strcmp(argv[i], "--") != 0; i++) {
@@ -54,8 +54,8 @@ static bool answered(int argc, char** argv, int* result)
 
 // The documents among the arguments that the desktop left. False, with a word
 // to the user, at an option that nobody knows or a file that isn't there.
-static bool find_documents(int argc, char** argv,
-                           std::vector<std::string>* documents)
+static bool find_documents(int argc, char **argv,
+                           std::vector<std::string> *documents)
 {
     bool options = true;
 
@@ -76,12 +76,12 @@ static bool find_documents(int argc, char** argv,
     return true;
 }
 
-int main(int argc, char** argv)
+int main(int argc, char **argv)
 {
     int result;
-    const char* why = "no display";
+    const char *why = "no display";
     std::vector<std::string> documents;
-    std::vector<const char*> paths;
+    std::vector<const char *> paths;
 
     if (answered(argc, argv, &result))
         return result;
@@ -93,7 +93,7 @@ int main(int argc, char** argv)
         be_stop();
         return 1;
     }
-    for (const std::string& document : documents)
+    for (const std::string &document : documents)
         paths.push_back(document.c_str());
     ae_queue_start(paths.data(), int(paths.size()));
     result = QuillonMain();
