@@ -1,0 +1,322 @@
+// What the fuzz targets of the transfers share: a terminal in memory, a folder
+// to receive into, a line whose time is false, and a user who answers every
+// question.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "connect/Dial.h"
+#include "connect/Settings.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/headless/headless.h"
+#include "platform/ports.h"
+#include "scrollback/View.h"
+#include "serial/IOKitSerial.h"
+#include "serial/ModemIO.h"
+#include "terminal/VT100.h"
+#include "transfer/Names.h"
+#include "transfer/Util.h"
+#include "transfer/rz.h"
+#include "transfer/sz.h"
+#include "transfer/xmodem.h"
+#include "transfer/zm.h"
+#include "transfer/zmaclo.h"
+#include "transfer/zstats.h"
+
+// Freed canvases that wait to be caught in use are what most of the time goes
+// into.
+extern "C" const char *__asan_default_options();
+inline const char *gAsanOptions = "quarantine_size_mb=2:malloc_context_size=6";
+const char *__asan_default_options()
+{
+    return gAsanOptions;
+}
+
+namespace rig
+{
+
+inline int runs;         // a watch of an earlier run does nothing
+inline std::string top;  // holds "in", the receive folder, and a sentinel
+
+inline void answer_all()
+{
+    hl_modal([](WindowPtr w) {
+        static int answer;
+        hl_hit(w, 1 + answer++ % 3);
+        answer_all();
+    });
+}
+
+inline void use_folder()
+{
+    FSSpec spec;
+    CatInfo info;
+    if (FSSpecFromPath((top + "/in").c_str(), &spec) != noErr ||
+        GetCatInfo(spec.vRefNum, spec.parID, spec.name, &info) != noErr)
+        abort();
+    zRcvVol = spec.vRefNum;
+    zRcvDirID = info.dirID;
+}
+
+inline void start()
+{
+    char form[] = "/dev/shm/quillon-fuzz-XXXXXX";
+    if (!top.empty())
+        return;
+    if (!mkdtemp(form))
+        abort();
+    top = form;
+    atexit([] {
+        std::error_code ignored;
+        std::filesystem::remove_all(top, ignored);
+    });
+    std::filesystem::create_directory(top + "/in");
+    std::filesystem::create_directory(top + "/state");
+    for (const char *name : {"XDG_STATE_HOME", "XDG_CONFIG_HOME", "HOME",
+                             "XDG_DATA_HOME"})
+        setenv(name, (top + "/state").c_str(), 1);
+    fclose(fopen((top + "/sentinel").c_str(), "w"));
+    MaxLine = 24;
+    MaxCol = 80;
+    InitPage();
+    scrolled = 1;
+    if (SerAlloc() != 0 || AllocXferBuf(1500) < 1500)
+        abort();
+    qset.fileBufSize = 2048;
+    qset.globFlags = kGlobNoXferLog | kGlobNoBell;
+    Baudrate = 2400;
+    gCarrierRate = 2400;
+    use_folder();
+    answer_all();
+}
+
+// A fresh line and settings of the input's choosing.
+inline void begin(uint8_t choice)
+{
+    static const char letters[] = "SMTB";
+
+    start();
+    cset = {};
+    cset.rzTimeout = 1;
+    cset.szTimeout = 1;
+    cset.xmStartTimeout = 10;
+    cset.hostNames = 3;
+    cset.zFlags = choice & 1;
+    op_xconv = letters[choice >> 1 & 3];
+    cset.zWindow = choice & 8 ? 1024 : 0;
+    if (sIn != 0)
+        port_close(sIn);
+    sIn = sOut = int16_t(hl_line_open(HL_SOCKET));
+    lineBufCnt = 0;
+    awKill();
+    clock_watch_port(sIn);
+    UserCancel = 0;
+    Zmodem = 0;
+    runs++;
+}
+
+// Nothing of the run is left, and nothing beside the folder has changed.
+inline void end()
+{
+    if (zDlog || zRcvRef != 0 || zSendRef != 0)
+        abort();
+    int beside = 0;
+    for (const auto &e : std::filesystem::directory_iterator(top)) {
+        (void)e;
+        beside++;
+    }
+    if (beside != 3)
+        abort();
+    for (const auto &e : std::filesystem::directory_iterator(top + "/in"))
+        std::filesystem::remove_all(e.path());
+    (void)hl_line_heard();
+}
+
+// The user presses Cancel when the other side has nothing more to say, or when
+// it says too much. `ticks` is how long he bears the silence. A transfer that
+// goes on in spite of that for three minutes hangs.
+inline void watch(int run, int ticks, int turn = 0)
+{
+    hl_after(uint32_t(ticks), [=] {
+        if (run != runs)
+            return;
+        if (hl_line_waiting() == 0 || turn > 100) {
+            UserCancel = 1;
+            // The wait for the sender to fall silent, in short.
+            LastGetTicks -= 60;
+        }
+        if (turn > 100 + 3 * 3600 / ticks)
+            abort();
+        watch(run, ticks, turn + 1);
+    });
+}
+
+// ---- what the other side says -------------------------------------------------
+
+// A byte 0xFF is a pause.
+inline void say_raw(const uint8_t *bytes, size_t size)
+{
+    size_t from = 0;
+    int64_t delay = 0;
+    for (size_t i = 0; i <= size; i++) {
+        if (i < size && bytes[i] != 0xFF)
+            continue;
+        hl_line_say(std::string(bytes + from, bytes + i), delay);
+        delay = 150000;
+        from = i + 1;
+    }
+}
+
+// Frames whose check is right, as no mutation of bytes would find them. The
+// input is a row of steps, each a byte and its arguments:
+//
+//  bits 0-2  0 bytes as they are: count, bytes
+//            1, 2, 3 header, hexadecimal, CRC-16, CRC-32: type, 4 bytes
+//            4 subpacket, its end by bits 3-4: count, bytes
+//            5 the same with 16 times as many bytes: count, the byte
+//            6 pause: tenths of a second
+//            7 ZDATA, or ZEOF with bit 3, at the place reached by the data
+//  bit 7     the check is damaged
+struct composer {
+    const uint8_t *p, *end;
+    std::string out;
+    int64_t delay = 0;
+    uint32_t reached = 0;
+    bool wide = false;  // CRC-32 for the next subpacket
+
+    uint8_t next() { return p < end ? *p++ : 0; }
+
+    void escaped(uint8_t c)
+    {
+        if (!(c & 0x60)) {
+            out += char(ZDLE);
+            c ^= 0x40;
+        }
+        out += char(c);
+    }
+
+    // The check over `bytes`, the last of which went out unescaped or not.
+    void check(const std::string &bytes, uint8_t damage)
+    {
+        const uint8_t *b = reinterpret_cast<const uint8_t *>(bytes.data());
+        const int32_t n = int32_t(bytes.size());
+        if (wide) {
+            uint32_t crc = ~crc32_run(b, n, 0xFFFFFFFF) ^ (damage >> 7);
+            for (int i = 0; i < 4; i++, crc >>= 8)
+                escaped(uint8_t(crc));
+        } else {
+            uint16_t crc = crc16_run(b, n, 0) ^ (damage >> 7);
+            escaped(uint8_t(crc >> 8));
+            escaped(uint8_t(crc));
+        }
+    }
+
+    void header(int form, uint8_t type, uint32_t data, uint8_t damage)
+    {
+        std::string bytes(1, char(type));
+        for (int i = 0; i < 4; i++, data >>= 8)
+            bytes += char(data);
+        if (type == ZFILE)
+            reached = 0;
+        wide = form == 3;
+        out += form == 1 ? "**" : "*";
+        out += char(ZDLE);
+        out += form == 1 ? 'B' : form == 2 ? 'A' : 'C';
+        if (form != 1) {
+            for (char c : bytes)
+                escaped(uint8_t(c));
+            check(bytes, damage);
+            return;
+        }
+        uint16_t crc =
+            crc16_run(reinterpret_cast<const uint8_t *>(bytes.data()), 5, 0) ^
+            (damage >> 7);
+        bytes += char(crc >> 8);
+        bytes += char(crc);
+        for (char c : bytes) {
+            char hex[3];
+            snprintf(hex, sizeof hex, "%02x", uint8_t(c));
+            out += hex;
+        }
+        out += "\r\n\x11";
+    }
+
+    void subpacket(std::string data, uint8_t step)
+    {
+        reached += uint32_t(data.size());
+        for (char c : data)
+            escaped(uint8_t(c));
+        char last = char(ZCRCE + (step >> 3 & 3));
+        out += char(ZDLE);
+        out += last;
+        check(data + last, step);
+    }
+
+    void take(uint8_t step)
+    {
+        std::string bytes;
+        uint8_t type;
+
+        switch (step & 7) {
+        case 0:
+        case 4:
+            for (int n = next(); n > 0 && p < end; n--)
+                bytes += char(next());
+            if (step & 4)
+                subpacket(bytes, step);
+            else
+                out += bytes;
+            break;
+        case 1:
+        case 2:
+        case 3:
+            type = next();
+            for (int i = 0; i < 4; i++)
+                bytes += char(next());
+            header(step & 7, type,
+                   rclhdr(reinterpret_cast<const uint8_t *>(bytes.data())),
+                   step);
+            break;
+        case 5:
+            bytes.assign(size_t(next()) * 16, 0);
+            std::fill(bytes.begin(), bytes.end(), char(next()));
+            subpacket(bytes, step);
+            break;
+        case 6:
+            hl_line_say(out, delay);
+            out.clear();
+            delay = (next() & 63) * 100000;
+            break;
+        case 7:
+            header(3, step & 8 ? ZEOF : ZDATA, reached, step);
+            break;
+        }
+    }
+};
+
+inline void say_frames(const uint8_t *bytes, size_t size)
+{
+    composer c = {bytes, bytes + size, ""};
+
+    while (c.p < c.end && c.out.size() < 20000)
+        c.take(c.next());
+    hl_line_say(c.out, c.delay);
+}
+
+// The input as frames or, by `raw`, as the bytes of the line.
+inline void say(bool raw, const uint8_t *bytes, size_t size)
+{
+    if (raw)
+        say_raw(bytes, size);
+    else
+        say_frames(bytes, size);
+}
+
+}  // namespace rig
