@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
 # Transfers by ZMODEM, beside lrzsz over the same relay. Parts as arguments
-# behind the first: free line delay flips.
+# behind the first: free line delay flips slowflips.
 set -eu
 exec python3 "$(dirname "$0")/zmodem.py" "$@"
