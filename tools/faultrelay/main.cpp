@@ -45,6 +45,7 @@
 #include <unistd.h>
 
 constexpr size_t kPiece = 64;          // bytes that a slow line moves at once
+constexpr int kDriverRoom = 4096;     // what a program may write ahead
 constexpr size_t kBuffer = 2048;       // what a slow line holds on its way
 constexpr size_t kChunk = 16384;
 constexpr long kStreamStart = 4096;    // bytes from which a stream is one
@@ -83,10 +84,18 @@ struct end_point {
     double streamStart = 0, streamEnd = 0;
 };
 
-static int make_pair(bool terminals, int pair[2])
+static int make_pair(bool terminals, bool slow, int pair[2])
 {
-    if (!terminals)
-        return socketpair(AF_UNIX, SOCK_STREAM, 0, pair);
+    if (!terminals) {
+        if (socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0)
+            return -1;
+        // A socket would take twenty seconds of a slow line's bytes in
+        // advance, which no driver of a serial port does.
+        int room = kDriverRoom;
+        if (slow)
+            setsockopt(pair[1], SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+        return 0;
+    }
     termios raw;
     if (openpty(&pair[0], &pair[1], nullptr, nullptr, nullptr) != 0)
         return -1;
@@ -95,11 +104,11 @@ static int make_pair(bool terminals, int pair[2])
     return tcsetattr(pair[1], TCSANOW, &raw);
 }
 
-static bool launch(end_point *e, char **argv, bool terminals)
+static bool launch(end_point *e, char **argv, const options &o)
 {
     int pair[2];
 
-    if (make_pair(terminals, pair) != 0)
+    if (make_pair(o.terminals, o.rate > 0, pair) != 0)
         return false;
     e->pid = fork();
     if (e->pid < 0)
@@ -408,8 +417,8 @@ int main(int argc, char **argv)
     chance.seed(o.seed);
     signal(SIGPIPE, SIG_IGN);
     now();
-    if (!launch(&a, argv + first, o.terminals) ||
-        !launch(&b, argv + second, o.terminals)) {
+    if (!launch(&a, argv + first, o) ||
+        !launch(&b, argv + second, o)) {
         perror("faultrelay");
         return 1;
     }
