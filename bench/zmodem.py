@@ -3,7 +3,7 @@
 
     zmodem.py BIN-DIR [PART...]
 
-Parts: free line delay flips slowflips; without a name, all.
+Parts: free line delay flips flips4 slowflips slowflips4; without a name, all.
 
 Each part runs the four pairs of sender and receiver in turn, several times,
 and prints medians as ratios to sz -> rz of the same part: speed above 1 and
@@ -34,16 +34,16 @@ PAIRS = [("theirs", "theirs"), ("theirs", "ours"), ("ours", "theirs"),
 # chance stalls last: ten seconds whenever the end of a block goes astray.
 PARTS = [
     ("free", "no limit, 16 MiB", 16 * MIB, 9, "", 1.0),
-    ("line", "115200 bit/s, 256 KiB", 256 << 10, 2, f"--rate {RATE}", 0.99),
-    ("delay", "115200 bit/s, 100 ms each way, 256 KiB", 256 << 10, 2,
+    ("line", "115200 bit/s, 192 KiB", 192 << 10, 2, f"--rate {RATE}", 0.99),
+    ("delay", "115200 bit/s, 100 ms each way, 192 KiB", 192 << 10, 2,
      f"--rate {RATE} --delay 100", 0.99),
     ("flips", "no limit, flips 1e-5, 16 MiB", 16 * MIB, 7,
      "--flip 1e-5 --seed %d", 0.9),
-    ("flips", "no limit, flips 1e-4, 2 MiB", 2 * MIB, 11,
+    ("flips4", "no limit, flips 1e-4, 2 MiB", 2 * MIB, 11,
      "--flip 1e-4 --seed %d", 0.9),
-    ("slowflips", "115200 bit/s, flips 1e-5, 256 KiB", 256 << 10, 3,
+    ("slowflips", "115200 bit/s, flips 1e-5, 128 KiB", 128 << 10, 3,
      f"--rate {RATE} --flip 1e-5 --seed %d", 0.9),
-    ("slowflips", "115200 bit/s, flips 1e-4, 256 KiB", 256 << 10, 5,
+    ("slowflips4", "115200 bit/s, flips 1e-4, 128 KiB", 128 << 10, 5,
      f"--rate {RATE} --flip 1e-4 --seed %d", 0.9),
 ]
 # The speed that ours is told. It says how many stray bytes are borne before
