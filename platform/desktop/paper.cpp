@@ -11,6 +11,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QPageSize>
 #include <QPainter>
 #include <QPrinter>
@@ -284,8 +285,17 @@ void be_page_ask(bool setup, const be_page *start)
         ask_print();
 }
 
+// Before any dialog the paper is that of the user's country.
 void be_page_get(be_page *out)
 {
+    if (chosen.paperW <= 0 || chosen.paperH <= 0) {
+        bool letter =
+            QLocale::system().measurementSystem() == QLocale::ImperialUSSystem;
+        take_size(letter ? QPageSize::Letter : QPageSize::A4, false);
+        chosen.first = 1;
+        chosen.last = kMostPages;
+        chosen.copies = 1;
+    }
     *out = chosen;
 }
 

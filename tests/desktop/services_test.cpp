@@ -178,6 +178,11 @@ TEST_F(Services, PrintingMakesPages)
     be_page page = {595, 842, 18, 18, 577, 824, false, 1, 99, 1};
     std::vector<uint32_t> pixels(559 * 806, 0xFFFFFF);
 
+    be_page usual;
+    be_page_get(&usual); // before anybody was asked
+    EXPECT_GT(usual.right - usual.left, 500);
+    EXPECT_GT(usual.bottom - usual.top, 700);
+
     be_page_ask(true, &page);
     turn(50);
     ASSERT_NE(shown<QDialog>(), nullptr);
