@@ -27,6 +27,7 @@ static bool readArmed;    // a read came since the last report
 static bool owed;         // output waits for room
 static bool writeArmed;   // ... and room hasn't been reported since
 static int emptyReads;    // empty reads since bytes, a write or a real wait
+static bool silent;       // the last wait for bytes brought nothing
 static int64_t lastMoved; // when bytes were last read or written
 static int64_t lastAsked; // when the display was asked last
 
@@ -39,6 +40,10 @@ constexpr int64_t kQuiet = 2000;
 // program that waits, too: on a fast line it would read again thousands of
 // times before the next bytes are there.
 constexpr int kEmptyReads = 3;
+
+// What such a read waits, and what it waits when the wait before it brought
+// nothing either. Bytes and input end it at once.
+constexpr int64_t kFirstWait = 1000, kNextWait = 3000;
 
 uint32_t TickCount()
 {
@@ -80,7 +85,7 @@ void clock_watch_port(int fd)
     portFd = fd;
     portGone = false;
     readArmed = fd >= 0;
-    owed = writeArmed = false;
+    owed = writeArmed = silent = false;
     emptyReads = 0;
 }
 
@@ -90,21 +95,27 @@ void clock_port_empty(bool gone)
     readArmed = !gone;
     be_empty_read();
     emptyReads++;
-    if (!gone && (emptyReads > kEmptyReads ||
-                  (emptyReads > 1 && be_now_us() - lastMoved > kQuiet)))
-        wait_until(be_now_us() + 1000, true);
+    if (gone || (emptyReads <= kEmptyReads &&
+                 (emptyReads <= 1 || be_now_us() - lastMoved <= kQuiet)))
+        return;
+    int64_t most = silent ? kNextWait : kFirstWait;
+    silent = wait_until(be_now_us() + most, true) == 0;
+    if (silent)
+        emptyReads = kEmptyReads; // one more empty read waits again
 }
 
 void clock_port_read()
 {
     readArmed = true;
     portGone = false;
+    silent = false;
     emptyReads = 0;
     lastMoved = be_now_us();
 }
 
 void clock_port_wrote()
 {
+    silent = false;
     emptyReads = 0;
     writeArmed = owed;
     lastMoved = be_now_us();

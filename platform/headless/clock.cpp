@@ -154,24 +154,28 @@ unsigned be_wait(int64_t deadline, int fd, bool read, bool write)
         hl_line_serve(now);
         if (hl_run_due_acts(now) || hl_run_modal())
             hl_line_serve(now);
-        got = state_of(fd, read, write, 0);
+        int64_t until = std::min({deadline, hl_next_act(), hl_line_next()});
+        // With real time one call of the system both looks and waits.
+        int64_t patience = 0;
+        if (realTime && !hlInput)
+            patience = std::clamp<int64_t>(until - now, 0, 10000);
+        got = state_of(fd, read, write, patience);
         if (hlInput)
             got |= BE_INPUT;
         if (got) {
             idleSince = now;
             return got;
         }
+        if (patience > 0)
+            now = hl_now();
         if (now >= deadline) {
             count_spin();
             return 0;
         }
-        int64_t until = std::min({deadline, hl_next_act(), hl_line_next()});
         bool scripted = until < deadline || hl_next_act() != INT64_MAX ||
                         hl_line_next() != INT64_MAX;
-        if (realTime) {
-            state_of(fd, read, write, std::min(until - now, int64_t(10000)));
+        if (realTime)
             continue;
-        }
         if (fd >= 0 && !hl_line_exists()) {
             got = state_of(fd, read, write, std::min(until - now, kRealStep));
             if (got)
