@@ -160,6 +160,8 @@ static OSErr read_at(int32_t pos, int32_t *count, uint8_t *to)
 // the whole of that can't be had, only the block itself is asked for.
 static OSErr read_block(uint8_t *buf, int32_t len)
 {
+    if (Txpos < 0)
+        return read_at(Txpos, &len, buf);  // fails, and says so
     bool there = Txpos >= aheadPos &&
                  int64_t(Txpos) + len <= int64_t(aheadPos) + aheadLen;
     if (!there) {
@@ -190,7 +192,8 @@ int32_t zfilbuf(uint8_t *buf, int32_t len)
     }
     // The last block is short: asking for no more than the file holds keeps
     // the end of the file an error, met only when the file has shrunk.
-    len = std::clamp<int32_t>(TotalBytes - Txpos, 0, len);
+    len = int32_t(
+        std::clamp<int64_t>(int64_t(TotalBytes) - Txpos, 0, len));
     if (opened)
         aheadLen = 0;
     if (len == 0 || read_block(buf, len) != noErr)

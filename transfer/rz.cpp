@@ -70,7 +70,7 @@ const uint8_t canistr[21] = {CAN, CAN, CAN, CAN, CAN, CAN, CAN, CAN, CAN, CAN,
                              8,   8,   8,   8,   8,   8,   8,   8,   8,   8,
                              0};
 
-static bool gotBlock;  // a data subpacket of this file has come
+static bool gotBlock;  // data of this file have come
 
 // ---- small senders ------------------------------------------------------------
 
@@ -83,14 +83,21 @@ void canit()
 
 void zmputs(const uint8_t *s)
 {
+    // The string is of the sender's making and may rest for half a minute,
+    // which a user who has cancelled doesn't want to wait.
     for (; *s; s++) {
+        bool rest = !UserCancel;
         if (*s == kBreakMark) {
-            sendbrk();
+            if (rest)
+                sendbrk();
         } else if (*s == kPauseMark) {
-            zsleep(1);
+            if (rest)
+                zsleep(1);
         } else {
             OutCh(sOut, *s);
-            Delay(2, nullptr);
+            if (rest)
+                Delay(2, nullptr);
+            (void)XferEvent(0);  // the next byte looks for a cancel
         }
     }
 }
@@ -474,12 +481,12 @@ int32_t tryz()
             tryzhdrtype = ZRINIT;
 
         int32_t result = kReadOn;
-        while (result == kReadOn)
+        while (result == kReadOn && !UserCancel)
             result = start_header(zgethdr(Rxhdr, 2));
+        if (UserCancel && result != ZCOMPL)
+            break;
         if (result != kAttempt)
             return result;
-        if (UserCancel)
-            break;
     }
     return 0;
 }
@@ -529,6 +536,10 @@ static int32_t write_subpacket()
         zprtstat("File is too long.");
         return ERROR;
     }
+    // Without data there is nothing to judge the file by; it would be made, and
+    // the next subpacket would find it in its way.
+    if (Rxcount == 0)
+        return 0;
     gotBlock = true;
     if (zWriteData(rxbytes, gSecBuf, int16_t(Rxcount)) != 0)
         return ERROR;

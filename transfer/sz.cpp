@@ -98,7 +98,7 @@ int32_t readock(int16_t tenths, int16_t count)
         FlushAW();  // no reply comes before the block has left
     count = std::clamp<int16_t>(count, 1, sizeof got);
     while (n < count && TimedRead(sIn, &got[n], 1, limit)) {
-        if (got[n] == XON || got[n] == XOFF)
+        if ((got[n] == XON || got[n] == XOFF) && !UserCancel)
             continue;
         n++;
         limit = Baudrate < 1200 ? 3 : 1;
@@ -268,6 +268,8 @@ int32_t getinsync(int16_t flag)
 {
     for (;;) {
         int32_t c = zgethdr(Rxhdr, 0);
+        if (UserCancel)
+            return ERROR;
         switch (c) {
         case TIMEOUT:
         case ZABORT:
@@ -287,8 +289,6 @@ int32_t getinsync(int16_t flag)
             go_back();
             return ZRPOS;
         default:
-            if (UserCancel)
-                return ERROR;
             zsbhdr(ZNAK, Txhdr);
             break;
         }
@@ -406,7 +406,7 @@ static next listen(data_run &run, int32_t &c)
 // Waits while too much is unacknowledged.
 static next keep_window(uint8_t e, int32_t &c)
 {
-    while (Txwindow != 0 && Txpos - Lrxpos >= Txwindow) {
+    while (Txwindow != 0 && int64_t(Txpos) - Lrxpos >= Txwindow) {
         if (e != ZCRCQ) {
             e = ZCRCQ;
             zsdata(txbuf, 0, e);
@@ -564,7 +564,7 @@ static bool wait_for_pad()
         int32_t c = readline(50);
         if (c == ZPAD)
             return true;
-        if (c <= 0)
+        if (c <= 0 || UserCancel)
             return false;
     }
 }
@@ -591,7 +591,7 @@ int32_t zsendfile(const uint8_t *buf, int32_t blen)
         ResetXferTimer();
 
         bool listening = true;
-        while (listening) {
+        while (listening && !UserCancel) {
             switch (zgethdr(Rxhdr, 1)) {
             case ZRINIT:
                 listening = wait_for_pad();

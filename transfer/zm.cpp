@@ -429,6 +429,9 @@ int32_t noxrd7()
             hdl_flow();
         else if (!Zctlesc || (c & kCtlMask))
             return c;
+        // A line that says nothing else must not outlast the user's cancel.
+        if (UserCancel)
+            return TIMEOUT;
     }
 }
 
@@ -466,7 +469,7 @@ static int32_t read_escaped()
             c = readline(Rxtimeout);
         if (c < 0)
             return c;
-        if (is_flow(c))
+        if (is_flow(c) && !UserCancel)
             continue;
         switch (c) {
         case CAN:
@@ -478,7 +481,7 @@ static int32_t read_escaped()
         case ZRUB1:
             return 0xFF;
         }
-        if (Zctlesc && !(c & kCtlMask))
+        if (Zctlesc && !(c & kCtlMask) && !UserCancel)
             continue;
         return (c & kCtlMask) == kFlip ? c ^ kFlip : ERROR;
     }
@@ -496,6 +499,8 @@ int32_t zdlread()
             hdl_flow();
         else if (!Zctlesc)
             return c;
+        if (UserCancel)
+            return TIMEOUT;
     }
 }
 

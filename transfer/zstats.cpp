@@ -19,7 +19,7 @@
 #include "transfer/xmodem.h"
 #include "transfer/zmaclo.h"
 
-#include <cstring>
+#include <algorithm>
 
 // ---- constants --------------------------------------------------------------
 
@@ -76,13 +76,13 @@ static int32_t hundreds()
 
 static int32_t clamped(int64_t n)
 {
-    return n > 0x7FFFFFFF ? 0x7FFFFFFF : int32_t(n);
+    return int32_t(std::clamp<int64_t>(n, -0x7FFFFFFF, 0x7FFFFFFF));
 }
 
 // Characters per second; a time of 0 counts as one tick.
-static int32_t rate_of(int32_t bytes, int32_t ticks)
+static int32_t rate_of(int64_t bytes, int32_t ticks)
 {
-    return clamped(int64_t(bytes) * 60 / (ticks > 0 ? ticks : 1));
+    return clamped(bytes * 60 / (ticks > 0 ? ticks : 1));
 }
 
 static int32_t percent_of(int32_t rate)
@@ -93,7 +93,7 @@ static int32_t percent_of(int32_t rate)
 static void add_time(uint8_t *out, int32_t seconds)
 {
     Str255 t;
-    MinSec(t, int16_t(seconds > 0x7FFF ? 0x7FFF : seconds));
+    MinSec(t, int16_t(std::clamp(seconds, 0, 0x7FFF)));
     pstrcat(out, t);
 }
 
@@ -303,7 +303,8 @@ static void show_rate(int32_t current, int32_t total, int32_t elapsed)
 {
     Str255 text;
     int32_t rate = 0;
-    int32_t bytes = current - StartPos;
+    // The far side names the places, so they need not lie in order.
+    int64_t bytes = int64_t(current) - StartPos;
 
     if (bytes > 0) {
         rate = rate_of(bytes, elapsed);
@@ -314,7 +315,8 @@ static void show_rate(int32_t current, int32_t total, int32_t elapsed)
     add_time(text, elapsed / 60);
     if (zsTotal != 0) {
         add(text, " / ");
-        add_time(text, (total - current) / (estCPS > 0 ? estCPS : 1));
+        add_time(text, clamped((int64_t(total) - current) /
+                               (estCPS > 0 ? estCPS : 1)));
     }
     zitemNoEvt(zi_time, text);
 

@@ -145,11 +145,18 @@ void start_bench(char convert, bool escape)
     settings(convert, escape);
     MaxLine = 24;
     MaxCol = 80;
-    InitPage();
+    static bool made;
+    if (made) {
+        init_term();
+        absmove(0, 0);
+    } else {
+        InitPage();
+        if (SerAlloc() != 0 || AllocXferBuf(1500) < 1500)
+            abort();
+    }
+    made = true;
     scrolled = 1;
     sysVers = 0x1000;
-    if (SerAlloc() != 0 || AllocXferBuf(1500) < 1500)
-        abort();
     if (sIn != 0)
         port_close(sIn);
     sIn = sOut = int16_t(hl_line_open(HL_SOCKET));

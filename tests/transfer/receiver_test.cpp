@@ -203,6 +203,26 @@ TEST(Receiver, EveryHeaderWithinAFile)
     }
 }
 
+TEST(Receiver, EmptySubpacketsAreNoFirstBlock)
+{
+    start_bench();
+    scripted_peer peer{{{ZRINIT, offer("f", "3"), {}},
+                        {ZRPOS, bin32_frame(ZDATA, four(0)) +
+                                    packet32("", 'i') + packet32("", 'i') +
+                                    packet32("abc", 'i') + packet32("", 'h') +
+                                    hex_frame(ZEOF, four(3)), {}},
+                        {ZRINIT, offer("none", "0"), {}},
+                        {ZRPOS, hex_frame(ZEOF, four(0)), {}},
+                        {ZRINIT, hex_frame(ZFIN, four(0)), {}},
+                        {ZFIN, "OO", {}}},
+                       0, {}, {}, {}};
+    peer.start();
+    EXPECT_EQ(rz(kModeZ), 0);
+    EXPECT_EQ(folder_list(), (std::vector<string>{"f", "none"}));
+    EXPECT_EQ(read_file("f"), "abc");
+    EXPECT_EQ(read_file("none"), "");
+}
+
 TEST(Receiver, WaysAFileEndsBadly)
 {
     const string half =
@@ -381,6 +401,39 @@ TEST(Receiver, CancelWithinTheStreamIsQuick)
     EXPECT_EQ(rz(kModeZ), 7);
     ASSERT_NE(answered, 0);
     EXPECT_LT(answered - pressed, 200000);
+}
+
+// Floods of what is read on and on: none outlasts the user's cancel.
+TEST(Receiver, FloodsCanBeCancelled)
+{
+    auto many = [](const string &one) {
+        string all;
+        while (all.size() < 200000)
+            all += one;
+        return all;
+    };
+    const string offered = offer("f", "9");
+    const std::pair<const char *, string> rows[] = {
+        {"flow bytes", many("\x11\x13")},
+        {"flow bytes in a header", "*" + many("\x11")},
+        {"flow bytes behind an escape", "*\x18" "A\x18" + many("\x13")},
+        {"frames that mean nothing", many(hex_frame(ZCOMPL, four(0)))},
+        {"wrong ends of file", offered + many(hex_frame(ZEOF, four(7)))},
+        {"empty subpackets", offered + bin32_frame(ZDATA, four(0)) +
+                                 many(packet32("", 'i'))},
+        {"pauses of an attention string",
+         bin32_frame(ZSINIT, flags(0)) + packet32(string(31, '\xDE'), 'k') +
+             offered + many(bin32_frame(ZDATA, four(99)))},
+    };
+    for (const auto &[name, flood] : rows) {
+        start_bench();
+        hl_line_speed(20000);
+        hl_line_say(flood);
+        hl_after(120, press_cancel);
+        uint32_t before = TickCount();
+        EXPECT_EQ(rz(kModeZ), 7) << name;
+        EXPECT_LT(TickCount() - before, 60u * 30) << name;
+    }
 }
 
 TEST(Receiver, SevenBitLineIsEightForTheTransfer)
