@@ -85,6 +85,8 @@ be_rect desk_rect(const QRect &global);
 void desk_bury(QWidget *widget);
 void desk_bury_all();
 
+void windows_stop(); // disposes of what the program has left
+
 // The pointer and the keys, as the events told them.
 void desk_note_mouse(QPoint global, bool down, Qt::KeyboardModifiers held);
 void desk_note_keys(Qt::KeyboardModifiers held);

@@ -300,7 +300,7 @@ void be_stop()
     paper_stop();
     outside_stop();
     menus_stop();
-    desk_bury_all();
+    windows_stop();
     unwatch();
     delete alarm_;
     alarm_ = nullptr;

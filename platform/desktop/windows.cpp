@@ -635,6 +635,14 @@ void be_window_dispose(be_win id)
     windows.erase(found);
 }
 
+void windows_stop()
+{
+    while (!windows.empty())
+        be_window_dispose(windows.begin()->first);
+    desk_bury_all();
+    heardOfKeys = mouseDown_ = false;
+}
+
 void be_window_show(be_win id, bool show)
 {
     DeskWindow *w = desk_window(id);
