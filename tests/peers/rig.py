@@ -252,7 +252,6 @@ class Child:
                 stdout=theirs, stderr=text,
                 preexec_fn=prepare if obey_bits or file_limit else None)
         theirs.close()
-        self.usage = None
         self.code = None
 
     def interrupt(self, number=signal.SIGTERM):
@@ -260,13 +259,8 @@ class Child:
             os.kill(self.process.pid, number)
 
     def poll(self):
-        """Whether it still runs. Its memory is known when it has ended."""
-        if self.code is None:
-            pid, status, usage = os.wait4(self.process.pid, os.WNOHANG)
-            if pid:
-                self.code = os.waitstatus_to_exitcode(status)
-                self.process.returncode = self.code
-                self.usage = usage
+        """Whether it still runs."""
+        self.code = self.process.poll()
         return self.code is None
 
     def wait(self, seconds):
