@@ -18,21 +18,21 @@
 #include <algorithm>
 #include <cstring>
 
-// ---- constants --------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
-constexpr int16_t kPromptList = 300;      // 23 folder, 24 capture file
-constexpr int16_t kNameList = 310;        // 7: folder of sounds
-constexpr int16_t kKindList = 335;        // kinds of files
+constexpr int16_t kPromptList = 300; // 23 folder, 24 capture file
+constexpr int16_t kNameList = 310;   // 7: folder of sounds
+constexpr int16_t kKindList = 335;   // kinds of files
 constexpr int16_t kSoundList = 350;
-constexpr int16_t kOpenerList = 450;      // folders of aliases
-constexpr int16_t kOpeners = 9;           // at most so many of them
+constexpr int16_t kOpenerList = 450; // folders of aliases
+constexpr int16_t kOpeners = 9;      // at most so many of them
 constexpr int16_t kNameDialog = 250;
-constexpr int kNameMax = 31;              // bytes of a received file's name
-constexpr int kHostName = 256;            // bytes of a block in hostnames
-constexpr int kKindHead = 9;              // kind, creator, type
-constexpr int16_t kOldestEvents = 1791;   // sysVers up to this opens nothing
+constexpr int kNameMax = 31;            // bytes of a received file's name
+constexpr int kHostName = 256;          // bytes of a block in hostnames
+constexpr int kKindHead = 9;            // kind, creator, type
+constexpr int16_t kOldestEvents = 1791; // sysVers up to this opens nothing
 
-// ---- state -------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 FSSpec logFSS;
 FSSpec *sendFSS[kMaxSendFiles];
@@ -43,7 +43,7 @@ int16_t zRcvVol;
 int32_t zRcvDirID = kNoFolder;
 uint8_t needName;
 
-// ---- dialogs ------------------------------------------------------------------
+// ---- dialogs ---------------------------------------------------------------
 
 int16_t SendSlot(int32_t index)
 {
@@ -74,8 +74,8 @@ int32_t MultiGetFile()
     mgCount = 0;
     if (!chosen)
         return 0;
-    int count = std::min(NavGetFiles(none, chosen, kMaxSendFiles),
-                         int(kMaxSendFiles));
+    int count =
+        std::min(NavGetFiles(none, chosen, kMaxSendFiles), int(kMaxSendFiles));
     for (int i = 0; i < count && SendSlot(i); i++) {
         *sendFSS[i] = chosen[i];
         name4host(chosen[i].name, hostnames[i]);
@@ -110,7 +110,7 @@ int16_t ReceiveFile()
         return 0;
     }
     zRcvVol = logFSS.vRefNum;
-    (void)FSpDelete(&logFSS);  // most often there is none
+    (void)FSpDelete(&logFSS); // most often there is none
     return 1;
 }
 
@@ -168,11 +168,11 @@ int16_t SetRcvFolder()
     zRcvVol = volume;
     zRcvDirID = folder;
     VolDirToStr(volume, folder, path);
-    (void)SetGlob(kGlobRcvFolder, path);  // without memory: for this run only
+    (void)SetGlob(kGlobRcvFolder, path); // without memory: for this run only
     return 1;
 }
 
-// ---- names ----------------------------------------------------------------------
+// ---- names -----------------------------------------------------------------
 
 // A folder of that name is in the way as well.
 static bool name_taken(int16_t volume, ConstStr name)
@@ -220,8 +220,8 @@ void UniqueName(uint8_t *name, int16_t volume)
 
 static bool illegal(uint8_t c)
 {
-    return c < 33 || c > 126 || c == '\\' || c == '/' || c == '*' ||
-           c == '<' || c == '>' || c == '?';
+    return c < 33 || c > 126 || c == '\\' || c == '/' || c == '*' || c == '<' ||
+           c == '>' || c == '?';
 }
 
 // Mode 2: at most eight characters, a dot, at most three.
@@ -281,9 +281,9 @@ int16_t BinTypeCheck(const uint8_t *data, int32_t len, ConstStr name,
         if (entry[1] == '0')
             found = n <= len && memcmp(pattern, data, size_t(n)) == 0;
         else if (entry[1] == '1')
-            found = n <= name[0] &&
-                    IdenticalText(pattern, name + 1 + name[0] - n, int16_t(n),
-                                  int16_t(n)) == 0;
+            found =
+                n <= name[0] && IdenticalText(pattern, name + 1 + name[0] - n,
+                                              int16_t(n), int16_t(n)) == 0;
         if (!found)
             continue;
         *creator = OSType(entry[2]) << 24 | OSType(entry[3]) << 16 |
@@ -294,7 +294,7 @@ int16_t BinTypeCheck(const uint8_t *data, int32_t len, ConstStr name,
     }
 }
 
-// ---- folders --------------------------------------------------------------------
+// ---- folders ---------------------------------------------------------------
 
 int16_t GetRcvVol()
 {
@@ -381,7 +381,7 @@ void TouchDir(int16_t volume, int32_t folder)
     (void)SetCatInfo(volume, folder, itself, &info);
 }
 
-// ---- finishing --------------------------------------------------------------------
+// ---- finishing -------------------------------------------------------------
 
 OSErr CheckAppName(int16_t length, const uint8_t *name, FSSpec *spec)
 {

@@ -14,7 +14,7 @@
 
 // ---- files chosen ----------------------------------------------------------
 
-constexpr int32_t kMaxSendFiles = 104;  // more than these are left out
+constexpr int32_t kMaxSendFiles = 104; // more than these are left out
 
 extern FSSpec logFSS;                     // capture file, or last file chosen
 extern FSSpec *sendFSS[kMaxSendFiles];    // made on first use and kept
@@ -25,7 +25,7 @@ extern int32_t mgCount;                   // files chosen
 
 extern int16_t zRcvVol;
 extern int32_t zRcvDirID;
-extern uint8_t needName;  // the file came without a name; ask at the end
+extern uint8_t needName; // the file came without a name; ask at the end
 
 // ---- dialogs ---------------------------------------------------------------
 
@@ -54,7 +54,7 @@ int16_t Sendfile(int16_t isAscii);
 // Asks for the name of a file that came without one, and renames it.
 void NameAs(uint8_t *name, int16_t volume);
 
-int16_t SetRcvFolder();  // asks for the receive folder; 1 if chosen
+int16_t SetRcvFolder(); // asks for the receive folder; 1 if chosen
 
 // ---- names and folders -----------------------------------------------------
 
@@ -65,8 +65,8 @@ void MakeUnique(uint8_t *name, ConstStr base, int16_t volume);
 // it: "name #1", "name #2"...; the 99th is taken as it is.
 void UniqueName(uint8_t *name, int16_t volume);
 
-int16_t GetRcvVol();      // from the global strings; sets zRcvDirID
-int16_t VerifyRcvVol();   // repairs or asks; not 0 if there is a folder
+int16_t GetRcvVol();    // from the global strings; sets zRcvDirID
+int16_t VerifyRcvVol(); // repairs or asks; not 0 if there is a folder
 void VolDirToStr(int16_t volume, int32_t folder, uint8_t *out);
 void TouchDir(int16_t volume, int32_t folder);
 
@@ -87,4 +87,4 @@ OSErr DoAutoOpen(const FSSpec *spec);
 OSErr CheckAppName(int16_t length, const uint8_t *name, FSSpec *spec);
 OSErr OpenWithDoc(const FSSpec *application, const FSSpec *document);
 
-int16_t PlaySound(int16_t index);  // 1 if a sound played
+int16_t PlaySound(int16_t index); // 1 if a sound played

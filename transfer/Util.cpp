@@ -18,18 +18,18 @@
 #include <algorithm>
 #include <cstring>
 
-// ---- constants --------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
-constexpr int16_t kBinaryTypes = 330;     // list of types that go as binary
-constexpr int32_t kHeaderLen = 128;       // of MacBinary; also its padding
-constexpr int32_t kPadMask = 0xFFFFF80;   // 28 bits; the receiver has 24
-constexpr uint8_t kFirstOddByte = 219;    // from here on no text, at sending
-constexpr uint8_t kPadXY = 0x1A;          // fills the last block of X and Y
+constexpr int16_t kBinaryTypes = 330;   // list of types that go as binary
+constexpr int32_t kHeaderLen = 128;     // of MacBinary; also its padding
+constexpr int32_t kPadMask = 0xFFFFF80; // 28 bits; the receiver has 24
+constexpr uint8_t kFirstOddByte = 219;  // from here on no text, at sending
+constexpr uint8_t kPadXY = 0x1A;        // fills the last block of X and Y
 constexpr uint8_t kMacBinaryII = 129;
 constexpr uint8_t kLF = 10;
 constexpr uint8_t kCR = 13;
 
-// ---- state -------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 CatInfo fb;
 int32_t datBytes, rezBytes;
@@ -45,7 +45,7 @@ constexpr int32_t kAhead = 32768;
 static uint8_t ahead[kAhead];
 static int32_t aheadPos, aheadLen;
 
-// ---- kind and length --------------------------------------------------------------
+// ---- kind and length -------------------------------------------------------
 
 // Whether the first 128 bytes of a "TEXT" file belie its type.
 static bool looks_binary(const FSSpec *file)
@@ -57,11 +57,10 @@ static bool looks_binary(const FSSpec *file)
     if (FSpOpenDF(file, fsRdPerm, &ref) != noErr)
         return false;
     if (FSRead(ref, &count, head) != noErr)
-        count = std::clamp<int32_t>(count, 0, sizeof head);  // a short file
-    (void)FSClose(ref);  // nothing was written
-    return std::any_of(head, head + count, [](uint8_t c) {
-        return c == 0 || c >= kFirstOddByte;
-    });
+        count = std::clamp<int32_t>(count, 0, sizeof head); // a short file
+    (void)FSClose(ref); // nothing was written
+    return std::any_of(head, head + count,
+                       [](uint8_t c) { return c == 0 || c >= kFirstOddByte; });
 }
 
 static bool binary_type(OSType type)
@@ -102,7 +101,7 @@ int32_t filesize(FSSpec *file, int16_t quick)
     OSErr err = GetCatInfo(file->vRefNum, file->parID, file->name, &fb);
     if (err != noErr) {
         PrtErrorSTR(err, kMessageList, 13);
-        memset(&fb, 0, sizeof fb);  // goes on as an empty file
+        memset(&fb, 0, sizeof fb); // goes on as an empty file
     }
     curFCreator = fb.info.fdCreator;
     curFType = fb.info.fdType;
@@ -137,7 +136,7 @@ void countem(int32_t count, FSSpec *const files[])
     }
 }
 
-// ---- blocks of a fork -----------------------------------------------------------------
+// ---- blocks of a fork ------------------------------------------------------
 
 // A Unix line end in the first block: the file goes unchanged.
 static void judge_lines(const uint8_t *buf, int32_t n)
@@ -161,7 +160,7 @@ static OSErr read_at(int32_t pos, int32_t *count, uint8_t *to)
 static OSErr read_block(uint8_t *buf, int32_t len)
 {
     if (Txpos < 0)
-        return read_at(Txpos, &len, buf);  // fails, and says so
+        return read_at(Txpos, &len, buf); // fails, and says so
     bool there = Txpos >= aheadPos &&
                  int64_t(Txpos) + len <= int64_t(aheadPos) + aheadLen;
     if (!there) {
@@ -192,8 +191,7 @@ int32_t zfilbuf(uint8_t *buf, int32_t len)
     }
     // The last block is short: asking for no more than the file holds keeps
     // the end of the file an error, met only when the file has shrunk.
-    len = int32_t(
-        std::clamp<int64_t>(int64_t(TotalBytes) - Txpos, 0, len));
+    len = int32_t(std::clamp<int64_t>(int64_t(TotalBytes) - Txpos, 0, len));
     if (opened)
         aheadLen = 0;
     if (len == 0 || read_block(buf, len) != noErr)
@@ -209,21 +207,20 @@ int32_t filbuf(uint8_t *buf, int32_t len)
 {
     if (zftype == 'M')
         return zReadData(Txpos, buf, len);
-    if (zSendRef == 0 &&
-        FSpOpenDF(curSendFSS, fsRdPerm, &zSendRef) != noErr) {
+    if (zSendRef == 0 && FSpOpenDF(curSendFSS, fsRdPerm, &zSendRef) != noErr) {
         zSendRef = 0;
         return 0;
     }
     int32_t count = len;
     if (FSRead(zSendRef, &count, buf) != noErr)
-        count = std::clamp<int32_t>(count, 0, len);  // the end, most likely
+        count = std::clamp<int32_t>(count, 0, len); // the end, most likely
     if (count <= 0)
         return 0;
     memset(buf + count, kPadXY, size_t(len - count));
     return len;
 }
 
-// ---- the MacBinary stream ---------------------------------------------------------------
+// ---- the MacBinary stream --------------------------------------------------
 
 // In the machine's own order, as our receiver reads them.
 template <typename T> static void put_native(uint8_t *at, T value)

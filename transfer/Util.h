@@ -8,13 +8,13 @@
 
 #include <cstdint>
 
-extern CatInfo fb;  // catalog entry of the last filesize
-extern int32_t datBytes, rezBytes;        // fork lengths
-extern int32_t datBlkBytes, rezBlkBytes;  // rounded up to 128
-extern int32_t Ascii;        // text: CR goes as LF
-extern int16_t zSendRef;     // open fork, 0 if none
-extern FSSpec *curSendFSS;   // file being sent
-extern int32_t Filesleft, Totalleft;  // of the batch
+extern CatInfo fb;                       // catalog entry of the last filesize
+extern int32_t datBytes, rezBytes;       // fork lengths
+extern int32_t datBlkBytes, rezBlkBytes; // rounded up to 128
+extern int32_t Ascii;                    // text: CR goes as LF
+extern int16_t zSendRef;                 // open fork, 0 if none
+extern FSSpec *curSendFSS;               // file being sent
+extern int32_t Filesleft, Totalleft;     // of the batch
 
 // Length of the stream that `file` makes; sets TotalBytes, zftype, Lzconv,
 // Ascii, curFCreator, curFType, MacBin2, DateMod. `quick` not 0 skips the
@@ -23,8 +23,8 @@ int32_t filesize(FSSpec *file, int16_t quick);
 
 void countem(int32_t count, FSSpec *const files[]);
 
-int32_t zfilbuf(uint8_t *buf, int32_t len);  // ZMODEM: bytes read at Txpos
-int32_t filbuf(uint8_t *buf, int32_t len);   // X, Y: len (padded) or 0
+int32_t zfilbuf(uint8_t *buf, int32_t len); // ZMODEM: bytes read at Txpos
+int32_t filbuf(uint8_t *buf, int32_t len);  // X, Y: len (padded) or 0
 
 // `len` bytes of the MacBinary stream at `pos`; returns those delivered.
 int32_t zReadData(int32_t pos, uint8_t *buf, int32_t len);

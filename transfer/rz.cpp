@@ -20,27 +20,27 @@
 #include <algorithm>
 #include <cstring>
 
-// ---- constants --------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
-constexpr int32_t kXferBuf = 1500;    // what the engines ask of gSecBuf
+constexpr int32_t kXferBuf = 1500; // what the engines ask of gSecBuf
 constexpr int32_t kHeaderBlock = 1024;
-constexpr int32_t kMostData = 1054;   // 30 bytes of slack over the block size
-constexpr int32_t kRetries = 20;      // errors in a row on one place
-constexpr int32_t kAttempts = 5;      // at finding a sender
+constexpr int32_t kMostData = 1054; // 30 bytes of slack over the block size
+constexpr int32_t kRetries = 20;    // errors in a row on one place
+constexpr int32_t kAttempts = 5;    // at finding a sender
 constexpr int32_t kAttemptsHeard = 15;
 constexpr int32_t kMostName = 200;
-constexpr int32_t kNameMax = 31;      // a longer name is cut to one less
+constexpr int32_t kNameMax = 31; // a longer name is cut to one less
 constexpr int32_t kNameCut = 30;
-constexpr int32_t kSpare = 3000;      // bytes of the disk to be left free
-constexpr int32_t kOldestTime = 20;   // a date up to here is none
-constexpr uint32_t k1970 = 2082844800;  // seconds from 1904
+constexpr int32_t kSpare = 3000;       // bytes of the disk to be left free
+constexpr int32_t kOldestTime = 20;    // a date up to here is none
+constexpr uint32_t k1970 = 2082844800; // seconds from 1904
 constexpr int16_t kDupeDialog = 260;
-constexpr uint8_t kBreakMark = 0xDD;  // in an attention string: a break
-constexpr uint8_t kPauseMark = 0xDE;  // a second's rest
-constexpr int32_t kKeep = 250;        // bytes shown of what came after a cancel
+constexpr uint8_t kBreakMark = 0xDD; // in an attention string: a break
+constexpr uint8_t kPauseMark = 0xDE; // a second's rest
+constexpr int32_t kKeep = 250;       // bytes shown of what came after a cancel
 constexpr uint32_t kSwallowMost = 120; // seconds, however long they send
 
-// ---- state -------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 int32_t zprot, zdir, zerchk;
 uint8_t Crcflg, Optiong;
@@ -66,13 +66,13 @@ int32_t Modtime, Filemode;
 uint8_t Myattn[5];
 int32_t Readnum;
 
-const uint8_t canistr[21] = {CAN, CAN, CAN, CAN, CAN, CAN, CAN, CAN, CAN, CAN,
-                             8,   8,   8,   8,   8,   8,   8,   8,   8,   8,
-                             0};
+const uint8_t canistr[21] = {CAN, CAN, CAN, CAN, CAN, CAN, CAN,
+                             CAN, CAN, CAN, 8,   8,   8,   8,
+                             8,   8,   8,   8,   8,   8,   0};
 
-static bool gotBlock;  // data of this file have come
+static bool gotBlock; // data of this file have come
 
-// ---- small senders ------------------------------------------------------------
+// ---- small senders ---------------------------------------------------------
 
 void canit()
 {
@@ -97,7 +97,7 @@ void zmputs(const uint8_t *s)
             OutCh(sOut, *s);
             if (rest)
                 Delay(2, nullptr);
-            (void)XferEvent(0);  // the next byte looks for a cancel
+            (void)XferEvent(0); // the next byte looks for a cancel
         }
     }
 }
@@ -120,7 +120,7 @@ void ackbibi()
         if (!TimedRead(sIn, &c, 1, int32_t(cset.xmStartTimeout) * 6))
             continue;
         if ((c & Wcsmask) == 'O') {
-            (void)TimedRead(sIn, &c, 1, 6);  // the other O, if it comes
+            (void)TimedRead(sIn, &c, 1, 6); // the other O, if it comes
             return;
         }
     }
@@ -148,7 +148,7 @@ void swallow_canz()
             memcpy(kept + k, p, size_t(n));
             k += n;
         } else {
-            (void)XferEvent(0);  // cancelled already
+            (void)XferEvent(0); // cancelled already
         }
         GetDateTime(&now);
         if (now - sent > 10) {
@@ -161,7 +161,7 @@ void swallow_canz()
     DispChars(kept, int16_t(k));
 }
 
-// ---- what to do about a file that exists ------------------------------------------
+// ---- what to do about a file that exists -----------------------------------
 
 // Protocols whose sender doesn't wait: while the question stands, the clock
 // of the transfer goes on, as the data do.
@@ -187,7 +187,7 @@ int16_t whatDO(ConstStr name, int16_t writing)
     return item;
 }
 
-// ---- the header block of a file ----------------------------------------------------
+// ---- the header block of a file --------------------------------------------
 
 static void file_defaults()
 {
@@ -365,7 +365,7 @@ int32_t procheader(uint8_t *name)
     return 0;
 }
 
-// ---- waiting for the sender -----------------------------------------------------------
+// ---- waiting for the sender ------------------------------------------------
 
 // A subpacket of text into gSecBuf, with zeros behind it. The result is that
 // of zrdata.
@@ -423,8 +423,8 @@ static void answer_free_count()
     send_header(ZACK, uint32_t(room));
 }
 
-constexpr int32_t kReadOn = -10;   // another header of the same attempt
-constexpr int32_t kAttempt = -11;  // the next attempt
+constexpr int32_t kReadOn = -10;  // another header of the same attempt
+constexpr int32_t kAttempt = -11; // the next attempt
 
 // One header of tryz: its result, kReadOn or kAttempt.
 static int32_t start_header(int32_t type)
@@ -491,7 +491,7 @@ int32_t tryz()
     return 0;
 }
 
-// ---- one file ----------------------------------------------------------------------------
+// ---- one file --------------------------------------------------------------
 
 // The user cancelled.
 static int32_t abort_file()
@@ -559,8 +559,8 @@ enum class step { ask, header, block, done };
 
 struct file_run {
     step next;
-    int32_t budget;  // errors still allowed at this place
-    int32_t result;  // when next is done
+    int32_t budget; // errors still allowed at this place
+    int32_t result; // when next is done
 };
 
 static void finish(file_run &run, int32_t result)
@@ -584,7 +584,7 @@ static void header_step(file_run &run)
         zmsgnum(zi_status, "calling zgethdr, rxb = ", rxbytes);
     int32_t type = zgethdr(Rxhdr, 0);
     if (UserCancel) {
-        run.next = step::block;  // which sees the cancel first
+        run.next = step::block; // which sees the cancel first
         return;
     }
     switch (type) {
@@ -592,7 +592,7 @@ static void header_step(file_run &run)
     case TIMEOUT:
         if (!spend(run))
             return;
-        (void)zrdata(gSecBuf, kHeaderBlock);  // it leads nowhere
+        (void)zrdata(gSecBuf, kHeaderBlock); // it leads nowhere
         run.next = step::ask;
         return;
     case ERROR:
@@ -604,7 +604,7 @@ static void header_step(file_run &run)
         run.next = step::ask;
         return;
     case ZFILE:
-        (void)zrdata(gSecBuf, kHeaderBlock);  // the same block once more
+        (void)zrdata(gSecBuf, kHeaderBlock); // the same block once more
         run.next = step::ask;
         return;
     case ZSKIP:
@@ -625,7 +625,7 @@ static void header_step(file_run &run)
         if (Rxpos == rxbytes)
             finish(run, end_file());
         else
-            gErrorCnt = 0;  // it may have left before our ZRPOS: wait on
+            gErrorCnt = 0; // it may have left before our ZRPOS: wait on
         return;
     }
     finish(run, ERROR);
@@ -703,7 +703,7 @@ int32_t rzfile()
     StartPos = 0;
     gotEOF = 0;
     if (procheader(gSecBuf) == -1) {
-        rxbytes = StartPos;  // a partial copy goes back to being one
+        rxbytes = StartPos; // a partial copy goes back to being one
         (void)closeit();
         gSkippedFiles++;
         tryzhdrtype = ZSKIP;
@@ -747,7 +747,7 @@ int32_t rzfiles()
     }
 }
 
-// ---- XMODEM and YMODEM: not part of this program yet ------------------------------------------
+// ---- XMODEM and YMODEM: not part of this program yet -----------------------
 
 int32_t wcrxpn(uint8_t *)
 {
@@ -759,18 +759,18 @@ int32_t wcrx()
     return ERROR;
 }
 
-// ---- a whole transfer -----------------------------------------------------------------------
+// ---- a whole transfer ------------------------------------------------------
 
 static int32_t receive_x()
 {
-    (void)VerifyRcvVol();  // a missing folder shows when the file is made
+    (void)VerifyRcvVol(); // a missing folder shows when the file is made
     MakeUnique(zRcvName, PSTR("ZRcv "), zRcvVol);
     zshow();
     needName = 1;
     TotalBytes = Bytesleft = kUnknownSize;
     DateMod = 0;
     uint8_t none[2] = {0, 0};
-    (void)procheader(none);  // without a name there is nothing to skip for
+    (void)procheader(none); // without a name there is nothing to skip for
     return wcrx();
 }
 
@@ -844,7 +844,7 @@ int16_t rz(int16_t mode)
     } else if (mode == kModeAuto && start_follows()) {
         mode = kModeZ;
         started = true;
-        xfer_port(0);  // twice would save the eight bits as the line's own
+        xfer_port(0); // twice would save the eight bits as the line's own
     }
     zprot = mode;
 

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-constexpr int32_t kUnknownSize = 2000000000;  // the sender named no length
+constexpr int32_t kUnknownSize = 2000000000; // the sender named no length
 
 // ---- the transfer, either direction ----------------------------------------
 
@@ -18,33 +18,33 @@ extern uint8_t Optiong;  // YMODEM-G
 extern int32_t Nozmodem; // tryz returns at once; cleared by sz alone
 extern int32_t retries;  // errors on the current file, for display
 
-extern int32_t TotalBytes;  // size of the file, kUnknownSize if not known
-extern int32_t Bytesleft;   // what is still to come
-extern int32_t StartPos;    // where this transfer resumed, 0 for a fresh file
-extern int32_t rxbytes;     // stream position reached by a receive
-extern uint32_t DateMod;    // seconds since 1904; 0 none given
+extern int32_t TotalBytes; // size of the file, kUnknownSize if not known
+extern int32_t Bytesleft;  // what is still to come
+extern int32_t StartPos;   // where this transfer resumed, 0 for a fresh file
+extern int32_t rxbytes;    // stream position reached by a receive
+extern uint32_t DateMod;   // seconds since 1904; 0 none given
 extern uint32_t DateCreate;
-extern uint8_t gotEOF;  // the protocol saw the end of the file
-extern uint8_t Lastrx;  // last control byte of X and Y: CAN twice cancels
+extern uint8_t gotEOF; // the protocol saw the end of the file
+extern uint8_t Lastrx; // last control byte of X and Y: CAN twice cancels
 
 // Files of the last transfer: whole at the other end, and refused there.
 extern int32_t gWholeFiles, gSkippedFiles;
 
 // ---- the receiver ----------------------------------------------------------
 
-extern int32_t tryzhdrtype;  // what tryz sends next: ZRINIT, ZSKIP, ZFERR
+extern int32_t tryzhdrtype; // what tryz sends next: ZRINIT, ZSKIP, ZFERR
 extern int32_t Batch;
-extern uint8_t Attn[34];  // the sender's attention string, NUL-terminated
-extern uint8_t zconv, zmanag, ztrans;  // ZF0, ZF1, ZF2 of the last ZFILE
-extern uint8_t Lzmanag;                // overrides zmanag unless 0
-extern int32_t Thisbinary;  // the current file is binary, by the sender
-extern int32_t Rxascii, Rxbinary;  // local overrides; nothing sets them
-extern int32_t gErrorCnt;          // bound of several reply loops
-extern uint8_t Pathname[260];      // copy of the received name
-extern int32_t Modtime, Filemode;  // from the header block
-extern uint8_t Myattn[5];          // our attention string, empty
+extern uint8_t Attn[34]; // the sender's attention string, NUL-terminated
+extern uint8_t zconv, zmanag, ztrans; // ZF0, ZF1, ZF2 of the last ZFILE
+extern uint8_t Lzmanag;               // overrides zmanag unless 0
+extern int32_t Thisbinary;        // the current file is binary, by the sender
+extern int32_t Rxascii, Rxbinary; // local overrides; nothing sets them
+extern int32_t gErrorCnt;         // bound of several reply loops
+extern uint8_t Pathname[260];     // copy of the received name
+extern int32_t Modtime, Filemode; // from the header block
+extern uint8_t Myattn[5];         // our attention string, empty
 extern int32_t Readnum;
-extern const uint8_t canistr[21];  // ten CAN, ten BS, NUL
+extern const uint8_t canistr[21]; // ten CAN, ten BS, NUL
 
 // Modes of rz: the letters of the protocols, and the automatic start.
 constexpr int16_t kModeZ = 90;     // 'Z'
@@ -57,14 +57,14 @@ constexpr int16_t kModeX = 120;    // 'x'
 // out to be none leaves nothing behind but the bytes it read.
 int16_t rz(int16_t mode);
 
-int32_t tryz();     // ZFILE, ZCOMPL, 0 no sender, -1 cancelled
-int32_t rzfiles();  // 0 on a clean end, else -1
-int32_t rzfile();   // ZEOF, ZSKIP or -1
-int32_t procheader(uint8_t *name);  // header block, changed; -1: skip file
+int32_t tryz();                    // ZFILE, ZCOMPL, 0 no sender, -1 cancelled
+int32_t rzfiles();                 // 0 on a clean end, else -1
+int32_t rzfile();                  // ZEOF, ZSKIP or -1
+int32_t procheader(uint8_t *name); // header block, changed; -1: skip file
 void ackbibi();
 void canit();
 void swallow_canz();
-void zmputs(const uint8_t *s);  // attention string, zero-terminated
+void zmputs(const uint8_t *s); // attention string, zero-terminated
 
 // What to do about a file that exists: 1 new name, 2 skip, 3 overwrite.
 int16_t whatDO(ConstStr name, int16_t writing);

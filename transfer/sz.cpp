@@ -17,22 +17,22 @@
 #include <algorithm>
 #include <cstring>
 
-// ---- constants --------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
 constexpr int32_t kMostBlock = 1024;
-constexpr int32_t kLeastBlock = 256;    // after backing off
+constexpr int32_t kLeastBlock = 256; // after backing off
 constexpr int32_t kFirstBlock = 128;
-constexpr int16_t kGoodRun = 7;         // good blocks before the block grows
-constexpr int32_t kJunk = 4;            // so many stray bytes ask for a reply
-constexpr int32_t kSameplace = 4;       // ZRPOS to one place before we slow down
-constexpr int32_t kInitRounds = 10;     // at hearing a ZRINIT
+constexpr int16_t kGoodRun = 7;     // good blocks before the block grows
+constexpr int32_t kJunk = 4;        // so many stray bytes ask for a reply
+constexpr int32_t kSameplace = 4;   // ZRPOS to one place before we slow down
+constexpr int32_t kInitRounds = 10; // at hearing a ZRINIT
 constexpr int32_t kSinitTries = 19;
-constexpr int32_t kFailed = 128;        // Exitcode of a failed transfer
-constexpr uint32_t k1970 = 2082844800;  // seconds from 1904
-constexpr uint8_t kDontCorrect = 0x80;  // ZF1: skip if there is no such file
-constexpr int32_t kLeastFrame = 32;     // of Tframlen
+constexpr int32_t kFailed = 128;       // Exitcode of a failed transfer
+constexpr uint32_t k1970 = 2082844800; // seconds from 1904
+constexpr uint8_t kDontCorrect = 0x80; // ZF1: skip if there is no such file
+constexpr int32_t kLeastFrame = 32;    // of Tframlen
 
-// ---- state -------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 int32_t Modem2;
 int32_t blklen = 128;
@@ -56,12 +56,12 @@ int32_t gXmMaxTries;
 uint8_t *hostName;
 const char zblk_types[] = "A25k";
 
-// ---- small ones -----------------------------------------------------------------
+// ---- small ones ------------------------------------------------------------
 
 void sclose()
 {
     if (zSendRef != 0)
-        (void)FSClose(zSendRef);  // it was only read
+        (void)FSClose(zSendRef); // it was only read
     zSendRef = 0;
 }
 
@@ -69,11 +69,6 @@ static void send_binary(int16_t type, uint32_t pos)
 {
     stohdr(pos);
     zsbhdr(type, Txhdr);
-}
-
-static bool is_flow(int32_t c)
-{
-    return (c & 0x7D) == XON;  // XON or XOFF, with or without the high bit
 }
 
 // Whether bytes are in hand. The read that this may make waits for nothing;
@@ -86,7 +81,7 @@ static bool bytes_waiting()
     return rdchk() > 0;
 }
 
-// ---- meeting the receiver ---------------------------------------------------------
+// ---- meeting the receiver --------------------------------------------------
 
 int32_t readock(int16_t tenths, int16_t count)
 {
@@ -95,7 +90,7 @@ int32_t readock(int16_t tenths, int16_t count)
     int32_t limit = int32_t(tenths) * 6;
 
     if (!Optiong)
-        FlushAW();  // no reply comes before the block has left
+        FlushAW(); // no reply comes before the block has left
     count = std::clamp<int16_t>(count, 1, sizeof got);
     while (n < count && TimedRead(sIn, &got[n], 1, limit)) {
         if ((got[n] == XON || got[n] == XOFF) && !UserCancel)
@@ -117,7 +112,7 @@ int32_t readock(int16_t tenths, int16_t count)
 static void grow_to_1k()
 {
     blklen = kMostBlock;
-    zprot &= ~0x20;  // upper case
+    zprot &= ~0x20; // upper case
     ztitle();
 }
 
@@ -224,7 +219,7 @@ int32_t getzrxinit()
             return take_zrinit();
         case ZRQINIT:
             if (Rxhdr[ZF0] == ZCOMMAND)
-                break;  // our own request, echoed
+                break; // our own request, echoed
             zshhdr(ZNAK, Txhdr);
             break;
         case ZCHALLENGE:
@@ -243,16 +238,16 @@ int32_t getzrxinit()
     return ERROR;
 }
 
-// ---- hearing the receiver ----------------------------------------------------------
+// ---- hearing the receiver --------------------------------------------------
 
 // The receiver wants the stream from Rxpos on.
 static void go_back()
 {
-    awKill();  // what the line hasn't taken is worth nothing
+    awKill(); // what the line hasn't taken is worth nothing
     // A second ZRPOS may name another place than the one before.
     Dontread = Lastn >= 0 && Lastread == Rxpos;
     if (!Dontread && zSendRef != 0)
-        (void)SetFPos(zSendRef, fsFromStart, Rxpos);  // read sets it anyway
+        (void)SetFPos(zSendRef, fsFromStart, Rxpos); // read sets it anyway
     inc_retry();
     erfBlocks = 0;
     zmsgnum(zi_status, "Got ZRPOS = ", Rxpos);
@@ -295,14 +290,14 @@ int32_t getinsync(int16_t flag)
     }
 }
 
-// ---- the data of a file ----------------------------------------------------------------
+// ---- the data of a file ----------------------------------------------------
 
 // What zsendfdata keeps from block to block.
 struct data_run {
-    int32_t left;    // of the receiver's buffer
-    int16_t maxblk;  // the block doesn't grow past this; 0: up to the most
-    int32_t junk;    // stray bytes heard since the last reply
-    int32_t n;       // bytes of the block just sent
+    int32_t left;   // of the receiver's buffer
+    int16_t maxblk; // the block doesn't grow past this; 0: up to the most
+    int32_t junk;   // stray bytes heard since the last reply
+    int32_t n;      // bytes of the block just sent
 };
 
 // Behind a block or a reply.
@@ -554,7 +549,7 @@ int32_t zsendfdata()
     }
 }
 
-// ---- a file -------------------------------------------------------------------------
+// ---- a file ----------------------------------------------------------------
 
 // Behind a ZRINIT that came late: a "*" starts the next header. False when
 // none comes, and the header has to be sent again.
@@ -574,7 +569,7 @@ static int32_t start_data()
     Txpos = bytcnt = StartPos = Rxpos;
     Lastsync = int32_t(uint32_t(Rxpos) - 1);
     if (zSendRef != 0)
-        (void)SetFPos(zSendRef, fsFromStart, Rxpos);  // read sets it anyway
+        (void)SetFPos(zSendRef, fsFromStart, Rxpos); // read sets it anyway
     Dontread = 0;
     return zsendfdata();
 }
@@ -655,7 +650,7 @@ int32_t wctxpn(FSSpec *file)
     if (!Zmodem && getnak() != 0)
         return ERROR;
     if (file)
-        (void)filesize(file, 0);  // TotalBytes has it
+        (void)filesize(file, 0); // TotalBytes has it
 
     memset(txbuf, 0, sizeof txbuf);
     int32_t end = 0;
@@ -682,7 +677,7 @@ int32_t wctxpn(FSSpec *file)
         }
     }
     if (Zmodem) {
-        uint8_t block[sizeof txbuf];  // txbuf takes the file's data meanwhile
+        uint8_t block[sizeof txbuf]; // txbuf takes the file's data meanwhile
         memcpy(block, txbuf, sizeof block);
         return zsendfile(block, end);
     }
@@ -692,7 +687,7 @@ int32_t wctxpn(FSSpec *file)
     return result;
 }
 
-// ---- XMODEM and YMODEM: not part of this program yet -------------------------------
+// ---- XMODEM and YMODEM: not part of this program yet -----------------------
 
 int32_t wctx(int32_t)
 {
@@ -704,7 +699,7 @@ int32_t wcputsec(const uint8_t *, int16_t, int32_t)
     return ERROR;
 }
 
-// ---- a whole transfer --------------------------------------------------------------
+// ---- a whole transfer ------------------------------------------------------
 
 int32_t wcs(FSSpec *file)
 {
@@ -712,7 +707,7 @@ int32_t wcs(FSSpec *file)
     Ascii = 0;
     zNameVol(file);
     zftype = 'B';
-    (void)filesize(file, 0);  // TotalBytes has it
+    (void)filesize(file, 0); // TotalBytes has it
     ztype();
     zprog(0, TotalBytes);
     ResetXferTimer();

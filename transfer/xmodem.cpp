@@ -32,7 +32,7 @@
 
 #include <cstring>
 
-// ---- constants --------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
 constexpr int16_t kMenuTexts = 320;    // texts of the File menu's items
 constexpr int16_t kTextCapture = 9;    // "start capture"
@@ -43,17 +43,17 @@ constexpr int16_t kItemAscii = 2;
 constexpr int16_t kItemReceive = 6;
 constexpr int16_t kItemSend = 8;
 
-constexpr int16_t kEventsPerCall = 5;  // of XferEvent
-constexpr int32_t kLookTicks = 5;      // between looks at the clock
-constexpr int32_t kBusyInput = 100;    // bytes waiting: events can wait, too
-constexpr int16_t kReadsPerLook = 20;  // calls of TimedRead without XferEvent
-constexpr int32_t kShortWait = 10;     // ticks left: no more waiting
+constexpr int16_t kEventsPerCall = 5; // of XferEvent
+constexpr int32_t kLookTicks = 5;     // between looks at the clock
+constexpr int32_t kBusyInput = 100;   // bytes waiting: events can wait, too
+constexpr int16_t kReadsPerLook = 20; // calls of TimedRead without XferEvent
+constexpr int32_t kShortWait = 10;    // ticks left: no more waiting
 
-constexpr int32_t kBlockUnit = 1024;   // of fbWrite's block
+constexpr int32_t kBlockUnit = 1024; // of fbWrite's block
 constexpr int32_t kLeastBlock = 2048;
 constexpr int32_t kUsualBlock = 8192;
 
-// ---- state -------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 int32_t UserCancel;
 int32_t Verbose;
@@ -69,17 +69,17 @@ Str255 StrSendAscii;
 
 int16_t recRef;
 uint8_t asciiReceive;
-static int16_t recVol;  // the capture file's volume, while recRef is set
+static int16_t recVol; // the capture file's volume, while recRef is set
 
 uint8_t *gSecBuf;
 int32_t gSecBufSize;
 int32_t inbufCount;
-static Handle fbHdl;    // fbWrite's block; inbufCount bytes of it are held
-static int32_t fbSize;  // its size, 0 before it is made
+static Handle fbHdl;   // fbWrite's block; inbufCount bytes of it are held
+static int32_t fbSize; // its size, 0 before it is made
 
-static uint32_t lastEventTick;  // of the last WaitNextEvent of XferEvent
+static uint32_t lastEventTick; // of the last WaitNextEvent of XferEvent
 
-// ---- default protocols --------------------------------------------------------
+// ---- default protocols -----------------------------------------------------
 
 // A protocol's letter, its item in the list, and the text of the File menu's
 // item while it is the default.
@@ -167,7 +167,7 @@ bool HaveProtocol(uint8_t letter)
     return letter == 'Z' || letter == 'z' || letter == 'A';
 }
 
-// ---- commands -----------------------------------------------------------------
+// ---- commands --------------------------------------------------------------
 
 static void toggle_capture()
 {
@@ -193,7 +193,7 @@ void Xreceive(int16_t item)
     if (!HaveProtocol(letter))
         return;
     if (item == 2) {
-        (void)KermRecv();  // it tells the user itself
+        (void)KermRecv(); // it tells the user itself
         return;
     }
     HiliteMenu(0);
@@ -202,7 +202,7 @@ void Xreceive(int16_t item)
                    : item == 4 ? kModeY
                    : item == 5 ? kModeG
                                : kModeZ;
-    (void)rz(mode);  // it has told the user
+    (void)rz(mode); // it has told the user
 }
 
 static void send_ascii()
@@ -246,10 +246,10 @@ void Xsend(int16_t item)
         purgeline();
     if (item == 2) {
         curSendFSS = sendFSS[0];
-        (void)KermSend();  // it tells the user itself
+        (void)KermSend(); // it tells the user itself
         return;
     }
-    (void)sz(files, sendFSS, letter);  // it has told the user
+    (void)sz(files, sendFSS, letter); // it has told the user
 }
 
 void RestoreSendAscii()
@@ -258,7 +258,7 @@ void RestoreSendAscii()
         SetMenuItemText(FileMenu, kItemAscii, StrSendAscii);
 }
 
-// ---- events ---------------------------------------------------------------------
+// ---- events ----------------------------------------------------------------
 
 // The clock in the status bar, as often as its second changes.
 static void show_clock(uint32_t now)
@@ -412,19 +412,19 @@ int16_t XferEvent(int16_t sleep)
     return 0;
 }
 
-// ---- time and input ----------------------------------------------------------------
+// ---- time and input --------------------------------------------------------
 
 int16_t TimedRead(int16_t, uint8_t *buffer, int32_t count, int32_t ticks)
 {
     static int16_t chkEvt;
-    uint32_t start = 0;  // of the wait, once there is one
+    uint32_t start = 0; // of the wait, once there is one
     bool waiting = false;
     int32_t got = 0;
 
     // Events are looked at once in so many calls, however fast bytes come.
     if (++chkEvt > kReadsPerLook) {
         chkEvt = 0;
-        (void)XferEvent(0);  // UserCancel is looked at below
+        (void)XferEvent(0); // UserCancel is looked at below
     }
     for (;;) {
         int16_t n = 1;
@@ -473,7 +473,7 @@ void zsleep(int32_t seconds)
     const uint32_t start = TickCount();
 
     while (TickCount() - start < uint32_t(seconds) * 60)
-        (void)XferEvent(5);  // the rest lasts its time even after a cancel
+        (void)XferEvent(5); // the rest lasts its time even after a cancel
 }
 
 int32_t user_abort()
@@ -493,7 +493,7 @@ void ResetXferTimer()
     start_ticks = int32_t(TickCount());
 }
 
-// ---- buffers and files ----------------------------------------------------------------
+// ---- buffers and files -----------------------------------------------------
 
 int32_t AllocXferBuf(int32_t size)
 {
@@ -516,7 +516,8 @@ uint8_t *GetXferBuf()
 
 static void make_block()
 {
-    int32_t size = (qset.fileBufSize + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
+    int32_t size =
+        (qset.fileBufSize + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
 
     if (size < kLeastBlock)
         size = kUsualBlock;
@@ -562,18 +563,18 @@ OSErr fbWrite(int16_t ref, int32_t count, const uint8_t *bytes)
     return noErr;
 }
 
-// ---- capture --------------------------------------------------------------------------
+// ---- capture ---------------------------------------------------------------
 
 OSErr StartCapture(const FSSpec *spec)
 {
-    (void)FSpCreate(spec, textcreator, FOUR("TEXT"));  // it may be there
+    (void)FSpCreate(spec, textcreator, FOUR("TEXT")); // it may be there
     DoNavDisposeReply();
     OSErr err = FSpOpenDF(spec, fsRdWrPerm, &recRef);
     if (err != noErr) {
         recRef = 0;
         return err;
     }
-    (void)SetFPos(recRef, fsFromLEOF, 0);  // the end of an open file exists
+    (void)SetFPos(recRef, fsFromLEOF, 0); // the end of an open file exists
     recVol = spec->vRefNum;
     asciiReceive = qset.globFlags & kGlobCaptureLines ? 'L' : 'C';
     set_file_item(kItemCapture, kTextCapturing);
@@ -584,7 +585,7 @@ void StopCapture()
 {
     if (!asciiReceive)
         return;
-    (void)FSClose(recRef);  // write errors have been told
+    (void)FSClose(recRef); // write errors have been told
     recRef = 0;
     asciiReceive = 0;
     set_file_item(kItemCapture, kTextCapture);

@@ -17,11 +17,11 @@
 
 #include <cstdint>
 
-// ---- results of the engines -----------------------------------------------
+// ---- results of the engines ------------------------------------------------
 // Frame types are small positive numbers; these two join them.
 
-constexpr int32_t ERROR = -1;    // bad data
-constexpr int32_t TIMEOUT = -2;  // time ran out
+constexpr int32_t ERROR = -1;   // bad data
+constexpr int32_t TIMEOUT = -2; // time ran out
 
 // ---- wire bytes that several protocols share -------------------------------
 
@@ -46,11 +46,11 @@ extern uint32_t start_time; // the same as a date, seconds since 1904
 
 // ---- default protocols -----------------------------------------------------
 
-extern int16_t dRcvItem;        // item of the Receive list, 2 to 6
-extern int16_t dSendItem;       // item of the Send list, 2 to 7
-extern const char rcvtypes[];   // protocol letters by item, "AkXYGZ"
-extern const char sendtypes[];  // the same for sending, "AkxXyYZ"
-extern Str255 StrSendAscii;     // text of File menu item 2 when idle
+extern int16_t dRcvItem;       // item of the Receive list, 2 to 6
+extern int16_t dSendItem;      // item of the Send list, 2 to 7
+extern const char rcvtypes[];  // protocol letters by item, "AkXYGZ"
+extern const char sendtypes[]; // the same for sending, "AkxXyYZ"
+extern Str255 StrSendAscii;    // text of File menu item 2 when idle
 
 // Whether the engine behind a letter is part of this program. The menus dim
 // the others; a call that asks for one does nothing.
@@ -58,14 +58,14 @@ bool HaveProtocol(uint8_t letter);
 
 // ---- capture ---------------------------------------------------------------
 
-extern int16_t recRef;        // the open capture file, 0 if none
-extern uint8_t asciiReceive;  // 0 off, 'C' bytes as they come, 'L' lines
+extern int16_t recRef;       // the open capture file, 0 if none
+extern uint8_t asciiReceive; // 0 off, 'C' bytes as they come, 'L' lines
 
 // ---- buffers ---------------------------------------------------------------
 
-extern uint8_t *gSecBuf;     // the transfer buffer, shared by all engines
-extern int32_t gSecBufSize;  // its size; it only ever grows
-extern int32_t inbufCount;   // bytes that fbWrite holds
+extern uint8_t *gSecBuf;    // the transfer buffer, shared by all engines
+extern int32_t gSecBufSize; // its size; it only ever grows
+extern int32_t inbufCount;  // bytes that fbWrite holds
 
 // ---- commands --------------------------------------------------------------
 
@@ -84,7 +84,7 @@ void Xsend(int16_t item);
 void do_drcv(uint8_t letter);
 void do_dsend(uint8_t letter);
 
-void RestoreSendAscii();  // File menu item 2 takes StrSendAscii
+void RestoreSendAscii(); // File menu item 2 takes StrSendAscii
 
 // ---- time and input --------------------------------------------------------
 
@@ -104,13 +104,13 @@ int16_t readline(int16_t tenths);
 // that text in the way isn't lost. Never waits.
 void purgeline();
 
-void zsleep(int32_t seconds);  // serves events; a cancel doesn't shorten it
-int32_t user_abort();          // serves events; not 0: UserCancel is set
+void zsleep(int32_t seconds); // serves events; a cancel doesn't shorten it
+int32_t user_abort();         // serves events; not 0: UserCancel is set
 
 // One byte to the line at once.
 void sendline(uint8_t c);
 
-void ResetXferTimer();  // start_time and start_ticks take now
+void ResetXferTimer(); // start_time and start_ticks take now
 
 // ---- buffers and files -----------------------------------------------------
 
@@ -131,4 +131,4 @@ OSErr FSWriteNoCache(int16_t ref, int32_t *count, const uint8_t *bytes);
 // Capture to `spec`, behind what the file holds. The mode is qset's. Returns
 // the error of opening the file.
 OSErr StartCapture(const FSSpec *spec);
-void StopCapture();  // safe when off
+void StopCapture(); // safe when off

@@ -18,22 +18,22 @@
 #include <cstring>
 #include <ctime>
 
-// ---- constants --------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
-constexpr int32_t kHeaderLen = 128;   // of MacBinary; also its padding
-constexpr int32_t kTrailerLen = 4;    // of partial text: the stream position
-constexpr int kPosOffset = 112;       // of that position in the header
-constexpr int32_t kPadMask = 0xFFFF80;  // 24 bits, as the first peers had it
-constexpr uint32_t kOldestDate = 2082844800;  // 1970, counted from 1904
-constexpr int32_t kFlagsKept = 0xBEFE;  // Finder flags that may come from afar
-constexpr uint8_t kMacBinaryII = 128; // versions above this are MacBinary II
+constexpr int32_t kHeaderLen = 128;    // of MacBinary; also its padding
+constexpr int32_t kTrailerLen = 4;     // of partial text: the stream position
+constexpr int kPosOffset = 112;        // of that position in the header
+constexpr int32_t kPadMask = 0xFFFF80; // 24 bits, as the first peers had it
+constexpr uint32_t kOldestDate = 2082844800; // 1970, counted from 1904
+constexpr int32_t kFlagsKept = 0xBEFE; // Finder flags that may come from afar
+constexpr uint8_t kMacBinaryII = 128;  // versions above this are MacBinary II
 constexpr int kNameMax = 31;
-constexpr int32_t kFileBuf = 1200;    // holds any block, converted or joined
+constexpr int32_t kFileBuf = 1200; // holds any block, converted or joined
 constexpr uint8_t kLF = 10;
 constexpr uint8_t kCR = 13;
 constexpr uint8_t kCtrlZ = 26;
 
-// ---- state -------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 Str255 zRcvName;
 Str255 zRcvMBName;
@@ -53,23 +53,23 @@ uint8_t dupeAction;
 int32_t op_xconv = 'S';
 OSType textcreator = FOUR("ttxt");
 
-static uint8_t *filebuf;  // kFileBuf bytes, made at the first use
+static uint8_t *filebuf; // kFileBuf bytes, made at the first use
 
-// ---- forks of the MacBinary file that comes ----
-static int32_t dforklen, rforklen;    // by the header
-static int32_t dforkleft, rforkleft;  // still to come
-static int32_t dSkip;  // padding behind the data fork, still to be dropped
+// ---- forks of the MacBinary file that comes --------------------------------
+static int32_t dforklen, rforklen;   // by the header
+static int32_t dforkleft, rforkleft; // still to come
+static int32_t dSkip; // padding behind the data fork, still to be dropped
 
-// ---- the file in work ----
+// ---- the file in work ------------------------------------------------------
 // A file is begun when it has been made, or found as a partial copy to go on
 // with; it then bears its final name until closeit, though no fork need be
 // open.
 static bool begun;
-static bool hasData;        // it holds bytes of this or an earlier transfer
-static bool shortOfStream;  // a write failed: the disk lacks some of it
-static bool strayRef;       // zRcvRef is a partial that isn't resumed
+static bool hasData;       // it holds bytes of this or an earlier transfer
+static bool shortOfStream; // a write failed: the disk lacks some of it
+static bool strayRef;      // zRcvRef is a partial that isn't resumed
 
-// ---- judging the first block ---------------------------------------------------
+// ---- judging the first block -----------------------------------------------
 
 template <typename T> static T native(const uint8_t *at)
 {
@@ -92,7 +92,7 @@ int16_t IsMacBin(const uint8_t *h)
         if (crc16_run(h, 126, 0) == 0)
             MacBin2 = 1;
         else
-            zstat("Bad MacBin2 Hdr CRC");  // and plain MacBinary all the same
+            zstat("Bad MacBin2 Hdr CRC"); // and plain MacBinary all the same
     }
     return 1;
 }
@@ -118,7 +118,7 @@ int32_t zGetGMTOffset()
     return shifted == -1 ? 0 : int32_t(now - shifted);
 }
 
-// ---- MacBinary -------------------------------------------------------------------
+// ---- MacBinary -------------------------------------------------------------
 
 static int32_t padded(int32_t length)
 {
@@ -157,7 +157,7 @@ static void take_dates(const uint8_t *h)
 // A MacBinary header has come. The fields are in the machine's own order.
 static void start_macbinary(const uint8_t *h)
 {
-    memmove(mbHeader, h, kHeaderLen);  // it may stand there already
+    memmove(mbHeader, h, kHeaderLen); // it may stand there already
     zftype = 'M';
     tFType = qPMB;
     curFType = native<OSType>(h + 65);
@@ -190,7 +190,7 @@ static void start_macbinary(const uint8_t *h)
     curFork = dforkleft <= 0 ? 'R' : 'D';
 }
 
-// ---- making the file ----------------------------------------------------------------
+// ---- making the file -------------------------------------------------------
 
 // Whether a file of that name is there. A receive folder on a volume that has
 // gone gives way to the program's own.
@@ -265,20 +265,20 @@ static int32_t first_block(const uint8_t *&buf, int32_t &len)
     return err;
 }
 
-// ---- writing ------------------------------------------------------------------------
+// ---- writing ---------------------------------------------------------------
 
 static OSErr open_fork()
 {
-    OSErr err = curFork == 'R' ? HOpenRF(zRcvVol, zRcvDirID, zRcvMBName,
-                                         fsRdWrPerm, &zRcvRef)
-                               : HOpen(zRcvVol, zRcvDirID, zRcvMBName,
-                                       fsWrPerm, &zRcvRef);
+    OSErr err =
+        curFork == 'R'
+            ? HOpenRF(zRcvVol, zRcvDirID, zRcvMBName, fsRdWrPerm, &zRcvRef)
+            : HOpen(zRcvVol, zRcvDirID, zRcvMBName, fsWrPerm, &zRcvRef);
     if (err != noErr) {
         zRcvRef = 0;
         zprterr(err, " in open");
         return err;
     }
-    (void)SetFPos(zRcvRef, fsFromLEOF, 0);  // the end of an open file exists
+    (void)SetFPos(zRcvRef, fsFromLEOF, 0); // the end of an open file exists
     ztype();
     return noErr;
 }
@@ -306,7 +306,7 @@ static OSErr write_text(const uint8_t *buf, int32_t len)
             break;
         }
         if (c == kLF && lastc == kCR)
-            continue;  // lastc stays: CR, LF, LF is one line end
+            continue; // lastc stays: CR, LF, LF is one line end
         filebuf[n++] = c == kLF ? kCR : c;
         lastc = c;
     }
@@ -340,7 +340,7 @@ static OSErr write_fork(const uint8_t *&buf, int32_t &len)
     if (left > 0 || err != noErr)
         return err;
     if (curFork == 'R' || rforkleft <= 0) {
-        len = 0;  // nothing but padding is left
+        len = 0; // nothing but padding is left
         dSkip = 0;
         return noErr;
     }
@@ -447,7 +447,7 @@ int32_t zWriteData(int32_t pos, const uint8_t *block, int16_t length)
     return err;
 }
 
-// ---- the end of a file -----------------------------------------------------------------
+// ---- the end of a file -----------------------------------------------------
 
 // Makes sure that the data fork is open, for the trailer of a partial file.
 static OSErr open_for_trailer()
@@ -464,7 +464,7 @@ static OSErr open_for_trailer()
         zRcvRef = 0;
         return opened;
     }
-    (void)SetFPos(zRcvRef, fsFromLEOF, 0);  // the end of an open file exists
+    (void)SetFPos(zRcvRef, fsFromLEOF, 0); // the end of an open file exists
     return err;
 }
 
@@ -522,7 +522,7 @@ static void lock_file()
     if (GetCatInfo(zRcvVol, zRcvDirID, zRcvMBName, &info) != noErr)
         return;
     info.locked = true;
-    (void)SetCatInfo(zRcvVol, zRcvDirID, zRcvMBName, &info);  // it's whole
+    (void)SetCatInfo(zRcvVol, zRcvDirID, zRcvMBName, &info); // it's whole
 }
 
 static void partial_name(uint8_t *out)
@@ -555,7 +555,7 @@ static void rename_partial()
     partial_name(name);
     OSErr err = HRename(zRcvVol, zRcvDirID, zRcvMBName, name);
     if (err == dupFNErr) {
-        (void)HDelete(zRcvVol, zRcvDirID, name);  // the next call tells
+        (void)HDelete(zRcvVol, zRcvDirID, name); // the next call tells
         err = HRename(zRcvVol, zRcvDirID, zRcvMBName, name);
     }
     if (err != noErr)
@@ -568,12 +568,12 @@ static void keep_partial()
 {
     OSErr err = hasData && !strayRef ? write_trailer() : OSErr(noErr);
     if (zRcvRef != 0)
-        (void)FSClose(zRcvRef);  // what it holds is no more than a part
+        (void)FSClose(zRcvRef); // what it holds is no more than a part
     zRcvRef = 0;
     if (err != noErr)
         zprterr(err, ", partial file not kept");
     if (err != noErr || !hasData || strayRef) {
-        (void)HDelete(zRcvVol, zRcvDirID, zRcvMBName);  // nothing to be lost
+        (void)HDelete(zRcvVol, zRcvDirID, zRcvMBName); // nothing to be lost
         return;
     }
     set_catalog();
@@ -616,7 +616,7 @@ int32_t closeit()
     sPartialMacBin = 0;
     if (!begun) {
         if (zRcvRef != 0)
-            (void)FSClose(zRcvRef);  // a partial that nothing was added to
+            (void)FSClose(zRcvRef); // a partial that nothing was added to
         zRcvRef = 0;
         file_over();
         return 0;
@@ -639,18 +639,18 @@ int32_t closeit()
         keep_partial();
     }
     TouchDir(zRcvVol, zRcvDirID);
-    (void)FlushVol(zRcvVol);  // told once by set_catalog
+    (void)FlushVol(zRcvVol); // told once by set_catalog
     file_over();
     if (rxbytes > StartPos)
-        zperf(zRcvMBName, start_ticks, int32_t(TickCount()),
-              rxbytes - StartPos, 'R');
+        zperf(zRcvMBName, start_ticks, int32_t(TickCount()), rxbytes - StartPos,
+              'R');
     if (gotEOF && sysVers > 1791 &&
         FSMakeFSSpec(zRcvVol, zRcvDirID, zRcvMBName, &spec) == noErr)
-        (void)DoAutoOpen(&spec);  // it tells the user itself
+        (void)DoAutoOpen(&spec); // it tells the user itself
     return err == noErr ? 0 : -1;
 }
 
-// ---- going on with a partial file ---------------------------------------------------------
+// ---- going on with a partial file ------------------------------------------
 
 // Reads the last `count` bytes of the open file, of length `length`.
 static bool read_tail(int32_t length, int32_t count, uint8_t *to)
@@ -675,7 +675,7 @@ static bool cut_tail(int32_t length, int32_t count)
 static int32_t not_resumed()
 {
     if (zRcvRef != 0)
-        (void)FSClose(zRcvRef);  // nothing was written
+        (void)FSClose(zRcvRef); // nothing was written
     zRcvRef = 0;
     StartPos = 0;
     return 0;
@@ -699,7 +699,7 @@ static int32_t resume_text(const CatInfo &part)
         return not_resumed();
     StartPos = native<int32_t>(trailer);
     if (StartPos <= 0)
-        return not_resumed();  // no position of a transfer
+        return not_resumed(); // no position of a transfer
     if (StartPos >= TotalBytes)
         return left_open();
     if (!cut_tail(part.dataLen, kTrailerLen))
@@ -748,7 +748,7 @@ static int32_t resume_binary(const CatInfo &part)
     curFType = part.info.fdType == qPBN ? FOUR("TEXT") : part.info.fdType;
     zftype = 'B';
     zconv = ZCRESUM;
-    return 1;  // open at its end
+    return 1; // open at its end
 }
 
 // The resumed file takes its final name. One that has it keeps it: then the
@@ -762,7 +762,7 @@ static void rename_resumed(ConstStr partial)
     }
     if (err != noErr) {
         zprterr(err, " in rename");
-        pstrcpy(zRcvMBName, partial);  // it goes on under the name it has
+        pstrcpy(zRcvMBName, partial); // it goes on under the name it has
     }
 }
 

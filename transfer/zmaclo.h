@@ -16,27 +16,27 @@
 #include <cstdint>
 
 constexpr uint8_t kPartialMark = 0xA5;
-constexpr OSType qPBN = FOUR("qPBN");  // partial kinds, kept beside the file
+constexpr OSType qPBN = FOUR("qPBN"); // partial kinds, kept beside the file
 constexpr OSType qPTX = FOUR("qPTX");
 constexpr OSType qPMB = FOUR("qPMB");
 
-extern Str255 zRcvName;    // name by the sender, to 31 bytes
-extern Str255 zRcvMBName;  // name on disk, to 31 bytes
-extern int16_t zRcvRef;    // open file, 0 if none
-extern int32_t zftype;     // 'B' binary, 'T' text, 'M' MacBinary
-extern OSType tFType;      // partial kind; the file carries curFType
+extern Str255 zRcvName;   // name by the sender, to 31 bytes
+extern Str255 zRcvMBName; // name on disk, to 31 bytes
+extern int16_t zRcvRef;   // open file, 0 if none
+extern int32_t zftype;    // 'B' binary, 'T' text, 'M' MacBinary
+extern OSType tFType;     // partial kind; the file carries curFType
 extern OSType curFCreator, curFType;
-extern int32_t curFflags;  // Finder flags
-extern uint8_t curFork;    // 'D' or 'R', the fork in work
-extern int16_t fileLock;   // lock the file when it is complete
+extern int32_t curFflags; // Finder flags
+extern uint8_t curFork;   // 'D' or 'R', the fork in work
+extern int16_t fileLock;  // lock the file when it is complete
 extern uint8_t mbHeader[128];
-extern uint8_t MacBin2;          // the header is MacBinary II
-extern int32_t sPartialMacBin;   // bytes held of a short first block
-extern uint8_t lastc;            // last input byte that text kept
-extern int32_t Eofseen;          // a Ctrl-Z was met in text
-extern uint8_t dupeAction;       // 0 undecided, 1 new name, 2 skip, 3 over
-extern int32_t op_xconv;         // local conversion: 'S' 'M' 'T' 'B'
-extern OSType textcreator;       // creator of text files
+extern uint8_t MacBin2;        // the header is MacBinary II
+extern int32_t sPartialMacBin; // bytes held of a short first block
+extern uint8_t lastc;          // last input byte that text kept
+extern int32_t Eofseen;        // a Ctrl-Z was met in text
+extern uint8_t dupeAction;     // 0 undecided, 1 new name, 2 skip, 3 over
+extern int32_t op_xconv;       // local conversion: 'S' 'M' 'T' 'B'
+extern OSType textcreator;     // creator of text files
 
 // A block at stream position `pos`. 0, an error code, or -1 when the file is
 // to be skipped; anything but 0 makes the protocol give the file up.
@@ -53,4 +53,4 @@ int32_t CheckForResume();
 int16_t IsMacBin(const uint8_t *buf);
 int16_t IsText(const uint8_t *buf, int32_t len);
 
-int32_t zGetGMTOffset();  // seconds east of Greenwich, 0 if not known
+int32_t zGetGMTOffset(); // seconds east of Greenwich, 0 if not known

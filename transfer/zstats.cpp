@@ -14,25 +14,25 @@
 #include "shell/QuillonWindow.h"
 #include "terminal/VT100.h"
 #include "transfer/Names.h"
-#include "transfer/rz.h"
 #include "transfer/Util.h"
+#include "transfer/rz.h"
 #include "transfer/xmodem.h"
 #include "transfer/zmaclo.h"
 
 #include <algorithm>
 
-// ---- constants --------------------------------------------------------------
+// ---- constants -------------------------------------------------------------
 
 constexpr int16_t kStatusDialog = 240;
-constexpr int16_t kWordList = 300;      // item 9: the direction on a send
-constexpr int16_t kNameList = 310;      // 2: log's name, 6: its header line
-constexpr int32_t kRedrawTicks = 50;    // no redraw of figures before
-constexpr int32_t kMostShown = 200000001;  // sizes from here on show no bar
-constexpr int32_t kSureBytes = 4001;    // from here on the rate is believed
+constexpr int16_t kWordList = 300;        // item 9: the direction on a send
+constexpr int16_t kNameList = 310;        // 2: log's name, 6: its header line
+constexpr int32_t kRedrawTicks = 50;      // no redraw of figures before
+constexpr int32_t kMostShown = 200000001; // sizes from here on show no bar
+constexpr int32_t kSureBytes = 4001;      // from here on the rate is believed
 constexpr uint8_t kTab = 9;
-constexpr uint8_t kCR = 13;  // ends a line of the log
+constexpr uint8_t kCR = 13; // ends a line of the log
 
-// ---- state --------------------------------------------------------------------
+// ---- state -----------------------------------------------------------------
 
 DialogPtr zDlog;
 WindowPtr zDwin;
@@ -43,9 +43,9 @@ int32_t zsTotal, zsCur;
 int32_t estCPS;
 uint8_t prog1st;
 
-static int32_t lastUpdate;  // elapsed ticks at the last redraw of zprog
+static int32_t lastUpdate; // elapsed ticks at the last redraw of zprog
 
-// ---- composing ------------------------------------------------------------------
+// ---- composing -------------------------------------------------------------
 
 static void add(uint8_t *out, const char *text)
 {
@@ -141,7 +141,7 @@ static ConstStr shown_name()
     return curSendFSS ? curSendFSS->name : none;
 }
 
-// ---- the window -------------------------------------------------------------------
+// ---- the window ------------------------------------------------------------
 
 static void draw_bar_item(DialogPtr, int16_t)
 {
@@ -236,8 +236,7 @@ void drawBar()
 
     const Rect &b = barbox;
     int32_t width = b.right - b.left - 2;
-    int32_t done =
-        zsTotal > 0 ? int32_t(int64_t(width) * zsCur / zsTotal) : 0;
+    int32_t done = zsTotal > 0 ? int32_t(int64_t(width) * zsCur / zsTotal) : 0;
     if (done > width)
         done = width;
     Rect inner = {int16_t(b.top + 1), int16_t(b.left + 1),
@@ -286,10 +285,10 @@ void zitemNoEvt(int16_t item, ConstStr text)
 void zitem(int16_t item, ConstStr text)
 {
     zitemNoEvt(item, text);
-    (void)XferEvent(-1);  // a cancel is seen by the engine's own test
+    (void)XferEvent(-1); // a cancel is seen by the engine's own test
 }
 
-// ---- figures ----------------------------------------------------------------------
+// ---- figures ---------------------------------------------------------------
 
 static void show_number(int16_t item, int32_t number)
 {
@@ -338,11 +337,11 @@ void zprog(int32_t current, int32_t total)
         set_bar();
         zecheck();
     }
-    if (elapsed < lastUpdate)  // the timer has been reset since
+    if (elapsed < lastUpdate) // the timer has been reset since
         lastUpdate = 0;
     bool edge = current == 0 || current == total;
     if (!edge && elapsed - lastUpdate <= kRedrawTicks) {
-        (void)XferEvent(-1);  // a cancel is seen by the engine's own test
+        (void)XferEvent(-1); // a cancel is seen by the engine's own test
         return;
     }
     lastUpdate = elapsed;
@@ -425,7 +424,7 @@ void inc_retry()
     show_retry();
 }
 
-// ---- words ------------------------------------------------------------------------
+// ---- words -----------------------------------------------------------------
 
 static void new_line()
 {
@@ -503,7 +502,7 @@ void zdsphdr(int32_t type)
 {
     EventRecord event;
 
-    (void)EventAvail(0, &event);  // for the modifiers alone
+    (void)EventAvail(0, &event); // for the modifiers alone
     if (!(event.modifiers & optionKey))
         return;
     int32_t row = type + 3;
@@ -516,7 +515,7 @@ void zdsphdr(int32_t type)
     zstatp(zmsg);
 }
 
-// ---- the end of a file --------------------------------------------------------------
+// ---- the end of a file -----------------------------------------------------
 
 // One line of the log. A name of the other side's making may fill a string,
 // so the line is longer than one.
@@ -562,22 +561,22 @@ static int16_t open_log()
     Str255 name;
 
     GetIndString(name, kNameList, 2);
-    if (FindFolder(int16_t(gPrefFolderDomain), kLogsFolder, true, &vol,
-                   &dir) != noErr) {
+    if (FindFolder(int16_t(gPrefFolderDomain), kLogsFolder, true, &vol, &dir) !=
+        noErr) {
         vol = gAuxFilesVRef;
         dir = gAuxFilesDirID;
     }
     bool fresh = HCreate(vol, dir, name, textcreator, FOUR("TEXT")) == noErr;
     if (HOpen(vol, dir, name, fsRdWrPerm, &ref) != noErr)
         return 0;
-    (void)SetFPos(ref, fsFromLEOF, 0);  // at worst the line stands elsewhere
+    (void)SetFPos(ref, fsFromLEOF, 0); // at worst the line stands elsewhere
     if (fresh) {
         Str255 header;
         GetIndString(header, kNameList, 6);
         if (header[0] && header[header[0]] != kCR)
             pstrcatchr(header, kCR);
         int32_t count = header[0];
-        (void)FSWrite(ref, &count, header + 1);  // the lines matter more
+        (void)FSWrite(ref, &count, header + 1); // the lines matter more
     }
     return ref;
 }
@@ -610,7 +609,7 @@ static void log_file(ConstStr name, uint8_t direction, int32_t bytes,
     put_field(log, text);
     put_field(log, ServiceName);
     put_field(log, name);
-    log.count--;  // the last two fields bring what stands before them
+    log.count--; // the last two fields bring what stands before them
     if (StartPos != 0)
         put(log, "\tResume");
     if (!gotEOF)
@@ -620,7 +619,7 @@ static void log_file(ConstStr name, uint8_t direction, int32_t bytes,
     int16_t ref = open_log();
     if (ref == 0)
         return;
-    (void)FSWrite(ref, &log.count, log.bytes);  // a full disk loses the line
+    (void)FSWrite(ref, &log.count, log.bytes); // a full disk loses the line
     (void)FSClose(ref);
 }
 

@@ -28,7 +28,7 @@
 
 namespace fs = std::filesystem;
 
-// ---- folders and files -------------------------------------------------------
+// ---- folders and files -----------------------------------------------------
 
 // The folder, removed when the program ends.
 struct scratch_folder {
@@ -39,8 +39,8 @@ struct scratch_folder {
         std::string form = (fs::temp_directory_path() / "ql-XXXXXX").string();
         path = mkdtemp(form.data());
         fs::create_directory(path / "files");
-        for (const char *name : {"XDG_STATE_HOME", "XDG_CONFIG_HOME",
-                                 "XDG_DATA_HOME"}) {
+        for (const char *name :
+             {"XDG_STATE_HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"}) {
             fs::create_directory(path / name);
             setenv(name, (path / name).c_str(), 1);
         }
@@ -104,7 +104,7 @@ std::string partial(const std::string &name)
     return name + "\xA5";
 }
 
-// ---- the program ------------------------------------------------------------
+// ---- the program -----------------------------------------------------------
 
 static void settings(char convert, bool escape)
 {
@@ -229,7 +229,7 @@ std::string all_bytes(size_t count)
     return out;
 }
 
-// ---- the scripted peer ---------------------------------------------------------
+// ---- the scripted peer -----------------------------------------------------
 
 void scripted_peer::start()
 {
@@ -264,7 +264,7 @@ std::string scripted_peer::type_list() const
     return numbers(types);
 }
 
-// ---- the receiver at work -----------------------------------------------------------
+// ---- the receiver at work --------------------------------------------------
 
 enum { kRINIT = 1, kSINIT, kACK, kFILE, kFIN = 8, kRPOS, kDATA, kEOF };
 
@@ -294,7 +294,7 @@ void live_receiver::take_head(const frame &f)
     case kSINIT:
     case kFILE:
     case kDATA:
-        break;  // with the data
+        break; // with the data
     default:
         answer(f, "");
     }

@@ -30,7 +30,7 @@ static string pascal(const uint8_t *p)
     return string(reinterpret_cast<const char *>(p + 1), p[0]);
 }
 
-// ---- default protocols -------------------------------------------------------
+// ---- default protocols -----------------------------------------------------
 
 TEST(Defaults, EveryLetter)
 {
@@ -62,7 +62,7 @@ TEST(Defaults, EveryLetter)
     EXPECT_EQ(set_changed, 0);
 }
 
-// ---- buffers ---------------------------------------------------------------------
+// ---- buffers ---------------------------------------------------------------
 
 TEST(Buffers, TheTransferBufferOnlyGrows)
 {
@@ -104,18 +104,18 @@ TEST(Buffers, WritesAreGathered)
         }
         string big = random_bytes(20000);
         all += big;
-        EXPECT_EQ(fbWrite(ref, 20000,
-                          reinterpret_cast<const uint8_t *>(big.data())),
-                  noErr);
+        EXPECT_EQ(
+            fbWrite(ref, 20000, reinterpret_cast<const uint8_t *>(big.data())),
+            noErr);
         EXPECT_EQ(fbWrite(ref, 0, nullptr), noErr);
         EXPECT_EQ(inbufCount, 0);
         FSClose(ref);
         EXPECT_EQ(read_file("b"), all);
-        break;  // the block is made once in a program's life
+        break; // the block is made once in a program's life
     }
 }
 
-// ---- reading and events --------------------------------------------------------------
+// ---- reading and events ----------------------------------------------------
 
 TEST(Events, TimesAndCancel)
 {
@@ -129,7 +129,7 @@ TEST(Events, TimesAndCancel)
     EXPECT_EQ(TimedRead(1, c, 3, 120), 1);
     EXPECT_EQ(memcmp(c, "abc", 3), 0);
     zprot = 'Z';
-    zshow();  // keys go to a window
+    zshow(); // keys go to a window
 
     // A cancel ends a read at once, and no rest.
     hl_after(30, [] { hl_type(".", cmdKey); });
@@ -168,7 +168,7 @@ TEST(Events, CancelButtonOfTheWindow)
     EXPECT_EQ(zDwin, nullptr);
 }
 
-// ---- figures ---------------------------------------------------------------------------
+// ---- figures ---------------------------------------------------------------
 
 static string item(int16_t n)
 {
@@ -293,9 +293,9 @@ TEST(Figures, TranscriptAndLog)
     };
     auto f = fields(lines[1]);
     ASSERT_EQ(f.size(), 10u) << lines[1];
-    EXPECT_EQ(std::vector<string>(f.begin() + 2, f.end() - 2),
-              (std::vector<string>{"RZ", "115200", "11520", "10", "1152",
-                                   "10%"}));
+    EXPECT_EQ(
+        std::vector<string>(f.begin() + 2, f.end() - 2),
+        (std::vector<string>{"RZ", "115200", "11520", "10", "1152", "10%"}));
     EXPECT_EQ(f[9], "a?b?c");
     f = fields(lines[2]);
     EXPECT_EQ(f.at(2), "SZ");
@@ -307,7 +307,7 @@ TEST(Figures, TranscriptAndLog)
     EXPECT_EQ(log_text(), log);
 }
 
-// ---- capture ------------------------------------------------------------------------------
+// ---- capture ---------------------------------------------------------------
 
 TEST(Capture, BothModesAndAppending)
 {

@@ -100,8 +100,8 @@ std::string packet16(const std::string &data, char end, bool all)
 
 std::string packet32(const std::string &data, char end)
 {
-    std::string out = escaped(data) + kZDLE + end +
-                      escaped(four(plain_crc32(data + end)));
+    std::string out =
+        escaped(data) + kZDLE + end + escaped(four(plain_crc32(data + end)));
     return end == 'k' ? out + "\x11" : out;
 }
 
@@ -158,7 +158,7 @@ static bool read_head(const std::string &s, size_t &at, frame &f, bool &bad)
             return false;
         for (int i = 0; i < 7; i++)
             body += char(digit(s[p + 2 * i]) << 4 | digit(s[p + 2 * i + 1]));
-        p += 16;  // with CR and LF
+        p += 16; // with CR and LF
         if (p < s.size() && s[p] == 0x11)
             p++;
     } else if (!unescape(s, p, f.form == 'C' ? 9 : 7, body)) {

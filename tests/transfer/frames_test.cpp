@@ -28,7 +28,7 @@ static string sent()
     return hl_line_heard();
 }
 
-// ---- sending ----------------------------------------------------------------
+// ---- sending ---------------------------------------------------------------
 
 TEST(Headers, HexFormIsThePublishedOne)
 {
@@ -122,7 +122,9 @@ TEST(Subpackets, BytesThatAreEscapedAndThoseThatAreNot)
         {"the @ may have the high bit", 0, "\xC0\r", "\xC0\x18M"},
         {"CR with it, too", 0, "@\x8D", "@\x18\xCD"},
         {"NUL stays", 0, string("\0\r", 2), string("\0\r", 2)},
-        {"all control bytes", 1, "\x01\r\x9F", "\x18" "A\x18M\x18\xDF"},
+        {"all control bytes", 1, "\x01\r\x9F",
+         "\x18"
+         "A\x18M\x18\xDF"},
     };
     start_bench();
     for (const row &r : rows) {
@@ -135,7 +137,7 @@ TEST(Subpackets, BytesThatAreEscapedAndThoseThatAreNot)
     }
 }
 
-// ---- receiving headers --------------------------------------------------------
+// ---- receiving headers -----------------------------------------------------
 
 struct header_row {
     const char *name;
@@ -154,13 +156,22 @@ TEST(Headers, EveryFormIsRead)
         {"hex, one pad", hex_frame(ZRPOS, pos).substr(1), ZRPOS, 0x010203},
         {"pad with parity", "\xAA" + hex_frame(ZRPOS, pos).substr(1), ZRPOS,
          0x010203},
-        {"upper-case digits", "**\x18" "B0100000023BE50\r\x8A", ERROR, 0},
-        {"bad hex CRC", "**\x18" "B0100000023be51\r\x8A", ERROR, 0x23000000},
+        {"upper-case digits",
+         "**\x18"
+         "B0100000023BE50\r\x8A",
+         ERROR, 0},
+        {"bad hex CRC",
+         "**\x18"
+         "B0100000023be51\r\x8A",
+         ERROR, 0x23000000},
         {"CRC-16", bin16_frame(ZDATA, pos), ZDATA, 0x010203},
         {"CRC-32", bin32_frame(ZDATA, pos), ZDATA, 0x010203},
         {"form D is CRC-32", bin32_frame(ZDATA, pos, 'D'), ZDATA, 0x010203},
-        {"flow bytes within", "*\x11\x18\x13" "A" +
-             bin16_frame(ZDATA, pos).substr(3), ZDATA, 0x010203},
+        {"flow bytes within",
+         "*\x11\x18\x13"
+         "A" +
+             bin16_frame(ZDATA, pos).substr(3),
+         ZDATA, 0x010203},
         {"five CAN", long_can, ZCAN, -1},
         {"CAN, then a header", "\x18\x18" + hex_frame(ZEOF, pos), ZEOF,
          0x010203},
@@ -214,7 +225,7 @@ TEST(Headers, GarbageHasALimitAndIsShownByRule)
     EXPECT_EQ(screen(), "Hello1\nprompt\n");
 }
 
-// ---- receiving subpackets ---------------------------------------------------------
+// ---- receiving subpackets --------------------------------------------------
 
 TEST(Subpackets, EveryResult)
 {
@@ -278,7 +289,7 @@ TEST(Subpackets, AnySplitGivesTheSame)
     Rxframeind = BIN32;
     for (size_t cut = 0; cut <= wire.size(); cut++) {
         uint8_t buf[64];
-        LastGetTicks = int32_t(TickCount());  // a header has just come
+        LastGetTicks = int32_t(TickCount()); // a header has just come
         hl_line_say(wire.substr(0, cut));
         hl_line_say(wire.substr(cut), 40000);
         ASSERT_EQ(zrdata(buf, 60), GOTCRCG) << cut;

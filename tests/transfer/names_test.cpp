@@ -33,7 +33,7 @@ static void to_pascal(const string &text, uint8_t *p)
     memcpy(p + 1, text.data(), text.size());
 }
 
-// ---- names for the host and for us ---------------------------------------------
+// ---- names for the host and for us -----------------------------------------
 
 TEST(Names, ForTheHost)
 {
@@ -130,7 +130,7 @@ TEST(Names, KindsOfFiles)
     EXPECT_EQ(type, 2u);
 }
 
-// ---- the receive folder ------------------------------------------------------------
+// ---- the receive folder ----------------------------------------------------
 
 TEST(Folder, IsRememberedAndRepaired)
 {
@@ -170,7 +170,7 @@ TEST(Folder, IsRememberedAndRepaired)
     fs::create_directory(scratch());
 }
 
-// ---- names of the other side's making ------------------------------------------------
+// ---- names of the other side's making --------------------------------------
 
 // All that lies beside the receive folder, with contents.
 static std::map<string, string> outside()
@@ -195,7 +195,7 @@ TEST(Names, HostileOnesStayInTheFolder)
     struct row {
         const char *what;
         string name;
-        string becomes;  // the file on the disk; empty: a made-up name
+        string becomes; // the file on the disk; empty: a made-up name
     };
     const row rows[] = {
         {"up", "../x", "..:x"},
@@ -222,14 +222,20 @@ TEST(Names, HostileOnesStayInTheFolder)
         for (const string &name : folder_list())
             fs::remove(scratch() + "/" + name);
         string figures = r.name.find('\0') == string::npos ? "3" : "";
-        scripted_peer peer{
-            {{1, bin32_frame(4, flags(0)) +
-                     packet32(file_block(r.name, figures), 'k'), {}},
-             {9, bin32_frame(10, four(0)) + packet32("hey", 'h') +
-                     hex_frame(11, four(3)), {}},
-             {1, hex_frame(8, four(0)), {}},
-             {8, "OO", {}}},
-            0, {}, {}, {}};
+        scripted_peer peer{{{1,
+                             bin32_frame(4, flags(0)) +
+                                 packet32(file_block(r.name, figures), 'k'),
+                             {}},
+                            {9,
+                             bin32_frame(10, four(0)) + packet32("hey", 'h') +
+                                 hex_frame(11, four(3)),
+                             {}},
+                            {1, hex_frame(8, four(0)), {}},
+                            {8, "OO", {}}},
+                           0,
+                           {},
+                           {},
+                           {}};
         peer.start();
         EXPECT_EQ(rz(kModeZ), 0) << r.what;
         auto list = folder_list();
@@ -256,13 +262,20 @@ TEST(Names, LinksInTheWayAreNotFollowed)
         for (string name : {"link", "dangling", "folder"}) {
             start_bench();
             scripted_peer peer{
-                {{1, bin32_frame(4, flags(0)) +
-                         packet32(file_block(name, "3"), 'k'), {}},
-                 {9, bin32_frame(10, four(0)) + packet32("hey", 'h') +
-                         hex_frame(11, four(3)), {}},
+                {{1,
+                  bin32_frame(4, flags(0)) +
+                      packet32(file_block(name, "3"), 'k'),
+                  {}},
+                 {9,
+                  bin32_frame(10, four(0)) + packet32("hey", 'h') +
+                      hex_frame(11, four(3)),
+                  {}},
                  {1, hex_frame(8, four(0)), {}},
                  {8, "OO", {}}},
-                0, {}, {}, {}};
+                0,
+                {},
+                {},
+                {}};
             peer.start();
             hl_answer(answer);
             (void)rz(kModeZ);
@@ -280,11 +293,17 @@ TEST(Names, AFolderThatIsGoneEndsWithAMessage)
     start_bench();
     gHaveUserDLFolder = 0;
     scripted_peer peer{
-        {{1, bin32_frame(4, flags(0)) + packet32(file_block("f", "3"), 'k'),
+        {{1,
+          bin32_frame(4, flags(0)) + packet32(file_block("f", "3"), 'k'),
           {}},
-         {9, bin32_frame(10, four(0)) + packet32("hey", 'h') +
-                 hex_frame(11, four(3)), {}}},
-        0, {}, {}, {}};
+         {9,
+          bin32_frame(10, four(0)) + packet32("hey", 'h') +
+              hex_frame(11, four(3)),
+          {}}},
+        0,
+        {},
+        {},
+        {}};
     peer.start();
     fs::remove_all(scratch());
     hl_ask_answer(false);

@@ -20,8 +20,8 @@
 
 using std::string;
 
-static string offer(const string &name, const string &figures,
-                    uint8_t zf0 = 0, uint8_t zf1 = 0)
+static string offer(const string &name, const string &figures, uint8_t zf0 = 0,
+                    uint8_t zf1 = 0)
 {
     return bin32_frame(ZFILE, flags(zf0, zf1)) +
            packet32(file_block(name, figures), 'k');
@@ -65,14 +65,18 @@ TEST(Receiver, StartsByItselfOnlyOnAGoodStart)
     start_bench();
     scripted_peer peer{one_file("auto", "x"), 0, {}, {}, {}};
     peer.start();
-    hl_line_say("rz\r**\x18" "B00000000000000\r\x8A\x11");
+    hl_line_say("rz\r**\x18"
+                "B00000000000000\r\x8A\x11");
     for (int i = 0; i < 100 && !file_there("auto"); i++)
         ReadPort();
     EXPECT_EQ(read_file("auto"), "x");
 
     // A stray start costs little and changes nothing.
     peer.types.clear();
-    for (string stray : {"*\x18" "C", "*\x18" "B00000000000001\r\x8A"}) {
+    for (string stray : {"*\x18"
+                         "C",
+                         "*\x18"
+                         "B00000000000001\r\x8A"}) {
         uint32_t before = TickCount();
         hl_line_say(stray);
         pump_port();
@@ -82,12 +86,12 @@ TEST(Receiver, StartsByItselfOnlyOnAGoodStart)
     EXPECT_EQ(zDlog, nullptr);
 }
 
-// ---- before the file: every row of the first table --------------------------------
+// ---- before the file: every row of the first table -------------------------
 
 struct start_row {
     const char *name;
-    string say;     // in answer to the first ZRINIT
-    string types;   // what the receiver then sends, up to the offer's ZRPOS
+    string say;   // in answer to the first ZRINIT
+    string types; // what the receiver then sends, up to the offer's ZRPOS
 };
 
 TEST(Receiver, EveryHeaderBeforeAFile)
@@ -107,7 +111,10 @@ TEST(Receiver, EveryHeaderBeforeAFile)
         {"ZRPOS", hex_frame(ZRPOS, four(0)), "1 1 9"},
         {"ZCOMMAND with another end",
          bin32_frame(ZCOMMAND, four(0)) + packet32("ls", 'h'), "1 6 9"},
-        {"a damaged header", "**\x18" "B0000000000FFFF\r\x8A", "1 1 9"},
+        {"a damaged header",
+         "**\x18"
+         "B0000000000FFFF\r\x8A",
+         "1 1 9"},
     };
     for (const start_row &r : rows) {
         start_bench();
@@ -169,7 +176,7 @@ TEST(Receiver, SilenceEndsAfterItsAttempts)
     EXPECT_EQ(zDlog, nullptr);
 }
 
-// ---- within the file: every row of the second ---------------------------------------
+// ---- within the file: every row of the second ------------------------------
 
 // Each row is said in answer to the first ZRPOS; the sender goes on with the
 // whole file at the next one.
@@ -179,10 +186,13 @@ TEST(Receiver, EveryHeaderWithinAFile)
     const start_row rows[] = {
         {"ZNAK", hex_frame(ZNAK, four(0)) + packet32("x", 'h'), "1 9 9"},
         {"time-out", "", "1 9 9"},
-        {"damaged header", "**\x18" "B0a00000000FFFF\r\x8A", "1 9 9"},
+        {"damaged header",
+         "**\x18"
+         "B0a00000000FFFF\r\x8A",
+         "1 9 9"},
         {"ZFILE again", offer("f", "700"), "1 9 9"},
-        {"ZDATA elsewhere",
-         bin32_frame(ZDATA, four(512)) + packet32("zz", 'h'), "1 9 9"},
+        {"ZDATA elsewhere", bin32_frame(ZDATA, four(512)) + packet32("zz", 'h'),
+         "1 9 9"},
         {"ZEOF elsewhere", hex_frame(ZEOF, four(4711)), "1 9 9"},
         {"damaged data",
          bin32_frame(ZDATA, four(0)) + "Q" + packet32(body, 'i'), "1 9 9"},
@@ -194,7 +204,10 @@ TEST(Receiver, EveryHeaderWithinAFile)
                             {ZRPOS, send_all(body), {}},
                             {ZRINIT, hex_frame(ZFIN, four(0)), {}},
                             {ZFIN, "OO", {}}},
-                           0, {}, {}, {}};
+                           0,
+                           {},
+                           {},
+                           {}};
         peer.start();
         hl_answer(3);
         EXPECT_EQ(rz(kModeZ), 0) << r.name;
@@ -207,15 +220,19 @@ TEST(Receiver, EmptySubpacketsAreNoFirstBlock)
 {
     start_bench();
     scripted_peer peer{{{ZRINIT, offer("f", "3"), {}},
-                        {ZRPOS, bin32_frame(ZDATA, four(0)) +
-                                    packet32("", 'i') + packet32("", 'i') +
-                                    packet32("abc", 'i') + packet32("", 'h') +
-                                    hex_frame(ZEOF, four(3)), {}},
+                        {ZRPOS,
+                         bin32_frame(ZDATA, four(0)) + packet32("", 'i') +
+                             packet32("", 'i') + packet32("abc", 'i') +
+                             packet32("", 'h') + hex_frame(ZEOF, four(3)),
+                         {}},
                         {ZRINIT, offer("none", "0"), {}},
                         {ZRPOS, hex_frame(ZEOF, four(0)), {}},
                         {ZRINIT, hex_frame(ZFIN, four(0)), {}},
                         {ZFIN, "OO", {}}},
-                       0, {}, {}, {}};
+                       0,
+                       {},
+                       {},
+                       {}};
     peer.start();
     EXPECT_EQ(rz(kModeZ), 0);
     EXPECT_EQ(folder_list(), (std::vector<string>{"f", "none"}));
@@ -237,14 +254,18 @@ TEST(Receiver, WaysAFileEndsBadly)
         {"sender cancels", half + cancel_string(), "Cancelled by sender.",
          true},
         {"sender cancels before data", cancel_string(), "", false},
-        {"an unforeseen header", half + packet32("", 'h') +
-             hex_frame(ZFERR, four(0)), "", true},
+        {"an unforeseen header",
+         half + packet32("", 'h') + hex_frame(ZFERR, four(0)), "", true},
         {"sender is gone", half, "", true},
     };
     for (const row &r : rows) {
         start_bench();
-        scripted_peer peer{{{ZRINIT, offer("f", "700"), {}},
-                            {ZRPOS, r.say, {}}}, 0, {}, {}, {}};
+        scripted_peer peer{
+            {{ZRINIT, offer("f", "700"), {}}, {ZRPOS, r.say, {}}},
+            0,
+            {},
+            {},
+            {}};
         peer.start();
         EXPECT_EQ(rz(kModeZ), 7) << r.name;
         EXPECT_NE(screen().find(r.words), string::npos) << r.name << screen();
@@ -264,12 +285,15 @@ TEST(Receiver, SkippedBySenderOrUs)
     scripted_peer peer{
         {{ZRINIT, offer("first", "10"), {}},
          {ZRPOS, hex_frame(ZSKIP, four(0)), {}},
-         {ZRINIT, offer("old", "3", 0, 7), {}},  // ours are protected
+         {ZRINIT, offer("old", "3", 0, 7), {}}, // ours are protected
          {ZSKIP, offer("last", "2"), {}},
          {ZRPOS, send_all("ok"), {}},
          {ZRINIT, hex_frame(ZFIN, four(0)), {}},
          {ZFIN, "OO", {}}},
-        0, {}, {}, {}};
+        0,
+        {},
+        {},
+        {}};
     peer.start();
     EXPECT_EQ(rz(kModeZ), 0);
     EXPECT_TRUE(peer.done());
@@ -291,28 +315,31 @@ TEST(Receiver, ManagementOfFilesThatExist)
         bool taken;
     };
     const row rows[] = {
-        {1, "4 14524770401", true},    // newer
-        {1, "4 1000000000", false},    // older and shorter
-        {1, "9 1000000000", true},     // older but longer
-        {2, "9 0", true},   {2, "8 0", false},
-        {4, "1 0", true},
-        {5, "1 14524770401", true},    {5, "1 1000000000", false},
-        {6, "8 14524770400", false},   {6, "7 14524770400", true},
-        {7, "9 14524770401", false},
+        {1, "4 14524770401", true}, // newer
+        {1, "4 1000000000", false}, // older and shorter
+        {1, "9 1000000000", true},  // older but longer
+        {2, "9 0", true},           {2, "8 0", false},
+        {4, "1 0", true},           {5, "1 14524770401", true},
+        {5, "1 1000000000", false}, {6, "8 14524770400", false},
+        {6, "7 14524770400", true}, {7, "9 14524770401", false},
     };
     for (const row &r : rows) {
         start_bench();
         write_file("f", "12345678");
         struct timespec times[2] = {{1700000000, 0}, {1700000000, 0}};
-        ASSERT_EQ(utimensat(AT_FDCWD, (scratch() + "/f").c_str(), times, 0),
-                  0);
+        ASSERT_EQ(utimensat(AT_FDCWD, (scratch() + "/f").c_str(), times, 0), 0);
         scripted_peer peer{
             {{ZRINIT, offer("f", r.figures, 0, uint8_t(r.zf1)), {}},
              {r.taken ? int(ZRPOS) : int(ZSKIP),
-              r.taken ? send_all("new") : hex_frame(ZFIN, four(0)), {}},
+              r.taken ? send_all("new") : hex_frame(ZFIN, four(0)),
+              {}},
              {r.taken ? int(ZRINIT) : int(ZFIN),
-              r.taken ? hex_frame(ZFIN, four(0)) : "OO", {}}},
-            0, {}, {}, {}};
+              r.taken ? hex_frame(ZFIN, four(0)) : "OO",
+              {}}},
+            0,
+            {},
+            {},
+            {}};
         peer.start();
         hl_line_say("");
         (void)rz(kModeZ);
@@ -321,7 +348,7 @@ TEST(Receiver, ManagementOfFilesThatExist)
     }
 }
 
-// ---- acknowledging, cancelling ----------------------------------------------------------
+// ---- acknowledging, cancelling ---------------------------------------------
 
 TEST(Receiver, AcknowledgesWhatAsksForIt)
 {
@@ -330,15 +357,21 @@ TEST(Receiver, AcknowledgesWhatAsksForIt)
     auto note = [&](const frame &f) { acks.push_back(f.position()); };
     scripted_peer peer{
         {{ZRINIT, offer("f", "1000"), {}},
-         {ZRPOS, bin32_frame(ZDATA, four(0)) + packet32(string(100, 'a'), 'j') +
-                     packet32(string(50, 'b'), 'i') +
-                     packet32(string(50, 'c'), 'k'), {}},
+         {ZRPOS,
+          bin32_frame(ZDATA, four(0)) + packet32(string(100, 'a'), 'j') +
+              packet32(string(50, 'b'), 'i') + packet32(string(50, 'c'), 'k'),
+          {}},
          {ZACK, "", note},
-         {ZACK, bin32_frame(ZDATA, four(200)) + packet32(string(54, 'd'), 'h') +
-                    hex_frame(ZEOF, four(254)), note},
+         {ZACK,
+          bin32_frame(ZDATA, four(200)) + packet32(string(54, 'd'), 'h') +
+              hex_frame(ZEOF, four(254)),
+          note},
          {ZRINIT, hex_frame(ZFIN, four(0)), {}},
          {ZFIN, "OO", {}}},
-        0, {}, {}, {}};
+        0,
+        {},
+        {},
+        {}};
     peer.start();
     EXPECT_EQ(rz(kModeZ), 0);
     EXPECT_EQ(acks, (std::vector<uint32_t>{100, 200}));
@@ -358,9 +391,11 @@ TEST(Receiver, UserCancelsAnywhere)
         scripted_peer peer;
         if (when > 0)
             peer.rows = {{ZRINIT, offer("f", "5000"), {}},
-                         {ZRPOS, bin32_frame(ZDATA, four(0)) +
-                                     packet32(string(500, 'a'), 'i') +
-                                     (when == 1 ? string(40, 'b') : ""), {}}};
+                         {ZRPOS,
+                          bin32_frame(ZDATA, four(0)) +
+                              packet32(string(500, 'a'), 'i') +
+                              (when == 1 ? string(40, 'b') : ""),
+                          {}}};
         peer.start();
         hl_after(90, press_cancel);
         uint32_t before = TickCount();
@@ -386,8 +421,12 @@ TEST(Receiver, CancelWithinTheStreamIsQuick)
     for (int i = 0; i < 200; i++)
         stream += packet32(random_bytes(1000, unsigned(i)), 'i');
     int64_t pressed = 0, answered = 0;
-    scripted_peer peer{{{ZRINIT, offer("f", "200000"), {}},
-                        {ZRPOS, stream, {}}}, 0, {}, {}, {}};
+    scripted_peer peer{
+        {{ZRINIT, offer("f", "200000"), {}}, {ZRPOS, stream, {}}},
+        0,
+        {},
+        {},
+        {}};
     peer.start();
     hl_after(200, [&] {
         pressed = hl_now();
@@ -416,11 +455,13 @@ TEST(Receiver, FloodsCanBeCancelled)
     const std::pair<const char *, string> rows[] = {
         {"flow bytes", many("\x11\x13")},
         {"flow bytes in a header", "*" + many("\x11")},
-        {"flow bytes behind an escape", "*\x18" "A\x18" + many("\x13")},
+        {"flow bytes behind an escape", "*\x18"
+                                        "A\x18" +
+                                            many("\x13")},
         {"frames that mean nothing", many(hex_frame(ZCOMPL, four(0)))},
         {"wrong ends of file", offered + many(hex_frame(ZEOF, four(7)))},
-        {"empty subpackets", offered + bin32_frame(ZDATA, four(0)) +
-                                 many(packet32("", 'i'))},
+        {"empty subpackets",
+         offered + bin32_frame(ZDATA, four(0)) + many(packet32("", 'i'))},
         {"pauses of an attention string",
          bin32_frame(ZSINIT, flags(0)) + packet32(string(31, '\xDE'), 'k') +
              offered + many(bin32_frame(ZDATA, four(99)))},

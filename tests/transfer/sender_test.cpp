@@ -119,14 +119,14 @@ TEST(Sender, HeaderBlockTellsNameLengthDateAndWhatIsLeft)
               file_block("two", "30 014524770400 0 0 1 30"));
 }
 
-// ---- meeting the receiver ------------------------------------------------------
+// ---- meeting the receiver --------------------------------------------------
 
 TEST(Sender, EveryHeaderBeforeTheFirstFile)
 {
     struct row {
         const char *name;
-        string say;    // in answer to our ZRQINIT
-        string types;  // before the ZFILE
+        string say;   // in answer to our ZRQINIT
+        string types; // before the ZFILE
         bool works;
     };
     const row rows[] = {
@@ -135,7 +135,11 @@ TEST(Sender, EveryHeaderBeforeTheFirstFile)
         {"our request come back", hex_frame(ZRQINIT, flags(18)) + kInit, "0",
          true},
         {"any other", reply(ZACK) + kInit, "0 6", true},
-        {"damaged", "**\x18" "B01000000230000\r\x8A" + kInit, "0 6", true},
+        {"damaged",
+         "**\x18"
+         "B01000000230000\r\x8A" +
+             kInit,
+         "0 6", true},
         {"cancel", "*" + cancel_string(), "0", false},
         {"silence", "", "0", false},
     };
@@ -159,9 +163,9 @@ TEST(Sender, FollowsTheReceiversAbilities)
     struct row {
         const char *name;
         string init;
-        bool escape;  // our setting
-        char form;    // of binary headers
-        bool sinit;   // ZSINIT comes
+        bool escape; // our setting
+        char form;   // of binary headers
+        bool sinit;  // ZSINIT comes
         const char *first;
     };
     const row rows[] = {
@@ -190,7 +194,7 @@ TEST(Sender, FollowsTheReceiversAbilities)
     }
 }
 
-// ---- the header block's answers ------------------------------------------------
+// ---- the header block's answers --------------------------------------------
 
 TEST(Sender, EveryAnswerToTheOffer)
 {
@@ -204,7 +208,10 @@ TEST(Sender, EveryAnswerToTheOffer)
         {"ZSKIP", reply(ZSKIP), "0 4 8", 0},
         {"ZRINIT first", kInit + reply(ZRPOS), "0 4 10 11 8", 0},
         {"any other", reply(ZACK), "0 4 4 10 11 8", 0},
-        {"damaged", "**\x18" "B09000000000000\r\x8A", "0 4 4 10 11 8", 0},
+        {"damaged",
+         "**\x18"
+         "B09000000000000\r\x8A",
+         "0 4 4 10 11 8", 0},
         {"ZABORT", reply(ZABORT), "0 4", 128},
         {"ZFIN", reply(ZFIN), "0 4", 128},
         {"cancel", cancel_string(), "0 4", 128},
@@ -249,7 +256,7 @@ TEST(Sender, PlacesThatAreNone)
     }
 }
 
-// ---- the stream -----------------------------------------------------------------
+// ---- the stream ------------------------------------------------------------
 
 TEST(Sender, ErrorsInTheStreamAreHeardWithoutAStop)
 {
@@ -315,7 +322,7 @@ TEST(Sender, BlockSizesByLineAndSetting)
         int32_t speed;
         char block;
         uint16_t window;
-        const char *frame;  // its shape
+        const char *frame; // its shape
     };
     const row rows[] = {
         {9600, 'A', 0, "1024i*9 784h"},
@@ -368,18 +375,21 @@ TEST(Sender, EveryAnswerToABlock)
 {
     struct row {
         const char *name;
-        string say;  // to the first block, which asks for it
+        string say; // to the first block, which asks for it
         int32_t result;
         const char *words;
     };
     const row rows[] = {
         {"ZACK", reply(ZACK, 1024), 0, ""},
-        {"ZACK of an older place, then ours", reply(ZACK, 0) + reply(ZACK, 1024),
-         0, ""},
+        {"ZACK of an older place, then ours",
+         reply(ZACK, 0) + reply(ZACK, 1024), 0, ""},
         {"ZSKIP", reply(ZSKIP), 0, "Skipped by receiver"},
         {"ZRPOS", reply(ZRPOS, 0), 0, ""},
         {"damaged, then good",
-         "**\x18" "B03000000000000\r\x8A" + reply(ZACK, 1024), 0, ""},
+         "**\x18"
+         "B03000000000000\r\x8A" +
+             reply(ZACK, 1024),
+         0, ""},
         {"ZABORT", reply(ZABORT), 128, "Cancelled by receiver"},
         {"ZFIN", reply(ZFIN), 128, "Cancelled by receiver"},
         {"cancel", cancel_string(), 128, "Cancelled by receiver"},

@@ -116,7 +116,7 @@ static string macbinary(const string &name, const string &dataFork,
     return h + pad(dataFork) + pad(rsrcFork);
 }
 
-// ---- kinds -------------------------------------------------------------------
+// ---- kinds -----------------------------------------------------------------
 
 TEST(Writer, TextAndBinary)
 {
@@ -135,8 +135,8 @@ TEST(Writer, TextAndBinary)
         {"Ctrl-Z ends the block", 'S', 0, "one\x1Atwo", "one", 'T'},
         {"high bytes are text", 'S', 0, "\xE9t\xE9\r\n", "\xE9t\xE9\r", 'T'},
         {"one odd byte is not", 'S', 0, odd, odd, 'B'},
-        {"but for who insists", 'T', 0, odd,
-         string("line\rline\r\x01\r", 12), 'T'},
+        {"but for who insists", 'T', 0, odd, string("line\rline\r\x01\r", 12),
+         'T'},
     };
     for (const row &r : rows) {
         start_bench(r.convert);
@@ -157,10 +157,15 @@ TEST(Writer, TextInBlocksOfAnySize)
     for (size_t block = 1; block < 12; block++) {
         start_bench('S');
         hl_answer(3);
-        EXPECT_EQ(receive("t", in, block), "one\rtwo\r\rthree\rfour\r") << block;
+        EXPECT_EQ(receive("t", in, block), "one\rtwo\r\rthree\rfour\r")
+            << block;
     }
     hl_answer(3);
-    EXPECT_EQ(receive("t", "ab\x1A" "cdef", 4), "abdef");
+    EXPECT_EQ(receive("t",
+                      "ab\x1A"
+                      "cdef",
+                      4),
+              "abdef");
 }
 
 TEST(Writer, MacBinaryMakesTwoForks)
@@ -170,7 +175,7 @@ TEST(Writer, MacBinaryMakesTwoForks)
         start_bench('S');
         hl_answer(3);
         string stream = macbinary("Two:Forks", d, r, FOUR("APPL"));
-        stream[81] = 1;  // locked
+        stream[81] = 1; // locked
         EXPECT_EQ(offer("two.bin", std::to_string(stream.size())), 0);
         EXPECT_EQ(give(stream, stream.size(), block), 0);
         EXPECT_EQ(finish(true), 0);
@@ -205,11 +210,16 @@ TEST(Writer, WhatIsAMacBinaryHeader)
         bool is;
     };
     const row rows[] = {
-        {"good", 0, 0, true},        {"version", 0, 1, false},
-        {"zero at 74", 74, 2, false}, {"one at 74", 74, 1, true},
-        {"zero at 82", 82, 1, false}, {"no name", 1, 0, false},
-        {"name of 64", 1, 64, false}, {"control in the name", 2, 31, false},
-        {"first length byte", 83, 1, false}, {"of the other", 87, 1, false},
+        {"good", 0, 0, true},
+        {"version", 0, 1, false},
+        {"zero at 74", 74, 2, false},
+        {"one at 74", 74, 1, true},
+        {"zero at 82", 82, 1, false},
+        {"no name", 1, 0, false},
+        {"name of 64", 1, 64, false},
+        {"control in the name", 2, 31, false},
+        {"first length byte", 83, 1, false},
+        {"of the other", 87, 1, false},
         {"negative length", 86, 0xFF, false},
         {"bad second CRC counts as the first version", 122, 129, true},
     };
@@ -233,8 +243,7 @@ TEST(Writer, WhatIsAMacBinaryHeader)
 // Lengths that no file has must not hang the writer or pass its bounds.
 TEST(Writer, HostileHeaders)
 {
-    const int32_t lengths[] = {0, 0x100, 0x7FFFFF00, int32_t(0x80000000),
-                               -256};
+    const int32_t lengths[] = {0, 0x100, 0x7FFFFF00, int32_t(0x80000000), -256};
     for (int32_t d : lengths)
         for (int32_t r : lengths) {
             start_bench('S');
@@ -263,13 +272,13 @@ TEST(Writer, ShortFirstBlocks)
     EXPECT_EQ(receive("plain", shifted, 100), shifted);
 }
 
-// ---- breaks and going on ------------------------------------------------------
+// ---- breaks and going on ---------------------------------------------------
 
 struct broken_row {
     const char *name;
     char convert;
     string stream;
-    std::function<void(const string &)> check;  // of the complete file
+    std::function<void(const string &)> check; // of the complete file
 };
 
 // Breaks the transfer behind `at` bytes, starts it again, and lets it end.
@@ -350,7 +359,8 @@ TEST(Writer, GoesOnWhereItBroke)
     for (const broken_row &row : rows) {
         start_bench(row.convert);
         for (size_t at : {200u, 256u, 700u, 1100u, 1152u, 1153u, 1200u}) {
-            if (at >= row.stream.size() || (row.name == string("two") && at < 1))
+            if (at >= row.stream.size() ||
+                (row.name == string("two") && at < 1))
                 continue;
             SCOPED_TRACE(string(row.name) + " " + std::to_string(at));
             break_and_resume(row, at, 128);
@@ -418,9 +428,10 @@ TEST(Writer, HostileTrailers)
     for (int32_t place : places) {
         start_bench('S');
         for (bool text : {true, false}) {
-            string body = text ? string(200, 't')
-                               : macbinary("m", string(256, 'd'), "",
-                                           FOUR("APPL")).substr(0, 128);
+            string body =
+                text ? string(200, 't')
+                     : macbinary("m", string(256, 'd'), "", FOUR("APPL"))
+                           .substr(0, 128);
             if (text)
                 body += string(reinterpret_cast<const char *>(&place), 4);
             else
@@ -441,7 +452,7 @@ TEST(Writer, HostileTrailers)
     }
 }
 
-// ---- files in the way ------------------------------------------------------------
+// ---- files in the way ------------------------------------------------------
 
 TEST(Writer, AsksAboutAFileThatExists)
 {
@@ -478,7 +489,7 @@ TEST(Writer, AsksAboutAFileThatExists)
     EXPECT_EQ(read_file("g #1"), stream);
 }
 
-// ---- a disk that is full ------------------------------------------------------------
+// ---- a disk that is full ---------------------------------------------------
 
 static void disk_limit(rlim_t bytes)
 {
