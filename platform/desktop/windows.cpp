@@ -445,9 +445,16 @@ bool ContentWidget::offered(const QMimeData *mime, QPoint local)
                             mime->hasUrls());
 }
 
+// A drag that is refused as it enters is not told about again, but whether it
+// may be dropped depends on the place.
 void ContentWidget::dragEnterEvent(QDragEnterEvent *event)
 {
-    dragMoveEvent(event);
+    const QMimeData *mime = event->mimeData();
+
+    if (window && (mime->hasText() || mime->hasUrls())) {
+        event->setDropAction(Qt::CopyAction);
+        event->accept();
+    }
 }
 
 void ContentWidget::dragMoveEvent(QDragMoveEvent *event)
