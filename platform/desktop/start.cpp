@@ -187,6 +187,7 @@ static Alarm *alarm_;
 static QSocketNotifier *readNotifier;
 static QSocketNotifier *writeNotifier;
 static int watchedFd = -1;
+static unsigned fired; // BE_READ, BE_WRITE: what they told since the wait began
 
 static void unwatch()
 {
@@ -203,9 +204,12 @@ static void make_notifiers(int fd)
     readNotifier = new QSocketNotifier(fd, QSocketNotifier::Read);
     writeNotifier = new QSocketNotifier(fd, QSocketNotifier::Write);
     for (QSocketNotifier *n : {readNotifier, writeNotifier}) {
+        unsigned what = n == readNotifier ? BE_READ : BE_WRITE;
         n->setEnabled(false);
-        QObject::connect(n, &QSocketNotifier::activated,
-                         [n] { n->setEnabled(false); });
+        QObject::connect(n, &QSocketNotifier::activated, [n, what] {
+            n->setEnabled(false);
+            fired |= what;
+        });
     }
 }
 
@@ -377,6 +381,7 @@ unsigned be_wait(int64_t deadline, int fd, bool read, bool write)
         if (now >= deadline)
             break;
         watch(fd, read, write);
+        fired = 0;
         // The toolkit counts in milliseconds: rounding up keeps a short rest
         // from turning the loop.
         int64_t rest = (deadline - now + 999) / 1000;
@@ -384,7 +389,7 @@ unsigned be_wait(int64_t deadline, int fd, bool read, bool write)
                             Qt::PreciseTimer, alarm_);
         ask_display(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
         alarm_->timer.stop();
-        state = port_state(fd, read, write);
+        state = fired;
         // What woke us is often only taken by the next look, and one that may
         // sleep would take it and sleep on.
         if (!gHeard && !state && be_now_us() < deadline)
