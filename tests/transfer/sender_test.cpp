@@ -460,6 +460,39 @@ TEST(Sender, UserCancelsAnywhere)
     }
 }
 
+// Floods of what is read on and on: none outlasts the user's cancel.
+TEST(Sender, FloodsCanBeCancelled)
+{
+    auto many = [](const string &one) {
+        string all;
+        while (all.size() < 200000)
+            all += one;
+        return all;
+    };
+    const std::pair<const char *, string> rows[] = {
+        {"flow bytes", many("\x11\x13")},
+        {"flow bytes for a start", "*" + many("\x11")},
+        {"offers to receive, cut short", many("**\x18"
+                                              "B01")},
+        {"offers to receive", many(kInit)},
+        {"acknowledgements of nothing",
+         "*" + kInit + reply(ZRPOS) + many(reply(ZACK, 77))},
+        {"the same place again and again", "*" + kInit + many(reply(ZRPOS, 5))},
+    };
+    for (const auto &[name, flood] : rows) {
+        start_bench();
+        write_file("f", random_bytes(50000));
+        int n = choose_files({"f"});
+        hl_line_speed(20000);
+        hl_line_say(flood);
+        hl_after(200, [] { hl_type(".", cmdKey); });
+        uint32_t before = TickCount();
+        EXPECT_EQ(sz(n, sendFSS, 'Z'), 128) << name;
+        EXPECT_LT(TickCount() - before, 60u * 12) << name;
+        EXPECT_EQ(zSendRef, 0) << name;
+    }
+}
+
 TEST(Sender, ShowsTheHostsPromptAndTellsItToReceive)
 {
     start_bench();
