@@ -44,16 +44,21 @@ static double seconds_since(steady_clock::time_point start)
 static std::string log_lines(size_t bytes)
 {
     static const char *const words[] = {
-        "kernel:", "usb 1-1:", "new high-speed device", "number", "eth0:",
-        "link up", "100Mbps", "full-duplex", "accepted", "connection",
-        "from", "10.0.0.17", "port", "session", "opened", "for", "user",
-        "daemon", "timeout", "retry", "sector", "checksum", "ok"};
+        "kernel:",    "usb 1-1:",    "new high-speed device",
+        "number",     "eth0:",       "link up",
+        "100Mbps",    "full-duplex", "accepted",
+        "connection", "from",        "10.0.0.17",
+        "port",       "session",     "opened",
+        "for",        "user",        "daemon",
+        "timeout",    "retry",       "sector",
+        "checksum",   "ok"};
     std::string out;
     uint32_t seed = 1;
 
     for (int line = 0; out.size() < bytes; line++) {
         char head[40];
-        snprintf(head, sizeof head, "[%8d.%06d] ", line / 7, line * 131 % 999983);
+        snprintf(head, sizeof head, "[%8d.%06d] ", line / 7,
+                 line * 131 % 999983);
         out += head;
         seed = seed * 1664525 + 1013904223;
         for (uint32_t n = 2 + (seed >> 24) % 10; n > 0; n--) {
@@ -129,7 +134,7 @@ static pid_t start_writer(int fd, const std::string &text)
             _exit(1);
         at += size_t(n);
     }
-    pause();  // the line stays up until the reader has all of it
+    pause(); // the line stays up until the reader has all of it
     _exit(0);
 }
 
@@ -185,8 +190,8 @@ int main(int argc, char **argv)
     SetModem(name);
     if (OpenModem() != 0)
         return 1;
-    cset.bufFlags = 0;    // lines are kept
-    cset.termFlags |= 2;  // CR and LF each do their own
+    cset.bufFlags = 0;   // lines are kept
+    cset.termFlags |= 2; // CR and LF each do their own
 
     std::string text = log_lines(kBytes);
     for (auto [rows, cols] : {std::pair{24, 80}, std::pair{60, 132}}) {
@@ -196,7 +201,7 @@ int main(int argc, char **argv)
             double a = program_seconds(text, master);
             double b = libvterm_seconds(text, rows, cols);
             if (run == 0)
-                continue;  // warm-up
+                continue; // warm-up
             ours.push_back(a);
             theirs.push_back(b);
             ratio.push_back(b / a);
@@ -207,8 +212,8 @@ int main(int argc, char **argv)
         printf("%dx%d plain log lines, port to pixels: %.1f MB/s; libvterm "
                "without drawing: %.1f MB/s; ratio %.2f (%.2f to %.2f)\n",
                rows, cols, double(text.size()) / 1e6 / ours[kRuns / 2],
-               double(text.size()) / 1e6 / theirs[kRuns / 2],
-               ratio[kRuns / 2], ratio.front(), ratio.back());
+               double(text.size()) / 1e6 / theirs[kRuns / 2], ratio[kRuns / 2],
+               ratio.front(), ratio.back());
     }
     close(slave);
     fflush(stdout);

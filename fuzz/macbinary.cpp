@@ -11,8 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *in, size_t size)
     bool complete = in[2] & 1;
     zconv = in[2] >> 1 & 3;
     uint8_t header[64] = "f";
-    snprintf(reinterpret_cast<char *>(header) + 2, 60, "%d",
-             int(in[3]) * 100);
+    snprintf(reinterpret_cast<char *>(header) + 2, 60, "%d", int(in[3]) * 100);
     in += 4;
     size -= 4;
 

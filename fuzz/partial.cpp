@@ -18,8 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *in, size_t size)
     (void)HSetFInfo(zRcvVol, zRcvDirID, name, &info);
 
     uint8_t header[64] = "f";
-    snprintf(reinterpret_cast<char *>(header) + 2, 60, "%d",
-             int(in[2]) * 64);
+    snprintf(reinterpret_cast<char *>(header) + 2, 60, "%d", int(in[2]) * 64);
     zprot = 'Z';
     zdir = 'R';
     zconv = 0;

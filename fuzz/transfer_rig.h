@@ -39,11 +39,10 @@ const char *__asan_default_options()
     return gAsanOptions;
 }
 
-namespace rig
-{
+namespace rig {
 
-inline int runs;         // a watch of an earlier run does nothing
-inline std::string top;  // holds "in", the receive folder, and a sentinel
+inline int runs;        // a watch of an earlier run does nothing
+inline std::string top; // holds "in", the receive folder, and a sentinel
 
 inline void answer_all()
 {
@@ -79,8 +78,8 @@ inline void start()
     });
     std::filesystem::create_directory(top + "/in");
     std::filesystem::create_directory(top + "/state");
-    for (const char *name : {"XDG_STATE_HOME", "XDG_CONFIG_HOME", "HOME",
-                             "XDG_DATA_HOME"})
+    for (const char *name :
+         {"XDG_STATE_HOME", "XDG_CONFIG_HOME", "HOME", "XDG_DATA_HOME"})
         setenv(name, (top + "/state").c_str(), 1);
     fclose(fopen((top + "/sentinel").c_str(), "w"));
     MaxLine = 24;
@@ -158,7 +157,8 @@ inline void watch(int run, int ticks, int turn = 0)
     });
 }
 
-// ---- what the other side says -------------------------------------------------
+// ---- what the other side says
+// -------------------------------------------------
 
 // A byte 0xFF is a pause.
 inline void say_raw(const uint8_t *bytes, size_t size)
@@ -189,7 +189,7 @@ struct composer {
     std::string out;
     int64_t delay = 0;
     uint32_t reached = 0;
-    bool wide = false;  // CRC-32 for the next subpacket
+    bool wide = false; // CRC-32 for the next subpacket
 
     uint8_t next() { return p < end ? *p++ : 0; }
 
@@ -319,4 +319,4 @@ inline void say(bool raw, const uint8_t *bytes, size_t size)
         say_frames(bytes, size);
 }
 
-}  // namespace rig
+} // namespace rig

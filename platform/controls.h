@@ -3,7 +3,7 @@
 
 #include "platform/types.h"
 
-enum : int16_t {  // control parts
+enum : int16_t { // control parts
     inButton = 10,
     inCheckBox = 11,
     inUpButton = 20,
@@ -13,7 +13,7 @@ enum : int16_t {  // control parts
     inThumb = 129,
 };
 
-enum : int16_t {  // control procedures
+enum : int16_t { // control procedures
     scrollBarProc = 16,
     kScrollBarLiveProc = 386,
 };
@@ -40,7 +40,7 @@ void MoveControl(ControlHandle c, int16_t h, int16_t v);
 void SizeControl(ControlHandle c, int16_t width, int16_t height);
 void ShowControl(ControlHandle c);
 void HideControl(ControlHandle c);
-void HiliteControl(ControlHandle c, int16_t state);  // 0 enabled, 255 dimmed
+void HiliteControl(ControlHandle c, int16_t state); // 0 enabled, 255 dimmed
 void GetControlTitle(ControlHandle c, Str255 title);
 void SetControlTitle(ControlHandle c, ConstStr title);
 void DrawControls(WindowPtr w);

@@ -6,16 +6,16 @@
 #include "platform/types.h"
 #include "platform/windows.h"
 
-enum : int16_t {  // item kinds, as GetDialogItem gives them
-    kItemUser = 0,     // drawn by a procedure of the program's
+enum : int16_t {   // item kinds, as GetDialogItem gives them
+    kItemUser = 0, // drawn by a procedure of the program's
     kItemButton = 4,
     kItemCheckBox = 5,
     kItemRadio = 6,
-    kItemControl = 7,  // pop-up or progress bar
+    kItemControl = 7, // pop-up or progress bar
     kItemStaticText = 8,
     kItemEditText = 16,
     kItemIcon = 32,
-    kItemDisabled = 128,  // added: clicks are not reported
+    kItemDisabled = 128, // added: clicks are not reported
 };
 
 using UserItemProc = void (*)(DialogPtr d, int16_t item);
@@ -24,7 +24,7 @@ using UserItemProc = void (*)(DialogPtr d, int16_t item);
 // when there is no such resource.
 DialogPtr GetNewDialog(int16_t id);
 void DisposeDialog(DialogPtr d);
-void DrawDialog(DialogPtr d);  // now, without waiting for an update
+void DrawDialog(DialogPtr d); // now, without waiting for an update
 int16_t CountDITL(DialogPtr d);
 
 // `item` counts from 1; one that isn't there has kind 0 and an empty box.
@@ -33,10 +33,10 @@ void SetDialogItemRect(DialogPtr d, int16_t item, const Rect *box);
 void SetDialogItemProc(DialogPtr d, int16_t item, UserItemProc proc);
 void GetDialogItemText(DialogPtr d, int16_t item, Str255 text);
 void SetDialogItemText(DialogPtr d, int16_t item, ConstStr text);
-int16_t GetDialogItemValue(DialogPtr d, int16_t item);  // boxes, pop-ups, bars
+int16_t GetDialogItemValue(DialogPtr d, int16_t item); // boxes, pop-ups, bars
 void SetDialogItemValue(DialogPtr d, int16_t item, int16_t value);
 void SetDialogItemRange(DialogPtr d, int16_t item, int16_t min, int16_t max);
-void SetDialogItemMenu(DialogPtr d, int16_t item, MenuHandle m);  // a pop-up
+void SetDialogItemMenu(DialogPtr d, int16_t item, MenuHandle m); // a pop-up
 void EnableDialogItem(DialogPtr d, int16_t item, bool enabled);
 void ShowDialogItem(DialogPtr d, int16_t item);
 void HideDialogItem(DialogPtr d, int16_t item);

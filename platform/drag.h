@@ -6,9 +6,9 @@
 #include "platform/types.h"
 
 struct DropInfo {
-    Point where;  // local
+    Point where; // local
     uint16_t modifiers;
-    const uint8_t *text;  // Mac Roman, or null
+    const uint8_t *text; // Mac Roman, or null
     int32_t length;
     const FSSpec *files;
     int fileCount;

@@ -9,7 +9,7 @@
 
 // ---- the port --------------------------------------------------------------
 
-void SetPort(WindowPtr w);  // null: nowhere, drawing is lost
+void SetPort(WindowPtr w); // null: nowhere, drawing is lost
 WindowPtr GetPort();
 void LocalToGlobal(Point *p);
 void GlobalToLocal(Point *p);
@@ -31,17 +31,17 @@ void LineTo(int16_t h, int16_t v);
 void PenNormal();
 
 enum : uint8_t { bold = 1, italic = 2, underline = 4, outline = 8 };
-enum : int16_t { srcOr = 1, srcBic = 3 };  // text in the fore or back colour
+enum : int16_t { srcOr = 1, srcBic = 3 }; // text in the fore or back colour
 
 void TextFont(int16_t font);
-void TextSize(int16_t size);  // points; 1 is one pixel at scale 1
+void TextSize(int16_t size); // points; 1 is one pixel at scale 1
 void TextFace(uint8_t face);
 void TextMode(int16_t mode);
 int16_t GetPortTextFont();
 int16_t GetPortTextSize();
 uint8_t GetPortTextFace();
 
-void GetFontInfo(FontInfo *info);  // of the port's font, size and face
+void GetFontInfo(FontInfo *info); // of the port's font, size and face
 int16_t CharWidth(uint8_t c);
 int16_t TextWidth(const void *text, int16_t first, int16_t count);
 int16_t StringWidth(ConstStr s);
@@ -78,15 +78,15 @@ void GetBackColor(RGBColor *c);
 
 // ---- shapes ----------------------------------------------------------------
 
-void EraseRect(const Rect *r);   // back colour
+void EraseRect(const Rect *r); // back colour
 void EraseRgn(RgnHandle r);
-void PaintRect(const Rect *r);   // fore colour
+void PaintRect(const Rect *r); // fore colour
 void PaintRgn(RgnHandle r);
 void FillGrayRect(const Rect *r);
 void FrameRect(const Rect *r);
 void InvertRect(const Rect *r);
 void InvertRgn(RgnHandle r);
-void SetHiliteMode();  // the next inversion shows a selection
+void SetHiliteMode(); // the next inversion shows a selection
 
 // Moves the pixels of `r` by (dh, dv) within it and fills what is uncovered
 // with the back colour. `update` (may be null) takes the uncovered area.

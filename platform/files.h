@@ -22,13 +22,18 @@ struct FInfo {
 };
 
 enum : int8_t { fsRdPerm = 1, fsWrPerm = 2, fsRdWrPerm = 3 };
-enum : int16_t { fsAtMark = 0, fsFromStart = 1, fsFromLEOF = 2, fsFromMark = 3 };
+enum : int16_t {
+    fsAtMark = 0,
+    fsFromStart = 1,
+    fsFromLEOF = 2,
+    fsFromMark = 3
+};
 
 // Kinds of places for FindFolder.
-constexpr OSType kPrefFolder = FOUR("pref");       // settings and phone book
-constexpr OSType kDownloadsFolder = FOUR("down");  // the user's downloads
+constexpr OSType kPrefFolder = FOUR("pref");      // settings and phone book
+constexpr OSType kDownloadsFolder = FOUR("down"); // the user's downloads
 constexpr OSType kLogsFolder = FOUR("logs");
-constexpr OSType kAuxFolder = FOUR("auxf");        // sounds, scripts, openers
+constexpr OSType kAuxFolder = FOUR("auxf"); // sounds, scripts, openers
 // Makes a missing one when `create`.
 OSErr FindFolder(int16_t domain, OSType kind, bool create, int16_t *vRef,
                  int32_t *dirID);
@@ -71,21 +76,21 @@ OSErr GetEOF(int16_t ref, int32_t *size);
 OSErr SetEOF(int16_t ref, int32_t size);
 OSErr FSClose(int16_t ref);
 OSErr FlushVol(int16_t vRef);
-OSErr FSFlush(int16_t ref);  // this file to the disk
+OSErr FSFlush(int16_t ref); // this file to the disk
 
 // What a folder or file is.
 struct CatInfo {
     bool isFolder, locked;
-    FInfo info;             // of a file
-    int32_t dirID, parID;   // dirID: of a folder
+    FInfo info;           // of a file
+    int32_t dirID, parID; // dirID: of a folder
     int32_t dataLen, rsrcLen;
-    uint32_t created, modified;  // seconds since 1904
+    uint32_t created, modified; // seconds since 1904
     Str255 name;
     uint8_t dataForkOpen;
 };
 OSErr GetCatInfo(int16_t vRef, int32_t dirID, ConstStr name, CatInfo *out);
 OSErr SetCatInfo(int16_t vRef, int32_t dirID, ConstStr name,
-                 const CatInfo *info);  // dates, flags, lock
+                 const CatInfo *info); // dates, flags, lock
 // Entry `index` (from 1) of a folder, in the order of names; fnfErr past it.
 OSErr GetIndCatInfo(int16_t vRef, int32_t dirID, int16_t index, CatInfo *out);
 OSErr GetFolderByID(int16_t vRef, int32_t dirID, CatInfo *out);
@@ -93,7 +98,7 @@ OSErr GetFolderByID(int16_t vRef, int32_t dirID, CatInfo *out);
 // Volumes: what the folders lie on. By index from 1.
 struct VolInfo {
     int16_t vRefNum;
-    Str255 name;        // at most 27 bytes
+    Str255 name; // at most 27 bytes
     uint32_t created;
     int64_t freeBytes;
 };

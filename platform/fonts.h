@@ -15,7 +15,7 @@ struct FontInfo {
 void GetFNum(ConstStr name, int16_t *number);
 void GetFontName(int16_t number, Str255 name);
 int16_t CountFonts();
-void GetIndFontName(int16_t index, Str255 name);  // from 1, sorted
+void GetIndFontName(int16_t index, Str255 name); // from 1, sorted
 
 // Script systems, for text of two bytes a character.
 enum : int16_t { smRoman = 0, smJapanese = 1 };
@@ -23,7 +23,7 @@ int16_t FontToScript(int16_t font);
 // Selector 22 (the script's flags): bit value 2 set means one byte a
 // character.
 int32_t GetScriptVariable(int16_t script, int16_t selector);
-int16_t ScriptCount();  // 1 with Roman alone
+int16_t ScriptCount(); // 1 with Roman alone
 
 // Which part of a character is the byte at `offset`? 0 single byte, -1 first
 // byte, 1 last byte, 2 middle byte, in the script of the current port's font.

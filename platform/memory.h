@@ -9,7 +9,7 @@
 // are not cleared.
 Handle NewHandle(int32_t size);
 Handle NewHandleClear(int32_t size);
-void DisposeHandle(Handle h);  // null is nothing
+void DisposeHandle(Handle h); // null is nothing
 int32_t GetHandleSize(Handle h);
 
 // Growing keeps the content. On failure the block stays as it was and
@@ -20,16 +20,16 @@ void SetHandleSize(Handle h, int32_t size);
 // Makes *h another handle with the same bytes. Returns noErr or memFullErr.
 OSErr HandToHand(Handle *h);
 OSErr PtrToHand(const void *from, Handle *h, int32_t size);
-OSErr PtrAndHand(const void *from, Handle h, int32_t size);  // appends
+OSErr PtrAndHand(const void *from, Handle h, int32_t size); // appends
 
 void HLock(Handle h);
 void HUnlock(Handle h);
 int8_t HGetState(Handle h);
 void HSetState(Handle h, int8_t state);
 
-OSErr MemError();  // of the last call above
+OSErr MemError(); // of the last call above
 
-Ptr NewPtr(int32_t size);  // fixed blocks; null when there is no room
+Ptr NewPtr(int32_t size); // fixed blocks; null when there is no room
 Ptr NewPtrClear(int32_t size);
 void DisposePtr(Ptr p);
 int32_t GetPtrSize(Ptr p);

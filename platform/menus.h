@@ -3,18 +3,18 @@
 
 #include "platform/types.h"
 
-MenuHandle GetMenu(int16_t id);       // from its resource, made once
-MenuHandle GetMenuHandle(int16_t id);  // one already made, or null
-MenuHandle NewMenu(int16_t id, ConstStr title);  // empty
-void DisposeMenu(MenuHandle m);                  // it leaves the menu list
+MenuHandle GetMenu(int16_t id);                 // from its resource, made once
+MenuHandle GetMenuHandle(int16_t id);           // one already made, or null
+MenuHandle NewMenu(int16_t id, ConstStr title); // empty
+void DisposeMenu(MenuHandle m);                 // it leaves the menu list
 int16_t GetMenuID(MenuHandle m);
-void SetMenuBarFromResource(int16_t id);  // the bar's menus, in order
-void InsertMenu(MenuHandle m, int16_t before);  // -1: hierarchical or pop-up
+void SetMenuBarFromResource(int16_t id);       // the bar's menus, in order
+void InsertMenu(MenuHandle m, int16_t before); // -1: hierarchical or pop-up
 void DeleteMenu(int16_t id);
 void DrawMenuBar();
 
 int16_t CountMenuItems(MenuHandle m);
-void AppendMenu(MenuHandle m, ConstStr text);  // taken literally
+void AppendMenu(MenuHandle m, ConstStr text); // taken literally
 // Behind item `after` (0: in front of all); taken literally.
 void InsertMenuItem(MenuHandle m, ConstStr text, int16_t after);
 void DeleteMenuItem(MenuHandle m, int16_t item);
@@ -25,9 +25,9 @@ bool IsMenuItemChecked(MenuHandle m, int16_t item);
 // Any mark shows as a check mark; 0 is none. CheckMenuItem gives 18.
 void SetItemMark(MenuHandle m, int16_t item, uint8_t mark);
 uint8_t GetItemMark(MenuHandle m, int16_t item);
-void SetItemCmd(MenuHandle m, int16_t item, uint8_t character);  // 0: none
+void SetItemCmd(MenuHandle m, int16_t item, uint8_t character); // 0: none
 uint8_t GetItemCmd(MenuHandle m, int16_t item);
-void SetItemStyle(MenuHandle m, int16_t item, uint8_t style);  // 8 outline
+void SetItemStyle(MenuHandle m, int16_t item, uint8_t style); // 8 outline
 // Item 0 is the whole menu.
 void EnableMenuItem(MenuHandle m, int16_t item);
 void DisableMenuItem(MenuHandle m, int16_t item);
@@ -40,7 +40,7 @@ void SetMenuItemHierarchicalID(MenuHandle m, int16_t item, int16_t id);
 // Command letter (without case).
 int32_t MenuSelect(const struct EventRecord *event);
 int32_t MenuKey(uint8_t character);
-void HiliteMenu(int16_t id);  // 0: none
+void HiliteMenu(int16_t id); // 0: none
 
 // Pops the menu up with `item` under the point (global) and waits for the
 // choice, serving the display. 0 for none.

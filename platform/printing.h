@@ -5,7 +5,7 @@
 #include "platform/types.h"
 
 struct PageFormat {
-    Rect paper, page;  // points; the page's top left is 0, 0
+    Rect paper, page; // points; the page's top left is 0, 0
     int16_t orientation;
 };
 struct PrintSettings {

@@ -14,9 +14,9 @@ OSErr GetScrapFlavorData(OSType flavor, int32_t *size, void *data);
 
 // The selection that a middle click pastes.
 OSErr PutPrimary(int32_t size, const void *data);
-OSErr GetPrimary(Handle *text);  // noTypeErr when there is none
+OSErr GetPrimary(Handle *text); // noTypeErr when there is none
 // Called at a middle click in the terminal's window.
 void SetPrimaryPasteProc(void (*proc)());
 
-OSErr TEToScrap();    // a dialog's text to the clipboard: nothing to do, as
-OSErr TEFromScrap();  // native widgets share it; kept for their callers
+OSErr TEToScrap();   // a dialog's text to the clipboard: nothing to do, as
+OSErr TEFromScrap(); // native widgets share it; kept for their callers

@@ -6,15 +6,15 @@
 #include <cstddef>
 #include <cstdint>
 
-using Str255 = uint8_t[256];  // a length byte, then up to 255 bytes, Mac Roman
+using Str255 = uint8_t[256]; // a length byte, then up to 255 bytes, Mac Roman
 using Str63 = uint8_t[64];
 using Str31 = uint8_t[32];
-using ConstStr = const uint8_t *;  // any of them, read only
-using StringPtr = uint8_t *;       // any of them, to be written
+using ConstStr = const uint8_t *; // any of them, read only
+using StringPtr = uint8_t *;      // any of them, to be written
 using Ptr = uint8_t *;
-using Handle = uint8_t **;  // a block that may move; see memory.h
-using OSType = uint32_t;    // four letters, the first one highest
-using OSErr = int16_t;      // 0 or a small negative code
+using Handle = uint8_t **; // a block that may move; see memory.h
+using OSType = uint32_t;   // four letters, the first one highest
+using OSErr = int16_t;     // 0 or a small negative code
 
 // FOUR("TEXT") is 0x54455854.
 constexpr OSType FOUR(const char (&s)[5])
@@ -50,7 +50,7 @@ struct Rect {
     int16_t top, left, bottom, right;
 };
 struct RGBColor {
-    uint16_t red, green, blue;  // 0 to 65535
+    uint16_t red, green, blue; // 0 to 65535
 };
 
 // Opaque objects. A dialog is a window with items.
@@ -69,32 +69,32 @@ enum : OSErr {
     noErr = 0,
     dirFulErr = -33,
     dskFulErr = -34,
-    nsvErr = -35,     // no such volume
+    nsvErr = -35, // no such volume
     ioErr = -36,
-    bdNamErr = -37,   // a name that can't be: empty, ".", "..", NUL, too long
+    bdNamErr = -37, // a name that can't be: empty, ".", "..", NUL, too long
     fnOpnErr = -38,
     eofErr = -39,
     posErr = -40,
-    tmfoErr = -42,    // too many files open
-    fnfErr = -43,     // file not found
-    wPrErr = -44,     // the volume can't be written
-    fLckdErr = -45,   // the file is locked
+    tmfoErr = -42,  // too many files open
+    fnfErr = -43,   // file not found
+    wPrErr = -44,   // the volume can't be written
+    fLckdErr = -45, // the file is locked
     fBsyErr = -47,
-    dupFNErr = -48,   // a file of that name exists
-    opWrErr = -49,    // already open for writing
+    dupFNErr = -48, // a file of that name exists
+    opWrErr = -49,  // already open for writing
     paramErr = -50,
-    rfNumErr = -51,   // no such open file
+    rfNumErr = -51, // no such open file
     permErr = -54,
     nsDrvErr = -56,
     wrPermErr = -61,  // open for reading only
     noTypeErr = -102, // no such clipboard flavour
     memFullErr = -108,
-    dirNFErr = -120,  // folder not found
+    dirNFErr = -120, // folder not found
     userCanceledErr = -128,
     resNotFound = -192,
     resFNotFound = -193,
     addResFailed = -194,
-    mapReadErr = -199,  // not a resource file, or a damaged one
+    mapReadErr = -199, // not a resource file, or a damaged one
     eventNotHandledErr = -9874,
 };
 
@@ -111,8 +111,8 @@ void NumToString(int32_t number, Str255 out);
 
 // ---- text (platform/core/strings) ------------------------------------------
 
-void CopyCStringToPascal(const char *from, Str255 to);  // cut at 255
-void CopyPascalStringToC(ConstStr from, char *to);      // `to`: 256 bytes
+void CopyCStringToPascal(const char *from, Str255 to); // cut at 255
+void CopyPascalStringToC(ConstStr from, char *to);     // `to`: 256 bytes
 
 // Equality without case; letters with accents are equal to those without only
 // in IdenticalString's sense when `marks` is false.

@@ -5,7 +5,7 @@
 #include "platform/events.h"
 #include "platform/types.h"
 
-enum : int16_t {  // part codes
+enum : int16_t { // part codes
     inDesk = 0,
     inMenuBar = 1,
     inSysWindow = 2,
@@ -17,7 +17,7 @@ enum : int16_t {  // part codes
     inZoomOut = 8,
 };
 
-enum : int16_t {  // GetWindowKind; below 0 would be a desk accessory
+enum : int16_t { // GetWindowKind; below 0 would be a desk accessory
     dialogKind = 2,
     userKind = 8,
 };
@@ -28,7 +28,7 @@ WindowPtr GetNewWindow(int16_t id);
 WindowPtr GetNewCWindow(int16_t id);
 void DisposeWindow(WindowPtr w);
 
-WindowPtr FrontWindow();  // the frontmost one shown, or null
+WindowPtr FrontWindow(); // the frontmost one shown, or null
 int16_t GetWindowKind(WindowPtr w);
 void SetWTitle(WindowPtr w, ConstStr title);
 void GetWTitle(WindowPtr w, Str255 title);
@@ -43,8 +43,8 @@ bool IsWindowCollapsed(WindowPtr w);
 
 void MoveWindow(WindowPtr w, int16_t h, int16_t v, bool front);
 void SizeWindow(WindowPtr w, int16_t width, int16_t height, bool update);
-void GetWindowPortBounds(WindowPtr w, Rect *local);  // top left is 0, 0
-void GetWindowBounds(WindowPtr w, Rect *global);     // of the content
+void GetWindowPortBounds(WindowPtr w, Rect *local); // top left is 0, 0
+void GetWindowBounds(WindowPtr w, Rect *global);    // of the content
 void SetWindowLimits(WindowPtr w, int16_t minWidth, int16_t minHeight,
                      int16_t maxWidth, int16_t maxHeight);
 void SetWindowZoomed(WindowPtr w, bool zoomed);
@@ -77,7 +77,7 @@ void GetWindowUpdateRgn(WindowPtr w, RgnHandle rgn);
 
 // Cursors: 1 text, 4 wait, 310 positioning, 0 the arrow.
 void SetCursorID(WindowPtr w, int16_t id);
-void InitCursor();  // the arrow, everywhere
+void InitCursor(); // the arrow, everywhere
 void SetWaitCursor();
 void ObscureCursor();
 

@@ -24,7 +24,8 @@ constexpr uint8_t kScriptMark = 0xA8;    // before a script's name in a macro
 // Characters that keys bring
 constexpr uint8_t kEnterChar = 3, kBackspace = 8, kLF = 10, kCR = 13;
 constexpr uint8_t kFunctionChar = 0x10, kESC = 0x1B, kDEL = 127;
-constexpr uint8_t kLeft = 0x1C, kDown = 0x1F;  // the arrows, right and up between
+constexpr uint8_t kLeft = 0x1C,
+                  kDown = 0x1F; // the arrows, right and up between
 
 // Virtual key codes
 constexpr uint8_t kKeyOldRight = 0x18;  // arrows of an early keyboard ...

@@ -286,8 +286,8 @@ int32_t port_read(int fd, void *to, int32_t count)
 
     if (l && l->ahead > 0)
         return hand_out(l, to, count);
-    ssize_t n = l ? read(fd, l->ready, sizeof l->ready)
-                  : read(fd, to, size_t(count));
+    ssize_t n =
+        l ? read(fd, l->ready, sizeof l->ready) : read(fd, to, size_t(count));
     if (n > 0 && !l)
         return int32_t(n);
     if (n > 0) {

@@ -44,11 +44,11 @@
 #include <termios.h>
 #include <unistd.h>
 
-constexpr size_t kPiece = 64;          // bytes that a slow line moves at once
-constexpr int kDriverRoom = 4096;     // what a program may write ahead
-constexpr size_t kBuffer = 2048;       // what a slow line holds on its way
+constexpr size_t kPiece = 64;     // bytes that a slow line moves at once
+constexpr int kDriverRoom = 4096; // what a program may write ahead
+constexpr size_t kBuffer = 2048;  // what a slow line holds on its way
 constexpr size_t kChunk = 16384;
-constexpr long kStreamStart = 4096;    // bytes from which a stream is one
+constexpr long kStreamStart = 4096; // bytes from which a stream is one
 constexpr size_t kBigPiece = 200;
 constexpr uint8_t kXon = 0x11, kXoff = 0x13;
 
@@ -56,14 +56,15 @@ struct options {
     double flip = 0, drop = 0, twice = 0, burst = 0, flow = 0;
     long burstLength = 0;
     bool seven = false, terminals = false;
-    char toward = 0;  // 'a', 'b', or 0 for both
+    char toward = 0; // 'a', 'b', or 0 for both
     double rate = 0, delay = 0;
     long cut = -1;
     unsigned seed = 1;
     double limit = 0;
 };
 
-// ---- time ----------------------------------------------------------------------
+// ---- time
+// ----------------------------------------------------------------------
 
 static double now()
 {
@@ -72,15 +73,16 @@ static double now()
     return std::chrono::duration<double>(clock::now() - start).count();
 }
 
-// ---- one program ----------------------------------------------------------------
+// ---- one program
+// ----------------------------------------------------------------
 
 struct end_point {
     pid_t pid = -1;
-    int fd = -1;         // the relay's side of its line
+    int fd = -1; // the relay's side of its line
     bool running = true;
-    int status = 0;      // exit code, or 128 + signal
+    int status = 0; // exit code, or 128 + signal
     double cpu = 0;
-    long sent = 0;       // bytes it has sent
+    long sent = 0; // bytes it has sent
     double streamStart = 0, streamEnd = 0;
 };
 
@@ -145,7 +147,8 @@ static void reap(end_point *e)
              double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
-// ---- one direction ------------------------------------------------------------------
+// ---- one direction
+// ------------------------------------------------------------------
 
 struct piece {
     double due;
@@ -155,11 +158,11 @@ struct piece {
 struct direction {
     end_point *from, *to;
     bool faulty;
-    std::deque<piece> way;  // on the line
-    double lineFree = 0;    // when the last of them has left
-    size_t onWay = 0;       // bytes on the line
-    long burstLeft = 0;     // bytes still lost
-    long cut = -1;          // the line goes after so many bytes
+    std::deque<piece> way; // on the line
+    double lineFree = 0;   // when the last of them has left
+    size_t onWay = 0;      // bytes on the line
+    long burstLeft = 0;    // bytes still lost
+    long cut = -1;         // the line goes after so many bytes
 };
 
 static std::mt19937_64 chance;
@@ -169,7 +172,8 @@ static bool strikes(double p)
     return p > 0 && std::uniform_real_distribution<>(0, 1)(chance) < p;
 }
 
-static std::string damage(direction *d, const options &o, const char *p, size_t n)
+static std::string damage(direction *d, const options &o, const char *p,
+                          size_t n)
 {
     std::string out;
 
@@ -219,8 +223,7 @@ static void put_on_line(direction *d, const options &o, std::string bytes)
 static bool has_room(const direction &d, const options &o)
 {
     if (o.rate <= 0)
-        return d.onWay < 4 * kChunk ||
-               (o.delay > 0 && d.onWay < 1024 * kChunk);
+        return d.onWay < 4 * kChunk || (o.delay > 0 && d.onWay < 1024 * kChunk);
     return (d.lineFree - now()) * o.rate < double(kBuffer);
 }
 
@@ -261,7 +264,7 @@ static void push(direction *d)
         std::string &front = d->way.front().bytes;
         ssize_t n = write(d->to->fd, front.data(), front.size());
         if (n < 0 && errno != EAGAIN && errno != EINTR)
-            n = ssize_t(front.size());  // nobody listens any more
+            n = ssize_t(front.size()); // nobody listens any more
         if (n <= 0)
             return;
         d->onWay -= size_t(n);
@@ -273,7 +276,8 @@ static void push(direction *d)
     }
 }
 
-// ---- the line --------------------------------------------------------------------------
+// ---- the line
+// --------------------------------------------------------------------------
 
 static void hang_up(end_point *e)
 {
@@ -301,10 +305,10 @@ static void turn(direction *ab, direction *ba, const options &o)
         const direction &out = *both[i], &in = *both[1 - i];
         bool owed = !in.way.empty() && in.way.front().due <= now();
         fds[i].fd = out.from->fd;
-        fds[i].events = short((has_room(out, o) ? POLLIN : 0) |
-                              (owed ? POLLOUT : 0));
+        fds[i].events =
+            short((has_room(out, o) ? POLLIN : 0) | (owed ? POLLOUT : 0));
         if (owed && timeout == 0)
-            timeout = 100;  // it waits for room
+            timeout = 100; // it waits for room
         if (!has_room(out, o))
             timeout = std::min(timeout, 1);
     }
@@ -349,7 +353,8 @@ static void relay(end_point *a, end_point *b, const options &o)
     }
 }
 
-// ---- the call --------------------------------------------------------------------------
+// ---- the call
+// --------------------------------------------------------------------------
 
 static void usage()
 {
@@ -417,8 +422,7 @@ int main(int argc, char **argv)
     chance.seed(o.seed);
     signal(SIGPIPE, SIG_IGN);
     now();
-    if (!launch(&a, argv + first, o) ||
-        !launch(&b, argv + second, o)) {
+    if (!launch(&a, argv + first, o) || !launch(&b, argv + second, o)) {
         perror("faultrelay");
         return 1;
     }

@@ -32,9 +32,10 @@
 #include "transfer/zmaclo.h"
 #include "transfer/zstats.h"
 
-constexpr uint32_t kPromptTicks = 20;  // for the host's prompt to come
+constexpr uint32_t kPromptTicks = 20; // for the host's prompt to come
 
-// ---- what was asked for --------------------------------------------------------
+// ---- what was asked for
+// --------------------------------------------------------
 
 struct wishes {
     std::string port;
@@ -45,7 +46,7 @@ struct wishes {
     bool escape = false;
     bool verbose = false;
     bool log = false;
-    arguments rest;  // behind the options
+    arguments rest; // behind the options
 };
 
 static bool number_of(const std::string &text, long least, long most, long *out)
@@ -113,9 +114,10 @@ static bool parse(const arguments &args, wishes *w)
     return true;
 }
 
-// ---- the line --------------------------------------------------------------------
+// ---- the line
+// --------------------------------------------------------------------
 
-static int savedFlags = -1;  // of standard input, to be given back
+static int savedFlags = -1; // of standard input, to be given back
 
 // Carries bytes both ways between a socket and two pipes, for a line of two
 // descriptors: the program's port is one. Ends with either side.
@@ -223,7 +225,8 @@ static void watch_line()
     hl_after(6, watch_line);
 }
 
-// ---- the program -------------------------------------------------------------------
+// ---- the program
+// -------------------------------------------------------------------
 
 // What a new connection has, for a line of this speed.
 static void settings(const wishes &w)
