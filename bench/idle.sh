@@ -10,7 +10,7 @@ export XDG_STATE_HOME=$home/state QT_QPA_PLATFORM=offscreen
 
 "$bin/quillon" &
 pid=$!
-sleep 3
+sleep 7  # the four seconds behind data are busier
 hz=$(getconf CLK_TCK)
 sample() { awk '{print $14 + $15}' "/proc/$pid/stat"; }
 switches() { awk '/^voluntary_ctxt/{print $2}' "/proc/$pid/status"; }
