@@ -2,6 +2,7 @@
 // a dialer and a transfer program meet there.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -415,7 +416,9 @@ static bool have(const char *tool)
            0;
 }
 
-// Runs a transfer program here, with the line as its input and output.
+// Runs a transfer program here, with the line as its input and output. The
+// host may speak again before the program has ended, so what came last is
+// left in `seen` even where the program was given it.
 static int run_here(host &h, std::vector<std::string> words,
                     const std::string &folder)
 {
@@ -438,7 +441,7 @@ static int run_here(host &h, std::vector<std::string> words,
     }
     close(ends[1]);
     fcntl(ends[0], F_SETFL, O_NONBLOCK);
-    std::string out; // towards the program
+    std::string out, last; // towards the program; what came last
     out.swap(h.seen);
     int status = -1;
     auto end = steady_clock::now() + milliseconds(4 * kPatience);
@@ -449,8 +452,11 @@ static int run_here(host &h, std::vector<std::string> words,
             p[1].events |= POLLOUT;
         poll(p, 2, 100);
         ssize_t n = read(h.fd, buf, sizeof buf);
-        if (n > 0)
+        if (n > 0) {
             out.append(buf, size_t(n));
+            last.append(buf, size_t(n));
+            last.erase(0, last.size() - std::min(last.size(), size_t(4096)));
+        }
         n = out.empty() ? 0 : write(ends[0], out.data(), out.size());
         if (n > 0)
             out.erase(0, size_t(n));
@@ -460,7 +466,7 @@ static int run_here(host &h, std::vector<std::string> words,
         else if (n == 0 || steady_clock::now() > end)
             break;
     }
-    h.seen = out;
+    h.seen = last;
     kill(pid, SIGTERM);
     waitpid(pid, &status, 0);
     close(ends[0]);
