@@ -15,9 +15,9 @@
 constexpr OSType kDial = FOUR("Dial");
 constexpr uint8_t kOutlineStyle = 8;
 
-// ---- state
-// --------------------------------------------------------------------- The two
-// blocks are locked for good: the list is small, and everybody indexes it.
+// ---- state -----------------------------------------------------------------
+// The two blocks are locked for good: the list is small, and everybody indexes
+// it.
 
 Handle *ddHdls;
 uint8_t *ddFlags;
@@ -219,11 +219,10 @@ void SetDefServ(int16_t index)
                     int16_t(ddCount + kDialFirstItem - 1));
 }
 
-// ---- the window
-// ----------------------------------------------------------------------- The
-// Dial menu shows the list until there is a window on it; its item there and
-// the items that edit an entry are dimmed (QuillonMenus.cpp), so nothing below
-// is reached by the user.
+// ---- the window ------------------------------------------------------------
+// The Dial menu shows the list until there is a window on it; its item there
+// and the items that edit an entry are dimmed (QuillonMenus.cpp), so nothing
+// below is reached by the user.
 
 void DialDir() {}
 

@@ -469,8 +469,8 @@ static void command_key(const EventRecord &event, int32_t now)
         // By its place, so that the break's key is found on every layout.
         if (code == kKeyB)
             c = 'B';
-        AdjMenus();
-        DoMenu(MenuKey(c), event.modifiers, int16_t(event.what));
+        DoMenu(ChoiceOfKey(c, event.modifiers), event.modifiers,
+               int16_t(event.what));
     }
 }
 

@@ -61,15 +61,17 @@ constexpr int16_t kFileSendText = 2, kFileRcvDefault = 6, kFileSendDefault = 8;
 constexpr int16_t kEditKeepLines = 15, kMiscShowControls = 8;
 
 // What the program doesn't have: its item is dimmed, and a choice that comes
-// by another way does nothing. A row goes when its command comes.
-struct menu_item {
+// by another way does nothing. `shifted` tells that its key with Shift is
+// another command, which is there. A row goes when its command comes.
+struct absent_item {
     int16_t menu, item;
+    bool shifted = false;
 };
 // clang-format off
-constexpr menu_item absent[] = {
+constexpr absent_item absent[] = {
     {kDialMenu, 1},      // dial directory
     {kDialMenu, 3},      // dial the marked entries
-    {kSettingMenu, 1},   // dialogs
+    {kSettingMenu, 1, true}, // dialogs; with Shift the echo's switch
     {kSettingMenu, 2},
     {kSettingMenu, 3},
     {kSettingMenu, 4},
@@ -98,11 +100,11 @@ WindowPtr bufDwin;
 
 // ---- helpers ---------------------------------------------------------------
 
-static bool is_absent(int16_t menu, int16_t item)
+static bool is_absent(int16_t menu, int16_t item, bool shiftedKey)
 {
-    for (const menu_item &row : absent) {
+    for (const absent_item &row : absent) {
         if (row.menu == menu && row.item == item)
-            return true;
+            return !(shiftedKey && row.shifted);
     }
     return false;
 }
@@ -331,8 +333,10 @@ static void do_edit(int16_t item, uint16_t modifiers)
             remSel();
         break;
     case 9:
-        if (front && front == myWindow)
+        if (front && front == myWindow) {
             SetSel(0, 0, int16_t(MaxLine + savlines - 1), int16_t(MaxCol));
+            offerSel();
+        }
         break;
     case 10:
         do_type_ahead();
@@ -364,7 +368,7 @@ static void do_dial_menu(int16_t item, uint16_t modifiers, bool byKey)
     if (byKey && (modifiers & shiftKey) && item == 1) {
         item = 3;
         modifiers = 0;
-        if (is_absent(kDialMenu, item))
+        if (is_absent(kDialMenu, item, false))
             return;
     }
     if (item == 4) {
@@ -449,13 +453,14 @@ static void do_macros(int16_t item)
                                          : int16_t(item - kFirstMacro));
 }
 
-// Control bytes act, or show as glyphs. Modes that a host has set go either
-// way: they would act on text that nobody sent them for.
+// Control bytes act, or show as glyphs. Then the modes that a host has set go:
+// it can't take them back any more.
 static void flip_controls()
 {
     interpret_control = !interpret_control;
     CheckMenuItem(MiscMenu, kMiscShowControls, !interpret_control);
-    clrAttrib();
+    if (!interpret_control)
+        clrAttrib();
 }
 
 static void do_misc(int16_t item, uint16_t modifiers)
@@ -565,6 +570,7 @@ void DoMenu(int32_t choice, uint16_t modifiers, int16_t what)
 {
     int16_t menu = int16_t(uint32_t(choice) >> 16);
     int16_t item = int16_t(choice);
+    bool shiftedKey = what == keyDown && (modifiers & shiftKey);
 
     if (menu == kAllXferMenu) {
         if (item <= kLastRcvItem) {
@@ -577,7 +583,7 @@ void DoMenu(int32_t choice, uint16_t modifiers, int16_t what)
             item = int16_t(item - kLastSendItem);
         }
     }
-    if (menu != 0 && !is_absent(menu, item)) {
+    if (menu != 0 && !is_absent(menu, item, shiftedKey)) {
         stop_cursor();
         run_item(menu, item, modifiers, what);
         start_cursor();
@@ -643,9 +649,21 @@ void AdjMenus()
     enable(EditMenu, 13, (mainFront || findFront) && find_str[0]);
     enable(MiscMenu, 10, (mainFront || dirFront) && !IsWindowCollapsed(front));
     adjust_protocols();
-    for (const menu_item &row : absent)
+    for (const absent_item &row : absent)
         DisableMenuItem(GetMenuHandle(row.menu), row.item);
     SetArrowCursor();
+}
+
+int32_t ChoiceOfKey(uint8_t character, uint16_t modifiers)
+{
+    AdjMenus();
+    for (const absent_item &row : absent) {
+        if (row.shifted && (modifiers & shiftKey))
+            EnableMenuItem(GetMenuHandle(row.menu), row.item);
+    }
+    int32_t choice = MenuKey(character);
+    AdjMenus();
+    return choice;
 }
 
 void SetupMenus()

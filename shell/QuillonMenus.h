@@ -42,7 +42,12 @@ extern WindowPtr bufDwin;
 // `what` is the class of the event that led here: 3 for a key, as key
 // equivalents may act otherwise than a choice with the mouse.
 void DoMenu(int32_t choice, uint16_t modifiers, int16_t what);
-void AdjMenus();   // dims what can't be done now; before a menu opens
+void AdjMenus(); // dims what can't be done now; before a menu opens
+
+// The command of a Command key, or 0. With Shift a key may have one although
+// its item is dimmed.
+int32_t ChoiceOfKey(uint8_t character, uint16_t modifiers);
+
 void SetupMenus(); // once, when the first book opens
 
 // Marks one item and unmarks the others from `first` to `last`.
@@ -51,9 +56,9 @@ void outlineMenu(MenuHandle menu, int16_t item, int16_t first, int16_t last);
 
 void DoAboutDialog();
 
-// ---- setters of the connection's line
-// ----------------------------------------- Each raises set_changed when the
-// value differs, stores the letter, and programs the port.
+// ---- setters of the connection's line --------------------------------------
+// Each raises set_changed when the value differs, stores the letter, and
+// programs the port.
 
 void do_parity(char letter); // E, O, else N
 void do_sbit(char letter);   // 2, 5, else 1

@@ -19,9 +19,8 @@ extern int16_t baud_right, bits_right;
 extern Rect dragRect; // where a window may be dragged
 extern Point GrowPt;  // click point of the last grow of the main window
 
-// ---- the host's cursor
-// ------------------------------------------------------- do_vtpos is under way
-// while reqRow (Quillon.h) is not negative.
+// ---- the host's cursor -----------------------------------------------------
+// do_vtpos is under way while reqRow (Quillon.h) is not negative.
 
 extern int16_t difRow, difCol; // last distance on each axis
 extern int16_t badTrys;        // keys that led away from the place

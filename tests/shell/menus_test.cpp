@@ -115,6 +115,26 @@ TEST_F(Menus, ConversionEchoAndFlow)
     EXPECT_EQ(cset.echoFlag, 1);
 }
 
+TEST_F(Menus, TheConnectionsKeyWithShiftIsTheEchosSwitch)
+{
+    size_t before = hl_messages().size();
+    hl_type("e", cmdKey);
+    run_ticks(150);
+    EXPECT_EQ(localEcho, 0) << "that dialog isn't there";
+    EXPECT_EQ(hl_messages().size(), before);
+    hl_type("E", cmdKey | shiftKey);
+    run_ticks(150);
+    EXPECT_EQ(localEcho, 1);
+    EXPECT_EQ(cset.echoFlag, 1);
+    EXPECT_TRUE(set_changed);
+    EXPECT_NE(hl_messages().back().find("echo is on"), std::string::npos);
+    EXPECT_FALSE(enabled(kSettingMenu, 1));
+    hl_type("E", cmdKey | shiftKey);
+    run_ticks(150);
+    EXPECT_EQ(localEcho, 0);
+    EXPECT_NE(hl_messages().back().find("echo is off"), std::string::npos);
+}
+
 TEST_F(Menus, TheSpeedMenuReadsSixteenBits)
 {
     DoMenu(choice(kBaudMenu, 5), 0, 1);
@@ -190,9 +210,11 @@ TEST_F(Menus, MiscItemsActOnTheTerminal)
     EXPECT_FALSE(interpret_control);
     EXPECT_TRUE(checked(kMiscMenu, 8));
     EXPECT_FALSE(keypad_app);
+    keypad_app = 1;
     DoMenu(choice(kMiscMenu, 8), 0, 1);
     EXPECT_TRUE(interpret_control);
     EXPECT_FALSE(checked(kMiscMenu, 8));
+    EXPECT_TRUE(keypad_app) << "only turning them off resets modes";
 
     DoMenu(choice(kEditMenu, 15), 0, 1);
     EXPECT_EQ(cset.bufFlags & 1, 1);
