@@ -24,6 +24,8 @@ static constexpr uint32_t kEntryFork = 2, kEntryInfo = 9;
 static constexpr size_t kDoubleHead = 26, kEntryLen = 12;
 static constexpr int kMostEntries = 64;
 static constexpr int64_t kLargestSidecar = int64_t(64) << 20; // to rebuild
+static constexpr int kMostAside = 1000; // forks of one name without a file
+static constexpr int kTries = 100;      // at a name for a file of a moment
 
 // ---- big-endian ------------------------------------------------------------
 
@@ -139,6 +141,27 @@ void remove_sidecar(const std::string &path)
         (void)unlink(name.c_str()); // it has lost its meaning anyway
 }
 
+OSErr set_sidecar_aside(const std::string &path)
+{
+    std::string from = sidecar_path(path);
+    std::string to = (parent_of(path) == "/" ? "" : parent_of(path)) +
+                     "/.fork of " + last_of(path);
+    if (!is_sidecar(from))
+        return noErr;
+    for (int n = 1; n < kMostAside; n++) {
+        std::string name = n == 1 ? to : to + " " + std::to_string(n);
+        if (link(from.c_str(), name.c_str()) == 0)
+            return unlink(from.c_str()) == 0 ? OSErr(noErr) : os_error(errno);
+        struct stat st;
+        if (lstat(name.c_str(), &st) == 0)
+            continue;
+        // A file system without links.
+        return rename(from.c_str(), name.c_str()) == 0 ? OSErr(noErr)
+                                                       : os_error(errno);
+    }
+    return dupFNErr;
+}
+
 OSErr find_fork(int fd, ForkPlace &place)
 {
     auto entries = read_entries(fd);
@@ -189,6 +212,21 @@ static std::string rebuilt(int fd, const uint8_t *info, ForkPlace &place)
     return head + body + fork;
 }
 
+// A new file beside `path`, under a name that nobody's sidecar has. -1: errno.
+static int temporary_beside(const std::string &path, std::string &name)
+{
+    std::string folder = parent_of(path) == "/" ? "" : parent_of(path);
+    int fd = -1;
+    for (int n = 0; n < kTries; n++) {
+        name = folder + "/.quillon-" + std::to_string(getpid()) + "-" +
+               std::to_string(n);
+        fd = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd >= 0 || errno != EEXIST)
+            break;
+    }
+    return fd;
+}
+
 OSErr make_fork(const std::string &path, int &fd, ForkPlace &place)
 {
     struct stat st;
@@ -204,9 +242,8 @@ OSErr make_fork(const std::string &path, int &fd, ForkPlace &place)
     info_to_bytes(extra, info);
     std::string bytes = rebuilt(fd, info, place);
     // Beside the old one until it is whole.
-    std::string temporary = sidecar_path(path) + ".new";
-    int fresh = open(temporary.c_str(),
-                     O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
+    std::string temporary;
+    int fresh = temporary_beside(path, temporary);
     if (fresh < 0)
         return os_error(errno);
     ssize_t n = write(fresh, bytes.data(), bytes.size());

@@ -67,6 +67,11 @@ OSErr write_extra(const std::string &path, const FileExtra &extra);
 std::string sidecar_path(const std::string &path);
 bool is_sidecar(const std::string &path); // an AppleDouble file by its mark
 void remove_sidecar(const std::string &path);
+// A sidecar without its file would give a new file of that name a foreign
+// fork. It becomes ".fork of NAME", so that what it holds isn't lost.
+OSErr set_sidecar_aside(const std::string &path);
+// "._name" is where a fork lies: no file may take such a name.
+bool is_sidecar_name(ConstStr name);
 
 // Where the resource fork lies in the sidecar.
 struct ForkPlace {

@@ -273,8 +273,20 @@ TEST(Files, ForksAreNeitherInventedNorInherited)
 
     make_two_forks(at, "f", "data", "resource");
     fs::remove(at.path("f"));
+    std::string left = at.read("._f");
     ASSERT_EQ(HCreate(at.vRef, at.dir, P("f"), kEdit, kText), noErr);
     EXPECT_EQ(fork_of(at, "f"), "");
+    EXPECT_EQ(at.read(".fork of f"), left) << "nothing is lost";
+    // Nor is one made by a file of such a name, or lost to one.
+    make_two_forks(at, "g", "data", "resource");
+    make_two_forks(at, "g.new", "data", "its own");
+    int16_t ref;
+    EXPECT_EQ(HCreate(at.vRef, at.dir, P("._g"), kEdit, kText), bdNamErr);
+    EXPECT_EQ(HRename(at.vRef, at.dir, P("f"), P("._g")), bdNamErr);
+    fs::remove(at.path("._g"));
+    ASSERT_EQ(HOpenRF(at.vRef, at.dir, P("g"), fsRdWrPerm, &ref), noErr);
+    EXPECT_EQ(FSClose(ref), noErr);
+    EXPECT_EQ(fork_of(at, "g.new"), "its own");
 
     // Somebody's own file that merely looks like a sidecar stays.
     at.write("._note", "to do");

@@ -212,6 +212,7 @@ TEST(Names, HostileOnesStayInTheFolder)
         {"no UTF-8", "\xFF\xFE\xC3(", "\xFF\xFE\xC3("},
         {"control bytes", "a\x1B[2Jb\r\nc", "a\x1B[2Jb\r\nc"},
         {"blanks", "  x  ", "  x  "},
+        {"another's fork", "._x", "__x"},
     };
     start_bench();
     fs::create_directory(scratch() + "/../beside");
