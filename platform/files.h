@@ -1,9 +1,10 @@
 // Files by volume, folder number and name. A name is one flat component of
 // bytes as they came; "/" becomes ":" on disk. Empty, ".", "..", NUL and
-// more than 255 bytes are refused (bdNamErr). Opening for write never follows
-// a symbolic link. A file has a data fork (the plain file) and, where asked
-// for, a resource fork, type, creator and flags (an extended attribute, or a
-// sidecar "._name" by RFC 1740).
+// more than 255 bytes are refused (bdNamErr), and so is a name for a new file
+// that starts with "._". Opening for write never follows a symbolic link. A
+// file has a data fork (the plain file) and, where asked for, a resource fork,
+// type, creator and flags (an extended attribute, or a sidecar "._name" by RFC
+// 1740).
 #pragma once
 
 #include "platform/types.h"
@@ -82,6 +83,7 @@ OSErr FSFlush(int16_t ref); // this file to the disk
 struct CatInfo {
     bool isFolder, locked;
     FInfo info;           // of a file
+    int16_t vRefNum;      // of a folder: where its files lie
     int32_t dirID, parID; // dirID: of a folder
     int32_t dataLen, rsrcLen;
     uint32_t created, modified; // seconds since 1904

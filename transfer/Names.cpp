@@ -218,6 +218,13 @@ void UniqueName(uint8_t *name, int16_t volume)
     pstrcpy(name, candidate);
 }
 
+void FitName(uint8_t *name, int32_t length)
+{
+    std::replace(name, name + length, uint8_t(':'), uint8_t(';'));
+    if (length >= 2 && name[0] == '.' && name[1] == '_')
+        name[0] = '_';
+}
+
 static bool illegal(uint8_t c)
 {
     return c < 33 || c > 126 || c == '\\' || c == '/' || c == '*' || c == '<' ||
@@ -311,6 +318,17 @@ int16_t GetRcvVol()
     }
     zRcvDirID = folder;
     return volume;
+}
+
+int64_t RcvRoom()
+{
+    CatInfo folder;
+    VolInfo volume;
+
+    if (GetFolderByID(zRcvVol, zRcvDirID, &folder) != noErr ||
+        GetVolInfo(folder.vRefNum, &volume) != noErr)
+        return -1;
+    return volume.freeBytes;
 }
 
 // Whether there is a receive folder; an error that says the place is gone.

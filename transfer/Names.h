@@ -65,6 +65,16 @@ void MakeUnique(uint8_t *name, ConstStr base, int16_t volume);
 // it: "name #1", "name #2"...; the 99th is taken as it is.
 void UniqueName(uint8_t *name, int16_t volume);
 
+// The far side's name for a file made one for this side, in place: ":" parts
+// folders, and a name that starts with "._" would be that of another file's
+// fork.
+void FitName(uint8_t *name, int32_t length);
+
+// Bytes that the receive folder has room for, or -1 if that isn't known. The
+// folder is asked and not zRcvVol, which choosing a file to send or to capture
+// to changes, too.
+int64_t RcvRoom();
+
 int16_t GetRcvVol();    // from the global strings; sets zRcvDirID
 int16_t VerifyRcvVol(); // repairs or asks; not 0 if there is a folder
 void VolDirToStr(int16_t volume, int32_t folder, uint8_t *out);

@@ -229,7 +229,7 @@ static bool no_name(const uint8_t *name, size_t length)
 
 static void take_name(uint8_t *name, size_t length)
 {
-    std::replace(name, name + length, uint8_t(':'), uint8_t(';'));
+    FitName(name, int32_t(length));
     length = std::min(length, size_t(kMostName));
     // One less than could stay: a cut name leaves room for a mark behind it.
     if (length > kNameMax)
@@ -309,12 +309,10 @@ static int32_t check_duplicate()
 
 static int32_t check_room()
 {
-    VolInfo volume;
-
     if (Bytesleft == kUnknownSize)
         return 0;
-    if (GetVolInfo(zRcvVol, &volume) == noErr &&
-        int64_t(Bytesleft) - StartPos + kSpare > volume.freeBytes) {
+    int64_t room = RcvRoom();
+    if (room >= 0 && int64_t(Bytesleft) - StartPos + kSpare > room) {
         zprtstat("Not enough disk space, Skipped.");
         return -1;
     }
@@ -404,8 +402,8 @@ static void answer_command()
 {
     gErrorCnt = 0;
     stohdr(0);
+    purgeline();
     do {
-        purgeline();
         zshhdr(ZCOMPL, Txhdr);
         if (++gErrorCnt > 19 || UserCancel)
             break;
@@ -415,11 +413,7 @@ static void answer_command()
 
 static void answer_free_count()
 {
-    VolInfo volume;
-    int64_t room = 0;
-
-    if (GetVolInfo(zRcvVol, &volume) == noErr)
-        room = std::min<int64_t>(volume.freeBytes, 0xFFFFFFFF);
+    int64_t room = std::clamp<int64_t>(RcvRoom(), 0, 0xFFFFFFFF);
     send_header(ZACK, uint32_t(room));
 }
 

@@ -176,9 +176,7 @@ static void start_macbinary(const uint8_t *h)
     int n = std::min<int>(h[1], kNameMax);
     zRcvMBName[0] = uint8_t(n);
     memcpy(zRcvMBName + 1, h + 2, size_t(n));
-    // The name is one of the far side's making, too, and no path.
-    std::replace(zRcvMBName + 1, zRcvMBName + 1 + n, uint8_t(':'),
-                 uint8_t(';'));
+    FitName(zRcvMBName + 1, n); // it is one of the far side's making, too
     zitem(zi_name, zRcvMBName);
     needName = 0;
 
@@ -589,6 +587,25 @@ static void file_over()
     sPartialMacBin = 0;
 }
 
+// Whether the file stands under its name with what was written: meanwhile
+// somebody may have removed it, or the whole folder.
+static OSErr look_at_place()
+{
+    CatInfo info;
+    int32_t length;
+
+    OSErr err = GetCatInfo(zRcvVol, zRcvDirID, zRcvMBName, &info);
+    if (err != noErr || zRcvRef == 0)
+        return err;
+    if (!info.dataForkOpen)
+        return fnfErr; // another file of that name
+    err = GetEOF(zRcvRef, &length);
+    if (err == noErr &&
+        length != (curFork == 'R' ? info.rsrcLen : info.dataLen))
+        return fnfErr;
+    return err;
+}
+
 static OSErr close_complete()
 {
     OSErr err = noErr;
@@ -629,7 +646,16 @@ int32_t closeit()
             gotEOF = 0;
         }
     }
-    if (gotEOF) {
+    if (strayRef)
+        gotEOF = 0; // the data are in the partial, which isn't the file
+    OSErr lost = gotEOF ? look_at_place() : OSErr(noErr);
+    if (lost != noErr) {
+        zprterr(lost, " during close");
+        gotEOF = 0;
+        if (zRcvRef != 0)
+            (void)FSClose(zRcvRef); // nobody can find it
+        zRcvRef = 0;
+    } else if (gotEOF) {
         err = close_complete();
         if (err != noErr) {
             file_over();
@@ -647,7 +673,7 @@ int32_t closeit()
     if (gotEOF && sysVers > 1791 &&
         FSMakeFSSpec(zRcvVol, zRcvDirID, zRcvMBName, &spec) == noErr)
         (void)DoAutoOpen(&spec); // it tells the user itself
-    return err == noErr ? 0 : -1;
+    return err == noErr && lost == noErr ? 0 : -1;
 }
 
 // ---- going on with a partial file ------------------------------------------
@@ -683,7 +709,8 @@ static int32_t not_resumed()
 
 // The partial stays open, and what comes goes into it behind what it holds.
 // Known and kept: a partial at least as long as what is offered is one that
-// the user has to look at, and this way nothing of either is lost.
+// the user has to look at, and this way nothing of either is lost. So no such
+// transfer makes a complete file.
 static int32_t left_open()
 {
     strayRef = true;

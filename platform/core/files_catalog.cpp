@@ -46,6 +46,11 @@ int64_t unix_of_date(uint32_t date)
 
 // ---- making and removing ---------------------------------------------------
 
+bool is_sidecar_name(ConstStr name)
+{
+    return name[0] >= 2 && name[1] == '.' && name[2] == '_';
+}
+
 OSErr HCreate(int16_t vRef, int32_t dirID, ConstStr name, OSType creator,
               OSType type)
 {
@@ -53,12 +58,17 @@ OSErr HCreate(int16_t vRef, int32_t dirID, ConstStr name, OSType creator,
     OSErr err = file_path(vRef, dirID, name, path);
     if (err != noErr)
         return err;
+    if (is_sidecar_name(name))
+        return bdNamErr;
     int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0)
         return errno == ENOENT ? missing_error(path) : os_error(errno);
     (void)close(fd); // nothing was written
-    // A sidecar that outlived its file would give the new one a foreign fork.
-    remove_sidecar(path);
+    err = set_sidecar_aside(path);
+    if (err != noErr) {
+        (void)unlink(path.c_str()); // it is empty still
+        return err;
+    }
     if (type == 0 && creator == 0)
         return noErr;
     FileExtra extra;
@@ -104,6 +114,8 @@ OSErr HRename(int16_t vRef, int32_t dirID, ConstStr from, ConstStr to)
     OSErr err = file_path(vRef, dirID, from, oldPath);
     if (err == noErr)
         err = file_path(vRef, dirID, to, newPath);
+    if (err == noErr && is_sidecar_name(to))
+        err = bdNamErr;
     if (err == noErr)
         err = may_change(oldPath, &st);
     if (err != noErr || oldPath == newPath)
@@ -118,7 +130,9 @@ OSErr HRename(int16_t vRef, int32_t dirID, ConstStr from, ConstStr to)
         if (rename(oldPath.c_str(), newPath.c_str()) != 0)
             return os_error(errno);
     }
-    remove_sidecar(newPath);
+    err = set_sidecar_aside(newPath);
+    if (err != noErr)
+        return err;
     std::string sidecar = sidecar_path(oldPath);
     if (is_sidecar(sidecar) &&
         rename(sidecar.c_str(), sidecar_path(newPath).c_str()) != 0)
@@ -192,8 +206,9 @@ OSErr GetCatInfo(int16_t vRef, int32_t dirID, ConstStr name, CatInfo *out)
     if (err != noErr)
         return err;
     int16_t volume = vRef;
+    out->vRefNum = vRef;
     if (out->isFolder)
-        err = folder_number(path, &volume, &out->dirID);
+        err = folder_number(path, &out->vRefNum, &out->dirID);
     if (err == noErr && name[0] != 0)
         out->parID = dirID;
     else if (err == noErr)

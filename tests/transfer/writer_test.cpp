@@ -9,6 +9,7 @@
 #include "transfer/rz.h"
 #include "transfer/xmodem.h"
 #include "transfer/zmaclo.h"
+#include "transfer/zstats.h"
 
 #include <gtest/gtest.h>
 
@@ -406,7 +407,9 @@ TEST(Writer, PartialsThatAreNotResumed)
     EXPECT_NE(zRcvRef, 0);
     ASSERT_EQ(give(string(300, 'm'), 300, 100), 0);
     EXPECT_EQ(finish(true), 0);
+    EXPECT_EQ(gotEOF, 0) << "it is no complete file";
     EXPECT_EQ(read_file(partial("f")), string(500, 'n') + string(300, 'm'));
+    EXPECT_FALSE(file_there("f"));
 
     // A folder, and a link that leads out of here.
     ASSERT_EQ(mkdir((scratch() + "/" + partial("g")).c_str(), 0777), 0);
@@ -533,13 +536,61 @@ TEST(Writer, FullDiskNeverMakesACompleteFile)
     }
 }
 
+// A folder with a file system of its own that never has room.
 TEST(Writer, NotEnoughRoomIsToldBeforehand)
 {
     start_bench();
-    EXPECT_EQ(offer("f", "1999999999"), 0) << "as long as the disk has room";
-    VolInfo volume;
-    ASSERT_EQ(GetVolInfo(zRcvVol, &volume), noErr);
-    if (volume.freeBytes > 1999999999)
-        GTEST_SKIP() << "the disk has room for any file";
-    EXPECT_NE(screen().find("Not enough disk space"), string::npos);
+    int16_t other = zRcvVol;
+    FSSpec there;
+    ASSERT_EQ(FSSpecFromPath("/proc/none", &there), fnfErr);
+    zRcvVol = other; // left by a file that was chosen elsewhere
+    zRcvDirID = there.parID;
+    EXPECT_EQ(offer("f", "100"), -1);
+    EXPECT_NE(screen().find("f: Not enough disk space, Skipped."), string::npos)
+        << screen();
+    start_bench();
+    EXPECT_EQ(offer("f", "100"), 0);
+}
+
+// ---- a place that has gone -------------------------------------------------
+
+TEST(Writer, NothingIsCompleteThatIsNotThere)
+{
+    const string stream = random_bytes(5000);
+    const string forked =
+        macbinary("f", random_bytes(256), random_bytes(2048), FOUR("TEST"));
+    enum { file, replaced, fork, folder };
+    for (int gone : {file, replaced, fork, folder}) {
+        start_bench(gone == fork ? 'S' : 'B');
+        qset.globFlags = 0;
+        const string &all = gone == fork ? forked : stream;
+        zshow();
+        ASSERT_EQ(offer("f", std::to_string(all.size())), 0);
+        ASSERT_EQ(give(all, all.size() - 500, 1000), 0);
+        string path = scratch() + "/f";
+        if (gone == folder) {
+            ASSERT_EQ(rename(scratch().c_str(), (scratch() + ".was").c_str()),
+                      0);
+        } else {
+            remove(gone == fork ? (scratch() + "/._f").c_str() : path.c_str());
+        }
+        if (gone == replaced)
+            write_file("f", "somebody else's");
+        EXPECT_EQ(give(all, all.size(), 1000), 0);
+        EXPECT_EQ(finish(true), -1) << gone;
+        EXPECT_EQ(gotEOF, 0) << gone;
+        EXPECT_NE(screen().find(" during close"), string::npos) << screen();
+        EXPECT_NE(screen().find(" Incomplete"), string::npos) << screen();
+        EXPECT_NE(log_text().find("\tIncomplete"), string::npos) << gone;
+        zrmv();
+        if (gone == folder) {
+            ASSERT_EQ(rename((scratch() + ".was").c_str(), scratch().c_str()),
+                      0);
+        }
+        if (gone == replaced) {
+            EXPECT_EQ(read_file("f"), "somebody else's");
+        }
+        for (const string &name : folder_list())
+            remove((scratch() + "/" + name).c_str());
+    }
 }

@@ -222,7 +222,7 @@ static void watch_line()
 {
     if (sIn == 0 || interrupted)
         UserCancel = 1;
-    hl_after(6, watch_line);
+    hl_after(12, watch_line);
 }
 
 // ---- the program
@@ -356,7 +356,7 @@ int cmd_receive(const arguments &args)
                 w.rest[0].c_str());
         return 1;
     }
-    zRcvVol = spec.vRefNum;
+    zRcvVol = folder.vRefNum;
     zRcvDirID = folder.dirID;
     int16_t result = rz(kModeZ);
     show_screen(w);
