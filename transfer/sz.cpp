@@ -252,9 +252,7 @@ static void go_back()
     erfBlocks = 0;
     zmsgnum(zi_status, "Got ZRPOS = ", Rxpos);
     Txpos = Lrxpos = bytcnt = Rxpos;
-    if (Rxpos != Lastsync)
-        Beenhereb4 = 0;
-    else if (++Beenhereb4 > kSameplace && blklen > kLeastBlock)
+    if (Rxpos == Lastsync && ++Beenhereb4 > kSameplace && blklen > kLeastBlock)
         blklen /= 2;
     Lastsync = Rxpos;
 }
@@ -500,8 +498,9 @@ static next end_data(data_run &run, int32_t &c)
 
     switch (c) {
     case ZRINIT:
-        gotEOF = 1;
-        gWholeFiles++;
+        // One that can't be read to its end has gone out as a shorter one.
+        gotEOF = Txpos >= TotalBytes;
+        gWholeFiles += gotEOF;
         zprog(Txpos, TotalBytes);
         zperf(curSendFSS->name, start_ticks, int32_t(TickCount()), Txpos, 'S');
         c = 0;

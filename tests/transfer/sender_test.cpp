@@ -241,6 +241,21 @@ TEST(Sender, ResumesWhereTheReceiverWants)
 }
 
 // A place beyond the file, or one that no 31 bits hold: nothing is read there.
+TEST(Sender, AFileThatShrinksIsNotWhole)
+{
+    start_bench();
+    write_file("f", random_bytes(100000));
+    live_receiver rx;
+    rx.packet = [](const frame &, size_t) {
+        (void)!truncate((scratch() + "/f").c_str(), 50000);
+    };
+    int n = choose_files({"f"});
+    rx.begin();
+    (void)sz(n, sendFSS, 'Z');
+    EXPECT_EQ(gWholeFiles, 0);
+    EXPECT_NE(screen().find(" Incomplete"), string::npos) << screen();
+}
+
 TEST(Sender, PlacesThatAreNone)
 {
     for (uint32_t start : {6000u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
