@@ -48,6 +48,7 @@ constexpr uint32_t kLastAnswer = 20; // ticks that the modem gets at the end
 // The first window of a new book.
 constexpr int16_t kFirstRows = 24, kFirstCols = 80;
 constexpr int16_t kWindowExtra = 19; // margins and bars, each way
+constexpr int16_t kLastPixel = 1;    // so that termrect holds all of a column
 
 // ---- state -----------------------------------------------------------------
 
@@ -240,8 +241,8 @@ static void fit_first_window()
     int height = font.ascent + font.descent + font.leading;
     Rect rect = *saved;
     rect.bottom = int16_t(rect.top + kFirstRows * height + kWindowExtra);
-    rect.right =
-        int16_t(rect.left + kFirstCols * CharWidth('0') + kWindowExtra);
+    rect.right = int16_t(rect.left + kFirstCols * CharWidth('0') +
+                         kWindowExtra + kLastPixel);
     CalcTermSize(cset.termType, &rect, &rows, &cols);
     if (rows == kFirstRows && cols == kFirstCols)
         *saved = rect;
@@ -290,6 +291,13 @@ static void explain_port(int16_t error)
     ParamText(text, name, why, PSTR(""));
 }
 
+// A dialog serves no window but its own, so that behind it is drawn before.
+static bool choose_port()
+{
+    DoUpdate(myWindow);
+    return portonly_set();
+}
+
 // Opens the port, asking for another one while that fails. False when the
 // user gave up.
 static bool open_port()
@@ -298,7 +306,7 @@ static bool open_port()
 
     while ((error = OpenModem()) != 0) {
         explain_port(error);
-        if (!portonly_set())
+        if (!choose_port())
             return false;
     }
     return true;
@@ -336,7 +344,7 @@ int FinishInitFoneOpen()
     if (KeyModifiers() & shiftKey) {
         GetIndString(text, kTexts, kTextChoose);
         ParamText(text, PSTR(""), PSTR(""), PSTR(""));
-        (void)portonly_set(); // without a choice the port stays the same
+        (void)choose_port(); // without a choice the port stays the same
     }
     int result = open_port() ? 1 : 0;
     gPortOverride[0] = 0;

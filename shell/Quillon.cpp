@@ -352,23 +352,6 @@ static void drag_click(const EventRecord &event, WindowPtr window)
         keep_place(place, &qset.bufWinRect, true);
 }
 
-static void close_click(const EventRecord &event, WindowPtr window)
-{
-    if (!TrackGoAway(window, &event))
-        return;
-    if (window == srch_dwin) {
-        DisposeDialog(srch_dlog);
-        srch_dlog = nullptr;
-        srch_dwin = nullptr;
-    } else if (window == bufDwin) {
-        DisposeDialog(bufDlog);
-        bufDlog = nullptr;
-        bufDwin = nullptr;
-    } else if (window == ddir_dwin) {
-        CloseDialDir();
-    }
-}
-
 static void grow_click(const EventRecord &event, WindowPtr window)
 {
     // The window manager has given the window its size already, be it in
@@ -420,8 +403,8 @@ static void mouse_click(const EventRecord &event, char mode)
             grow_click(event, window);
         break;
     case inGoAway:
-        if (all)
-            close_click(event, window);
+        if (all && TrackGoAway(window, &event))
+            CloseToolWindow(window);
         break;
     case inZoomIn:
     case inZoomOut:

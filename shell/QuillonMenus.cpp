@@ -163,6 +163,23 @@ void DoAboutDialog()
     DisposeDialog(dialog);
 }
 
+void CloseToolWindow(WindowPtr window)
+{
+    if (!window)
+        return;
+    if (window == srch_dwin) {
+        DisposeDialog(srch_dlog);
+        srch_dlog = nullptr;
+        srch_dwin = nullptr;
+    } else if (window == bufDwin) {
+        DisposeDialog(bufDlog);
+        bufDlog = nullptr;
+        bufDwin = nullptr;
+    } else if (window == ddir_dwin) {
+        CloseDialDir();
+    }
+}
+
 static void do_receive_item(int16_t item, uint16_t modifiers)
 {
     if (item < 1 || item > 5)
@@ -181,25 +198,6 @@ static void do_send_item(int16_t item, uint16_t modifiers)
         do_dsend(uint8_t(sendtypes[item]));
     else
         Xsend(int16_t(item + 1));
-}
-
-static void close_front()
-{
-    WindowPtr front = FrontWindow();
-
-    if (!front || is_accessory(front))
-        return;
-    if (front == srch_dwin) {
-        DisposeDialog(srch_dlog);
-        srch_dlog = nullptr;
-        srch_dwin = nullptr;
-    } else if (front == bufDwin) {
-        DisposeDialog(bufDlog);
-        bufDlog = nullptr;
-        bufDwin = nullptr;
-    } else if (front == ddir_dwin) {
-        CloseDialDir();
-    }
 }
 
 static void do_quit(bool byKey)
@@ -223,7 +221,7 @@ static void do_file(int16_t item, uint16_t modifiers, bool byKey)
         Xsend(1);
         break;
     case 3:
-        close_front();
+        CloseToolWindow(FrontWindow());
         break;
     case kFileRcvDefault:
         Xreceive(dRcvItem);
@@ -296,7 +294,7 @@ static void do_paste_item()
 static void do_type_ahead()
 {
     if (bufDwin && bufDwin == FrontWindow()) {
-        close_front();
+        CloseToolWindow(bufDwin);
     } else if (bufDwin) {
         SelectWindow(bufDwin);
     } else {

@@ -56,6 +56,10 @@ void outlineMenu(MenuHandle menu, int16_t item, int16_t first, int16_t last);
 
 void DoAboutDialog();
 
+// Closes the find dialog, the type-ahead window or the dial directory. Any
+// other window, or null, stays.
+void CloseToolWindow(WindowPtr window);
+
 // ---- setters of the connection's line --------------------------------------
 // Each raises set_changed when the value differs, stores the letter, and
 // programs the port.

@@ -15,22 +15,13 @@
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
 #include "tests/connect/book.h"
+#include "tests/shell/running.h"
 #include "transfer/xmodem.h"
 #include "transfer/zmaclo.h"
 
 namespace {
 
-class Menus : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        make_place();
-        write_book(plain_book());
-        start_program();
-        ASSERT_TRUE(myWindow);
-        hl_line_heard();
-    }
-};
+class Menus : public Running {};
 
 int32_t choice(int menu, int item)
 {

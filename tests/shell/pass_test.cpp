@@ -20,21 +20,12 @@
 #include "shell/QuillonWindow.h"
 #include "terminal/VT100.h"
 #include "tests/connect/book.h"
+#include "tests/shell/running.h"
 #include "transfer/xmodem.h"
 
 namespace {
 
-class Pass : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        make_place();
-        write_book(plain_book());
-        start_program();
-        ASSERT_TRUE(myWindow);
-        hl_line_heard();
-    }
-};
+class Pass : public Running {};
 
 // A pass without waiting for anything but what is queued.
 void pass(char mode, uint16_t mask = kAllEvents)

@@ -5,9 +5,12 @@
 
 #include <algorithm>
 
+#include "connect/Dialogs.h"
 #include "connect/PhoneBook.h"
 #include "connect/Settings.h"
+#include "platform/backend.h"
 #include "platform/headless/headless.h"
+#include "platform/navigation.h"
 #include "platform/regions.h"
 #include "serial/IOKitSerial.h"
 #include "shell/Quillon.h"
@@ -236,6 +239,66 @@ TEST(End, TheSessionsEndAsksAboutChangesAndCanBeRefused)
     EXPECT_FALSE(moreToDo);
     finish_up();
     EXPECT_EQ(find(read_book(), FOUR("Dial"), 3000)->data[2], 'E');
+}
+
+// A signal must end the program also while it asks which port to use.
+TEST(End, ARequestToQuitPutsAwayTheDialogInItsWay)
+{
+    make_place();
+    Book book = plain_book();
+    std::vector<std::string> globals = list_strings(book[3].data);
+    globals[kGlobPort - 1] = "No such port";
+    book[3].data = list_data(globals);
+    write_book(book);
+    ae_queue_start(nullptr, 0);
+    hl_modal([](WindowPtr) { hl_quit(); });
+    EXPECT_EQ(QuillonMain(), 0);
+
+    hl_ask_answer(true, {}, kNavSave);
+    hl_quit();
+    EXPECT_EQ(NavAskSaveChanges(PSTR("x")), int(kNavCancel));
+}
+
+static be_session_answer answered;
+static uint8_t parityThen; // in the book, as the session was answered
+
+static void end_session(be_may_ask *mayAsk)
+{
+    answered = up_session_end(mayAsk);
+    parityThen = find(read_book(), FOUR("Dial"), 3000)->data[2];
+}
+
+// The session ends everything once it has its answer.
+TEST(End, TheSessionIsAnsweredOnlyWhenTheBookIsSaved)
+{
+    make_place();
+    write_book(plain_book());
+    start_program();
+    do_parity('E');
+
+    // Refused.
+    hl_ask_answer(false);
+    hl_after(1, [] { end_session([] { return true; }); });
+    run_ticks(30);
+    EXPECT_EQ(answered, BE_SESSION_REFUSED);
+    EXPECT_NE(parityThen, 'E');
+    EXPECT_TRUE(moreToDo);
+
+    // In the middle of a dialog: a moment later.
+    hl_modal([](WindowPtr) { end_session([] { return true; }); });
+    EXPECT_FALSE(portonly_set());
+    EXPECT_EQ(answered, BE_SESSION_LATER);
+    hl_ask_answer(false);
+    run_ticks(30);
+    EXPECT_TRUE(moreToDo) << "the request that had been queued was refused";
+
+    // Nobody can be asked: what was changed is kept.
+    hl_after(1, [] { end_session([] { return false; }); });
+    run_ticks(30);
+    EXPECT_EQ(answered, BE_SESSION_SAVED);
+    EXPECT_EQ(parityThen, 'E');
+    EXPECT_FALSE(moreToDo);
+    finish_up();
 }
 
 TEST(End, FilesLieOnlyInTheirPlaces)

@@ -19,20 +19,11 @@
 #include "shell/QuillonMenus.h"
 #include "terminal/VT100.h"
 #include "tests/connect/book.h"
+#include "tests/shell/running.h"
 
 namespace {
 
-class Window : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        make_place();
-        write_book(plain_book());
-        start_program();
-        ASSERT_TRUE(myWindow);
-        hl_line_heard();
-    }
-};
+class Window : public Running {};
 
 Rect bounds_of(WindowPtr w)
 {
