@@ -34,6 +34,7 @@ int16_t curDialItem;
 int16_t modem_res = kModemListID;
 int16_t mstr_count;
 bool gBookIsNew;
+Handle globsAtStart;
 
 // ---- records in the book ---------------------------------------------------
 
@@ -298,6 +299,8 @@ static OSErr save_globals(bool *changed)
         return noErr;
     Handle list = GetResource(kList, kGlobListID);
     if (list && same_bytes(list, gGlobStrings))
+        return noErr;
+    if (globsAtStart && same_bytes(globsAtStart, gGlobStrings))
         return noErr;
     *changed = true;
     if (!list || HomeResFile(list) != pRef)

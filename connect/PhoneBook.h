@@ -69,7 +69,9 @@ bool chkSetChg();
 // stands.
 void sav_setup(Handle resource);
 
-void saveQset();    // writes qset and the global strings if they differ
+// Writes qset and the global strings if they differ. A damaged list of global
+// strings stays until one of them is changed after the start.
+void saveQset();
 OSErr FlushPhone(); // makes all changes permanent; tells a failure
 
 // Notes the time of a connection in cset and in the book.

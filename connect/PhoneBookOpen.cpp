@@ -99,6 +99,16 @@ static void tell_damage()
         name_error(noErr, kMsgDamaged, names);
 }
 
+// A start may set global strings that it finds empty. In a damaged list they
+// may only be hidden, and saving would take them away for good.
+static void keep_damaged_globals()
+{
+    Handle list = Get1Resource(kList, kGlobListID);
+
+    DisposeHandle(globsAtStart);
+    globsAtStart = list && StrListOK(list) ? nullptr : copy_of(gGlobStrings);
+}
+
 // ---- opening ---------------------------------------------------------------
 
 static Handle template_entry()
@@ -108,12 +118,13 @@ static Handle template_entry()
     return entry ? entry : GetIndResource(kDial, 1);
 }
 
-// A new book holds the template as its first entry, and the default macros.
+// A new book holds the template as its first entry, and the default macros. An
+// empty one, of which a crash left no more than that, is made again.
 static OSErr make_book(const FSSpec *file, Handle entry, Handle macros)
 {
     OSErr err = HCreate(file->vRefNum, file->parID, file->name, kBookCreator,
                         kBookType);
-    if (err != noErr)
+    if (err != noErr && err != dupFNErr)
         return err;
     HCreateResFile(file->vRefNum, file->parID, file->name);
     err = ResError();
@@ -159,16 +170,28 @@ static OSErr open_file(const FSSpec *file, bool create, bool *isNew)
     OSErr err = ResError();
     if (err == noErr)
         err = ioErr;
-    if (create && err == fnfErr) {
+    if (create && (err == fnfErr || err == eofErr)) {
         *isNew = true;
         err = make_book(file, entry, macros);
         if (err == noErr)
             return noErr;
+    } else if (err == eofErr) {
+        err = mapReadErr;
     }
     // Nobody asked for a book beside the program, so its absence is no news.
     if (create || err != fnfErr)
         TellBookError(err, file->name);
     return err;
+}
+
+// A book that has lost all its entries gets the first one again: without any,
+// there is no line to set and nothing to save.
+static OSErr need_entry(bool *changed)
+{
+    if (Count1Resources(kDial) > 0)
+        return noErr;
+    *changed = true;
+    return add_copy(template_entry(), kDial, kFirstDialID, PSTR("Local"));
 }
 
 // Takes qSet 1 into qset; a book of an older layout has a shorter one.
@@ -405,7 +428,9 @@ OSErr OpenDefPhoneBook()
     GetIndString(file.name, kFileNames, 1);
     file.vRefNum = pgmVRef;
     file.parID = pgmDir;
-    OSErr err = OpenAPhoneBook(&file, false);
+    OSErr err = fnfErr;
+    if (pgmDir) // 0 where that folder can't be had
+        err = OpenAPhoneBook(&file, false);
     if (err == noErr || myWindow)
         return err;
     err = FindFolder(int16_t(gPrefFolderDomain), kPrefFolder, true,
@@ -429,7 +454,9 @@ OSErr OpenAPhoneBook(const FSSpec *file, bool create)
     UseResFile(pRef);
     BuildPortList();
 
-    err = load_qset(&changed);
+    err = need_entry(&changed);
+    if (err == noErr)
+        err = load_qset(&changed);
     if (err == noErr)
         err = load_globals(&changed);
     if (err != noErr) {
@@ -443,7 +470,9 @@ OSErr OpenAPhoneBook(const FSSpec *file, bool create)
     migrate_values();
     tell_damage();
 
-    if (FinishInitFoneOpen())
+    bool complete = FinishInitFoneOpen();
+    keep_damaged_globals();
+    if (complete)
         return noErr;
     // Without a window nobody could tell the program to quit. With one, the
     // user has given up finding a port, and goes on without.

@@ -35,5 +35,9 @@ OSErr write_record(Handle resource);
 OSErr add_record(Handle h, OSType type, int16_t id, ConstStr name);
 OSErr add_copy(Handle resource, OSType type, int16_t id, ConstStr name);
 
+// What the program made of a damaged list of global strings at its start, or
+// null. As long as gGlobStrings is the same, the list in the book stays.
+extern Handle globsAtStart;
+
 // A Dial record at full length, whatever length it has in the book.
 void dial_image(Handle resource, uint8_t image[kDialRecLen]);

@@ -34,9 +34,11 @@ void DetachResource(Handle h);
 void ReleaseResource(Handle h);
 OSErr ResError(); // of the last call of this header
 
-// Makes the file a resource file. HOpenResFile answers a reference, or -1
-// with the reason in ResError: fnfErr, permErr, mapReadErr for a file that is
-// no book or a damaged one (it is left as it was), fBsyErr when it is in use.
+// Makes the file a resource file; it may be there, if it is empty.
+// HOpenResFile answers a reference, or -1 with the reason in ResError: fnfErr,
+// permErr, mapReadErr for a file that is no book or a damaged one (it is left
+// as it was), laterErr for one of a later version, eofErr for a book that was
+// never written, fBsyErr when it is in use.
 void HCreateResFile(int16_t vRef, int32_t dirID, ConstStr name);
 int16_t HOpenResFile(int16_t vRef, int32_t dirID, ConstStr name,
                      int8_t permission);

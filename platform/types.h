@@ -95,6 +95,7 @@ enum : OSErr {
     resFNotFound = -193,
     addResFailed = -194,
     mapReadErr = -199, // not a resource file, or a damaged one
+    laterErr = -200,   // a resource file of a form that isn't known yet
     eventNotHandledErr = -9874,
 };
 

@@ -10,6 +10,7 @@
 #include "platform/core/bookfile.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -277,8 +278,11 @@ static OSErr read_book(BookFile *b, std::vector<BookRecord> &rows)
     if (pread(b->lock, head, sizeof head, 0) != kHeadLen ||
         !head_is_book(head) || !length_fits(head, st.st_size))
         return mapReadErr;
-    if (ask(b->db, "PRAGMA user_version") != std::to_string(kFormat) ||
-        ask(b->db, "PRAGMA quick_check(1)") != "ok" || !table_is_plain(b->db))
+    int format = atoi(ask(b->db, "PRAGMA user_version").c_str());
+    if (format > kFormat)
+        return laterErr;
+    if (format != kFormat || ask(b->db, "PRAGMA quick_check(1)") != "ok" ||
+        !table_is_plain(b->db))
         return mapReadErr;
     return read_rows(b->db, rows);
 }

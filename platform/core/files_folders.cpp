@@ -56,13 +56,15 @@ static bool is_folder(const std::string &path)
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
+// False with the reason in errno.
 static bool make_folders(const std::string &path)
 {
     if (is_folder(path))
         return true;
     if (path.size() <= 1 || !make_folders(parent_of(path)))
         return false;
-    return mkdir(path.c_str(), 0700) == 0 || is_folder(path);
+    return mkdir(path.c_str(), 0700) == 0 ||
+           (errno == EEXIST && is_folder(path));
 }
 
 // ---- places ----------------------------------------------------------------

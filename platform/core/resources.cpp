@@ -471,17 +471,15 @@ static bool is_new_file(const std::string &path)
 }
 
 // An empty file of a book's type is what a crash left between a book's making
-// and its first update. It holds nothing and can't be opened, so it goes, and
-// counts as not there. Any other empty file is no book.
-static OSErr judge_empty(int16_t vRef, int32_t dirID, ConstStr name,
-                         bool writing)
+// and its first update: the caller may make it anew. Any other is no book.
+static OSErr judge_empty(int16_t vRef, int32_t dirID, ConstStr name)
 {
     FInfo info;
-    if (!writing || HGetFInfo(vRef, dirID, name, &info) != noErr ||
+
+    if (HGetFInfo(vRef, dirID, name, &info) != noErr ||
         info.fdType != FOUR("qPHO"))
         return mapReadErr;
-    OSErr err = HDelete(vRef, dirID, name);
-    return err == noErr ? OSErr(fnfErr) : err;
+    return eofErr;
 }
 
 static int16_t free_ref()
@@ -513,7 +511,7 @@ int16_t HOpenResFile(int16_t vRef, int32_t dirID, ConstStr name,
     };
     f->book = book_open(path, writing, is_new_file(path), &resError, take);
     if (resError == eofErr)
-        resError = judge_empty(vRef, dirID, name, writing);
+        resError = judge_empty(vRef, dirID, name);
     if (!f->book)
         return -1;
     openFiles.push_back(std::move(f));

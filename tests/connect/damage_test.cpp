@@ -49,6 +49,12 @@ TEST(Damage, AFileThatIsNoBookIsNamedAndLeft)
     const row rows[] = {
         {"text", [](const std::string &) { return "Dear diary,\n"; }},
         {"one byte", [](const std::string &) { return "x"; }},
+        {"later version",
+         [](const std::string &s) {
+             std::string t = s;
+             t[63] = 2;
+             return t;
+         }},
         {"cut after the head",
          [](const std::string &s) { return s.substr(0, 100); }},
         {"cut in the middle",
@@ -97,6 +103,20 @@ TEST(Damage, AFolderThatCantBeWrittenIsTold)
     EXPECT_FALSE(myWindow);
 }
 
+TEST(Damage, WithoutAnyFolderThereIsOneMessageWithTheReason)
+{
+    make_place();
+    std::string file = std::string(getenv("HOME")) + "/file";
+    write_bytes(file, "");
+    for (const char *name :
+         {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
+        setenv(name, (file + "/home").c_str(), 1);
+    hl_answer(1);
+    EXPECT_EQ(run_program(), 0);
+    ASSERT_EQ(hl_messages().size(), 2u) << all_messages();
+    EXPECT_TRUE(told("There is a file of that name")) << all_messages();
+}
+
 TEST(Damage, ABookInUseIsTold)
 {
     make_place();
@@ -116,13 +136,17 @@ TEST(Damage, AnArgumentThatIsNoBookIsNamedAndTheStandardOneOpens)
 {
     std::string place = make_place();
     write_book(plain_book());
-    std::string letter = place + "/letter.txt";
+    std::string letter = place + "/letter.txt", empty = place + "/empty.qpho";
     write_bytes(letter, "Dear diary,\n");
+    write_bytes(empty, "");
     ASSERT_TRUE(InitProgram());
-    hl_open_files({letter});
+    hl_open_files({letter, empty});
+    hl_answer(1);
     hl_answer(1);
     run_ticks(60);
     EXPECT_TRUE(told("letter.txt")) << all_messages();
+    EXPECT_TRUE(told("empty.qpho")) << all_messages();
+    EXPECT_TRUE(std::filesystem::exists(empty));
     EXPECT_TRUE(myWindow);
     EXPECT_EQ(read_bytes(letter), "Dear diary,\n");
 
@@ -167,6 +191,8 @@ TEST(Damage, DamagedRecordsAreNamedUsedAndLeft)
          "Local"},
         {"macros that say too much", [](Book &b) { b[2].data[2] = char(255); },
          "Default"},
+        {"global strings, of which a start sets some",
+         [](Book &b) { b[3].data[1] = 2; }, "STR# 256"},
         {"global strings with a tail", [](Book &b) { b[3].data += "tail"; },
          "STR# 256"},
     };
@@ -181,7 +207,10 @@ TEST(Damage, DamagedRecordsAreNamedUsedAndLeft)
                 std::string before = read_bytes(book_path());
                 hl_answer(1);
                 start_program();
-                bool good = myWindow && told("damaged") && told(r.name) &&
+                moreToDo = 0;
+                bool stood = myWindow;
+                finish_up();
+                bool good = stood && told("damaged") && told(r.name) &&
                             read_bytes(book_path()) == before &&
                             hl_messages().size() == 2;
                 if (!good)

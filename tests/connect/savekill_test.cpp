@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <filesystem>
 #include <random>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -62,7 +63,7 @@ TEST(SaveKill, TheBookOpensAfterEachOf500)
     make_place(true);
     write_book(plain_book());
     std::mt19937 random(20240229);
-    int moved = 0, last = 0;
+    int moved = 0, torn = 0, last = 0;
 
     for (int i = 0; i < kKills; i++) {
         int ready[2];
@@ -81,6 +82,7 @@ TEST(SaveKill, TheBookOpensAfterEachOf500)
         ASSERT_EQ(waitpid(child, &status, 0), child);
         ASSERT_TRUE(WIFSIGNALED(status)) << "status " << status;
 
+        torn += std::filesystem::exists(book_path() + "-journal");
         Book book = read_book();
         ASSERT_EQ(book.size(), 5u) << "after kill " << i;
         cset_t c;
@@ -95,4 +97,6 @@ TEST(SaveKill, TheBookOpensAfterEachOf500)
         last = q.rcvFolder;
     }
     EXPECT_GT(moved, kKills / 20) << "the kills came before any save";
+    EXPECT_GT(torn, kKills / 20) << "no kill came amidst a save";
+    RecordProperty("AmidstASave", torn);
 }
