@@ -10,6 +10,7 @@
 #include "platform/controls.h"
 #include "platform/drawing.h"
 #include "platform/memory.h"
+#include "platform/scrap.h"
 #include "platform/windows.h"
 #include "scrollback/View.h"
 #include "scrollback/find.h"
@@ -81,6 +82,23 @@ void SetSel(int16_t startLine, int16_t startCol, int16_t endLine,
     endSel = b.line;
     endCol = b.col;
     CalcSel(view_top());
+}
+
+// The text below it has moved up, and no stored line keeps the numbers.
+void lineLost()
+{
+    if (stSel < 0 || endSel < savlines)
+        return;
+    if (stSel > savlines)
+        stSel--;
+    else if (stSel == savlines)
+        stCol = 0;
+    if (endSel > savlines)
+        endSel--;
+    else
+        endCol = 0;
+    if (stSel == endSel && stCol >= endCol)
+        SetSel(-1, 0, -1, 0);
 }
 
 // Horizontal place of a column's left edge. With a font of variable width
@@ -247,6 +265,17 @@ void unprepSel()
     blanklines = prepBlankLines;
     inPrep = 0;
     sav_fit();
+}
+
+void offerSel()
+{
+    int32_t size;
+    const uint8_t *text = prepSel(&size);
+
+    // Without a display to hold it there is nobody to paste it either.
+    if (size > 0)
+        (void)PutPrimary(size, text);
+    unprepSel();
 }
 
 // ---- removing --------------------------------------------------------------
@@ -471,6 +500,8 @@ void DoClick(Point point, const EventRecord *event)
         first = false;
         GetMouse(&point);
     } while (StillDown());
+    if (!dragged && stSel >= 0)
+        offerSel();
     // A press that became a drag is no gesture.
     end_tracking(t, dragged ? uint16_t(0) : event->modifiers);
 }

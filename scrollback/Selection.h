@@ -24,6 +24,7 @@ extern int16_t clickLine, clickCol;  // the last press
 // Sets the selection; a startLine of -1, or two equal ends, clears it.
 void SetSel(int16_t startLine, int16_t startCol, int16_t endLine,
             int16_t endColumn);
+void lineLost();               // the screen's top line has left unkept
 void CalcSel(int16_t topLine); // the highlight for a view
 void makeRgn(RgnHandle region, int16_t firstRow, int16_t firstCol,
              int16_t lastRow, int16_t lastCol);
@@ -36,4 +37,5 @@ void DoClick(Point point, const EventRecord *event);
 // the screen, and returns null. The store is locked until unprepSel.
 const uint8_t *prepSel(int32_t *size);
 void unprepSel();
-void remSel(); // takes selected text out of the store
+void offerSel(); // what is selected is what a middle click pastes, anywhere
+void remSel();   // takes selected text out of the store

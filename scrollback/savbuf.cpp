@@ -266,20 +266,20 @@ static bool keep(const uint8_t *line, int n)
 }
 
 // A line for which there is no room is lost without a word.
-void savline(const uint8_t *line)
+bool savline(const uint8_t *line)
 {
     const int n = trimmed(line, kMaxCols);
 
     if (!inPrep)
         findline = -1;
     if (!keep(line, n) || !make_blocks())
-        return;
+        return false;
     const bool text = room_for_text(n), table = room_in_table();
     if (!text || !table || !room_for_number())
         drop_oldest();
     if (GetHandleSize(savhdl) <= n + savcount ||
         GetHandleSize(linhdl) <= savlines * 4 + 8)
-        return;
+        return false;
 
     uint8_t *const to = *savhdl + savcount;
     const int length = copy_text(to, line, n);
@@ -295,6 +295,7 @@ void savline(const uint8_t *line)
             sb_update(int16_t(savlines), int16_t(savlines), 0);
     }
     show_size();
+    return true;
 }
 
 // ---- removing --------------------------------------------------------------

@@ -43,8 +43,8 @@ extern int32_t sUpdTicks;    // tick of the last one shown
 extern int16_t sSBPos;       // thumb position then, in pixels
 
 // Adds a screen line of 160 bytes, trimmed; a third blank line in a row is
-// dropped.
-void savline(const uint8_t *line);
+// dropped. False: the line isn't in the store.
+bool savline(const uint8_t *line);
 
 // Removes lines first to last. The view and the selection follow.
 void DelLines(int16_t first, int16_t last);

@@ -113,6 +113,20 @@ static int whole_characters()
     return std::max(n, 0);
 }
 
+// What is drawn over a selection comes up selected, as a repaint shows it, so
+// that the highlight can always be taken off by inverting it.
+void highlight(const Rect &area)
+{
+    if (EmptyRgn(selRgn))
+        return;
+    RectRgn(rgn2, &area);
+    SectRgn(rgn2, selRgn, rgn2);
+    if (EmptyRgn(rgn2))
+        return;
+    SetupInvert();
+    InvertRgn(rgn2);
+}
+
 static void draw_run(int n)
 {
     if (gNeedPen)
@@ -123,11 +137,10 @@ static void draw_run(int n)
     Rect area = {top, curPenLoc.h, int16_t(top + LineHeight), 0};
 
     SetFgBg(1);
-    if (insert) {
-        const Rect tail = {top, int16_t(outcol * CharWid + kPenMargin),
-                           area.bottom, int16_t(MaxCol * CharWid + kPenMargin)};
-        ScrollRect(&tail, int16_t(width), 0, dumptr);
-    }
+    if (insert)
+        move_cells({top, int16_t(outcol * CharWid + kPenMargin), area.bottom,
+                    int16_t(MaxCol * CharWid + kPenMargin)},
+                   width, 0);
     TextFace(textstyle);
     TextMode(Invert ? srcBic : srcOr);
     area.right = int16_t(std::min<int>(area.left + width, termrect.right));
@@ -137,6 +150,7 @@ static void draw_run(int n)
     MoveTo(curPenLoc.h, curPenLoc.v);
     DrawText(outbuf, 0, int16_t(n));
     GetPen(&curPenLoc);
+    highlight(area);
 }
 
 void flushCRT()
@@ -158,6 +172,7 @@ void flushCRT()
     if (shown)
         start_cursor();
     outcnt = int16_t(outcnt - n);
+    outcol = int16_t(outcol + n);
     memmove(outbuf, outbuf + n, size_t(outcnt));
 }
 

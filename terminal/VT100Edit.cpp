@@ -89,14 +89,17 @@ static void erase_cells(int top, int first, int bottom, int last)
     const Rect area = cells(top, first, bottom, last);
     SetFgBg(1);
     EraseRect(&area);
+    highlight(area);
 }
 
-static void move_cells(const Rect &area, int right, int down)
+void move_cells(const Rect &area, int right, int down)
 {
     if (scrolled)
         return;
+    highlight(area); // off: it doesn't go along
     SetFgBg(1);
     ScrollRect(&area, int16_t(right), int16_t(down), dumptr);
+    highlight(area);
 }
 
 // ---- cursor ----------------------------------------------------------------
@@ -259,6 +262,20 @@ void esc8()
 
 // ---- line feeds ------------------------------------------------------------
 
+// The highlight goes with the text of the region, and what leaves that is no
+// longer seen.
+static void move_highlight(int down)
+{
+    if (EmptyRgn(selRgn))
+        return;
+    RectRgn(rgn1, &scrollrect);
+    DiffRgn(selRgn, rgn1, rgn2);
+    SectRgn(selRgn, rgn1, selRgn);
+    OffsetRgn(selRgn, 0, int16_t(down));
+    SectRgn(selRgn, rgn1, selRgn);
+    UnionRgn(selRgn, rgn2, selRgn);
+}
+
 // The region's pixels one line up or down. What is uncovered beyond the row
 // that is expected, a covered part of the window, has to be repainted.
 static void scroll_pixels(int down)
@@ -277,7 +294,7 @@ static void scroll_pixels(int down)
         if (!EmptyRgn(rgn2))
             update_bars(rgn2);
     }
-    OffsetRgn(selRgn, 0, int16_t(down));
+    move_highlight(down);
 }
 
 static void inval_uncovered()
@@ -354,8 +371,9 @@ void line_feed()
         scroll_pixels(-LineHeight);
         inval_uncovered();
     }
-    if (store_on())
-        savline(scr[scrtop]);
+    const bool kept = store_on() && savline(scr[scrtop]);
+    if (!kept && scrtop == toplin && scrbot == botlin)
+        lineLost();
     blank(scr[scrtop]);
     relink_up();
     curlin_array = int16_t(scrbot);
@@ -517,6 +535,7 @@ void erase_char()
     EraseRect(&area);
     if (Invert)
         InvertRect(&area);
+    highlight(area);
 }
 
 // ---- erasing ---------------------------------------------------------------

@@ -201,7 +201,11 @@ static void set_geometry(const Rect &bounds)
 {
     termrect = bounds;
     termrect.top = int16_t(bounds.top + kPenMargin);
-    termrect.right = int16_t(bounds.right - kRightOfText);
+    // Where the columns fit exactly, the last pixel of the last one belongs to
+    // what scrolls, or it would stay behind.
+    termrect.right =
+        int16_t(std::max<int>(bounds.right - kRightOfText,
+                              bounds.left + kPenMargin + MaxCol * CharWid));
     termrect.bottom = int16_t(termrect.top + MaxLine * LineHeight);
     contRect = bounds;
     contRect.bottom = int16_t(bounds.bottom - 20);

@@ -45,6 +45,11 @@ void new_line();
 // The pen's place for a cell, without asking what stands in the line.
 Point cell_pen(int col, int row);
 
+// Moves pixels with the current background, unless the view shows scrollback.
+void move_cells(const Rect &area, int right, int down);
+
+void highlight(const Rect &area); // the selection, after drawing within
+
 void set_region_rects(); // scrollrect and LFrgn from the margins
 void forget_reverse();   // both colours are again those of curFGrgb, curBGrgb
 

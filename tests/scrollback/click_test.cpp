@@ -57,6 +57,7 @@ TEST(Click, ADragSelectsInEitherDirection)
     click({cell(0, 3), cell(1, 5), cell(1, 8)});
     EXPECT_SELECTED(0, 3, 1, 8);
     EXPECT_EQ(findline, 1);
+    EXPECT_STREQ(hl_clip_text(true), "ha beta gamma\ndelta ep");
     later();
     click({cell(2, 4), cell(0, 2)});
     EXPECT_SELECTED(0, 2, 2, 4);

@@ -42,7 +42,7 @@ TEST(View, HistoryLooksAsTheScreenDid)
     // Row 7 of the first picture was still blank.
     show("");
     const picture history = take_picture();
-    const size_t rows7 = size_t(7 * LineHeight * termrect.right);
+    const size_t rows7 = size_t((7 * LineHeight + 3) * picture_width());
     EXPECT_TRUE(std::equal(history.begin(), history.begin() + ptrdiff_t(rows7),
                            first.begin()));
 
@@ -216,6 +216,46 @@ TEST(Selection, TheHighlightStaysWithTheText)
     scr_to_bot();
     EXPECT_EQ(repainted() == take_picture(), true);
     EXPECT_TRUE(EmptyRgn(selRgn));
+}
+
+TEST(Selection, StaysWithTextWhenRowsLeaveUnkept)
+{
+    open_terminal(6, 20);
+    show("\r\n\r\n\r\n\r\nfive\r\nsix");
+    SetSel(4, 1, 5, 2);
+    show("\r\n\r\n\r\n"); // blank lines, of which none is kept at the start
+    EXPECT_EQ(savlines, 0);
+    EXPECT_EQ(selected(), "ive\rsi");
+    EXPECT_EQ(repainted() == take_picture(), true);
+    cset.bufFlags |= 1;
+    show("\r\n\r\n");
+    EXPECT_EQ(selected(), "si");
+    show("\r\n");
+    EXPECT_EQ(stSel, -1);
+    EXPECT_EQ(repainted() == take_picture(), true);
+}
+
+// Whatever the host does to the rows meanwhile, nothing of the highlight is
+// left when it is taken off.
+TEST(Selection, TheHighlightCanBeTakenOff)
+{
+    static const char *const edits[] = {
+        "\n\n",        "\33[2;4r\33[4H\n", "\33[2;4r\33[2H\33M", "\33[2H\33[2L",
+        "\33[2H\33M",  "\33[3H\33[K",      "\33[2H\33[4@",       "\33[2HXYZ",
+        "\33[2H\33[M", "\33[2H\33[4h-+-"};
+
+    open_terminal(6, 20);
+    for (const char *edit : edits) {
+        SCOPED_TRACE(edit);
+        show(
+            "\33[r\33[4l\33[H\33[2Jone\r\ntwo\r\nthree\r\nfour\r\nfive\r\nsix");
+        SetSel(int16_t(savlines), 1, int16_t(savlines + 4), 20);
+        show(edit);
+        EXPECT_EQ(repainted() == take_picture(), true);
+        SetSel(-1, 0, -1, 0);
+        const picture after = take_picture();
+        EXPECT_EQ(repainted() == after, true);
+    }
 }
 
 TEST(Selection, TheHighlightCoversWhatIsSelected)

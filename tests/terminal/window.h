@@ -21,11 +21,12 @@
 #include "shell/QuillonWindow.h"
 #include "terminal/VT100.h"
 
-// Global bounds for so many rows and columns in the font of the moment.
+// Global bounds for so many rows and columns in the font of the moment, and not
+// a pixel more.
 inline Rect window_bounds(int rows, int cols)
 {
-    return {40, 40, int16_t(40 + rows * LineHeight + 19 + 2),
-            int16_t(40 + cols * CharWid + 19 + 2)};
+    return {40, 40, int16_t(40 + rows * LineHeight + 19),
+            int16_t(40 + cols * CharWid + 19)};
 }
 
 // Serves whatever events a change of windows has brought.
@@ -93,14 +94,23 @@ inline void show(const std::string &text)
 
 using picture = std::vector<uint32_t>;
 
-// The text area, without the cursor.
+inline int picture_width()
+{
+    Rect bounds;
+
+    GetWindowPortBounds(myWindow, &bounds);
+    return bounds.right - kBarSize;
+}
+
+// The text area with its margins, without the cursor.
 inline picture take_picture()
 {
+    const int width = picture_width();
     picture out;
 
     stop_cursor();
-    for (int v = termrect.top; v < termrect.bottom; v++) {
-        for (int h = 0; h < termrect.right; h++)
+    for (int v = 0; v < termrect.bottom; v++) {
+        for (int h = 0; h < width; h++)
             out.push_back(draw_pixel(myWindow, int16_t(h), int16_t(v)));
     }
     start_cursor();
