@@ -148,6 +148,15 @@ void asSendBuf(const uint8_t *text, int32_t length, int16_t echoMode)
     awWait = 1;
 }
 
+int32_t asWaiting(int32_t most)
+{
+    int32_t sum = 0;
+
+    for (const ASChunk *c = firstAS; c && sum < most; c = c->next)
+        sum += c->count;
+    return sum;
+}
+
 void asSendHdl(Handle hdl, int16_t echoMode)
 {
     ASChunk *c = tail();

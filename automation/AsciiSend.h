@@ -60,7 +60,9 @@ void asSendFile(int16_t fileRef, int16_t echoMode); // the queue closes it
 
 // Takes the next piece, at most `max` bytes and one line; returns its length.
 int16_t asGetBuf(uint8_t *buffer, int16_t max, int16_t *echoMode);
-int asBusy();  // 1 while the chain holds anything
+int asBusy(); // 1 while the chain holds anything
+// Bytes of text that wait, counted no further than it takes to reach `most`.
+int32_t asWaiting(int32_t most);
 void asKill(); // drops all of it
 
 // One step; never waits. `mode` is the letter of the event pass, "D" while

@@ -41,6 +41,7 @@ const uint8_t querystring[] = "\7\33[?1;0c";
 
 constexpr int16_t kIdentString = 510; // the answer to ESC I
 constexpr int16_t kBellSound = 3;
+constexpr int32_t kMostAnswers = 4096; // bytes waiting to be sent
 
 // ---- table fillers ---------------------------------------------------------
 
@@ -365,11 +366,13 @@ static void reply_number(int32_t number)
     writeps(text);
 }
 
-// The row is counted from the screen's top also in origin mode.
+// The row is counted from the screen's top also in origin mode. A host that
+// asks and asks and doesn't listen to the answers gets no more of them.
 void dev_stat_report()
 {
     if (num[1] == 5) {
-        escBrak(0, -1, 'n');
+        if (asWaiting(kMostAnswers) < kMostAnswers)
+            escBrak(0, -1, 'n');
     } else if (num[1] == 6) {
         OutCh(sOut, kESC);
         OutCh(sOut, '[');

@@ -132,6 +132,18 @@ TEST(Reply, IdentificationCarriesItsSum)
     EXPECT_EQ(hl_line_heard(), want + std::to_string(sum) + "\r");
 }
 
+// A host that asks and never listens must not fill the memory with answers.
+TEST(Reply, StatusIsNotAnsweredWithoutEnd)
+{
+    open_terminal(6, 20);
+    for (int i = 0; i < 3000; i++)
+        show("\33[5n");
+    EXPECT_EQ(asWaiting(INT32_MAX), 4096);
+    asKill();
+    show("\33[5n");
+    EXPECT_EQ(asWaiting(INT32_MAX), 4);
+}
+
 // ---- the bars --------------------------------------------------------------
 
 // A scroll redraws the status bar if a part of it waits for that, and what
