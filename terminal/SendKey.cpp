@@ -38,8 +38,7 @@ constexpr uint8_t kKeyF1 = 0x7A, kKeyF2 = 0x78, kKeyF3 = 0x63, kKeyF4 = 0x76;
 
 uint8_t gMetaEsc;
 
-// ---- the tables
-// ---------------------------------------------------------------
+// ---- the tables -----------------------------------------------------------
 
 struct function_key {
     uint8_t keycode;
@@ -72,8 +71,7 @@ static int16_t entry_of(uint8_t keycode)
     return 0;
 }
 
-// ---- sending
-// -------------------------------------------------------------------
+// ---- sending --------------------------------------------------------------
 
 static int16_t plain()
 {
@@ -122,8 +120,7 @@ void escBrak(int16_t first, int16_t second, uint8_t final)
     asSendBuf(text + 1, text[0], control());
 }
 
-// ---- the Command key
-// ------------------------------------------------------------
+// ---- the Command key ------------------------------------------------------
 
 // Control with a digit or a space, as terminals had it: NUL and ESC to US.
 static bool control_digit(uint8_t c, uint8_t *out)
@@ -162,8 +159,7 @@ void CmdEvent(EventRecord *event)
     event->message = (event->message & ~uint32_t(0xFF)) | x;
 }
 
-// ---- keys that act here
-// -----------------------------------------------------------
+// ---- keys that act here ---------------------------------------------------
 
 int CheckScrollKeys(uint8_t character, uint8_t keycode, uint16_t modifiers)
 {
@@ -203,8 +199,7 @@ static void to_live_screen()
     ObscureCursor();
 }
 
-// ---- keys that send
-// ------------------------------------------------------------------
+// ---- keys that send -------------------------------------------------------
 
 // Cursor and keypad keys are for the view, not for the host.
 static bool keypad_off()
@@ -355,8 +350,7 @@ void SendKey(uint8_t character, uint8_t keycode, int16_t, uint16_t modifiers)
         send_byte(kLF);
 }
 
-// ---- macros
-// -----------------------------------------------------------------------
+// ---- macros ---------------------------------------------------------------
 
 void doMacro(int16_t n)
 {
