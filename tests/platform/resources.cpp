@@ -228,6 +228,7 @@ TEST(Resources, WhatIsNoBookStaysAsItWas)
     struct {
         const char *what;
         std::string content;
+        OSErr error = mapReadErr;
     } cases[] = {
         {"text", "This is a text.\n"},
         {"empty", ""},
@@ -239,13 +240,13 @@ TEST(Resources, WhatIsNoBookStaysAsItWas)
         {"only its head", good.substr(0, 100)},
         {"a page lost", patched(8192, page)},
         {"the first page lost", patched(100, std::string(3996, '\0'))},
-        {"a later format", patched(60, std::string("\0\0\0\2", 4))},
+        {"a later format", patched(60, std::string("\0\0\0\2", 4)), laterErr},
     };
     for (auto &c : cases) {
         at.write("x", c.content);
         struct stat before, after;
         stat(at.path("x").c_str(), &before);
-        EXPECT_EQ(open_error(at, "x"), mapReadErr) << c.what;
+        EXPECT_EQ(open_error(at, "x"), c.error) << c.what;
         EXPECT_TRUE(at.read("x") == c.content) << c.what;
         stat(at.path("x").c_str(), &after);
         EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec) << c.what;
@@ -487,7 +488,7 @@ static int read_generation(const Place &at, const std::string &name)
 {
     int16_t ref = HOpenResFile(at.vRef, at.dir, P(name), fsRdWrPerm);
     if (ref < 0) {
-        EXPECT_EQ(ResError(), fnfErr);
+        EXPECT_TRUE(ResError() == fnfErr || ResError() == eofErr);
         return -1;
     }
     EXPECT_EQ(Count1Resources(kDial), kGenerationRecords);
