@@ -287,11 +287,14 @@ int16_t TrackControl(ControlHandle c, const EventRecord *event,
                      ControlActionProc action)
 {
     int16_t last = 0;
+    uint32_t number = event->message;
 
-    if ((event->token & kSourceMask) != kFromScroll)
+    if (event->token == 0)
+        number = press; // told by its place alone: the newest one
+    else if ((event->token & kSourceMask) != kFromScroll)
         return 0;
     for (;;) {
-        Step s = next_step(event->message);
+        Step s = next_step(number);
         if (s.part == 0 || !known(c))
             return last;
         if (s.item != c->item)

@@ -20,6 +20,7 @@
 #include "terminal/VT100.h"
 #include "tests/connect/book.h"
 #include "tests/shell/running.h"
+#include "transfer/xmodem.h"
 
 namespace {
 
@@ -242,6 +243,23 @@ TEST_F(Window, TheWheelMovesOneLineWhateverItsSize)
     run_ticks(10);
     EXPECT_EQ(GetControlValue(sbar_ctl), bottom) << "the end";
     EXPECT_EQ(MouseWheelHandler(nullptr, 1, nullptr), -9874);
+}
+
+TEST_F(Window, TheScrollBarMovesTheViewAlsoDuringATransfer)
+{
+    lines(100);
+    int16_t bottom = GetControlValue(sbar_ctl);
+    hl_scroll(sbar_ctl, {{inUpButton, 0}, {inPageUp, 0}});
+    run_ticks(10);
+    int16_t above = int16_t(bottom - 1 - (MaxLine - 2));
+    EXPECT_EQ(GetControlValue(sbar_ctl), above);
+    EXPECT_TRUE(scrolled);
+    hl_scroll(sbar_ctl, {{inThumb, 3}});
+    (void)XferEvent(1);
+    EXPECT_EQ(GetControlValue(sbar_ctl), 3);
+    hl_scroll(sbar_ctl, {{inThumb, bottom}});
+    (void)XferEvent(1);
+    EXPECT_FALSE(scrolled);
 }
 
 // ---- the gestures ----------------------------------------------------------
