@@ -388,6 +388,8 @@ TEST(Receiver, UserCancelsAnywhere)
     // In the silence before, in the middle of data, between two subpackets.
     for (int when = 0; when < 3; when++) {
         start_bench();
+        data = kData7;
+        parity = kParityEven;
         scripted_peer peer;
         if (when > 0)
             peer.rows = {{ZRINIT, offer("f", "5000"), {}},
@@ -402,6 +404,8 @@ TEST(Receiver, UserCancelsAnywhere)
         EXPECT_EQ(rz(kModeZ), 7);
         EXPECT_LT(TickCount() - before, 60u * 6) << when;
         EXPECT_EQ(zDlog, nullptr);
+        EXPECT_EQ(data, kData7) << "the line is as it was";
+        EXPECT_EQ(parity, kParityEven);
         if (when > 0) {
             EXPECT_NE(peer.raw.find(cancel_string()), string::npos) << when;
             EXPECT_EQ(read_file(partial("f")), string(500, 'a'));

@@ -454,6 +454,8 @@ TEST(Sender, UserCancelsAnywhere)
 {
     for (int when = 0; when < 4; when++) {
         start_bench();
+        data = kData7;
+        parity = kParityEven;
         write_file("f", random_bytes(50000));
         live_receiver peer;
         if (when == 1)
@@ -472,6 +474,8 @@ TEST(Sender, UserCancelsAnywhere)
         EXPECT_EQ(UserCancel, 0);
         EXPECT_EQ(zDlog, nullptr);
         EXPECT_EQ(zSendRef, 0) << when;
+        EXPECT_EQ(data, kData7) << "the line is as it was";
+        EXPECT_EQ(parity, kParityEven);
     }
 }
 
