@@ -249,14 +249,27 @@ def put_forked(place, name, data, fork):
     return place.put(name, data)
 
 
-def resume_macbinary(cut):
-    """Both forks, with the line cut in either. The lengths stand in the
-    header in the machine's order, and a header is one only if their first
-    bytes are 0: so these are whole pages."""
+def macbinary(name, data, fork):
+    """The stream of both forks, in the order of this machine."""
+    head = bytearray(128)
+    head[1:2 + len(name)] = bytes([len(name)]) + name
+    head[65:73] = b"TESTqLNE"
+    struct.pack_into("=ii", head, 83, len(data), len(fork))
+    return bytes(head) + data + bytes(-len(data) % 128) + fork
+
+
+def resume_macbinary(cut, by_peer):
+    """Both forks, with the line cut in either; the stream is made by us, or
+    is a file of sz. The lengths stand in the header in the machine's order,
+    and a header is one only if their first bytes are 0: so these are whole
+    pages."""
     data, fork = content("random", 70144), content("random", 60160, 2)
     with Place() as place:
-        path = put_forked(place, "a file", data, fork)
-        a = our_sender(path, options=("--convert", "M"))
+        if by_peer:
+            a = sz(place.put("a file", macbinary(b"a file", data, fork)))
+        else:
+            path = put_forked(place, "a file", data, fork)
+            a = our_sender(path, options=("--convert", "M"))
         b = our_receiver(place.into, ("--convert", "M"))
         done = relay(place, a, b, ("--cut", cut))
         check(done.a != 0 and done.b != 0, "both call it a success:", done)
@@ -314,9 +327,9 @@ def resume_t(seed, everything):
 def resume_m(seed, everything):
     # Within the header, in the data, between the forks, in the resources.
     at = [150, 300, 71300, 71700] + cuts(seed + 3, 128000, 16)
-    for cut in at:
+    for i, cut in enumerate(at):
         yield f"MacBinary cut at {cut}", functools.partial(
-            resume_macbinary, cut)
+            resume_macbinary, cut, i % 2 == 0)
 
 
 # ---- faults ------------------------------------------------------------------------
