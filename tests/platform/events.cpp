@@ -249,6 +249,7 @@ TEST(Events, RequestsFromOutsideWaitInTheQueue)
             outside += "quit ";
             return OSErr(-1708);
         },
+        nullptr,
     };
 
     AEInstallHandlers(&handlers);
