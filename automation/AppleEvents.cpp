@@ -2,6 +2,7 @@
 #include "automation/AppleEvents.h"
 
 #include "connect/PhoneBook.h"
+#include "scrollback/NPrint.h"
 #include "shell/Quillon.h"
 
 constexpr OSErr kNotHandled = -1708;
@@ -12,10 +13,8 @@ uint8_t gHasPPCToolbox;
 void InitAppleEvents()
 {
     constexpr AppleEventHandlers handlers = {
-        qlAEOpenApplication,
-        qlAEOpenDocuments,
-        qlAEPrintDocuments,
-        qlAEQuitApplication,
+        qlAEOpenApplication, qlAEOpenDocuments, qlAEPrintDocuments,
+        qlAEQuitApplication, EndOfSession,
     };
 
     gHasAppleEvents = 1;
@@ -37,6 +36,19 @@ OSErr qlAEQuitApplication()
         return kNotHandled;
     moreToDo = 0;
     return noErr;
+}
+
+// What finish_up would write later is written here: the session may not wait
+// for it.
+OSErr EndOfSession()
+{
+    OSErr err = qlAEQuitApplication();
+
+    if (err == noErr && pRef > 0) {
+        saveQset();
+        savePrtInfo();
+    }
+    return err;
 }
 
 OSErr qlAEOpenDocuments(const FSSpec *files, int count)

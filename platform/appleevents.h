@@ -12,9 +12,16 @@ struct AppleEventHandlers {
     OSErr (*openDocs)(const FSSpec *files, int count);
     OSErr (*printDocs)(const FSSpec *files, int count);
     OSErr (*quit)();
+    // The session ends, maybe as soon as this returns: like quit, but what is
+    // to be kept lies on disk then.
+    OSErr (*sessionEnd)();
 };
 void AEInstallHandlers(const AppleEventHandlers *handlers);
 OSErr AEProcessAppleEvent(const EventRecord *event);
+
+// A request to quit is waiting. What keeps the main loop from serving it, such
+// as a transfer, is to be broken off.
+bool QuitIsWaiting();
 
 // Opens a document with an application (a desktop entry or a program), or
 // with what the desktop has for it when `application` is null.

@@ -2,7 +2,8 @@
 // define the calls down (be_*) in this order: platform/desktop over Qt 6, and
 // platform/headless for tests. The calls up (up_*) are the core's; they only
 // enqueue and return, but for up_menu_will_open and up_drag_over, which answer
-// at once and never wait. A back end never calls program code otherwise.
+// at once and never wait, and up_session_end, which may run the program's
+// saving. A back end never calls program code otherwise.
 //
 // Texts are UTF-8 here. Coordinates are the program's (pixels at scale 1),
 // global ones from the main screen's top left. Windows are named by small
@@ -195,6 +196,9 @@ struct be_ask_info {
 };
 // Opens the dialog and returns; up_answer brings the result.
 void be_ask(const be_ask_info *info);
+// Puts away what is open of be_ask, be_page_ask and be_menu_popup. Its answer
+// comes as after a cancel.
+void be_dismiss();
 
 // ---- clipboard, drag, sound, other programs
 // ---------------------------------------
@@ -263,4 +267,15 @@ void up_drop(be_win w, int h, int v, uint16_t modifiers, const char *text,
              const char *const *paths, int count);
 void up_drag_done(bool taken);
 void up_open_files(const char *const *paths, int count);
-void up_quit(); // the session ends, or the last window's close
+void up_quit(); // a signal, or the last window's close
+
+// The session ends and waits for this call: the program saves, and asks if it
+// must and `mayAsk` allows. LATER: it is in the middle of something; a request
+// to quit has been queued, and it will be able to a moment later.
+enum be_session_answer {
+    BE_SESSION_SAVED,
+    BE_SESSION_REFUSED,
+    BE_SESSION_LATER
+};
+using be_may_ask = bool();
+be_session_answer up_session_end(be_may_ask *mayAsk);

@@ -20,6 +20,8 @@ struct Outside {
 static std::map<uint32_t, Outside> waiting; // by the event's message
 static uint32_t lastNumber;
 static AppleEventHandlers handlers;
+static bool quitting;          // a handler of quit or sessionEnd is running
+static be_may_ask *askSession; // while sessionEnd is running
 
 static void post(Request what, std::vector<std::string> paths)
 {
@@ -51,6 +53,14 @@ static OSErr open_docs(const std::vector<std::string> &paths)
                : OSErr(noErr);
 }
 
+static OSErr run_quit(OSErr (*handler)())
+{
+    quitting = true;
+    OSErr err = handler ? handler() : OSErr(noErr);
+    quitting = false;
+    return err;
+}
+
 OSErr AEProcessAppleEvent(const EventRecord *event)
 {
     auto it = waiting.find(event->message);
@@ -65,9 +75,17 @@ OSErr AEProcessAppleEvent(const EventRecord *event)
     case kOpenDocs:
         return open_docs(request.paths);
     case kQuit:
-        return handlers.quit ? handlers.quit() : OSErr(noErr);
+        return run_quit(handlers.quit);
     }
     return noErr;
+}
+
+bool QuitIsWaiting()
+{
+    for (const auto &[number, request] : waiting)
+        if (request.what == kQuit)
+            return true;
+    return false;
 }
 
 OSErr OpenDocumentWith(const FSSpec *application, const FSSpec *document)
@@ -90,13 +108,21 @@ void ae_queue_start(const char *const *paths, int count)
         post(kOpenApp, {});
 }
 
-bool quit_is_queued()
+// ---- what stands in the way of an end
+// -------------------------------------------
+
+bool nobody_to_ask()
 {
-    for (const auto &[number, request] : waiting)
-        if (request.what == kQuit)
-            return true;
-    return false;
+    return askSession && !askSession();
 }
+
+bool dialogs_must_go()
+{
+    return QuitIsWaiting() || nobody_to_ask();
+}
+
+// ---- calls up
+// -------------------------------------------------------------------
 
 void up_open_files(const char *const *paths, int count)
 {
@@ -104,8 +130,21 @@ void up_open_files(const char *const *paths, int count)
         post(kOpenDocs, {paths, paths + count});
 }
 
+// While the program is asking about one request, another adds nothing.
 void up_quit()
 {
-    if (!quit_is_queued())
+    if (!quitting && !QuitIsWaiting())
         post(kQuit, {});
+}
+
+be_session_answer up_session_end(be_may_ask *mayAsk)
+{
+    if (quitting || !events_serves_requests()) {
+        up_quit();
+        return BE_SESSION_LATER;
+    }
+    askSession = mayAsk;
+    OSErr err = run_quit(handlers.sessionEnd);
+    askSession = nullptr;
+    return err == noErr ? BE_SESSION_SAVED : BE_SESSION_REFUSED;
 }

@@ -9,6 +9,7 @@
 #include "platform/core/asking.h"
 #include "platform/core/macroman.h"
 #include "platform/core/menuparts.h"
+#include "platform/core/outside.h"
 #include "platform/core/queue.h"
 #include "platform/core/resforms.h"
 #include "platform/core/waiting.h"
@@ -634,6 +635,18 @@ static int16_t answer_of(DialogPtr d, const EventRecord *e)
     return i && i->reports && !i->dimmed && !i->hidden ? item : int16_t(0);
 }
 
+// A dialog in the way of a quit is cancelled, or, where there is no cancelling
+// it, answered as by Return. Only once: one that the program goes on with is
+// the user's again.
+static int16_t dismissal_of(DialogPtr d)
+{
+    if (d->dialog->dismissed || !dialogs_must_go())
+        return 0;
+    d->dialog->dismissed = true;
+    return d->dialog->cancelItem ? d->dialog->cancelItem
+                                 : d->dialog->defaultItem;
+}
+
 static int16_t serve_event(DialogPtr d, EventRecord *e)
 {
     int16_t item = 0;
@@ -660,8 +673,10 @@ int16_t dialog_serve(DialogPtr d, ModalFilterProc filter)
 
     while (window_of(id) == d) {
         EventRecord e = queue_event(nullEvent, nullptr, 0);
-        int16_t item = 0;
+        int16_t item = dismissal_of(d);
 
+        if (item)
+            return item;
         if (windows_dirty() && windows_next_update(d)) {
             e = queue_event(updateEvt, d, 0);
             e.message = uint32_t(id);

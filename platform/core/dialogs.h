@@ -27,6 +27,7 @@ struct Dialog {
     int16_t defaultItem, cancelItem;
     int16_t focus; // edit text with the keys, 0 for none
     bool shownFocus;
+    bool dismissed; // put away for a quit, unless the program keeps it
 };
 
 // A hidden dialog of these items.

@@ -48,6 +48,8 @@ static uint32_t trackPress; // that of the press last taken from the queue
 static bool choiceModifiersHold;
 static uint16_t choiceModifiers;
 
+static bool servesRequests; // within the wait of such a WaitNextEvent
+
 // ---- making and keeping
 // ----------------------------------------------------------
 
@@ -267,7 +269,10 @@ bool WaitNextEvent(uint16_t mask, EventRecord *event, uint32_t sleep, RgnHandle)
         }
     }
     for (;;) {
+        bool before = servesRequests;
+        servesRequests = mask_has(mask, kHighLevelEvent);
         unsigned got = wait_until(deadline, true);
+        servesRequests = before;
         Look found = look(mask, event, true, true);
         if (found == kEvent)
             return true;
@@ -384,6 +389,11 @@ void InstallWheelHandler(WindowPtr window, WheelHandler proc, void *handler)
         return;
     window->wheel = proc;
     window->wheelHandler = handler;
+}
+
+bool events_serves_requests()
+{
+    return servesRequests;
 }
 
 void events_hold_modifiers(uint16_t modifiers)

@@ -7,6 +7,7 @@
 #include "platform/core/core.h"
 #include "platform/core/macroman.h"
 #include "platform/core/menuparts.h"
+#include "platform/core/outside.h"
 #include "platform/core/queue.h"
 #include "platform/core/resforms.h"
 #include "platform/core/waiting.h"
@@ -434,8 +435,15 @@ int32_t PopUpMenuSelect(MenuHandle m, int16_t top, int16_t left, int16_t item)
     popupItem = 0;
     menu_out(m); // another menu may have gone out under this number
     be_menu_popup(m->id, left, top, std::max<int16_t>(item, 1));
-    while (popupOpen)
-        core_wait_input();
+    bool dismissed = false;
+    while (popupOpen) {
+        if (!dismissed && dialogs_must_go()) {
+            dismissed = true;
+            be_dismiss();
+        } else {
+            core_wait_input();
+        }
+    }
     // The list's own menu of that number comes back.
     MenuHandle listed = GetMenuHandle(m->id);
     if (listed && listed != m)

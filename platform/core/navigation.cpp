@@ -12,6 +12,7 @@
 #include "platform/core/core.h"
 #include "platform/core/filesparts.h"
 #include "platform/core/macroman.h"
+#include "platform/core/outside.h"
 
 // ---- waiting for the answer ------------------------------------------------
 
@@ -30,8 +31,16 @@ void up_answer(bool ok, uint32_t value, const char *const *paths, int count)
 
 static Answer wait_for_answer()
 {
-    while (!answered)
-        core_wait_input();
+    bool dismissed = false;
+
+    while (!answered) {
+        if (!dismissed && dialogs_must_go()) {
+            dismissed = true;
+            be_dismiss();
+        } else {
+            core_wait_input();
+        }
+    }
     return answer;
 }
 
@@ -125,6 +134,8 @@ bool NavChooseFolder(ConstStr prompt, int16_t *vRef, int32_t *dirID)
 
 int NavAskSaveChanges(ConstStr document)
 {
+    if (nobody_to_ask())
+        return kNavSave;
     Answer a = ask(BE_ASK_SAVE_CHANGES, nullptr, document, nullptr);
     if (!a.ok || a.value < kNavSave || a.value > kNavCancel)
         return kNavCancel;

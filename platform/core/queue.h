@@ -37,6 +37,10 @@ void queue_forget(WindowPtr w);
 bool queue_take(const std::function<bool(const EventRecord &)> &fits,
                 EventRecord *out);
 
+// The program waits in a WaitNextEvent that takes high-level events: where it
+// would serve a request from outside, one may be served from within the wait.
+bool events_serves_requests();
+
 // EventAvail and null events tell these modifiers until WaitNextEvent.
 void events_hold_modifiers(uint16_t modifiers);
 

@@ -208,6 +208,14 @@ void be_ask(const be_ask_info *info)
     dialog->open();
 }
 
+void be_dismiss()
+{
+    if (open_)
+        open_->reject();
+    paper_dismiss();
+    menus_dismiss();
+}
+
 void asking_stop()
 {
     delete open_;

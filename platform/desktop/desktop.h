@@ -103,6 +103,7 @@ void menus_attach(QMenuBar *bar);
 QMenuBar *menus_new_bar(QWidget *parent);
 // After native events: tells of a pop-up that closed without a choice.
 void menus_settle();
+void menus_dismiss(); // closes a pop-up
 void menus_stop();
 
 // A menu's items, for pop-ups in dialogs.
@@ -132,5 +133,6 @@ bool items_forwarding();
 void outside_start(); // clipboard, sound
 void outside_stop();
 void asking_stop(); // closes what is open
+void paper_dismiss();
 void paper_stop();
 void fonts_stop();

@@ -117,6 +117,14 @@ void menus_settle()
     up<up_popup_done>(id, 0);
 }
 
+void menus_dismiss()
+{
+    auto found = menus.find(popup);
+
+    if (popup != 0 && found != menus.end())
+        found->second.menu->close();
+}
+
 // ---- content ----------------------------------------------------------------
 
 static DeskMenu &menu_of(int32_t id)

@@ -355,6 +355,12 @@ bool be_print_end()
     return ok;
 }
 
+void paper_dismiss()
+{
+    if (open_)
+        open_->reject();
+}
+
 void paper_stop()
 {
     delete open_;

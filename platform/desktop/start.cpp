@@ -13,6 +13,7 @@
 #include <QSessionManager>
 #include <QSocketNotifier>
 #include <QStyleHints>
+#include <QTimer>
 #include <QTimerEvent>
 
 #include <cerrno>
@@ -136,8 +137,10 @@ static KeyWatch *keyWatch;
 
 // ---- signals ----------------------------------------------------------------
 
-// A signal asks for the end of the program the same way as the session does. A
-// second one finds the default action, for a program that doesn't answer.
+// A signal asks for the end of the program. A second one soon after it finds
+// the default action, for a program that doesn't answer.
+constexpr int kAnswerTime = 5000; // ms
+
 static int signalPipe[2] = {-1, -1};
 static QSocketNotifier *signalNotifier;
 
@@ -150,6 +153,12 @@ static void on_signal(int number)
     errno = saved;
 }
 
+static void take_signals()
+{
+    for (int number : {SIGTERM, SIGINT, SIGHUP})
+        signal(number, on_signal);
+}
+
 static void catch_signals()
 {
     if (pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0)
@@ -160,11 +169,53 @@ static void catch_signals()
         char drop[16];
         while (read(signalPipe[0], drop, sizeof drop) > 0)
             ;
+        // The user may have been asked, and have refused.
+        QTimer::singleShot(kAnswerTime, app, take_signals);
         up<up_quit>();
     });
-    for (int number : {SIGTERM, SIGINT, SIGHUP})
-        signal(number, on_signal);
+    take_signals();
 }
+
+// ---- the session's end
+// ---------------------------------------------------------
+
+// The session waits for its call to return before it goes on, and may end
+// everything then, so the saving has to happen within it.
+static QSessionManager *session; // during the call
+
+// Asks the session only when there is something to ask the user: it lets one
+// program at a time do so.
+static bool may_ask()
+{
+    return session->allowsInteraction();
+}
+
+static void session_ends(QSessionManager &manager)
+{
+    session = &manager;
+    be_session_answer answer = up<up_session_end>(may_ask);
+    session = nullptr;
+    if (answer == BE_SESSION_REFUSED)
+        manager.cancel();
+    // In the middle of a dialog or a transfer. That is being put away now, and
+    // there is a second round after all other programs have saved.
+    if (answer == BE_SESSION_LATER && !manager.isPhase2())
+        manager.requestPhase2();
+    manager.release();
+}
+
+// The desktop's own request to end, by other ways than the session's.
+class QuitWatch : public QObject {
+protected:
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        if (object != app || event->type() != QEvent::Quit)
+            return false;
+        up<up_quit>();
+        return true;
+    }
+};
+static QuitWatch *quitWatch;
 
 // ---- the wait's own notifiers and timer
 // -----------------------------------------
@@ -289,8 +340,9 @@ bool be_start(int *argc, char **argv, const char **why)
                                  QGuiApplication::queryKeyboardModifiers());
                          up<up_app_active>(active);
                      });
-    QObject::connect(app, &QGuiApplication::commitDataRequest,
-                     [](QSessionManager &) { up<up_quit>(); });
+    QObject::connect(app, &QGuiApplication::commitDataRequest, session_ends);
+    quitWatch = new QuitWatch;
+    app->installEventFilter(quitWatch);
     catch_signals();
     outside_start();
     return true;
@@ -315,6 +367,8 @@ void be_stop()
     app = nullptr;
     delete keyWatch;
     keyWatch = nullptr;
+    delete quitWatch;
+    quitWatch = nullptr;
     for (int &end : signalPipe) {
         if (end >= 0)
             close(end);

@@ -390,13 +390,19 @@ void be_key_forward(uint32_t token)
 // ---- asking
 // --------------------------------------------------------------------------------------
 
+static bool unanswered; // a question is open
+
 static void answer()
 {
     if (askAnswers.empty())
         hl_fail("a question that no answer was prepared for");
     AskAnswer a = askAnswers.front();
     askAnswers.pop_front();
+    unanswered = true;
     hl_after(1, [a] {
+        if (!unanswered)
+            return;
+        unanswered = false;
         std::vector<const char *> paths;
         for (const std::string &p : a.paths)
             paths.push_back(p.c_str());
@@ -410,6 +416,13 @@ void be_ask(const be_ask_info *info)
                      info->name ? info->name : "",
                      info->folder ? info->folder : ""});
     answer();
+}
+
+void be_dismiss()
+{
+    if (unanswered)
+        up_answer(false, 0, nullptr, 0);
+    unanswered = false;
 }
 
 void hl_ask_answer(bool ok, const std::vector<std::string> &paths,

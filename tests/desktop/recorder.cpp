@@ -251,3 +251,9 @@ void up_quit()
 {
     note("quit");
 }
+
+be_session_answer up_session_end(be_may_ask *)
+{
+    note("session end");
+    return BE_SESSION_SAVED;
+}
