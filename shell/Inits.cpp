@@ -339,6 +339,7 @@ int FinishInitFoneOpen()
     stamp();
 
     hide_splash();
+    GetDateTime(&ConnectTime); // for the bar, until the start is complete
     make_window();
     InitPage();
     if (KeyModifiers() & shiftKey) {

@@ -198,6 +198,8 @@ void ShowComm()
 
     if (!myWindow || window_right(myWindow) - kBarSize <= kLineField.right)
         return;
+    if (!cset.dataChar)
+        return; // the start asks for a port, and no connection is in use
     bar_state state = open_bar(myWindow);
     start_field(state, kLineField);
     NumToString(int32_t(GetBaudFromSetup()), text);
