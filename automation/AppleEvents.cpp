@@ -1,7 +1,10 @@
 // What the desktop asks of the program.
 #include "automation/AppleEvents.h"
 
+#include <cstring>
+
 #include "connect/PhoneBook.h"
+#include "connect/Settings.h"
 #include "scrollback/NPrint.h"
 #include "shell/Quillon.h"
 
@@ -30,25 +33,34 @@ OSErr qlAEOpenApplication()
     return err;
 }
 
+// The connection as it stood when the session's end asked about it: the quit
+// that follows doesn't ask about the same again.
+static cset_t askedAbout;
+static bool asked;
+
 OSErr qlAEQuitApplication()
 {
-    if (!chkSetChg())
+    bool same = asked && memcmp(&cset, &askedAbout, sizeof cset) == 0;
+
+    if (!same && !chkSetChg())
         return kNotHandled;
     moreToDo = 0;
     return noErr;
 }
 
-// What finish_up would write later is written here: the session may not wait
-// for it.
+// Saves only, as another program may yet refuse the end; what finish_up would
+// write later is written, too. The end itself comes as a quit.
 OSErr EndOfSession()
 {
-    OSErr err = qlAEQuitApplication();
-
-    if (err == noErr && pRef > 0) {
+    if (!chkSetChg())
+        return kNotHandled;
+    if (pRef > 0) {
         saveQset();
         savePrtInfo();
     }
-    return err;
+    askedAbout = cset;
+    asked = true;
+    return noErr;
 }
 
 OSErr qlAEOpenDocuments(const FSSpec *files, int count)

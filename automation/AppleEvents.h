@@ -14,7 +14,7 @@ void InitAppleEvents(); // installs the handlers
 // Handlers. Each gives 0, or the code that the sender of the event gets.
 OSErr qlAEOpenApplication();
 OSErr qlAEQuitApplication(); // -1708 when refused
-OSErr EndOfSession();        // the same, with all settings saved
+OSErr EndOfSession();        // saves all; -1708 when refused
 OSErr qlAEOpenDocuments(const FSSpec *files, int count);
 OSErr qlAEPrintDocuments(const FSSpec *files, int count); // always -1708
 

@@ -12,8 +12,8 @@ struct AppleEventHandlers {
     OSErr (*openDocs)(const FSSpec *files, int count);
     OSErr (*printDocs)(const FSSpec *files, int count);
     OSErr (*quit)();
-    // The session ends, maybe as soon as this returns: like quit, but what is
-    // to be kept lies on disk then.
+    // The session will end, maybe as soon as this returns, maybe not, and then
+    // says so by quit: what is to be kept lies on disk at its return.
     OSErr (*sessionEnd)();
 };
 void AEInstallHandlers(const AppleEventHandlers *handlers);

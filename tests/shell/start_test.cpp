@@ -294,11 +294,22 @@ TEST(End, TheSessionIsAnsweredOnlyWhenTheBookIsSaved)
     run_ticks(30);
     EXPECT_TRUE(moreToDo) << "the request that had been queued was refused";
 
+    // Agreed without saving: the end that follows doesn't ask again.
+    hl_ask_answer(true, {}, kNavDontSave);
+    hl_after(1, [] { end_session([] { return true; }); });
+    run_ticks(30);
+    EXPECT_EQ(answered, BE_SESSION_SAVED);
+    EXPECT_EQ(bookThen, book);
+    EXPECT_TRUE(moreToDo) << "another program may yet refuse";
+    hl_quit();
+    run_ticks(30);
+    EXPECT_FALSE(moreToDo);
+    moreToDo = 1;
+
     // Nobody can be asked: what was changed is kept.
     hl_after(1, [] { end_session([] { return false; }); });
     run_ticks(30);
     EXPECT_EQ(answered, BE_SESSION_SAVED);
-    EXPECT_FALSE(moreToDo);
     finish_up();
     EXPECT_EQ(bookThen, read_bytes(book_path())) << "nothing was left to save";
     EXPECT_EQ(find(read_book(), FOUR("Dial"), 3000)->data[2], 'E');
