@@ -48,9 +48,13 @@ TEST(Draw, EditingEqualsARepaint)
     open_terminal(12, 40);
     for (unsigned seed = 0; seed < 60; seed++) {
         const std::string text = plain_edits(seed, 25);
-        for (size_t at = 0; at < text.size(); at += 37)
+        for (size_t at = 0; at < text.size(); at += 37) {
+            if (seed % 3 == 0 && at % 2 == 0)
+                SetSel(int16_t(savlines + 2), 5, int16_t(savlines + 8), 40);
             show(text.substr(at, 37));
+        }
         settle(); // the alignment test waits for its update
+        SetSel(-1, 0, -1, 0);
         ASSERT_TRUE(rows_ok());
         const picture moved = take_picture();
         ASSERT_EQ(moved == repainted(), true) << "seed " << seed;
