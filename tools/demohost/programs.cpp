@@ -150,6 +150,12 @@ static void run_shell(const char *terminal)
         dup2(fd, i);
     if (fd > 2)
         close(fd);
+    // Programs ask the locale for the form of their bytes, and UTF-8 would be
+    // rubbish on a terminal of single bytes.
+    if (const char *all = getenv("LC_ALL"))
+        setenv("LANG", all, 1);
+    unsetenv("LC_ALL");
+    setenv("LC_CTYPE", "C", 1);
     setenv("TERM", "vt100", 1);
     unsetenv("COLUMNS");
     unsetenv("LINES");
