@@ -1,6 +1,5 @@
-# What an idle window costs: CPU share, wake-ups a second, memory, and the time
-# from start to first paint. Runs the program itself, offscreen, on a fresh
-# account with the demo host as its line.
+# What an idle window costs: CPU share, wake-ups a second, memory. Runs the
+# program itself, offscreen, on a fresh account with the demo host as its line.
 set -eu
 bin=$1
 home=$(mktemp -d)

@@ -2,11 +2,8 @@
 // ReadPort, the screen model with its store, and the pixels of a shown window
 // on the offscreen platform. Beside it, in the same run, libvterm parsing the
 // same bytes in 400-byte feeds with its lines kept, drawing nothing.
-#include <fcntl.h>
-#include <pty.h>
 #include <signal.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <vterm.h>
@@ -19,13 +16,10 @@
 #include <string>
 #include <vector>
 
-#include "connect/PhoneBook.h"
-#include "connect/Settings.h"
-#include "platform/backend.h"
 #include "platform/drawing.h"
+#include "program.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
-#include "shell/Inits.h"
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
 
@@ -164,35 +158,7 @@ static double program_seconds(const std::string &text, int master)
 
 int main(int argc, char **argv)
 {
-    const char *why = "";
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    if (!be_start(&argc, argv, &why)) {
-        fprintf(stderr, "%s\n", why);
-        return 1;
-    }
-
-    int master, slave;
-    char path[128];
-    struct termios raw;
-    cfmakeraw(&raw);
-    if (openpty(&master, &slave, path, nullptr, nullptr) < 0) {
-        perror("openpty");
-        return 1;
-    }
-
-    if (!InitProgram() || OpenDefPhoneBook() != 0 || myWindow == nullptr) {
-        fprintf(stderr, "the program doesn't start\n");
-        return 1;
-    }
-    Str255 name;
-    CopyCStringToPascal(path, name);
-    CloseModem();
-    SetModem(name);
-    if (OpenModem() != 0)
-        return 1;
-    cset.bufFlags = 0;   // lines are kept
-    cset.termFlags |= 2; // CR and LF each do their own
-
+    int master = program_on_pty(argc, argv);
     std::string text = log_lines(kBytes);
     for (auto [rows, cols] : {std::pair{24, 80}, std::pair{60, 132}}) {
         set_size(rows, cols);
@@ -215,7 +181,6 @@ int main(int argc, char **argv)
                double(text.size()) / 1e6 / theirs[kRuns / 2], ratio[kRuns / 2],
                ratio.front(), ratio.back());
     }
-    close(slave);
     fflush(stdout);
     _exit(0);
 }

@@ -10,8 +10,8 @@ and prints medians as ratios to sz -> rz of the same part: speed above 1 and
 CPU or wire bytes below 1 are better than theirs. Every file is compared.
 
 Speed is that of the stream as the relay sees it, without the start and the
-end of the programs, which each rest a while behind a transfer. CPU is that of
-the whole program. The line is a socket pair: lrzsz flushes its terminal after
+end of the programs, which each rest a while behind a transfer; so is CPU, and
+behind it in brackets that of the whole program. The line is a socket pair: lrzsz flushes its terminal after
 each answer and would lose blocks on a terminal without transmission time.
 """
 import filecmp
@@ -121,13 +121,14 @@ def print_part(title, size, turns, results, floor):
     wire = lambda r: r["a_bytes"] + r["b_bytes"]
     base = {
         "stream": median(theirs, lambda r: r["stream"]),
-        "a_cpu": median(theirs, lambda r: r["a_cpu"]),
-        "b_cpu": median(theirs, lambda r: r["b_cpu"]),
+        **{k: max(median(theirs, lambda r: r[k]), 1e-4)
+           for k in ("a_work", "b_work", "a_cpu", "b_cpu")},
         "wire": median(theirs, wire),
     }
     mb = size / 1e6
     print(f"  sz   -> rz    {mb / base['stream']:8.3f} MB/s   CPU/MB"
-          f" {base['a_cpu'] / mb * 1e3:.2f} and {base['b_cpu'] / mb * 1e3:.2f}"
+          f" {base['a_work'] / mb * 1e3:.2f} and"
+          f" {base['b_work'] / mb * 1e3:.2f}"
           f" ms   wire/payload {base['wire'] / size:.4f}"
           f"   {len(theirs)}/{turns} whole")
     for pair in PAIRS[1:]:
@@ -139,12 +140,11 @@ def print_part(title, size, turns, results, floor):
             continue
         speed = base["stream"] / median(runs, lambda r: r["stream"])
         cpu = []
-        if pair[0] == "ours":
-            cpu.append("send %.2f" % (median(runs, lambda r: r["a_cpu"]) /
-                                      max(base["a_cpu"], 1e-4)))
-        if pair[1] == "ours":
-            cpu.append("receive %.2f" % (median(runs, lambda r: r["b_cpu"]) /
-                                         max(base["b_cpu"], 1e-4)))
+        for at, side, verb in ((0, "a", "send"), (1, "b", "receive")):
+            if pair[at] == "ours":
+                work, whole = (median(runs, lambda r: r[side + k]) /
+                               base[side + k] for k in ("_work", "_cpu"))
+                cpu.append(f"{verb} {work:.2f} ({whole:.2f})")
         missed = "" if speed >= floor else f" (below {floor})"
         print(f"  {name}  speed x {speed:.3f}{missed}   CPU x"
               f" {', '.join(cpu)}   wire x"

@@ -4,6 +4,6 @@ build_packages="cmake ninja-build g++ pkg-config libsqlite3-dev
  libtomlplusplus-dev libudev-dev libcanberra-dev qt6-base-dev
  fonts-dejavu-core"
 test_packages="libgtest-dev python3 lrzsz gkermit ckermit xvfb xauth dbus"
-bench_packages="libbenchmark-dev libvterm-dev lrzsz"
+bench_packages="libvterm-dev lrzsz python3 xvfb xauth dbus"
 fuzz_packages="clang libclang-rt-14-dev"
 check_packages="clang-format clang-tidy"
