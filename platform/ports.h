@@ -56,13 +56,15 @@ int32_t port_send(int fd, const void *from, int32_t count);
 
 // Between port_gather(fd, true) and port_gather(fd, false) what port_write
 // takes is kept together and leaves with one call of the system, which is
-// what a call costs on a fast line. It doesn't outlast a wait: whoever begins
-// it ends it before anything else is done.
+// what a call costs on a fast line. A wait ends it, and so does a read that
+// has to ask the system; by port_settle, true if there was no room for all.
 void port_gather(int fd, bool on);
+bool port_settle(int fd);
 
 // Writes what is kept, as far as there is room; true while some is left.
 bool port_holds(int fd);
-void port_drop(int fd); // forgets what is kept
+bool port_keeps(int fd); // the same without a try to write
+void port_drop(int fd);  // forgets what is kept
 
 // Is the device of that path there (again)? Costs one stat.
 bool port_present(const char *path);

@@ -97,7 +97,7 @@ static void read_port()
     }
     gLastModemRead = int16_t(lineBufCnt);
     if (lineBufCnt > 0)
-        clock_port_read();
+        clock_port_read(lineBufCnt);
     else
         clock_port_empty(code == kPortGone);
     awServe();

@@ -19,7 +19,9 @@
 
 constexpr int32_t kDrainTicks = 600;
 constexpr uint8_t kFreshHist = 0xDA; // a place of the ring not yet used
-constexpr int16_t kWriteWait = 2;    // ticks
+// Ticks. Room for more ends the wait, and so does the user: it is only for the
+// clock in the status bar that it ever ends by itself.
+constexpr int16_t kWriteWait = 12;
 
 // ---- the block writer
 // ----------------------------------------------------------- awCnt bytes lie
@@ -68,8 +70,11 @@ void fillBuffer()
 static bool textReady; // the send queue could go on at once
 static bool owed;      // as the clock was last told
 
+// Tries to write only where the line may have room.
 static bool remains()
 {
+    if (!clock_output_room())
+        return pb1.bytesLeft > 0 || port_keeps(sOut);
     return pb1.bytesLeft > 0 || port_holds(sOut);
 }
 
@@ -86,7 +91,7 @@ void awServe()
     // Cleared at each read, so that text which must stand still while a
     // transfer runs doesn't keep its waits from waiting.
     textReady = false;
-    if (owed)
+    if (owed || port_keeps(sOut))
         tell_clock(remains());
 }
 
@@ -100,7 +105,7 @@ void awTextReady()
 static void note_rest()
 {
     clock_port_wrote();
-    if (pb1.bytesLeft > 0 || port_holds(sOut))
+    if (pb1.bytesLeft > 0 || port_keeps(sOut))
         tell_clock(true);
 }
 
@@ -182,6 +187,11 @@ int16_t AWriteBlock(int16_t fd, int16_t len, const uint8_t *src)
     pb1.fd = fd;
     pb1.next = awbuf1;
     pb1.requested = len;
+    // While bytes of the other side are at hand, ours wait for the answers to
+    // these, too. A sender that is asked to go back again and again within a
+    // millisecond sees it all at once, and goes back once.
+    if (BytesReady() > 0)
+        port_gather(fd, true);
     int16_t taken = int16_t(port_write(fd, awbuf1, len));
     if (taken > 0 && taken < len) {
         pb1.next += taken;
@@ -202,7 +212,10 @@ int16_t awRdy()
             pb1.bytesLeft = int16_t(pb1.bytesLeft - taken);
         }
     }
-    return remains();
+    bool left = remains();
+    if (left)
+        tell_clock(true); // of what little it had room for
+    return left;
 }
 
 void FlushAW()
@@ -240,7 +253,7 @@ int16_t aw1Send(int16_t fd, int16_t len, const uint8_t *src)
 
 int16_t aw1Busy()
 {
-    return remains();
+    return pb1.bytesLeft > 0 || port_holds(sOut);
 }
 
 // ---- flow control that nobody can ask about

@@ -21,7 +21,7 @@ extern int32_t Txpos;      // next position to send
 extern int32_t Lrxpos;     // last position that the receiver confirmed
 extern int32_t bytcnt;     // position reached, to compare with Lastsync
 extern int32_t Lastsync;   // position of the last ZRPOS
-extern int32_t Beenhereb4; // times that ZRPOS named the same position
+extern int32_t Beenhereb4; // times in this file that ZRPOS repeated itself
 extern int16_t erfBlocks;  // good blocks since the last error
 extern int32_t Lastn;      // length of the data in txbuf, -1 none
 extern int32_t Lastread;   // and their file position

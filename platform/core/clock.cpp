@@ -5,6 +5,7 @@
 #include "platform/core/core.h"
 #include "platform/core/menuparts.h"
 #include "platform/core/waiting.h"
+#include "platform/ports.h"
 
 #include <algorithm>
 
@@ -44,6 +45,56 @@ constexpr int kEmptyReads = 3;
 // What such a read waits, and what it waits when the wait before it brought
 // nothing either. Bytes and input end it at once.
 constexpr int64_t kFirstWait = 1000, kNextWait = 3000;
+
+// ---- the pace of the line --------------------------------------------------
+// It is known once bytes have come for kPaceTime without a pause.
+
+static int32_t expected;  // by clock_expect
+static int64_t paceFrom;  // -1: none have come
+static int32_t paceBytes; // since then
+static int32_t pace;      // bytes a second, 0: not known
+static int64_t restedFor; // the rest before this read, 0: none
+
+constexpr int64_t kPaceTime = 30000, kPause = 100000;
+constexpr int64_t kLeastRest = 2000, kMostRest = 16000;
+
+static void forget_pace()
+{
+    paceFrom = -1;
+    pace = 0;
+    restedFor = 0;
+}
+
+static void note_pace(int64_t now, int32_t bytes)
+{
+    // Far more than a rest should have brought: it runs faster than thought.
+    bool outrun =
+        restedFor > 0 && bytes > 2 * int64_t(pace) * restedFor / kSecond;
+
+    if (paceFrom < 0 || outrun || now - lastMoved > kPause) {
+        forget_pace();
+        paceFrom = now;
+        paceBytes = 0;
+        return;
+    }
+    restedFor = 0;
+    paceBytes += bytes;
+    if (now - paceFrom < kPaceTime)
+        return;
+    pace = int32_t(
+        std::min<int64_t>(paceBytes * kSecond / (now - paceFrom), 0x7FFFFFFF));
+    paceFrom = now;
+    paceBytes = 0;
+}
+
+// How long to rest for the bytes that are expected; 0: not at all.
+static int64_t rest_for_bytes()
+{
+    if (expected <= 0 || pace <= 0)
+        return 0;
+    int64_t rest = std::min(expected * kSecond / pace, kMostRest);
+    return rest < kLeastRest ? 0 : rest;
+}
 
 uint32_t TickCount()
 {
@@ -87,6 +138,12 @@ void clock_watch_port(int fd)
     readArmed = fd >= 0;
     owed = writeArmed = silent = false;
     emptyReads = 0;
+    forget_pace();
+}
+
+void clock_expect(int32_t bytes)
+{
+    expected = bytes;
 }
 
 void clock_port_empty(bool gone)
@@ -94,23 +151,31 @@ void clock_port_empty(bool gone)
     portGone = gone;
     readArmed = !gone;
     be_empty_read();
+    restedFor = gone ? 0 : rest_for_bytes();
+    if (restedFor > 0) {
+        wait_until(be_now_us() + restedFor, false);
+        return;
+    }
     emptyReads++;
     if (gone || (emptyReads <= kEmptyReads &&
                  (emptyReads <= 1 || be_now_us() - lastMoved <= kQuiet)))
         return;
-    int64_t most = silent ? kNextWait : kFirstWait;
+    int64_t most = !silent ? kFirstWait : expected > 0 ? kMostRest : kNextWait;
     silent = wait_until(be_now_us() + most, true) == 0;
     if (silent)
         emptyReads = kEmptyReads; // one more empty read waits again
 }
 
-void clock_port_read()
+void clock_port_read(int32_t bytes)
 {
+    int64_t now = be_now_us();
+
     readArmed = true;
     portGone = false;
     silent = false;
     emptyReads = 0;
-    lastMoved = be_now_us();
+    note_pace(now, bytes);
+    lastMoved = now;
 }
 
 void clock_port_wrote()
@@ -124,6 +189,11 @@ void clock_port_wrote()
 void clock_output_owed(bool isOwed)
 {
     owed = writeArmed = isOwed;
+}
+
+bool clock_output_room()
+{
+    return !(owed && writeArmed && portFd >= 0);
 }
 
 // ---- waiting
@@ -141,6 +211,9 @@ int64_t wait_last_asked()
 
 unsigned wait_until(int64_t deadline, bool port)
 {
+    if (portFd >= 0 && port_settle(portFd) && !owed)
+        owed = writeArmed = true;
+
     bool read = port && portFd >= 0 && readArmed && !portGone;
     bool write = port && portFd >= 0 && owed && writeArmed;
 

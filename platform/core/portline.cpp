@@ -129,11 +129,28 @@ int port_open(const char *path)
     return fd;
 }
 
+// The system's queue may be empty while the chip still holds bytes, whose speed
+// must not change under them. A chip that can't be asked gets the time of two
+// bytes.
+static bool chip_empty(int fd)
+{
+    unsigned state = 0;
+
+    if (ioctl(fd, TIOCSERGETLSR, &state) == 0)
+        return state & TIOCSER_TEMT;
+    termios2 t;
+    if (ioctl(fd, TCGETS2, &t) == 0 && t.c_ospeed > 0 && !is_pseudo(fd)) {
+        timespec bytes = {0, 20L * 1000000000 / std::max(t.c_ospeed, 75U)};
+        nanosleep(&bytes, nullptr);
+    }
+    return true;
+}
+
 static bool drained(int fd)
 {
     for (int ms = 0; ms < kDrainMs; ms += 5) {
         int left = 0;
-        if (ioctl(fd, TIOCOUTQ, &left) != 0 || left == 0)
+        if (ioctl(fd, TIOCOUTQ, &left) != 0 || (left == 0 && chip_empty(fd)))
             return true;
         timespec pause = {0, 5000000};
         nanosleep(&pause, nullptr);
@@ -147,6 +164,7 @@ void port_close(int fd)
 
     if (fd <= 0)
         return;
+    (void)port_settle(fd); // what is still left would wait for ever
     if (l && l->terminal) {
         // What can't leave would hold up the close for half a minute.
         if (!drained(fd))
@@ -286,6 +304,8 @@ int32_t port_read(int fd, void *to, int32_t count)
 
     if (l && l->ahead > 0)
         return hand_out(l, to, count);
+    if (l && l->gathers)
+        (void)port_settle(fd); // what is left over shows by port_keeps
     ssize_t n =
         l ? read(fd, l->ready, sizeof l->ready) : read(fd, to, size_t(count));
     if (n > 0 && !l)
@@ -343,6 +363,15 @@ void port_gather(int fd, bool on)
         push(l);
 }
 
+bool port_settle(int fd)
+{
+    const open_line *l = line_of(fd);
+
+    if (l && l->gathers)
+        port_gather(fd, false);
+    return l && l->stuck;
+}
+
 // Room for `count` bytes more in `hold`, or as much of it as there is.
 static int32_t gather(open_line *l, const void *from, int32_t count)
 {
@@ -357,14 +386,19 @@ static int32_t gather(open_line *l, const void *from, int32_t count)
     return count;
 }
 
+bool port_keeps(int fd)
+{
+    const open_line *l = line_of(fd);
+
+    return l && l->held > 0 && (!l->gathers || l->stuck);
+}
+
 bool port_holds(int fd)
 {
-    open_line *l = line_of(fd);
-
-    if (!l || l->held == 0 || (l->gathers && !l->stuck))
+    if (!port_keeps(fd))
         return false;
-    push(l);
-    return l->held > 0;
+    push(line_of(fd));
+    return port_keeps(fd);
 }
 
 void port_drop(int fd)

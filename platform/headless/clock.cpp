@@ -158,7 +158,7 @@ unsigned be_wait(int64_t deadline, int fd, bool read, bool write)
         // With real time one call of the system both looks and waits.
         int64_t patience = 0;
         if (realTime && !hlInput)
-            patience = std::clamp<int64_t>(until - now, 0, 10000);
+            patience = std::clamp<int64_t>(until - now, 0, kSecond);
         got = state_of(fd, read, write, patience);
         if (hlInput)
             got |= BE_INPUT;

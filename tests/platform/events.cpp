@@ -75,7 +75,7 @@ TEST(Events, LineEndsAWaitOnceForEachRead)
     EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
     EXPECT_GE(TickCount(), tick + 6);
     ASSERT_EQ(read(fd, &byte, 1), 1);
-    clock_port_read();
+    clock_port_read(1);
     tick = TickCount();
     EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 60, nullptr));
     EXPECT_EQ(TickCount(), tick);
@@ -119,12 +119,12 @@ TEST(Events, NoSleepNeitherAsksNorSpins)
 
     clock_watch_port(fd);
     (void)WaitNextEvent(everyEvent, &e, 1, nullptr);
-    clock_port_read();
+    clock_port_read(1);
     int64_t start = hl_now();
     hl_type("q"); // in the queue already: seen at once
     (void)ui_window();
     for (int n = 0; n < 1000; n++) {
-        clock_port_read();
+        clock_port_read(1);
         (void)WaitNextEvent(everyEvent, &e, 0, nullptr);
     }
     EXPECT_EQ(hl_now(), start);

@@ -25,7 +25,7 @@ static std::string read_for(int fd, uint32_t ticks)
         int32_t count = port_read(fd, block, sizeof block);
         if (count > 0) {
             all.append(block, size_t(count));
-            clock_port_read();
+            clock_port_read(1);
         } else {
             clock_port_empty(count == kPortGone);
         }
