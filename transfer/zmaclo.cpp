@@ -68,6 +68,18 @@ static bool begun;
 static bool hasData;       // it holds bytes of this or an earlier transfer
 static bool shortOfStream; // a write failed: the disk lacks some of it
 static bool strayRef;      // zRcvRef is a partial that isn't resumed
+static int32_t blockPos;   // stream position of the block in work
+static int32_t brokeAt;    // lastc is that of a text broken here; 0: of none
+
+// A state of the file from which a transfer can go on: what had come, up to a
+// position of the stream, is on the disk. Of text and MacBinary the length of
+// the file doesn't tell that position. 0: there is none.
+struct safe_state {
+    int32_t pos;
+    int32_t data, rsrc; // lengths of the forks
+};
+static safe_state found;   // the partial copy, as it was
+static safe_state written; // after the last write that went well
 
 // ---- judging the first block -----------------------------------------------
 
@@ -243,6 +255,7 @@ static int32_t first_block(const uint8_t *&buf, int32_t &len)
     }
     lastc = 0;
     Eofseen = 0;
+    brokeAt = 0;
 
     CatInfo info;
     if (file_exists(zRcvMBName, &info)) {
@@ -259,6 +272,7 @@ static int32_t first_block(const uint8_t *&buf, int32_t &len)
         begun = true;
         hasData = false;
         shortOfStream = false;
+        found = written = {};
     }
     return err;
 }
@@ -290,6 +304,24 @@ static OSErr write_file(int32_t count, const uint8_t *data)
     return err;
 }
 
+// The same with the first bytes of a block. If it wrote what was held, that
+// were all the blocks before.
+static OSErr write_start(int32_t count, const uint8_t *data)
+{
+    const int32_t held = inbufCount;
+    int32_t length;
+
+    OSErr err = write_file(count, data);
+    if (err != noErr || held == 0 || inbufCount != count ||
+        GetEOF(zRcvRef, &length) != noErr)
+        return err;
+    if (curFork == 'R')
+        written = {blockPos, dforklen, length};
+    else
+        written = {blockPos, length, 0};
+    return noErr;
+}
+
 // Text: line ends become CR, NUL goes, Ctrl-Z ends the block.
 static OSErr write_text(const uint8_t *buf, int32_t len)
 {
@@ -308,7 +340,7 @@ static OSErr write_text(const uint8_t *buf, int32_t len)
         filebuf[n++] = c == kLF ? kCR : c;
         lastc = c;
     }
-    return n > 0 ? write_file(n, filebuf) : OSErr(noErr);
+    return n > 0 ? write_start(n, filebuf) : OSErr(noErr);
 }
 
 // The data fork is complete: the next pass opens the resource fork.
@@ -434,6 +466,7 @@ int32_t zWriteData(int32_t pos, const uint8_t *block, int16_t length)
     case hold::pass:
         break;
     }
+    blockPos = pos;
     if (err == noErr && pos == 0)
         err = first_block(buf, len);
     if (err == noErr)
@@ -466,21 +499,15 @@ static OSErr open_for_trailer()
     return err;
 }
 
-// What a later transfer needs stands behind the data of a partial file. An
-// error means that the file is of no use.
-static OSErr write_trailer()
+static OSErr write_position(int32_t pos)
 {
     uint8_t position[kTrailerLen];
     int32_t count;
 
-    if (zftype != 'T' && zftype != 'M')
-        return noErr;
-    if (shortOfStream)
-        return ioErr;
     OSErr err = open_for_trailer();
     if (err != noErr)
         return err;
-    memcpy(position, &rxbytes, sizeof position);
+    memcpy(position, &pos, sizeof position);
     if (zftype == 'T') {
         count = kTrailerLen;
         return FSWrite(zRcvRef, &count, position);
@@ -488,6 +515,48 @@ static OSErr write_trailer()
     memcpy(mbHeader + kPosOffset, position, sizeof position);
     count = kHeaderLen;
     return FSWrite(zRcvRef, &count, mbHeader);
+}
+
+// Back to a state from before a write failed, which makes room, too.
+static OSErr go_back(const safe_state &state)
+{
+    if (state.pos <= 0)
+        return ioErr;
+    if (zRcvRef != 0)
+        (void)FSClose(zRcvRef); // what it holds behind that state is cut off
+    zRcvRef = 0;
+    OSErr err = noErr;
+    if (zftype == 'M' && curFork == 'R') {
+        err = open_fork();
+        if (err == noErr)
+            err = SetEOF(zRcvRef, state.rsrc);
+        if (zRcvRef != 0)
+            (void)FSClose(zRcvRef); // nothing was written
+        zRcvRef = 0;
+    }
+    curFork = 'D';
+    if (err == noErr)
+        err = open_fork();
+    if (err == noErr)
+        err = SetEOF(zRcvRef, state.data);
+    return err == noErr ? write_position(state.pos) : err;
+}
+
+// What a later transfer needs stands behind the data of a partial file. An
+// error means that the file is of no use.
+static OSErr write_trailer()
+{
+    if (zftype != 'T' && zftype != 'M')
+        return noErr;
+    if (!shortOfStream) {
+        OSErr err = write_position(rxbytes);
+        if (err == noErr) {
+            brokeAt = rxbytes;
+            return noErr;
+        }
+    }
+    OSErr err = go_back(written);
+    return err == noErr ? err : go_back(found);
 }
 
 // Flags and dates.
@@ -721,8 +790,12 @@ static int32_t left_open()
 static int32_t resume_text(const CatInfo &part)
 {
     uint8_t trailer[kTrailerLen];
+    uint8_t last = 0; // byte of the text
 
     if (!read_tail(part.dataLen, kTrailerLen, trailer))
+        return not_resumed();
+    if (part.dataLen > kTrailerLen &&
+        !read_tail(part.dataLen - kTrailerLen, 1, &last))
         return not_resumed();
     StartPos = native<int32_t>(trailer);
     if (StartPos <= 0)
@@ -737,7 +810,11 @@ static int32_t resume_text(const CatInfo &part)
     curFType = part.info.fdType;
     tFType = qPTX;
     zftype = 'T';
-    lastc = 0;
+    found = {StartPos, part.dataLen - kTrailerLen, 0};
+    // Broken within a line end? If bytes were dropped, a CR at the end is one
+    // of CR and LF. The text that broke last is known better.
+    if (StartPos != brokeAt)
+        lastc = last == kCR && found.data < StartPos ? kCR : 0;
     return 1;
 }
 
@@ -751,6 +828,7 @@ static int32_t resume_macbinary(const CatInfo &part)
     zconv = ZCRESUM;
     if (zWriteData(0, mbHeader, kHeaderLen) != 0)
         return not_resumed();
+    found = {StartPos, part.dataLen - kHeaderLen, part.rsrcLen};
     zprtstat("Resume MacBinary transfer.");
     return 1;
 }
@@ -815,6 +893,7 @@ int32_t CheckForResume()
     begun = true;
     hasData = true;
     shortOfStream = false;
+    written = {};
     rename_resumed(name);
     if (part.info.fdType == qPBN || part.info.fdType == qPMB)
         set_type(0, curFType);

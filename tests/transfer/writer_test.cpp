@@ -372,6 +372,34 @@ TEST(Writer, GoesOnWhereItBroke)
     }
 }
 
+// The two bytes of a line end in two transfers, in one run of the program or
+// in two. A blank line is none.
+TEST(Writer, ATextBrokenWithinALineEndGoesOn)
+{
+    const string crlf = "one\r\ntwo\r\n\r\nfour\r\n",
+                 lf = "one\n\ntwo\n\n\nfour\n";
+    for (const string &stream : {crlf, lf}) {
+        start_bench('S');
+        const string whole = receive("f", stream, 100);
+        remove((scratch() + "/f").c_str());
+        for (size_t at = 1; at < stream.size(); at++)
+            for (bool again : {false, true}) {
+                // Its first line end can't be judged by another run.
+                if (again && at < 5)
+                    continue;
+                ASSERT_EQ(offer("f", std::to_string(stream.size())), 0);
+                ASSERT_EQ(give(stream, at, 100), 0);
+                ASSERT_EQ(finish(false), 0);
+                if (again) {
+                    receive("other", "x", 100);
+                    remove((scratch() + "/other").c_str());
+                }
+                EXPECT_EQ(receive("f", stream, 100), whole) << at << again;
+                remove((scratch() + "/f").c_str());
+            }
+    }
+}
+
 TEST(Writer, ABreakBeforeAnyDataLeavesNothing)
 {
     start_bench();
@@ -533,6 +561,59 @@ TEST(Writer, FullDiskNeverMakesACompleteFile)
             for (const string &name : folder_list())
                 remove((scratch() + "/" + name).c_str());
         }
+    }
+}
+
+// What had come before stays good to go on from, also of a kind whose position
+// isn't its length.
+TEST(Writer, AFullDiskCostsNoPartial)
+{
+    string text;
+    while (text.size() < 60000)
+        text += "some line\r\n";
+    const string data_ = random_bytes(10240), rsrc = random_bytes(50176, 2),
+                 forked = macbinary("f", data_, rsrc, FOUR("TEST"));
+    struct row {
+        const char *what;
+        const string &stream;
+        size_t begun, limit; // bytes of the first transfer; of the disk
+    };
+    const row rows[] = {
+        {"text, fresh", text, 0, 20000},
+        {"text, resumed", text, 9000, 9000},
+        {"data fork, resumed", forked, 5000, 8000},
+        {"resources, resumed", forked, 15000, 20000},
+    };
+    for (const row &r : rows) {
+        start_bench('S');
+        SCOPED_TRACE(r.what);
+        const string size = std::to_string(r.stream.size());
+        if (r.begun > 0) {
+            ASSERT_EQ(offer("f", size), 0);
+            ASSERT_EQ(give(r.stream, r.begun, 1000), 0);
+            ASSERT_EQ(finish(false), 0);
+        }
+        disk_limit(r.limit);
+        ASSERT_EQ(offer("f", size), 0);
+        int32_t err = give(r.stream, r.stream.size(), 1000);
+        (void)finish(err == 0);
+        disk_limit(RLIM_INFINITY);
+        EXPECT_EQ(gotEOF, 0);
+        EXPECT_TRUE(file_there(partial("f")));
+        ASSERT_EQ(offer("f", size), 0);
+        EXPECT_GE(size_t(StartPos), r.begun);
+        EXPECT_GT(StartPos, 0);
+        EXPECT_EQ(give(r.stream, r.stream.size(), 1000), 0);
+        EXPECT_EQ(finish(true), 0);
+        if (&r.stream == &text) {
+            EXPECT_EQ(read_file("f").size(), text.size() / 11 * 10);
+            EXPECT_EQ(read_file("f").find("\r\r"), string::npos);
+        } else {
+            EXPECT_EQ(read_file("f"), data_);
+            EXPECT_EQ(resource_fork("f"), rsrc);
+        }
+        remove((scratch() + "/f").c_str());
+        remove((scratch() + "/._f").c_str());
     }
 }
 
