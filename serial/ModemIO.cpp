@@ -115,7 +115,7 @@ static void read_port()
     gStillinBuf -= lineBufCnt;
     LastGetTicks = now();
     pos = lineBuff;
-    totRead += lineBufCnt;
+    totRead = int32_t(uint32_t(totRead) + uint32_t(lineBufCnt)); // may wrap
     avgRead = totRead / cntRead;
 }
 
@@ -258,7 +258,7 @@ int16_t ReadPort()
         if (at < 0) {
             DispChars(batch, n);
             LastPrtTicks = now();
-            PrtCount += n;
+            PrtCount = int32_t(uint32_t(PrtCount) + uint32_t(n)); // may wrap
             lastch = batch[n - 1] & mask;
             if (asciiReceive == 'C')
                 held = stage(staged, batch, n, mask);

@@ -488,6 +488,8 @@ void MainEventLoop(uint16_t mask, char mode)
     if (!got && ScriptFlag == -2)
         ScriptFlag = -1;
 
+    // Not before the wait: the desktop may bring another window to the front
+    // in it.
     WindowPtr front = FrontWindow();
     if (is_key(event) && (event.modifiers & cmdKey))
         CmdEvent(&event);

@@ -5,6 +5,7 @@
 // stand beside <termios.h>.
 #include "platform/core/ports.h"
 
+#include <algorithm>
 #include <asm/termbits.h>
 #include <cerrno>
 #include <csignal>
@@ -15,6 +16,7 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 // A terminal that is held by flow control never drains, and the system would
@@ -129,6 +131,15 @@ int port_open(const char *path)
     return fd;
 }
 
+// The other end of a pseudo-terminal: nothing in it goes at a speed.
+static bool is_pseudo(int fd)
+{
+    struct stat s;
+
+    return fstat(fd, &s) == 0 && major(s.st_rdev) >= 136 &&
+           major(s.st_rdev) <= 143;
+}
+
 // The system's queue may be empty while the chip still holds bytes, whose speed
 // must not change under them. A chip that can't be asked gets the time of two
 // bytes.
@@ -139,9 +150,10 @@ static bool chip_empty(int fd)
     if (ioctl(fd, TIOCSERGETLSR, &state) == 0)
         return state & TIOCSER_TEMT;
     termios2 t;
-    if (ioctl(fd, TCGETS2, &t) == 0 && t.c_ospeed > 0 && !is_pseudo(fd)) {
-        timespec bytes = {0, 20L * 1000000000 / std::max(t.c_ospeed, 75U)};
-        nanosleep(&bytes, nullptr);
+    if (!is_pseudo(fd) && ioctl(fd, TCGETS2, &t) == 0) {
+        constexpr int64_t kTwoBytes = 20 * int64_t(1000000000); // bits, ns
+        timespec pause = {0, long(kTwoBytes / std::max(t.c_ospeed, 75U))};
+        nanosleep(&pause, nullptr);
     }
     return true;
 }
