@@ -195,8 +195,10 @@ static void session_ends(QSessionManager &manager)
     session = &manager;
     be_session_answer answer = up<up_session_end>(may_ask);
     session = nullptr;
-    if (answer == BE_SESSION_REFUSED)
+    if (answer == BE_SESSION_REFUSED) {
         manager.cancel();
+        return;
+    }
     // In the middle of a dialog or a transfer. That is being put away now, and
     // there is a second round after all other programs have saved.
     if (answer == BE_SESSION_LATER && !manager.isPhase2())
