@@ -27,6 +27,7 @@ static constexpr int kFormat = 1; // user_version; a later one is refused
 static constexpr int kLargestRecord = 4 << 20;
 static constexpr int kMostRecords = 20000;
 static constexpr off_t kLargestBook = off_t(256) << 20;
+static constexpr int kPatience = 500; // ms, for another program's look inside
 
 struct BookFile {
     sqlite3 *db;
@@ -161,13 +162,14 @@ static std::string ask(sqlite3 *db, const char *sql)
 }
 
 // A file may come from anywhere: no code in it runs, and nothing in it makes
-// us take more memory than a book needs.
+// us take more memory than a book needs. Nor does it make us wait for long.
 static void restrain(sqlite3 *db)
 {
     sqlite3_db_config(db, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
     sqlite3_db_config(db, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
     sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_busy_timeout(db, kPatience);
     sqlite3_limit(db, SQLITE_LIMIT_LENGTH, kLargestRecord);
     sqlite3_limit(db, SQLITE_LIMIT_SQL_LENGTH, 100000);
     sqlite3_limit(db, SQLITE_LIMIT_ATTACHED, 0);
