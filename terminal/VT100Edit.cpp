@@ -80,13 +80,25 @@ static Rect cells(int top, int first, int bottom, int last)
             int16_t(row_pixel(bottom)), int16_t(col_pixel(last))};
 }
 
+// The same rows with the margins, which a scroll fills, too: what goes or is
+// wiped by whole rows leaves no colour of them beside the text.
+static Rect whole_rows(int top, int bottom)
+{
+    return {int16_t(row_pixel(top)), termrect.left, int16_t(row_pixel(bottom)),
+            termrect.right};
+}
+
 // Each of these does nothing while the view shows scrollback.
 
 static void erase_cells(int top, int first, int bottom, int last)
 {
     if (scrolled)
         return;
-    const Rect area = cells(top, first, bottom, last);
+    Rect area = cells(top, first, bottom, last);
+    if (first == 0)
+        area.left = termrect.left;
+    if (last >= MaxCol)
+        area.right = termrect.right;
     SetFgBg(1);
     EraseRect(&area);
     highlight(area);
@@ -473,7 +485,7 @@ void insert_line()
 
     if (n <= 0)
         return;
-    move_cells(cells(abslin, 0, end, MaxCol), 0, n * LineHeight);
+    move_cells(whole_rows(abslin, end), 0, n * LineHeight);
     for (int row = end - n; row < end; row++)
         blank(scr[gRowAt[row]]);
     relink_rows(end - n, end, abslin);
@@ -486,7 +498,7 @@ void delete_line()
 
     if (n <= 0)
         return;
-    move_cells(cells(abslin, 0, end, MaxCol), 0, -n * LineHeight);
+    move_cells(whole_rows(abslin, end), 0, -n * LineHeight);
     for (int row = abslin; row < abslin + n; row++)
         blank(scr[gRowAt[row]]);
     relink_rows(abslin, abslin + n, end);

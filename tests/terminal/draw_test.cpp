@@ -61,6 +61,27 @@ TEST(Draw, EditingEqualsARepaint)
     }
 }
 
+// A scroll fills the margins with the background, and an erase wipes them.
+TEST(Draw, NoColourStaysBesideTheText)
+{
+    static const char *const wipes[] = {
+        "\33[H\33[J", "\33[6H\33[1J\33[K", "\33[H\33[6M\33[K",
+        "\33[H\33[K\n\33[K\n\33[2K\n\33[K\n\33[K\n\33[K"};
+
+    open_terminal(6, 20);
+    Rect bounds = window_bounds(6, 20);
+    bounds.right = int16_t(bounds.right + 4);
+    ResizeWind(myWindow, &bounds);
+    settle();
+    for (const char *wipe : wipes) {
+        SCOPED_TRACE(wipe);
+        show("\33[42m\n\n\n\n\n\n\n\33[0m\r");
+        show(wipe);
+        const picture after = take_picture();
+        EXPECT_EQ(repainted() == after, true);
+    }
+}
+
 TEST(Draw, OverstrikeInTheLastColumnDrawsTheRunWhereItBegan)
 {
     open_terminal(6, 20);
