@@ -29,16 +29,14 @@ constexpr int32_t kDialPause = 5;      // behind the first bytes for a modem
 constexpr int kDialSingles = 2;        // those bytes: "AT"
 constexpr int16_t kMsgReadFile = 6;    // of list 360
 
-// ---- the chain
-// ---------------------------------------------------------------- Made by
-// asInit and never empty; the head serves from its pos on, and only the last
-// chunk takes more.
+// ---- the chain --------------------------------------------------------------
+// Made by asInit and never empty; the head serves from its pos on, and only the
+// last chunk takes more.
 
 ASChunk *firstAS;
 
-// ---- the sender
-// --------------------------------------------------------------- sendCount
-// bytes from sendPtr on lie within sendBuf.
+// ---- the sender -------------------------------------------------------------
+// sendCount bytes from sendPtr on lie within sendBuf.
 
 uint8_t sendBuf[kSendBuf];
 uint8_t *sendPtr = sendBuf;
@@ -55,8 +53,7 @@ int32_t sendWaitLimit;
 uint8_t asciiSend;
 int16_t sendRef;
 
-// ---- chunks
-// -------------------------------------------------------------------
+// ---- chunks -----------------------------------------------------------------
 
 ASChunk *asNewChunk(Handle hdl, int16_t echoMode)
 {
@@ -113,9 +110,8 @@ static ASChunk *append(Handle hdl, int16_t echoMode)
     return c;
 }
 
-// ---- queueing
-// ----------------------------------------------------------------- awWait gets
-// the sender past its test for an empty queue at the next pass.
+// ---- queueing ---------------------------------------------------------------
+// awWait gets the sender past its test for an empty queue at the next pass.
 
 static int32_t room(const ASChunk *c)
 {
@@ -210,8 +206,7 @@ void asSendFile(int16_t fileRef, int16_t echoMode)
     awWait = 1;
 }
 
-// ---- taking out
-// ---------------------------------------------------------------
+// ---- taking out -------------------------------------------------------------
 
 static void refill(ASChunk *c)
 {
@@ -293,8 +288,7 @@ void asKill()
     firstAS->count = firstAS->pos = 0;
 }
 
-// ---- pacing
-// -------------------------------------------------------------------
+// ---- pacing -----------------------------------------------------------------
 
 // Each character waits for its echo. Not for control strings, which have none,
 // and not with local echo on, where the host shows nothing.
@@ -419,8 +413,7 @@ void sendSomeAscii(int32_t, char mode)
         awTextReady();
 }
 
-// ---- sources and stops
-// --------------------------------------------------------
+// ---- sources and stops ------------------------------------------------------
 
 void set_send(ConstStr string)
 {

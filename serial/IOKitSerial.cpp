@@ -48,8 +48,7 @@ int16_t gPortIndex;
 uint8_t gPortOverride[52];
 MenuHandle devMenuHdl;
 
-// ---- the open port and its line
-// ----------------------------------------------
+// ---- the open port and its line ---------------------------------------------
 
 int16_t sIn, sOut;
 int32_t Baudrate = 38400;
@@ -64,11 +63,10 @@ uint8_t gDMASerial;
 
 static int16_t sv_data, sv_parity; // line shape before a transfer; 0: none
 
-// ---- a device that went away
-// --------------------------------------------------- Set by the port's loss,
-// over when the port opens or the user closes it. A device that opens and is
-// gone again without a byte is looked for at ever longer intervals, as each
-// time costs a message and maybe a process.
+// ---- a device that went away ------------------------------------------------
+// Set by the port's loss, over when the port opens or the user closes it. A
+// device that opens and is gone again without a byte is looked for at ever
+// longer intervals, as each time costs a message and maybe a process.
 
 static bool retrying;
 static uint32_t lastLook; // tick
@@ -175,8 +173,7 @@ void SetModem(ConstStr name)
     (void)SetGlob(kGlobPort, name);
 }
 
-// ---- opening and closing
-// --------------------------------------------------------
+// ---- opening and closing ----------------------------------------------------
 
 int16_t SerAlloc()
 {
@@ -292,8 +289,7 @@ int16_t RetryModem()
     return port_present(path) && try_open(path) == 0;
 }
 
-// ---- the line
-// -----------------------------------------------------------------
+// ---- the line ---------------------------------------------------------------
 
 static char parity_letter()
 {
@@ -380,8 +376,7 @@ void DoBreak(int16_t duration)
         PrtError(int16_t(error), PSTR("in tcsendbreak"));
 }
 
-// ---- hooks
-// ---------------------------------------------------------------------
+// ---- hooks ------------------------------------------------------------------
 
 void MyDTRAssert() {}
 void MyDTRNegate() {}

@@ -37,17 +37,16 @@ constexpr uint16_t kKeyDownMask = 1 << keyDown;
 constexpr int16_t kMsgGone = 1, kMsgLost = 2, kMsgRead = 3, kMsgCapture = 7;
 constexpr int16_t kDriverLost = -18; // of an older port layer
 
-// ---- the batch
-// ------------------------------------------------------------------ lineBufCnt
-// bytes at `pos` are still to be taken; pos and they lie within lineBuff.
+// ---- the batch --------------------------------------------------------------
+// lineBufCnt bytes at `pos` are still to be taken; pos and they lie within
+// lineBuff.
 
 uint8_t *lineBuff;
 static uint8_t *pos;
 int32_t lineBufCnt;
 static int16_t lastErr; // of the last read, so that it is told only once
 
-// ---- what is known of the line
-// ----------------------------------------------------
+// ---- what is known of the line ----------------------------------------------
 
 int16_t gLastModemRead;
 int32_t gStillinBuf;
@@ -64,8 +63,7 @@ static int32_t now()
     return int32_t(TickCount());
 }
 
-// ---- reading
-// --------------------------------------------------------------------
+// ---- reading ----------------------------------------------------------------
 
 static void judge(int16_t code)
 {
@@ -146,10 +144,9 @@ void putBack(int16_t n)
     pos -= n;
 }
 
-// ---- the pump
-// -------------------------------------------------------------------- Of the
-// statics of ReadPort `lastch` survives a batch, so that a start sequence may
-// be split; `lscroll` tells a view that was just scrolled back.
+// ---- the pump ---------------------------------------------------------------
+// Of the statics of ReadPort `lastch` survives a batch, so that a start
+// sequence may be split; `lscroll` tells a view that was just scrolled back.
 
 static uint8_t lastch;  // masked byte before the next one
 static uint8_t lscroll; // low byte of `scrolled` at the end of the last call
@@ -302,8 +299,7 @@ void purgeBuffer(int32_t ticks)
     } while (now() - hard < 0);
 }
 
-// ---- figures
-// -----------------------------------------------------------------------
+// ---- figures ----------------------------------------------------------------
 
 static void add_number(uint8_t *text, int32_t number)
 {
