@@ -23,10 +23,9 @@ constexpr uint8_t kFreshHist = 0xDA; // a place of the ring not yet used
 // clock in the status bar that it ever ends by itself.
 constexpr int16_t kWriteWait = 12;
 
-// ---- the block writer
-// ----------------------------------------------------------- awCnt bytes lie
-// in awPBuf and awPtr stands behind them. pb1.next and the pb1.bytesLeft bytes
-// from there lie in awbuf1.
+// ---- the block writer -------------------------------------------------------
+// awCnt bytes lie in awPBuf and awPtr stands behind them. pb1.next and the
+// pb1.bytesLeft bytes from there lie in awbuf1.
 
 WriteRequest pb1, pb2;
 uint8_t *awPBuf;
@@ -38,8 +37,7 @@ uint8_t *awbuf1, *awbuf2;
 int16_t needProg;
 int16_t nprogCnt;
 
-// ---- the ring
-// ---------------------------------------------------------------------
+// ---- the ring ---------------------------------------------------------------
 
 uint8_t *outHist;
 int16_t histOffset;
@@ -64,8 +62,7 @@ void fillBuffer()
     histOffset = 0;
 }
 
-// ---- what is owed
-// -------------------------------------------------------------------
+// ---- what is owed -----------------------------------------------------------
 
 static bool textReady; // the send queue could go on at once
 static bool owed;      // as the clock was last told
@@ -116,8 +113,7 @@ void awGather(bool on)
         note_rest();
 }
 
-// ---- the three roads
-// ------------------------------------------------------------------
+// ---- the three roads --------------------------------------------------------
 
 void OutCh(int16_t fd, uint8_t ch)
 {
@@ -256,8 +252,7 @@ int16_t aw1Busy()
     return pb1.bytesLeft > 0 || port_holds(sOut);
 }
 
-// ---- flow control that nobody can ask about
-// ------------------------------------------
+// ---- flow control that nobody can ask about ---------------------------------
 
 void ReleaseOutput() {}
 int16_t OutputHeld()
@@ -269,8 +264,7 @@ int16_t ctsHeld()
     return 0;
 }
 
-// ---- the dump
-// -----------------------------------------------------------------------
+// ---- the dump ---------------------------------------------------------------
 
 static void write_part(int16_t ref, const void *bytes, int32_t count)
 {
