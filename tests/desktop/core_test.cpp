@@ -8,6 +8,8 @@
 #include "platform/dialogs.h"
 #include "platform/drawing.h"
 #include "platform/menus.h"
+#include "platform/navigation.h"
+#include "platform/regions.h"
 #include "platform/resources.h"
 #include "platform/scrap.h"
 #include "shell/Quillon.h"
@@ -26,6 +28,8 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest/QTest>
+
+#include <csignal>
 
 // The toolkit keeps some of its own for the life of a process.
 extern "C" const char *__asan_default_options()
@@ -121,6 +125,27 @@ TEST_F(OnWidgets, ModalDialogsAreAnswered)
     DisposeWindow(main);
 }
 
+// What is open when the end is asked for goes as if it had been cancelled.
+TEST_F(OnWidgets, ASignalPutsAwayWhatIsOpen)
+{
+    WindowPtr main = ui_window();
+    DialogPtr d = ui_dialog(BE_MODAL);
+    MenuHandle speeds = NewMenu(410, PSTR("Speed"));
+    int16_t hit = 0;
+
+    AppendMenu(speeds, PSTR("300"));
+    AppendMenu(speeds, PSTR("1200"));
+    ShowWindow(d);
+    soon([] { raise(SIGTERM); });
+    ModalDialog(nullptr, &hit);
+    EXPECT_EQ(hit, 2);
+    EXPECT_TRUE(QuitIsWaiting());
+    DisposeDialog(d);
+    EXPECT_EQ(NavAskSaveChanges(PSTR("Local")), int(kNavCancel));
+    EXPECT_EQ(PopUpMenuSelect(speeds, 250, 150, 1), 0);
+    DisposeWindow(main);
+}
+
 TEST_F(OnWidgets, TypedTextReachesTheDialog)
 {
     DialogPtr d = ui_dialog(BE_MODELESS);
@@ -205,8 +230,18 @@ TEST_F(OnWidgets, WhatIsDrawnIsShown)
     PaintRect(&box);
     MoveTo(40, 120);
     DrawString(PSTR("Quillon"));
+    // A frame: one region less another.
+    RgnHandle frame = NewRgn(), hole = NewRgn();
+    SetRectRgn(frame, 150, 20, 250, 80);
+    SetRectRgn(hole, 170, 40, 230, 60);
+    DiffRgn(frame, hole, frame);
+    PaintRgn(frame);
+    DisposeRgn(frame);
+    DisposeRgn(hole);
     draw_present(true);
     QImage shown = content(main)->grab().toImage();
+    EXPECT_EQ(shown.pixel(155, 50) & 0xFFFFFF, 0xFF0000u);
+    EXPECT_EQ(shown.pixel(200, 50) & 0xFFFFFF, 0xFFFFFFu);
     EXPECT_EQ(shown.pixel(30, 20) & 0xFFFFFF, 0xFF0000u);
     EXPECT_EQ(shown.pixel(90, 60) & 0xFFFFFF, 0xFFFFFFu);
     int differing = 0;
