@@ -7,6 +7,7 @@
 #include "base/ErrMsg.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
+#include "platform/appleevents.h"
 #include "platform/clock.h"
 #include "platform/dialogs.h"
 #include "platform/events.h"
@@ -400,9 +401,16 @@ int16_t XferEvent(int16_t sleep)
             now - lastEventTick < uint32_t(kLookTicks))
             return 0;
     }
+    // Requests from outside wait for the main loop; one to quit ends the
+    // transfer first.
+    if (QuitIsWaiting()) {
+        UserCancel = 1;
+        return 1;
+    }
     for (int i = 0; i < kEventsPerCall; i++) {
+        constexpr uint16_t mask = everyEvent & ~highLevelEventMask;
         EventRecord event;
-        bool got = WaitNextEvent(everyEvent, &event, uint32_t(sleep), nullptr);
+        bool got = WaitNextEvent(mask, &event, uint32_t(sleep), nullptr);
         lastEventTick = sleep > 0 ? TickCount() : now;
         if (!got)
             return 0;
