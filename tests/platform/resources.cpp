@@ -240,6 +240,7 @@ TEST(Resources, WhatIsNoBookStaysAsItWas)
         {"only its head", good.substr(0, 100)},
         {"a page lost", patched(8192, page)},
         {"the first page lost", patched(100, std::string(3996, '\0'))},
+        {"an index without a row", patched(good.find("Dial", 8192), "Dibl")},
         {"a later format", patched(60, std::string("\0\0\0\2", 4)), laterErr},
     };
     for (auto &c : cases) {
