@@ -226,6 +226,58 @@ TEST(Damage, DamagedRecordsAreNamedUsedAndLeft)
 
 // The limit of a file's size stands in for a full disk: what is beyond it
 // can't be written.
+static void fill_disk()
+{
+    rlimit limit = {1000, RLIM_INFINITY};
+
+    signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+}
+
+TEST(Damage, AnOldLayoutOnAFullDiskIsToldAndLeft)
+{
+    struct row {
+        const char *what;
+        void (*age)(Book &book);
+        const char *text;
+    };
+    const row rows[] = {
+        {"no settings", [](Book &b) { b.erase(b.begin() + 4); },
+         "can’t take a new record"},
+        {"no global strings", [](Book &b) { b.erase(b.begin() + 3); },
+         "can’t take a new record"},
+        {"short settings", [](Book &b) { b[4].data.resize(300); },
+         "can’t be brought to disk"},
+        {"a connection without strings",
+         [](Book &b) {
+             b[0].data = dial_data();
+             b.erase(b.begin() + 1);
+         },
+         "can’t be brought to the present form"},
+    };
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.what);
+        EXPECT_EXIT(
+            {
+                make_place();
+                Book book = plain_book();
+                r.age(book);
+                write_book(book);
+                std::string before = read_bytes(book_path());
+                fill_disk();
+                for (int i = 0; i < 5; i++)
+                    hl_answer(1);
+                start_program();
+                bool good = told(r.text) && read_bytes(book_path()) == before;
+                if (!good)
+                    fprintf(stderr, "%s\n", all_messages().c_str());
+                std::filesystem::remove_all(getenv("HOME"));
+                _exit(good ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "");
+    }
+}
+
 TEST(Damage, ADiskThatIsFullLeavesTheOldBook)
 {
     make_place();
@@ -233,22 +285,21 @@ TEST(Damage, ADiskThatIsFullLeavesTheOldBook)
     start_program();
     ASSERT_TRUE(myWindow);
     std::string before = read_bytes(book_path());
-    signal(SIGXFSZ, SIG_IGN);
-    rlimit limit = {1000, RLIM_INFINITY};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-
+    fill_disk();
     size_t messages = hl_messages().size();
     do_parity('E');
     hl_answer(1);
     sav_setup(nullptr);
     EXPECT_EQ(hl_messages().size(), messages + 1) << all_messages();
+    EXPECT_TRUE(told("the connection can’t be saved")) << all_messages();
     qset.termFontSize = 22;
     hl_answer(1);
     saveQset();
     EXPECT_EQ(hl_messages().size(), messages + 2) << all_messages();
+    EXPECT_TRUE(told("the settings can’t be saved")) << all_messages();
 
-    limit.rlim_cur = RLIM_INFINITY;
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    rlimit none = {RLIM_INFINITY, RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
     EXPECT_EQ(read_bytes(book_path()), before);
     // With room again, the next save writes all that was owed.
     EXPECT_EQ(FlushPhone(), noErr);
