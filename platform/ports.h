@@ -56,8 +56,9 @@ int32_t port_send(int fd, const void *from, int32_t count);
 
 // Between port_gather(fd, true) and port_gather(fd, false) what port_write
 // takes is kept together and leaves with one call of the system, which is
-// what a call costs on a fast line. A wait ends it, and so does a read that
-// has to ask the system; by port_settle, true if there was no room for all.
+// what a call costs on a fast line. What is kept doesn't outlast a wait, nor a
+// read that has to ask the system: both call port_settle, which writes it, and
+// is true if there was no room for all.
 void port_gather(int fd, bool on);
 bool port_settle(int fd);
 

@@ -21,7 +21,7 @@ constexpr int32_t kDrainTicks = 600;
 constexpr uint8_t kFreshHist = 0xDA; // a place of the ring not yet used
 // Ticks. Room for more ends the wait, and so does the user: it is only for the
 // clock in the status bar that it ever ends by itself.
-constexpr int16_t kWriteWait = 12;
+constexpr int16_t kWriteWait = 30;
 
 // ---- the block writer -------------------------------------------------------
 // awCnt bytes lie in awPBuf and awPtr stands behind them. pb1.next and the
@@ -64,6 +64,7 @@ void fillBuffer()
 
 // ---- what is owed -----------------------------------------------------------
 
+static bool composing; // between awGather(true) and awGather(false)
 static bool textReady; // the send queue could go on at once
 static bool owed;      // as the clock was last told
 
@@ -108,6 +109,7 @@ static void note_rest()
 
 void awGather(bool on)
 {
+    composing = on;
     port_gather(sOut, on);
     if (!on)
         note_rest();
@@ -186,8 +188,7 @@ int16_t AWriteBlock(int16_t fd, int16_t len, const uint8_t *src)
     // While bytes of the other side are at hand, ours wait for the answers to
     // these, too. A sender that is asked to go back again and again within a
     // millisecond sees it all at once, and goes back once.
-    if (BytesReady() > 0)
-        port_gather(fd, true);
+    port_gather(fd, composing || BytesReady() > 0);
     int16_t taken = int16_t(port_write(fd, awbuf1, len));
     if (taken > 0 && taken < len) {
         pb1.next += taken;

@@ -316,8 +316,7 @@ int32_t port_read(int fd, void *to, int32_t count)
 
     if (l && l->ahead > 0)
         return hand_out(l, to, count);
-    if (l && l->gathers)
-        (void)port_settle(fd); // what is left over shows by port_keeps
+    (void)port_settle(fd); // what is left over shows by port_keeps
     ssize_t n =
         l ? read(fd, l->ready, sizeof l->ready) : read(fd, to, size_t(count));
     if (n > 0 && !l)
@@ -377,10 +376,10 @@ void port_gather(int fd, bool on)
 
 bool port_settle(int fd)
 {
-    const open_line *l = line_of(fd);
+    open_line *l = line_of(fd);
 
-    if (l && l->gathers)
-        port_gather(fd, false);
+    if (l && l->gathers && l->held > 0 && !l->stuck)
+        push(l);
     return l && l->stuck;
 }
 

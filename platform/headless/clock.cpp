@@ -5,6 +5,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -18,6 +19,8 @@ bool hlInput;
 
 static int64_t clockUs = 5 * kSecond;
 static bool realTime;
+static std::function<void()> onSignal;
+static bool signalled; // a wait was interrupted, and onSignal hasn't run
 static int64_t spins, spinLimit = 20000000;
 static int64_t idleSince = 5 * kSecond; // when something last happened
 static int waits;
@@ -105,6 +108,11 @@ void hl_real_time(bool on)
     realTime = on;
 }
 
+void hl_on_signal(std::function<void()> act)
+{
+    onSignal = std::move(act);
+}
+
 void hl_spin_limit(int64_t calls)
 {
     spinLimit = calls;
@@ -128,7 +136,9 @@ static unsigned state_of(int fd, bool read, bool write, int64_t us)
             nanosleep(&t, nullptr);
         return 0;
     }
-    if (ppoll(&p, 1, &t, nullptr) <= 0)
+    int got = ppoll(&p, 1, &t, nullptr);
+    signalled = signalled || (got < 0 && errno == EINTR);
+    if (got <= 0)
         return 0;
     if (read && p.revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL))
         state |= BE_READ;
@@ -160,6 +170,11 @@ unsigned be_wait(int64_t deadline, int fd, bool read, bool write)
         if (realTime && !hlInput)
             patience = std::clamp<int64_t>(until - now, 0, kSecond);
         got = state_of(fd, read, write, patience);
+        if (signalled && onSignal) {
+            onSignal();
+            hlInput = true;
+        }
+        signalled = false;
         if (hlInput)
             got |= BE_INPUT;
         if (got) {

@@ -33,6 +33,8 @@ void hl_after_us(int64_t us, std::function<void()> act);
 
 // From now on the clock is the real one, for peers that are real programs.
 void hl_real_time(bool on);
+// Runs when a signal ends a wait for the real line.
+void hl_on_signal(std::function<void()> act);
 
 // Calls of be_now_us and of waits of no length in a row without the clock
 // moving, before the test fails; 0 is no limit. 20 million to begin with.

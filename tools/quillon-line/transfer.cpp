@@ -218,11 +218,16 @@ static void on_signal(int)
 
 // Nobody presses Cancel here: an interrupt stands for that, and a line that
 // has gone ends the transfer, too.
-static void watch_line()
+static void look_at_line()
 {
     if (sIn == 0 || interrupted)
         UserCancel = 1;
-    hl_after(12, watch_line);
+}
+
+static void watch_line()
+{
+    look_at_line();
+    hl_after(30, watch_line);
 }
 
 // ---- the program
@@ -272,6 +277,7 @@ static bool start(const wishes &w)
         return false;
     answer_questions();
     watch_line();
+    hl_on_signal(look_at_line);
     return true;
 }
 
