@@ -20,7 +20,8 @@
 //
 // The figures: exit codes (128 + signal), seconds from start to the end of
 // both, CPU seconds of each, bytes sent by each, and `stream`: the seconds
-// from the first 4096 bytes of the busier direction to its last big piece.
+// from the first 4096 bytes of the busier direction to its last big piece,
+// with the CPU seconds of each in that time as a_work and b_work.
 // The exit code is 0 if both had 0.
 #include <algorithm>
 #include <cerrno>
@@ -50,6 +51,7 @@ constexpr size_t kBuffer = 2048;  // what a slow line holds on its way
 constexpr size_t kChunk = 16384;
 constexpr long kStreamStart = 4096; // bytes from which a stream is one
 constexpr size_t kBigPiece = 200;
+constexpr double kWorkStep = 0.02; // seconds between looks at CPU time
 constexpr uint8_t kXon = 0x11, kXoff = 0x13;
 
 struct options {
@@ -82,7 +84,8 @@ struct end_point {
     bool running = true;
     int status = 0; // exit code, or 128 + signal
     double cpu = 0;
-    long sent = 0; // bytes it has sent
+    double cpuFrom = 0, cpuTo = 0; // at the stream's start and end
+    long sent = 0;                 // bytes it has sent
     double streamStart = 0, streamEnd = 0;
 };
 
@@ -145,6 +148,20 @@ static void reap(end_point *e)
         WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     e->cpu = double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
              double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+// CPU seconds that a running program has used.
+static double cpu_of(const end_point &e)
+{
+    char path[64], text[128] = "";
+
+    snprintf(path, sizeof path, "/proc/%d/schedstat", int(e.pid));
+    int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return e.cpuTo;
+    ssize_t n = read(fd, text, sizeof text - 1);
+    close(fd);
+    return n > 0 ? strtod(text, nullptr) / 1e9 : e.cpuTo;
 }
 
 // ---- one direction
@@ -294,6 +311,25 @@ static int wait_ms(const direction &d)
     return int(std::clamp(ms, 0.0, 100.0));
 }
 
+// Follows the CPU time of both while the stream runs, and once behind its end.
+static double noted; // when that was last done, 0: not yet
+
+static void note_work(end_point *a, end_point *b)
+{
+    const end_point &busy = a->sent >= b->sent ? *a : *b;
+    bool first = noted == 0;
+
+    if (busy.streamStart == 0 ||
+        (!first && (busy.streamEnd < noted || now() - noted < kWorkStep)))
+        return;
+    noted = now();
+    for (end_point *e : {a, b}) {
+        e->cpuTo = e->running ? cpu_of(*e) : e->cpu;
+        if (first)
+            e->cpuFrom = e->cpuTo;
+    }
+}
+
 // One turn: waits, then moves what can be moved.
 static void turn(direction *ab, direction *ba, const options &o)
 {
@@ -348,6 +384,7 @@ static void relay(end_point *a, end_point *b, const options &o)
         }
         if (a->fd < 0 && b->fd < 0)
             usleep(2000);
+        note_work(a, b);
         reap(a);
         reap(b);
     }
@@ -428,9 +465,14 @@ int main(int argc, char **argv)
     }
     relay(&a, &b, o);
     const end_point &busy = a.sent >= b.sent ? a : b;
+    if (busy.streamEnd >= noted) {
+        a.cpuTo = a.cpu; // they ended with the stream
+        b.cpuTo = b.cpu;
+    }
     printf("a_exit=%d b_exit=%d seconds=%.4f a_cpu=%.4f b_cpu=%.4f a_bytes=%ld "
-           "b_bytes=%ld stream=%.4f\n",
+           "b_bytes=%ld stream=%.4f a_work=%.4f b_work=%.4f\n",
            a.status, b.status, now(), a.cpu, b.cpu, a.sent, b.sent,
-           busy.streamEnd - busy.streamStart);
+           busy.streamEnd - busy.streamStart, a.cpuTo - a.cpuFrom,
+           b.cpuTo - b.cpuFrom);
     return a.status == 0 && b.status == 0 ? 0 : 1;
 }
