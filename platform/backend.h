@@ -91,8 +91,7 @@ struct be_mouse {
 };
 void be_mouse_state(be_mouse *out);
 
-// ---- menus
-// --------------------------------------------------------------------
+// ---- menus -----------------------------------------------------------------
 
 struct be_menu_item {
     const char *text; // "-" is a separator
@@ -109,8 +108,7 @@ void be_menu_hilite(int32_t id); // 0: none
 // choice.
 void be_menu_popup(int32_t id, int h, int v, int item);
 
-// ---- dialog items and controls
-// --------------------------------------------------
+// ---- dialog items and controls ---------------------------------------------
 
 enum be_item_kind {
     BE_BUTTON,
@@ -149,8 +147,7 @@ void be_item_edit(be_win w, be_edit what); // the item with the keys
 // never forwarded is forgotten by the back end at the next one.
 void be_key_forward(uint32_t token);
 
-// ---- fonts
-// ------------------------------------------------------------------------
+// ---- fonts -----------------------------------------------------------------
 
 struct be_font_metrics {
     int32_t ascent, descent, leading; // pixels at the size asked for
@@ -176,8 +173,7 @@ be_font be_font_open(const char *family, int pixels, bool bold, bool italic,
                      be_font_metrics *metrics);
 void be_font_glyph(be_font font, uint32_t codepoint, be_glyph *out);
 
-// ---- asking for files, paper, colours
-// ------------------------------------------
+// ---- asking for files, paper, colours --------------------------------------
 
 enum be_ask_kind {
     BE_ASK_OPEN,
@@ -200,8 +196,7 @@ void be_ask(const be_ask_info *info);
 // comes as after a cancel.
 void be_dismiss();
 
-// ---- clipboard, drag, sound, other programs
-// ---------------------------------------
+// ---- clipboard, drag, sound, other programs --------------------------------
 
 void be_clip_set(const char *text, bool primary);
 const char *be_clip_get(bool primary); // null when there is no text
@@ -213,8 +208,7 @@ bool be_sound_named(const char *name);
 // Opens a file with a program (null: the desktop's choice).
 bool be_open_with(const char *program, const char *path);
 
-// ---- paper
-// ---------------------------------------------------------------------
+// ---- paper -----------------------------------------------------------------
 
 struct be_page {
     int32_t paperW, paperH;           // points

@@ -108,8 +108,7 @@ void ae_queue_start(const char *const *paths, int count)
         post(kOpenApp, {});
 }
 
-// ---- what stands in the way of an end
-// -------------------------------------------
+// ---- what stands in the way of an end --------------------------------------
 
 bool nobody_to_ask()
 {
@@ -121,8 +120,7 @@ bool dialogs_must_go()
     return QuitIsWaiting() || nobody_to_ask();
 }
 
-// ---- calls up
-// -------------------------------------------------------------------
+// ---- calls up --------------------------------------------------------------
 
 void up_open_files(const char *const *paths, int count)
 {

@@ -17,10 +17,9 @@ constexpr int64_t kFirstTick = 3600;
 
 static int64_t started = -1; // be_now_us at the first question
 
-// ---- the port
-// ------------------------------------------------------------------ `readable`
-// is watched only after a read: once reported, a port that nobody reads must
-// not end every further wait. Output is watched the same way.
+// ---- the port --------------------------------------------------------------
+// `readable` is watched only after a read: once reported, a port that nobody
+// reads must not end every further wait. Output is watched the same way.
 
 static int portFd = -1;
 static bool portGone;     // hung up; not watched until opened anew
@@ -196,8 +195,7 @@ bool clock_output_room()
     return !(owed && writeArmed && portFd >= 0);
 }
 
-// ---- waiting
-// -------------------------------------------------------------------
+// ---- waiting ---------------------------------------------------------------
 
 bool wait_port_idle(int64_t now)
 {

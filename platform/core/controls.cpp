@@ -28,10 +28,9 @@ struct QlControl {
 static std::vector<ControlHandle> all;
 static int lastItem = kFirstItem;
 
-// ---- the presses
-// ------------------------------------------------------------------- Every
-// press has a number, and its event carries that number. Steps of a press whose
-// event was lost are dropped when a later one is tracked.
+// ---- the presses -----------------------------------------------------------
+// Every press has a number, and its event carries that number. Steps of a press
+// whose event was lost are dropped when a later one is tracked.
 
 struct Step {
     uint32_t press;
@@ -113,8 +112,7 @@ void controls_dispose_of(WindowPtr w)
             DisposeControl(all[n]);
 }
 
-// ---- values
-// -------------------------------------------------------------------------
+// ---- values ----------------------------------------------------------------
 
 int16_t GetControlValue(ControlHandle c)
 {
@@ -249,8 +247,7 @@ void SetControlTitle(ControlHandle c, ConstStr title)
 void DrawControls(WindowPtr) {}
 void UpdateControls(WindowPtr, RgnHandle) {}
 
-// ---- tracking
-// ---------------------------------------------------------------------------
+// ---- tracking --------------------------------------------------------------
 
 int16_t FindControl(const EventRecord *event, WindowPtr w, ControlHandle *c)
 {

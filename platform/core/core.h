@@ -6,8 +6,7 @@
 #include "platform/events.h"
 #include "platform/windows.h"
 
-// ---- text (macroman)
-// ----------------------------------------------------------
+// ---- text (macroman) -------------------------------------------------------
 
 // Mac Roman to code points and back. 0 to 127 are ASCII; a character that Mac
 // Roman lacks answers 0.
@@ -20,8 +19,7 @@ size_t macroman_to_utf8(const uint8_t *text, size_t count, char *out,
 size_t utf8_to_macroman(const char *text, uint8_t *out, size_t size,
                         uint8_t bad);
 
-// ---- canvases (canvas, drawing)
-// -------------------------------------------------
+// ---- canvases (canvas, drawing) --------------------------------------------
 
 struct Canvas; // platform/core/canvas.h
 
@@ -42,8 +40,7 @@ void port_resized(PortState *p, int width, int height);
 // INT64_MAX while there is nothing to show. Costs nothing.
 int64_t draw_present_due();
 
-// ---- windows
-// --------------------------------------------------------------------
+// ---- windows ---------------------------------------------------------------
 
 be_win window_id(WindowPtr w);      // 0 for null
 WindowPtr window_of(be_win id);     // null when it is gone
@@ -52,21 +49,18 @@ PortState *window_port(WindowPtr w);
 RgnHandle window_update_rgn(WindowPtr w); // what is still to be redrawn
 WindowPtr window_next(WindowPtr w);       // behind it; null starts at the front
 
-// ---- controls
-// --------------------------------------------------------------------
+// ---- controls --------------------------------------------------------------
 
 // The number by which the back end knows a control, an item of its window.
 int control_item(ControlHandle c);
 WindowPtr control_window(ControlHandle c);
 
-// ---- dialogs
-// ---------------------------------------------------------------------
+// ---- dialogs ---------------------------------------------------------------
 
 // Redraws the user items of a dialog that meet its update region.
 void dialog_draw_items(WindowPtr d);
 
-// ---- waiting
-// ----------------------------------------------------------------------
+// ---- waiting ---------------------------------------------------------------
 
 // One be_wait with the port watched as the program asked for; presents what is
 // due first. `ticks` at most; 0 asks the display once.

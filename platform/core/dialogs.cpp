@@ -28,8 +28,7 @@ constexpr uint32_t kFilterTicks = 10;
 
 static std::string paramTexts[4]; // ^0 to ^3
 
-// ---- texts
-// -----------------------------------------------------------------------
+// ---- texts -----------------------------------------------------------------
 
 static std::string bytes_of(ConstStr s)
 {
@@ -74,8 +73,7 @@ std::string dialog_fill_text(const std::string &text)
     return out;
 }
 
-// ---- items
-// -------------------------------------------------------------------------
+// ---- items -----------------------------------------------------------------
 
 static DialogItem *item_of(DialogPtr d, int16_t item)
 {
@@ -483,8 +481,7 @@ void DialogDelete(DialogPtr d)
         be_item_edit(d->id, BE_CLEAR);
 }
 
-// ---- drawing
-// -----------------------------------------------------------------------
+// ---- drawing ---------------------------------------------------------------
 
 int16_t dialog_user_item_at(WindowPtr w, Point at)
 {
@@ -529,8 +526,7 @@ void DrawDialog(DialogPtr d)
     wait_until(0, false); // the widgets draw themselves
 }
 
-// ---- modeless
-// ------------------------------------------------------------------------
+// ---- modeless --------------------------------------------------------------
 
 bool IsDialogEvent(const EventRecord *event)
 {
@@ -593,8 +589,7 @@ bool DialogSelect(const EventRecord *event, DialogPtr *d, int16_t *item)
     }
 }
 
-// ---- modal
-// ---------------------------------------------------------------------------
+// ---- modal -----------------------------------------------------------------
 
 // What a modal dialog takes from the queue. The rest (menus, other windows'
 // frames, suspend, quit) waits in order until it is gone.
@@ -726,8 +721,7 @@ bool GetColor(ConstStr prompt, const RGBColor *start, RGBColor *out)
     return true;
 }
 
-// ---- calls up
-// ------------------------------------------------------------------------
+// ---- calls up --------------------------------------------------------------
 
 void up_item_hit(be_win w, int item)
 {

@@ -41,8 +41,7 @@ bool DragTextOut(WindowPtr w, const EventRecord *, RgnHandle, const void *text,
     return dragTaken;
 }
 
-// ---- calls up
-// ----------------------------------------------------------------
+// ---- calls up --------------------------------------------------------------
 
 static Point local_to(WindowPtr w, int h, int v)
 {

@@ -22,10 +22,9 @@ constexpr int64_t kAskEvery = 2000;
 // More than a person leaves behind; beyond it the newest are dropped.
 constexpr size_t kQueueMax = 2000;
 
-// ---- the queues
-// ---------------------------------------------------------------- They outlive
-// every nested wait: a modal loop takes what it wants from the middle and
-// leaves the rest in order.
+// ---- the queues ------------------------------------------------------------
+// They outlive every nested wait: a modal loop takes what it wants from the
+// middle and leaves the rest in order.
 
 struct Entry {
     EventRecord e;
@@ -35,10 +34,9 @@ struct Entry {
 static std::deque<EventRecord> activations;
 static std::deque<Entry> entries;
 
-// ---- the mouse's state
-// --------------------------------------------------------- A tracking loop
-// belongs to one press. It is over when the button is up, also when it is down
-// again by then.
+// ---- the mouse's state -----------------------------------------------------
+// A tracking loop belongs to one press. It is over when the button is up, also
+// when it is down again by then.
 
 static uint32_t lastPress;  // the number of the newest press
 static uint32_t trackPress; // that of the press last taken from the queue
@@ -50,8 +48,7 @@ static uint16_t choiceModifiers;
 
 static bool servesRequests; // within the wait of such a WaitNextEvent
 
-// ---- making and keeping
-// ----------------------------------------------------------
+// ---- making and keeping ----------------------------------------------------
 
 static Point mouse_point(const be_mouse &m)
 {
@@ -167,8 +164,7 @@ void queue_press_taken(const EventRecord &e)
             source == kFromContent || source == kFromItem ? e.message : 0;
 }
 
-// ---- asking
-// --------------------------------------------------------------------
+// ---- asking ----------------------------------------------------------------
 
 static bool mask_has(uint16_t mask, uint16_t what)
 {
@@ -329,8 +325,7 @@ bool PostEvent(uint16_t what, uint32_t message)
     return true;
 }
 
-// ---- the mouse
-// -----------------------------------------------------------------
+// ---- the mouse -------------------------------------------------------------
 
 // A loop that does nothing but ask this waits a tick each time.
 bool Button()
@@ -402,8 +397,7 @@ void events_hold_modifiers(uint16_t modifiers)
     choiceModifiers = modifiers;
 }
 
-// ---- calls up
-// --------------------------------------------------------------------
+// ---- calls up --------------------------------------------------------------
 
 void up_key(be_win w, const char *text, uint8_t character, uint8_t keycode,
             uint16_t modifiers, bool repeat, uint32_t token)

@@ -35,8 +35,7 @@ struct QlMenu {
     std::vector<MenuItem> items;
 };
 
-// ---- the menus
-// --------------------------------------------------------------------
+// ---- the menus -------------------------------------------------------------
 
 static std::vector<MenuHandle> all; // all that exist
 static std::vector<int16_t> bar;    // ids of the bar, left to right
@@ -44,8 +43,7 @@ static std::vector<int16_t> beside; // ids put in as hierarchical or pop-up
 static bool anyChanged, barChanged;
 static void (*willOpen)();
 
-// ---- the pop-up that is open
-// -------------------------------------------------------
+// ---- the pop-up that is open -----------------------------------------------
 
 static bool popupOpen;
 static int16_t popupItem;
@@ -114,8 +112,7 @@ void menus_flush()
     }
 }
 
-// ---- making
-// -----------------------------------------------------------------------
+// ---- making ----------------------------------------------------------------
 
 MenuHandle GetMenuHandle(int16_t id)
 {
@@ -238,8 +235,7 @@ void DrawMenuBar()
     menus_flush();
 }
 
-// ---- items
-// --------------------------------------------------------------------------
+// ---- items -----------------------------------------------------------------
 
 int16_t CountMenuItems(MenuHandle m)
 {
@@ -363,8 +359,7 @@ void SetMenuItemHierarchicalID(MenuHandle m, int16_t item, int16_t id)
         change(m, &i->submenu, id);
 }
 
-// ---- choices
-// ---------------------------------------------------------------------------
+// ---- choices ---------------------------------------------------------------
 
 static int32_t choice_of(int16_t menu, int16_t item)
 {
@@ -469,8 +464,7 @@ void CreateStandardFontMenu(MenuHandle m, int16_t after, int16_t)
     }
 }
 
-// ---- calls up
-// -----------------------------------------------------------------------------
+// ---- calls up --------------------------------------------------------------
 
 void up_menu_will_open()
 {

@@ -27,11 +27,10 @@ constexpr int32_t kPortAhead = 8192; // taken from the line at once
 
 constexpr uint8_t kXonOut = 0x04, kXonIn = 0x02, kHardware = 0x18;
 
-// ---- open lines
-// ----------------------------------------------------------------- One is the
-// rule; the second place is for the moment of a change. A place is free when
-// its fd is 0. `held` bytes of `hold` go out before any other, and `ahead`
-// bytes were read before any that the line still has.
+// ---- open lines ------------------------------------------------------------
+// One is the rule; the second place is for the moment of a change. A place is
+// free when its fd is 0. `held` bytes of `hold` go out before any other, and
+// `ahead` bytes were read before any that the line still has.
 
 struct open_line {
     int fd;
@@ -78,8 +77,7 @@ static open_line *adopt(int fd)
     return nullptr;
 }
 
-// ---- opening and closing
-// ----------------------------------------------------------
+// ---- opening and closing ---------------------------------------------------
 
 static void make_raw(termios2 *t)
 {
@@ -190,8 +188,7 @@ void port_close(int fd)
         l->fd = 0;
 }
 
-// ---- the line's shape
-// ---------------------------------------------------------------
+// ---- the line's shape ------------------------------------------------------
 
 static void set_speed(termios2 *t, int32_t speed)
 {
@@ -283,8 +280,7 @@ int port_break(int fd, int16_t duration)
     return ioctl(fd, TIOCCBRK, 0) == 0 ? 0 : errno;
 }
 
-// ---- bytes
-// ----------------------------------------------------------------------------
+// ---- bytes -----------------------------------------------------------------
 
 // The line has hung up, or its device is gone.
 static bool gone(int error)

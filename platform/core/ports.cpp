@@ -50,8 +50,7 @@ static void add_text(uint8_t *to, int16_t index)
     add(to, text);
 }
 
-// ---- the kernel's lists
-// ------------------------------------------------------
+// ---- the kernel's lists ----------------------------------------------------
 
 static std::vector<std::string> names_in(const std::string &folder)
 {
@@ -224,8 +223,7 @@ bool port_present(const char *path)
     return stat(path, &s) == 0 && S_ISCHR(s.st_mode);
 }
 
-// ---- why not
-// -----------------------------------------------------------------
+// ---- why not ---------------------------------------------------------------
 
 // The program that has the device open, as far as we may look.
 static std::string holder_of(const char *path)

@@ -12,9 +12,8 @@
 constexpr int kScale = 4;
 constexpr int kDpi = 72 * kScale;
 
-// ---- the document
-// ---------------------------------------------------------------- `page` and
-// `port` stand between PMBeginPage and PMEndPage.
+// ---- the document ----------------------------------------------------------
+// `page` and `port` stand between PMBeginPage and PMEndPage.
 
 static bool inDocument;
 static int16_t pageWidth, pageHeight; // points

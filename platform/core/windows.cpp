@@ -18,10 +18,9 @@
 #include <string>
 #include <vector>
 
-// ---- the windows
-// ----------------------------------------------------------------- All that
-// exist, front to back, hidden ones too. `active` is the one that was told of
-// last; window_retarget keeps it equal to FrontWindow().
+// ---- the windows -----------------------------------------------------------
+// All that exist, front to back, hidden ones too. `active` is the one that was
+// told of last; window_retarget keeps it equal to FrontWindow().
 
 static std::vector<WindowPtr> order;
 static WindowPtr active;
@@ -33,8 +32,7 @@ static be_mouse hiddenAt; // ... and where the mouse was
 
 constexpr int64_t kOfferEvery = 500000; // a size that was not taken
 
-// ---- small things
-// -----------------------------------------------------------------
+// ---- small things ----------------------------------------------------------
 
 static std::string text_out(ConstStr s)
 {
@@ -105,8 +103,7 @@ WindowPtr window_next(WindowPtr w)
     return *it;
 }
 
-// ---- order and activation
-// ----------------------------------------------------------
+// ---- order and activation --------------------------------------------------
 
 WindowPtr FrontWindow()
 {
@@ -338,8 +335,7 @@ bool IsWindowCollapsed(WindowPtr w)
     return w && w->collapsed;
 }
 
-// ---- place and size
-// ------------------------------------------------------------------
+// ---- place and size --------------------------------------------------------
 
 // The program's idea of the content has changed. A window that the user has
 // zoomed keeps the size that the desktop gave it: what differs is offered,
@@ -446,8 +442,7 @@ RgnHandle GetGrayRgn()
     return gray;
 }
 
-// ---- the frame's events
-// ---------------------------------------------------------------
+// ---- the frame's events ----------------------------------------------------
 
 int16_t FindWindow(const EventRecord *event, WindowPtr *w)
 {
@@ -520,8 +515,7 @@ void windows_offer_sizes()
     }
 }
 
-// ---- redrawing
-// ----------------------------------------------------------------------------
+// ---- redrawing -------------------------------------------------------------
 
 bool windows_dirty()
 {
@@ -612,8 +606,7 @@ void GetWindowUpdateRgn(WindowPtr w, RgnHandle rgn)
         SetEmptyRgn(rgn);
 }
 
-// ---- cursors
-// ---------------------------------------------------------------------------------
+// ---- cursors ---------------------------------------------------------------
 
 static void show_cursor(WindowPtr w, be_cursor cursor)
 {
@@ -677,8 +670,7 @@ int32_t GetWRefCon(WindowPtr w)
     return w ? w->refCon : 0;
 }
 
-// ---- calls up
-// -----------------------------------------------------------------------------
+// ---- calls up --------------------------------------------------------------
 
 void up_close(be_win id)
 {

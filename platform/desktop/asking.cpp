@@ -12,8 +12,7 @@
 // The dialog that is open; one question is asked at a time.
 static QPointer<QDialog> open_;
 
-// ---- boxes on top of a dialog
-// ---------------------------------------------------
+// ---- boxes on top of a dialog ----------------------------------------------
 
 void ask_yes(QWidget *parent, const QString &question, const QString &yesLabel,
              std::function<void()> yes)
@@ -141,8 +140,7 @@ static QString text_of(const char *text)
     return QString::fromUtf8(text ? text : "");
 }
 
-// ---- the other questions
-// ------------------------------------------------------------
+// ---- the other questions ---------------------------------------------------
 
 static QDialog *ask_save_changes(const be_ask_info *info, QWidget *parent)
 {

@@ -95,8 +95,7 @@ uint16_t desk_mouse_modifiers(Qt::KeyboardModifiers held);
 // A label that shows "&" as it is: the desktop would take it for a mnemonic.
 QString desk_label(const char *text);
 
-// ---- menus (menus.cpp)
-// --------------------------------------------------------
+// ---- menus (menus.cpp) -----------------------------------------------------
 
 // The bar of a document that has just been made takes the menus there are.
 void menus_attach(QMenuBar *bar);
@@ -113,8 +112,7 @@ struct DeskMenuItem {
 };
 const std::vector<DeskMenuItem> &menus_items(int32_t id);
 
-// ---- items (items.cpp)
-// --------------------------------------------------------
+// ---- items (items.cpp) -----------------------------------------------------
 
 // A menu has changed: the pop-ups that show it take its items anew.
 void items_menu_changed(int32_t id);
@@ -127,8 +125,7 @@ void items_first_focus(DeskWindow *w);
 uint32_t items_store_key(QWidget *target, const QKeyEvent &event);
 bool items_forwarding();
 
-// ---- the rest
-// -------------------------------------------------------------------
+// ---- the rest --------------------------------------------------------------
 
 void outside_start(); // clipboard, sound
 void outside_stop();

@@ -20,8 +20,7 @@ static std::vector<uint8_t> mask;   // of the glyph told last
 static std::vector<QByteArray> familyNames, fixedNames;
 static QByteArray bestFixed, smallFamily;
 
-// ---- families
-// -----------------------------------------------------------------
+// ---- families --------------------------------------------------------------
 
 static void list_families(std::vector<QByteArray> *names, bool fixed)
 {
@@ -82,8 +81,7 @@ const char *be_font_small()
     return smallFamily.constData();
 }
 
-// ---- metrics and glyphs
-// ---------------------------------------------------------
+// ---- metrics and glyphs ----------------------------------------------------
 
 static int advance_of(const QRawFont &raw, quint32 glyph)
 {

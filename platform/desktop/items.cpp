@@ -19,8 +19,7 @@
 
 #include <deque>
 
-// ---- user items
-// ---------------------------------------------------------------
+// ---- user items ------------------------------------------------------------
 
 ItemUser::ItemUser(be_win window, QWidget *parent)
     : QWidget(parent), win(window)
@@ -74,8 +73,7 @@ void ItemUser::mouseMoveEvent(QMouseEvent *event)
                     event->buttons() & Qt::LeftButton, event->modifiers());
 }
 
-// ---- scroll bars
-// ----------------------------------------------------------------
+// ---- scroll bars -----------------------------------------------------------
 
 ItemScrollBar::ItemScrollBar(be_win window, int number, QWidget *parent)
     : QScrollBar(Qt::Vertical, parent), win(window), item(number)
@@ -136,8 +134,7 @@ void ItemScrollBar::contextMenuEvent(QContextMenuEvent *event)
     event->accept();
 }
 
-// ---- making items
-// ---------------------------------------------------------------
+// ---- making items ----------------------------------------------------------
 
 static QString plain_text(const char *text)
 {
@@ -240,8 +237,7 @@ static QWidget *make_item(be_win win, int number, const be_item_info *info,
     return nullptr;
 }
 
-// ---- showing what an item holds
-// ---------------------------------------------------
+// ---- showing what an item holds --------------------------------------------
 
 static void fill_popup(QComboBox *box, int32_t menu, int value)
 {
@@ -378,8 +374,7 @@ static void set_range(DeskItem *item, const be_item_info *info)
     }
 }
 
-// ---- the calls down
-// ---------------------------------------------------------------
+// ---- the calls down --------------------------------------------------------
 
 static DeskItem *find_item(be_win win, int number)
 {
@@ -514,8 +509,7 @@ void be_item_edit(be_win win, be_edit what)
     }
 }
 
-// ---- keys of dialogs
-// ----------------------------------------------------------
+// ---- keys of dialogs -------------------------------------------------------
 
 // Presses that went up and wait for the program's leave, oldest first.
 struct StoredKey {

@@ -17,8 +17,7 @@
 #include <canberra.h>
 #endif
 
-// ---- clipboard
-// ----------------------------------------------------------------
+// ---- clipboard -------------------------------------------------------------
 
 // A look at another program's clipboard is a trip to that program, which may
 // be slow to answer; so a text is kept until the desktop tells of a change.
@@ -66,8 +65,7 @@ const char *be_clip_get(bool primary)
     return k.any ? k.text.constData() : nullptr;
 }
 
-// ---- dragging out
-// ---------------------------------------------------------------
+// ---- dragging out ----------------------------------------------------------
 
 // The one act of the toolkit's that keeps the loop to itself until it ends: it
 // holds the pointer. Nothing of ours runs in it but handlers, which enqueue.
@@ -90,8 +88,7 @@ void be_drag_text(be_win id, const char *text)
     up<up_drag_done>(taken);
 }
 
-// ---- sounds
-// -----------------------------------------------------------------------
+// ---- sounds ----------------------------------------------------------------
 
 #ifdef HAVE_CANBERRA
 // Sounds come through libcanberra, taken in at the first sound: most sessions
@@ -179,8 +176,7 @@ void be_beep()
         QApplication::alert(w->top);
 }
 
-// ---- other programs
-// ---------------------------------------------------------------
+// ---- other programs --------------------------------------------------------
 
 // The command of a desktop entry with the file in its place. Field codes other
 // than that of the file are dropped, as the entry's standard allows.

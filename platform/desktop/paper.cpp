@@ -46,8 +46,7 @@ static const QPageSize::PageSizeId sizes[] = {
     QPageSize::Legal, QPageSize::B5, QPageSize::Executive,
 };
 
-// ---- page setup
-// ---------------------------------------------------------------
+// ---- page setup ------------------------------------------------------------
 
 static QSize upright_size(const be_page &page)
 {
@@ -144,8 +143,7 @@ static void ask_setup()
     run(dialog);
 }
 
-// ---- print
-// --------------------------------------------------------------------
+// ---- print -----------------------------------------------------------------
 
 static QString default_pdf()
 {
@@ -271,8 +269,7 @@ static void ask_print()
     run(dialog);
 }
 
-// ---- the calls down
-// -------------------------------------------------------------
+// ---- the calls down --------------------------------------------------------
 
 void be_page_ask(bool setup, const be_page *start)
 {

@@ -176,8 +176,7 @@ static void catch_signals()
     take_signals();
 }
 
-// ---- the session's end
-// ---------------------------------------------------------
+// ---- the session's end -----------------------------------------------------
 
 // The session waits for its call to return before it goes on, and may end
 // everything then, so the saving has to happen within it.
@@ -219,8 +218,7 @@ protected:
 };
 static QuitWatch *quitWatch;
 
-// ---- the wait's own notifiers and timer
-// -----------------------------------------
+// ---- the wait's own notifiers and timer ------------------------------------
 
 // Wakes the event loop at the deadline and does nothing else.
 class Alarm : public QObject {
@@ -292,8 +290,7 @@ static unsigned port_state(int fd, bool read, bool write)
     return state;
 }
 
-// ---- start and time
-// -----------------------------------------------------------
+// ---- start and time --------------------------------------------------------
 
 bool be_start(int *argc, char **argv, const char **why)
 {
@@ -410,8 +407,7 @@ int32_t be_double_click_ticks()
            1000;
 }
 
-// ---- waiting
-// ------------------------------------------------------------------
+// ---- waiting ---------------------------------------------------------------
 
 static void ask_display(QEventLoop::ProcessEventsFlags flags)
 {

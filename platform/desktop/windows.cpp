@@ -41,8 +41,7 @@ constexpr int kStill = 120; // ms
 // What a start costs is measured from outside; see bench/start.py.
 Q_LOGGING_CATEGORY(startLog, "quillon.start", QtWarningMsg)
 
-// ---- the registry
-// -------------------------------------------------------------
+// ---- the registry ----------------------------------------------------------
 
 DeskWindow *desk_window(be_win w)
 {
@@ -95,8 +94,7 @@ void desk_bury_all()
         delete widget;
 }
 
-// ---- places
-// -------------------------------------------------------------------
+// ---- places ----------------------------------------------------------------
 
 QPoint desk_origin()
 {
@@ -116,8 +114,7 @@ static QRect native_rect(const be_rect &r)
         .translated(desk_origin());
 }
 
-// ---- pointer and keys
-// ---------------------------------------------------------
+// ---- pointer and keys ------------------------------------------------------
 
 // Command-click is Ctrl+click, as window managers keep Alt+click for
 // themselves; where they don't, both do.
@@ -175,8 +172,7 @@ void window_wheel(DeskWindow *w, QWheelEvent *event)
     event->accept();
 }
 
-// ---- the framed widget
-// ----------------------------------------------------------
+// ---- the framed widget -----------------------------------------------------
 
 TopWidget::TopWidget(DeskWindow *w, Qt::WindowFlags flags)
     : QWidget(nullptr, flags), window(w)
@@ -302,8 +298,7 @@ void TopWidget::resizeEvent(QResizeEvent *event)
         settle_soon();
 }
 
-// ---- the content
-// ----------------------------------------------------------------
+// ---- the content -----------------------------------------------------------
 
 ContentWidget::ContentWidget(DeskWindow *w, QWidget *parent)
     : QWidget(parent), window(w)
@@ -449,8 +444,7 @@ void ContentWidget::leaveEvent(QEvent *)
     mouseAt = QCursor::pos();
 }
 
-// ---- dropping
-// -------------------------------------------------------------------
+// ---- dropping --------------------------------------------------------------
 
 bool ContentWidget::offered(const QMimeData *mime, QPoint local)
 {
@@ -512,8 +506,7 @@ void ContentWidget::dropEvent(QDropEvent *event)
                 int(pointers.size()));
 }
 
-// ---- input methods
-// ----------------------------------------------------------------
+// ---- input methods ---------------------------------------------------------
 
 void ContentWidget::inputMethodEvent(QInputMethodEvent *event)
 {
@@ -539,8 +532,7 @@ bool ContentWidget::focusNextPrevChild(bool)
     return false; // Tab is a key of the terminal
 }
 
-// ---- windows
-// --------------------------------------------------------------------
+// ---- windows ---------------------------------------------------------------
 
 static Qt::WindowFlags flags_for(const be_window_info &info)
 {
@@ -753,8 +745,7 @@ void be_screen(be_rect *bounds)
     *bounds = desk_rect(all);
 }
 
-// ---- pixels
-// ---------------------------------------------------------------------
+// ---- pixels ----------------------------------------------------------------
 
 void be_present(be_win id, const uint32_t *pixels, int width, int height,
                 int stride, const be_rect *dirty, int count)

@@ -122,8 +122,7 @@ int hl_waits()
     return waits;
 }
 
-// ---- waiting
-// -----------------------------------------------------------------------
+// ---- waiting ---------------------------------------------------------------
 
 static unsigned state_of(int fd, bool read, bool write, int64_t us)
 {

@@ -7,8 +7,7 @@
 #include <deque>
 #include <memory>
 
-// ---- the record
-// ----------------------------------------------------------------------
+// ---- the record ------------------------------------------------------------
 
 static std::map<be_win, std::unique_ptr<HlShown>> shown;
 static std::vector<be_win> order; // front first
@@ -23,8 +22,7 @@ static bool soundsKnown;
 static std::string clips[2];
 static bool clipSet[2];
 
-// ---- answers that were prepared
-// --------------------------------------------------------
+// ---- answers that were prepared --------------------------------------------
 
 struct AskAnswer {
     bool ok;
@@ -45,8 +43,7 @@ bool be_start(int *, char **, const char **why)
 
 void be_stop() {}
 
-// ---- windows
-// ------------------------------------------------------------------------------
+// ---- windows ---------------------------------------------------------------
 
 HlShown *hl_shown(be_win w)
 {
@@ -203,8 +200,7 @@ void be_caret_at(be_win w, const be_rect *)
     must(w);
 }
 
-// ---- menus
-// ---------------------------------------------------------------------------------
+// ---- menus -----------------------------------------------------------------
 
 void be_menu_set(int32_t id, const char *title, bool enabled,
                  const be_menu_item *items, int count)
@@ -244,8 +240,7 @@ void hl_popup_choice(int item)
     popupChoices.push_back(item);
 }
 
-// ---- items
-// ------------------------------------------------------------------------------------
+// ---- items -----------------------------------------------------------------
 
 // A notice may get its text after it has come up.
 static void text_changed(be_win w)
@@ -326,8 +321,7 @@ void be_item_edit(be_win w, be_edit what)
         up_item_text(w, s->w.focus, text.c_str());
 }
 
-// ---- keys for widgets
-// --------------------------------------------------------------------------
+// ---- keys for widgets ------------------------------------------------------
 
 static std::map<uint32_t, HlKey> keys;
 static uint32_t lastKey;
@@ -387,8 +381,7 @@ void be_key_forward(uint32_t token)
     up_item_text(key.w, s->w.focus, text.c_str());
 }
 
-// ---- asking
-// --------------------------------------------------------------------------------------
+// ---- asking ----------------------------------------------------------------
 
 static bool unanswered; // a question is open
 
@@ -431,8 +424,7 @@ void hl_ask_answer(bool ok, const std::vector<std::string> &paths,
     askAnswers.push_back({ok, paths, value});
 }
 
-// ---- clipboard, drag, sound, other programs
-// ---------------------------------------------------------
+// ---- clipboard, drag, sound, other programs --------------------------------
 
 void be_clip_set(const char *text, bool primary)
 {
@@ -474,8 +466,7 @@ bool be_open_with(const char *program, const char *path)
     return true;
 }
 
-// ---- paper
-// -----------------------------------------------------------------------------------------
+// ---- paper -----------------------------------------------------------------
 
 void be_page_ask(bool, const be_page *start)
 {
@@ -507,8 +498,7 @@ bool be_print_end()
     return true;
 }
 
-// ---- for tests
-// --------------------------------------------------------------------------------------
+// ---- for tests -------------------------------------------------------------
 
 const HlWindow *hl_window(WindowPtr w)
 {

@@ -21,8 +21,7 @@
 #include <string>
 #include <vector>
 
-// ---- the clock
-// ---------------------------------------------------------------
+// ---- the clock -------------------------------------------------------------
 
 void hl_advance_us(int64_t us);
 void hl_advance_ticks(uint32_t ticks);
@@ -43,8 +42,7 @@ void hl_spin_limit(int64_t calls);
 int hl_waits();   // waits so far that were not just polls
 int64_t hl_now(); // microseconds; asking doesn't count
 
-// ---- the user: keys and mouse
-// --------------------------------------------------
+// ---- the user: keys and mouse ----------------------------------------------
 
 // Types UTF-8 text at the front window, with the key codes of a US keyboard.
 // "\r" is Return, "\t" Tab, "\x1b" Escape, "\b" the delete key.
@@ -64,8 +62,7 @@ void hl_middle_click(WindowPtr w);
 void hl_wheel(WindowPtr w, int delta);
 void hl_modifiers(uint16_t modifiers); // held down from now on
 
-// ---- the user: windows, menus, widgets
-// ------------------------------------------
+// ---- the user: windows, menus, widgets -------------------------------------
 
 void hl_activate(WindowPtr w);
 void hl_app_active(bool active);
@@ -110,8 +107,7 @@ void hl_open_files(const std::vector<std::string> &paths);
 void hl_quit();
 void hl_clip(const char *utf8, bool primary = false); // null: no text
 
-// ---- what was shown
-// ---------------------------------------------------------------
+// ---- what was shown --------------------------------------------------------
 
 struct HlItem {
     be_item_kind kind;
@@ -173,8 +169,7 @@ const std::vector<std::string> &hl_opened(); // "program|path"
 const std::vector<HlPage> &hl_pages();
 const char *hl_clip_text(bool primary = false);
 
-// ---- the line
-// -----------------------------------------------------------------------
+// ---- the line --------------------------------------------------------------
 
 enum HlLineKind {
     HL_SOCKET, // a socket pair: fast, no line discipline

@@ -8,14 +8,12 @@
 // Stops the test: says what, and which windows are on show.
 [[noreturn]] void hl_fail(const char *what);
 
-// ---- the clock (clock.cpp)
-// -----------------------------------------------------
+// ---- the clock (clock.cpp) -------------------------------------------------
 
 extern bool hlInput; // something was handed up since the wait began
 void hl_move_clock(int64_t us);
 
-// ---- the script (user.cpp)
-// -------------------------------------------------------
+// ---- the script (user.cpp) -------------------------------------------------
 
 // When the next act is due, INT64_MAX without one.
 int64_t hl_next_act();
@@ -24,15 +22,13 @@ bool hl_run_due_acts(int64_t now); // true: some ran
 bool hl_run_modal();
 void hl_modal_came(be_win w);
 
-// ---- the line (line.cpp)
-// -----------------------------------------------------------
+// ---- the line (line.cpp) ---------------------------------------------------
 
 bool hl_line_exists();
 int64_t hl_line_next();          // when the next bytes arrive
 void hl_line_serve(int64_t now); // hears the program, delivers what is due
 
-// ---- the display (display.cpp)
-// -------------------------------------------------------
+// ---- the display (display.cpp) ---------------------------------------------
 
 struct HlShown {
     HlWindow w;

@@ -18,8 +18,7 @@ static std::vector<be_win> unanswered;
 
 static be_mouse mouse = {100, 100, false, 0};
 
-// ---- the script
-// ------------------------------------------------------------------------
+// ---- the script ------------------------------------------------------------
 
 void hl_after_us(int64_t us, std::function<void()> act)
 {
@@ -85,8 +84,7 @@ bool hl_run_modal()
     return hlInput = true;
 }
 
-// ---- keys
-// -----------------------------------------------------------------------------------
+// ---- keys ------------------------------------------------------------------
 
 // Virtual key codes of a US keyboard, by the character without Shift.
 static uint8_t code_of(char c)
@@ -162,8 +160,7 @@ void hl_key(uint8_t character, uint8_t keycode, uint16_t modifiers, bool repeat)
               character, keycode, modifiers, repeat);
 }
 
-// ---- mouse
-// --------------------------------------------------------------------------------------
+// ---- mouse -----------------------------------------------------------------
 
 void be_mouse_state(be_mouse *out)
 {
@@ -227,8 +224,7 @@ void hl_wheel(WindowPtr w, int delta)
     up_wheel(of(w).id, delta);
 }
 
-// ---- windows
-// ----------------------------------------------------------------------------------------
+// ---- windows ---------------------------------------------------------------
 
 // Of a window behind a modal one the desktop lets nobody make the active one.
 void hl_activate(WindowPtr w)
@@ -297,8 +293,7 @@ void hl_zoom(WindowPtr w, bool zoomed)
     up_zoom(id, zoomed, &r);
 }
 
-// ---- menus and widgets
-// --------------------------------------------------------------------------------
+// ---- menus and widgets -----------------------------------------------------
 
 bool hl_choose(int menu, int item, uint16_t modifiers)
 {
@@ -368,8 +363,7 @@ void hl_scroll(ControlHandle c, const std::vector<HlScroll> &steps)
     up_scroll(of(w).id, item, 0, GetControlValue(c));
 }
 
-// ---- from outside
-// -----------------------------------------------------------------------------------------
+// ---- from outside ----------------------------------------------------------
 
 static std::vector<const char *> pointers(const std::vector<std::string> &paths)
 {

@@ -286,8 +286,7 @@ TEST(Pacing, DialerSendsTheFirstBytesSlowly)
     EXPECT_EQ(curcol, 0) << "the dialer shows the echo itself";
 }
 
-// ---- files
-// -----------------------------------------------------------------------
+// ---- files -----------------------------------------------------------------
 
 // Settings of the test's own, gone at its end.
 struct home {
@@ -385,8 +384,7 @@ TEST(Queue, ShortMemory)
     EXPECT_GT(lost, 0) << "no allocation failed at all";
 }
 
-// ---- a line that takes less
-// ----------------------------------------------------------
+// ---- a line that takes less ------------------------------------------------
 
 // A host that stops reading: the queue stands, nothing is lost and nothing
 // grows; then it goes on. A megabyte, as one would paste it.
@@ -440,8 +438,7 @@ TEST(Queue, HostThatStopsReading)
     EXPECT_LT(read(ends[1], buf, sizeof buf), 0) << "bytes after the stop";
 }
 
-// ---- waits of scripts
-// ----------------------------------------------------------------
+// ---- waits of scripts ------------------------------------------------------
 
 TEST(Waits, EndWhenTheyAreDue)
 {

@@ -392,8 +392,7 @@ TEST_F(OnWidgets, ClipboardGoesBothWays)
     EXPECT_STREQ(back, "\x8E\rb");
 }
 
-// ---- the whole program
-// --------------------------------------------------------------
+// ---- the whole program -----------------------------------------------------
 
 // Agrees to whatever stands in the way: the port dialog takes the demo host.
 static void answer_questions()

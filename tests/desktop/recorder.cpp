@@ -56,8 +56,7 @@ bool turn_until(const std::string &line, int milliseconds)
     return was_heard(line);
 }
 
-// ---- the cases' ground
-// ----------------------------------------------------------
+// ---- the cases' ground -----------------------------------------------------
 
 void Desktop::SetUp()
 {
@@ -112,8 +111,7 @@ void Desktop::item(be_win w, int number, be_item_kind kind, const char *text,
     be_item_set(w, number, &info);
 }
 
-// ---- the calls up
-// -----------------------------------------------------------------
+// ---- the calls up ----------------------------------------------------------
 
 void up_key(be_win w, const char *text, uint8_t character, uint8_t keycode,
             uint16_t modifiers, bool repeat, uint32_t token)

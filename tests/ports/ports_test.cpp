@@ -40,8 +40,7 @@ static void put(const fs::path &file, const char *content)
     std::ofstream(file) << content << "\n";
 }
 
-// ---- the list
-// ----------------------------------------------------------------------
+// ---- the list --------------------------------------------------------------
 
 // A machine: devices under /sys/devices, their entries in /sys/class/tty, the
 // nodes in /dev.
@@ -120,8 +119,7 @@ TEST(List, LongNames)
     EXPECT_EQ(text(ports[0].name), std::string(245, 'n') + " (ttyUSB0)");
 }
 
-// ---- the line
-// -------------------------------------------------------------------------
+// ---- the line --------------------------------------------------------------
 
 struct pty {
     int master = -1;
@@ -295,8 +293,7 @@ TEST(Line, WhatIsNoPort)
     EXPECT_TRUE(port_present("demo:"));
 }
 
-// ---- why not
-// ----------------------------------------------------------------------------
+// ---- why not ---------------------------------------------------------------
 
 TEST(Why, Reasons)
 {
@@ -340,8 +337,7 @@ TEST(Why, Reasons)
     waitpid(pid, nullptr, 0);
 }
 
-// ---- the demo host as a port
-// ---------------------------------------------------------------
+// ---- the demo host as a port -----------------------------------------------
 
 static std::string read_until(int fd, const char *mark)
 {

@@ -259,8 +259,7 @@ TEST(Input, PurgeUntilQuiet)
     EXPECT_LT((hl_now() - begin) * 60 / 1000000, 20) << "a key ends it";
 }
 
-// ---- what may go wrong
-// ---------------------------------------------------------------
+// ---- what may go wrong -----------------------------------------------------
 
 TEST(Input, RepeatedErrorIsToldOnce)
 {

@@ -166,8 +166,7 @@ TEST(SendKey, EchoFlagOfWhatIsQueued)
     EXPECT_EQ(queued(), "{\x1b[H}");
 }
 
-// ---- the Command key
-// -------------------------------------------------------------
+// ---- the Command key -------------------------------------------------------
 
 TEST(CmdEvent, Modes)
 {
@@ -208,8 +207,7 @@ TEST(CmdEvent, Modes)
     }
 }
 
-// ---- the view
-// ---------------------------------------------------------------------
+// ---- the view --------------------------------------------------------------
 
 // Some lines in the store, and the view back in them.
 static void scroll_back()
@@ -258,8 +256,7 @@ TEST(View, PageKeysScrollWhenTheyAreLocal)
     EXPECT_EQ(CheckScrollKeys(0x1D, 0x1D, kCmd), 0);
 }
 
-// ---- strings of the user's
-// ----------------------------------------------------------
+// ---- strings of the user's -------------------------------------------------
 
 // A book with lists of our own, as the phone book gives them.
 static void use_list(int16_t id, const std::vector<std::string> &strings)

@@ -32,8 +32,7 @@ static bool any_key()
     return host_key(-1) != kHungUp;
 }
 
-// ---- pages of what a terminal can do
-// -------------------------------------------
+// ---- pages of what a terminal can do ---------------------------------------
 
 static bool page_colours()
 {
@@ -127,8 +126,7 @@ static bool page_regions()
     return any_key();
 }
 
-// ---- pages of how hosts behave
-// --------------------------------------------------
+// ---- pages of how hosts behave ---------------------------------------------
 
 static std::string sample_line(int n)
 {
@@ -248,8 +246,7 @@ static bool page_answerback()
     return true;
 }
 
-// ---- login and menu
-// ---------------------------------------------------------------
+// ---- login and menu --------------------------------------------------------
 
 bool host_login()
 {

@@ -31,8 +31,7 @@ constexpr size_t kMostPending = 65536;
 static pid_t child = -1;
 static std::string folder; // of our own, for files both ways; "" is none yet
 
-// ---- relaying
-// ------------------------------------------------------------------
+// ---- relaying --------------------------------------------------------------
 
 // Between the line and `fd` until `fd` ends. With `watched`, "+++" works. False
 // when the call was hung up.
@@ -97,8 +96,7 @@ static int reap()
     return -1;
 }
 
-// ---- the shell
-// --------------------------------------------------------------------
+// ---- the shell -------------------------------------------------------------
 
 // Asks the terminal how large it is: the cursor stops in the last corner.
 static bool terminal_size(winsize *w)
@@ -202,8 +200,7 @@ bool page_shell()
     return call;
 }
 
-// ---- files
-// -------------------------------------------------------------------------
+// ---- files -----------------------------------------------------------------
 
 struct protocol {
     char key;

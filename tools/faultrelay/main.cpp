@@ -65,8 +65,7 @@ struct options {
     double limit = 0;
 };
 
-// ---- time
-// ----------------------------------------------------------------------
+// ---- time ------------------------------------------------------------------
 
 static double now()
 {
@@ -75,8 +74,7 @@ static double now()
     return std::chrono::duration<double>(clock::now() - start).count();
 }
 
-// ---- one program
-// ----------------------------------------------------------------
+// ---- one program -----------------------------------------------------------
 
 struct end_point {
     pid_t pid = -1;
@@ -164,8 +162,7 @@ static double cpu_of(const end_point &e)
     return n > 0 ? strtod(text, nullptr) / 1e9 : e.cpuTo;
 }
 
-// ---- one direction
-// ------------------------------------------------------------------
+// ---- one direction ---------------------------------------------------------
 
 struct piece {
     double due;
@@ -293,8 +290,7 @@ static void push(direction *d)
     }
 }
 
-// ---- the line
-// --------------------------------------------------------------------------
+// ---- the line --------------------------------------------------------------
 
 static void hang_up(end_point *e)
 {
@@ -390,8 +386,7 @@ static void relay(end_point *a, end_point *b, const options &o)
     }
 }
 
-// ---- the call
-// --------------------------------------------------------------------------
+// ---- the call --------------------------------------------------------------
 
 static void usage()
 {

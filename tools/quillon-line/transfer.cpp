@@ -34,8 +34,7 @@
 
 constexpr uint32_t kPromptTicks = 20; // for the host's prompt to come
 
-// ---- what was asked for
-// --------------------------------------------------------
+// ---- what was asked for ----------------------------------------------------
 
 struct wishes {
     std::string port;
@@ -114,8 +113,7 @@ static bool parse(const arguments &args, wishes *w)
     return true;
 }
 
-// ---- the line
-// --------------------------------------------------------------------
+// ---- the line --------------------------------------------------------------
 
 static int savedFlags = -1; // of standard input, to be given back
 
@@ -230,8 +228,7 @@ static void watch_line()
     hl_after(30, watch_line);
 }
 
-// ---- the program
-// -------------------------------------------------------------------
+// ---- the program -----------------------------------------------------------
 
 // What a new connection has, for a line of this speed.
 static void settings(const wishes &w)
