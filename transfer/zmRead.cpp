@@ -259,10 +259,15 @@ static int32_t read_form(int32_t form, uint8_t *hdr)
     return c;
 }
 
+// A frame end within a header is damage like any other. On a bad line the
+// search for a header meets what only looks like one again and again, and this
+// must not end the transfer.
 static int32_t finish_header(int32_t c)
 {
     if (c == GOTCAN)
         c = ZCAN;
+    else if (c > 0xFF)
+        c = ERROR;
     zdsphdr(c);
     return c;
 }

@@ -175,6 +175,7 @@ TEST(Headers, EveryFormIsRead)
         {"five CAN", long_can, ZCAN, -1},
         {"CAN, then a header", "\x18\x18" + hex_frame(ZEOF, pos), ZEOF,
          0x010203},
+        {"a frame end within", "*\x18\x43\x0A\x18i", ERROR, 0},
         {"a frame end behind CAN", "\x18k", ERROR, -1},
         {"nothing", "", TIMEOUT, -1},
         {"unknown form, then a header", "*\x18Z" + hex_frame(ZFIN, pos), ZFIN,
