@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <string>
 
-constexpr int kCtrlC = 3, kCtrlD = 4, kENQ = 5;
+constexpr int kCtrlC = 3, kENQ = 5;
 constexpr int kPageLines = 23; // then "--MORE--"
 constexpr int kBurstLines = 10000;
 constexpr int kSlowByteMs = 60;    // the slow host takes so long for a byte
