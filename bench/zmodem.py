@@ -12,7 +12,8 @@ CPU or wire bytes below 1 are better than theirs. Every file is compared.
 Speed is that of the stream as the relay sees it, without the start and the
 end of the programs, which each rest a while behind a transfer; so is CPU, and
 behind it in brackets that of the whole program. Behind the speed by medians
-stands, in brackets, that by the sum of all turns. The line is a socket pair:
+stands, in brackets, that by what came whole in the time of all turns, those
+that failed with them. The line is a socket pair:
 lrzsz flushes its terminal after each answer and would lose blocks on a
 terminal without transmission time.
 """
@@ -90,7 +91,7 @@ class Bench:
                 "--baud", told, "."]
 
     def run(self, pair, relay, told):
-        """One transfer: its figures, or None if it failed."""
+        """One transfer: its figures, and whether the file came whole."""
         inbox = self.path("in")
         shutil.rmtree(inbox, ignore_errors=True)
         os.mkdir(inbox)
@@ -104,11 +105,10 @@ class Bench:
         whole = os.path.exists(got) and sha256(got) == self.sum
         said = {k: float(v)
                 for k, v in re.findall(r"(\w+)=([0-9.]+)", done.stdout)}
-        if whole and said.get("a_exit") == 0 and said.get("b_exit") == 0:
-            return said
         if not whole and said.get("b_exit") == 0:
             print(f"  {pair}: a file that isn't whole was called complete")
-        return None
+        ended = said.get("a_exit") == 0 and said.get("b_exit") == 0
+        return {"stream": LIMIT, **said, "whole": whole and ended}
 
 
 def sha256(path):
@@ -124,7 +124,14 @@ def median(runs, key):
     return statistics.median(key(r) for r in runs)
 
 
-def print_part(title, size, turns, results, floor):
+def delivered(runs):
+    """Files that came whole, per second of all transfers."""
+    return sum(r["whole"] for r in runs) / sum(r["stream"] for r in runs)
+
+
+def print_part(title, size, turns, all_runs, floor):
+    results = {pair: [r for r in runs if r["whole"]]
+               for pair, runs in all_runs.items()}
     theirs = results[PAIRS[0]]
     print(f"{title}, {turns} turns:")
     if not theirs:
@@ -151,8 +158,7 @@ def print_part(title, size, turns, results, floor):
             print(f"  {name}  never got through")
             continue
         speed = base["stream"] / median(runs, lambda r: r["stream"])
-        mean = (statistics.mean(r["stream"] for r in theirs) /
-                statistics.mean(r["stream"] for r in runs))
+        mean = delivered(all_runs[pair]) / delivered(all_runs[PAIRS[0]])
         cpu = []
         for at, side, verb in ((0, "a", "send"), (1, "b", "receive")):
             if pair[at] == "ours":
@@ -178,9 +184,7 @@ def main():
             for turn in range(turns):
                 for pair in PAIRS:
                     seeded = relay.replace("%d", str(turn + 1))
-                    figures = bench.run(pair, seeded, told)
-                    if figures:
-                        results[pair].append(figures)
+                    results[pair].append(bench.run(pair, seeded, told))
             print_part(title, size, turns, results, floor)
     finally:
         shutil.rmtree(bench.home, ignore_errors=True)
