@@ -44,7 +44,7 @@ OSErr FSMakeFSSpec(int16_t vRef, int32_t dirID, ConstStr name, FSSpec *out);
 // From a native path (bytes); for arguments of the command line. A missing
 // file answers fnfErr with `out` filled, if its folder is there.
 OSErr FSSpecFromPath(const char *path, FSSpec *out);
-// Path of a specification for messages and other programs. `size` bytes.
+// The path that it names, for messages and other programs. `size` bytes.
 OSErr FSSpecToPath(const FSSpec *spec, char *out, size_t size);
 
 OSErr HCreate(int16_t vRef, int32_t dirID, ConstStr name, OSType creator,
