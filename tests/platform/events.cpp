@@ -147,6 +147,43 @@ TEST(Events, NoSleepNeitherAsksNorSpins)
     close(fd);
 }
 
+// A slow line is left alone while a block comes in, for as long as it needs and
+// at most a tick; a fast or a silent one is not.
+TEST(Events, RestsForTheBytesOfASlowLine)
+{
+    int fd = hl_line_open(HL_SOCKET);
+    // How long an empty read takes when bytes have come at this pace.
+    auto rest = [&](int32_t step, int64_t us, int32_t bytes) {
+        clock_watch_port(fd);
+        clock_expect(0);
+        for (int n = 0; n < 50; n++) {
+            hl_advance_us(us);
+            clock_port_read(step);
+        }
+        clock_expect(bytes);
+        int64_t start = hl_now();
+        clock_port_empty(false);
+        clock_expect(0);
+        return hl_now() - start - 1000; // the clock's own step
+    };
+
+    EXPECT_EQ(rest(12, 1000, 60), 5000);    // 12000 a second
+    EXPECT_EQ(rest(12, 1000, 1000), 16000); // a tick, for the user's cancel
+    EXPECT_EQ(rest(12, 1000, 0), 0);        // nothing is expected
+    EXPECT_EQ(rest(1000, 1000, 1000), 0);   // 1 MB a second: too short a rest
+    EXPECT_EQ(rest(12, 150000, 60), 0);     // keystrokes: no pace
+
+    // More than a rest could bring: the line is faster than it was thought.
+    EXPECT_EQ(rest(12, 1000, 120), 10000);
+    clock_port_read(4096);
+    clock_expect(120);
+    int64_t start = hl_now();
+    clock_port_empty(false);
+    EXPECT_EQ(hl_now() - start, 1000);
+    clock_expect(0);
+    close(fd);
+}
+
 TEST(Events, IdleLoopWakesTwelveTimesASecond)
 {
     EventRecord e;

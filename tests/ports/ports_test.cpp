@@ -260,6 +260,55 @@ TEST(Line, PartialWrites)
     port_close(fd);
 }
 
+// What is gathered leaves together: when it is told to, ahead of what is offered
+// once, and before a read asks the system, which may wait for the answer to it.
+TEST(Line, GatheredBytes)
+{
+    pty p = make_pty();
+    int fd = port_open(p.path);
+    ASSERT_GT(fd, 0);
+    char buf[4096];
+    auto came = [&] {
+        ssize_t n = read(p.master, buf, sizeof buf);
+        return std::string(buf, n > 0 ? size_t(n) : 0);
+    };
+
+    port_gather(fd, true);
+    EXPECT_EQ(port_write(fd, "one ", 4), 4);
+    EXPECT_EQ(port_write(fd, "two ", 4), 4);
+    EXPECT_EQ(came(), "");
+    EXPECT_FALSE(port_keeps(fd)) << "the line has room: nothing is owed";
+    EXPECT_EQ(port_read(fd, buf, 1), -EAGAIN);
+    EXPECT_EQ(came(), "one two ");
+    EXPECT_EQ(port_write(fd, "block", 5), 5);
+    EXPECT_EQ(port_send(fd, "key", 3), 3);
+    EXPECT_EQ(came(), "blockkey");
+    EXPECT_EQ(port_write(fd, "end", 3), 3);
+    port_gather(fd, false);
+    EXPECT_EQ(came(), "end");
+
+    // A host that stops reading: what has no room is owed, and in order.
+    std::string sent, got;
+    port_gather(fd, true);
+    for (int i = 0; i < 2000; i++) {
+        std::string block(500, char('a' + i % 26));
+        int32_t n = port_write(fd, block.data(), 500);
+        if (n == -EAGAIN)
+            break;
+        ASSERT_GT(n, 0);
+        sent.append(block, 0, size_t(n));
+    }
+    EXPECT_TRUE(port_settle(fd));
+    EXPECT_TRUE(port_keeps(fd));
+    for (int i = 0; i < 10000 && got.size() < sent.size(); i++) {
+        got += came();
+        (void)port_holds(fd);
+    }
+    EXPECT_TRUE(got == sent);
+    EXPECT_FALSE(port_settle(fd));
+    port_close(fd);
+}
+
 TEST(Line, CloseDoesntWaitForAStuckLine)
 {
     pty p = make_pty();
