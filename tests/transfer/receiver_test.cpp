@@ -164,6 +164,35 @@ TEST(Receiver, EndsWithoutAFile)
     }
 }
 
+// The sender's "OO" may be lost, or be something else by damage.
+TEST(Receiver, TheEndIsSaidUpToThreeTimes)
+{
+    struct row {
+        const char *name;
+        string first, second;
+        const char *types;
+    };
+    const row rows[] = {
+        {"silence", "", "", "1 8 8 8"},
+        {"a prompt", "$ ", "$ ", "1 8 8 8"},
+        {"at the second", "x", "OO", "1 8 8"},
+    };
+    for (const row &r : rows) {
+        start_bench();
+        scripted_peer peer{{{ZRINIT, hex_frame(ZFIN, four(0)), {}},
+                            {ZFIN, r.first, {}},
+                            {ZFIN, r.second, {}},
+                            {ZFIN, "", {}}},
+                           0,
+                           {},
+                           {},
+                           {}};
+        peer.start();
+        EXPECT_EQ(rz(kModeZ), 0) << r.name;
+        EXPECT_EQ(peer.type_list(), r.types) << r.name;
+    }
+}
+
 TEST(Receiver, SilenceEndsAfterItsAttempts)
 {
     start_bench();
