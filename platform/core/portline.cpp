@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -24,6 +25,7 @@
 constexpr int kDrainMs = 300;
 constexpr int kMostDescriptor = 1024;
 constexpr int32_t kPortAhead = 8192; // taken from the line at once
+constexpr int kSocketRoom = 16384;   // bytes that wait in a socket
 
 constexpr uint8_t kXonOut = 0x04, kXonIn = 0x02, kHardware = 0x18;
 
@@ -34,7 +36,7 @@ constexpr uint8_t kXonOut = 0x04, kXonIn = 0x02, kHardware = 0x18;
 
 struct open_line {
     int fd;
-    bool terminal;  // else a socket, in tests: nothing to set
+    bool terminal;  // else a socket or a pipe: nothing to set
     termios2 found; // its state before us
     int32_t held;
     uint8_t hold[kPortHold];
@@ -55,6 +57,21 @@ static open_line *line_of(int fd)
     return nullptr;
 }
 
+// What lies in a socket can't be taken back when the other side asks for an
+// earlier place, nor overtaken by a cancel. A serial driver takes a few KiB.
+static void keep_short(int fd)
+{
+    int room = 0;
+    socklen_t size = sizeof room;
+
+    // Lines of other kinds refuse to tell. The system doubles what is set.
+    if (getsockopt(fd, SOL_SOCKET, SO_SNDBUF, &room, &size) != 0 ||
+        room <= 2 * kSocketRoom)
+        return;
+    room = kSocketRoom;
+    (void)setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+}
+
 // A line that we didn't open ourselves still gets its hold.
 static open_line *adopt(int fd)
 {
@@ -71,6 +88,7 @@ static open_line *adopt(int fd)
             f.terminal = false;
             f.held = f.ahead = 0;
             f.gathers = f.stuck = false;
+            keep_short(fd);
             return &f;
         }
     }

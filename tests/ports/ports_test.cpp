@@ -309,6 +309,25 @@ TEST(Line, GatheredBytes)
     port_close(fd);
 }
 
+// What a socket holds can't be taken back, so it must not be much.
+TEST(Line, ASocketTakesLittleAhead)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
+    std::string block(1024, 'x');
+    int32_t taken = 0;
+    for (int i = 0; i < 1000; i++) {
+        int32_t n = port_write(ends[0], block.data(), 1024);
+        if (n <= 0)
+            break;
+        taken += n;
+    }
+    EXPECT_GT(taken, 4096);
+    EXPECT_LT(taken, 65536);
+    port_close(ends[0]);
+    close(ends[1]);
+}
+
 TEST(Line, CloseDoesntWaitForAStuckLine)
 {
     pty p = make_pty();
