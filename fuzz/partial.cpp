@@ -29,7 +29,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *in, size_t size)
         uint8_t more[1024];
         memset(more, in[1], sizeof more);
         for (int i = 0; i < 3; i++) {
-            if (zWriteData(rxbytes, more, sizeof more) != 0)
+            // The receiver refuses a file beyond 31 bits before it writes.
+            if (int64_t(rxbytes) + int64_t(sizeof more) > 0x7FFFFFFF ||
+                zWriteData(rxbytes, more, sizeof more) != 0)
                 break;
             rxbytes += int32_t(sizeof more);
         }
