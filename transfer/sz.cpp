@@ -469,7 +469,7 @@ static next act_on_reply(data_run &run, int32_t &c)
         run.left = Rxbuflen;
 
         bool again = false;
-        while (!again && bytes_waiting()) {
+        while (!again && rdchk() > 0) {
             if (UserCancel) {
                 c = ERROR;
                 return next::done;
