@@ -260,8 +260,9 @@ TEST(Line, PartialWrites)
     port_close(fd);
 }
 
-// What is gathered leaves together: when it is told to, ahead of what is offered
-// once, and before a read asks the system, which may wait for the answer to it.
+// What is gathered leaves together: when it is told to, ahead of what is
+// offered once, and before a read asks the system, which may wait for the
+// answer to it.
 TEST(Line, GatheredBytes)
 {
     pty p = make_pty();
