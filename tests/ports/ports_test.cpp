@@ -224,24 +224,31 @@ TEST(Line, HangUp)
     EXPECT_EQ(port_write(ends[0], "x", 1), kPortGone) << "and no signal";
 }
 
+// Offers blocks until there is no room: what was taken.
+static std::string fill(int fd)
+{
+    std::string taken;
+
+    for (int i = 0; i < 2000; i++) {
+        std::string block(500, char('a' + i % 26));
+        int32_t n = port_write(fd, block.data(), 500);
+        if (n <= 0) {
+            EXPECT_EQ(n, -EAGAIN);
+            break;
+        }
+        taken.append(block, 0, size_t(n));
+    }
+    return taken;
+}
+
 // A host that doesn't read: partial writes, in order and without loss.
 TEST(Line, PartialWrites)
 {
     pty p = make_pty();
     int fd = port_open(p.path);
     ASSERT_GT(fd, 0);
-    std::string sent, got;
-    bool partial = false;
-    for (int i = 0; i < 2000; i++) {
-        std::string block(500, char('a' + i % 26));
-        int32_t n = port_write(fd, block.data(), 500);
-        if (n == -EAGAIN)
-            break;
-        ASSERT_GT(n, 0);
-        sent.append(block, 0, size_t(n));
-        partial = partial || n < 500;
-    }
-    EXPECT_TRUE(partial);
+    std::string sent = fill(fd), got;
+    EXPECT_NE(sent.size() % 500, 0u) << "the last was taken in part";
     EXPECT_TRUE(port_holds(fd));
     EXPECT_EQ(port_write(fd, "x", 1), -EAGAIN) << "nothing overtakes the keep";
     EXPECT_EQ(port_send(fd, "keys", 4), 4);
@@ -289,16 +296,8 @@ TEST(Line, GatheredBytes)
     EXPECT_EQ(came(), "end");
 
     // A host that stops reading: what has no room is owed, and in order.
-    std::string sent, got;
     port_gather(fd, true);
-    for (int i = 0; i < 2000; i++) {
-        std::string block(500, char('a' + i % 26));
-        int32_t n = port_write(fd, block.data(), 500);
-        if (n == -EAGAIN)
-            break;
-        ASSERT_GT(n, 0);
-        sent.append(block, 0, size_t(n));
-    }
+    std::string sent = fill(fd), got;
     EXPECT_TRUE(port_settle(fd));
     EXPECT_TRUE(port_keeps(fd));
     for (int i = 0; i < 10000 && got.size() < sent.size(); i++) {
@@ -315,16 +314,9 @@ TEST(Line, ASocketTakesLittleAhead)
 {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
-    std::string block(1024, 'x');
-    int32_t taken = 0;
-    for (int i = 0; i < 1000; i++) {
-        int32_t n = port_write(ends[0], block.data(), 1024);
-        if (n <= 0)
-            break;
-        taken += n;
-    }
-    EXPECT_GT(taken, 4096);
-    EXPECT_LT(taken, 65536);
+    size_t taken = fill(ends[0]).size();
+    EXPECT_GT(taken, 4096u);
+    EXPECT_LT(taken, 65536u);
     port_close(ends[0]);
     close(ends[1]);
 }
