@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/core/drawing.h"
+#include "platform/core/drawing/drawparts.h"
 
 constexpr size_t kSize = 4 << 20;
 constexpr int kTurns = 5;

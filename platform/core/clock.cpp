@@ -3,8 +3,8 @@
 #include "platform/clock.h"
 
 #include "platform/core/core.h"
-#include "platform/core/menuparts.h"
 #include "platform/core/waiting.h"
+#include "platform/core/widgets/menuparts.h"
 #include "platform/ports.h"
 
 #include <algorithm>

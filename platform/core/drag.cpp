@@ -4,7 +4,7 @@
 #include "platform/core/macroman.h"
 #include "platform/core/queue.h"
 #include "platform/core/waiting.h"
-#include "platform/core/winrec.h"
+#include "platform/core/widgets/winrec.h"
 
 #include <algorithm>
 #include <memory>

@@ -7,11 +7,11 @@
 #include "platform/events.h"
 
 #include "platform/clock.h"
-#include "platform/core/dialogs.h"
 #include "platform/core/macroman.h"
 #include "platform/core/queue.h"
 #include "platform/core/waiting.h"
-#include "platform/core/winrec.h"
+#include "platform/core/widgets/dialogparts.h"
+#include "platform/core/widgets/winrec.h"
 
 #include <algorithm>
 #include <deque>

@@ -1,6 +1,6 @@
 // platform/desktop/asking.cpp
 // Questions by the desktop's own dialogs: files, folders, saving, colours.
-#include "platform/desktop/asking.h"
+#include "platform/desktop/qtasking.h"
 
 #include "platform/desktop/desktop.h"
 

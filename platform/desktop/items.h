@@ -3,7 +3,7 @@
 // doesn't toggle itself, a scroll bar's steps are the program's.
 #pragma once
 
-#include "platform/desktop/windows.h"
+#include "platform/desktop/qtwindows.h"
 
 #include <QCheckBox>
 #include <QLabel>

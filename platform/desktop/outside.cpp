@@ -1,6 +1,6 @@
 // platform/desktop/outside.cpp
 // Clipboard, dragging text out, sounds, and files for other programs.
-#include "platform/desktop/windows.h"
+#include "platform/desktop/qtwindows.h"
 
 #include <QApplication>
 #include <QClipboard>

@@ -1,8 +1,8 @@
 // platform/desktop/paper.cpp
 // Paper: two small dialogs of ours (page setup, print) and the printer's pages.
 // Where there is no printer, pages go into a PDF file.
-#include "platform/desktop/asking.h"
 #include "platform/desktop/desktop.h"
+#include "platform/desktop/qtasking.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>

@@ -1,6 +1,6 @@
 // platform/desktop/windows.cpp
 // Windows, what is shown in them, and what the user does to them.
-#include "platform/desktop/windows.h"
+#include "platform/desktop/qtwindows.h"
 
 #include "platform/desktop/keys.h"
 #include "platform/events.h"

@@ -4,7 +4,7 @@
 #include "platform/appleevents.h"
 #include "platform/clock.h"
 #include "platform/controls.h"
-#include "platform/desktop/windows.h"
+#include "platform/desktop/qtwindows.h"
 #include "platform/dialogs.h"
 #include "platform/drawing.h"
 #include "platform/menus.h"

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/backend.h"
-#include "platform/desktop/windows.h"
+#include "platform/desktop/qtwindows.h"
 #include "platform/events.h"
 
 #include <gtest/gtest.h>

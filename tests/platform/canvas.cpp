@@ -1,6 +1,6 @@
 // Recorded drawing against drawing at once: the pixels have to be the same
 // whatever was drawn in whatever order.
-#include "platform/core/canvas.h"
+#include "platform/core/drawing/canvas.h"
 
 #include <gtest/gtest.h>
 #include <random>

@@ -1,5 +1,5 @@
 // The drawing calls, on an off-screen port.
-#include "platform/core/drawing.h"
+#include "platform/core/drawing/drawparts.h"
 
 #include "tests/platform/ui.h"
 

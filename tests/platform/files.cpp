@@ -16,7 +16,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include "platform/core/filesparts.h"
+#include "platform/core/files/filesparts.h"
 #include "tests/platform/place.h"
 
 namespace fs = std::filesystem;

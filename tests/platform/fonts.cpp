@@ -1,6 +1,6 @@
 // Fonts: numbers and names, what bytes show, and lines that join.
-#include "platform/core/fonts.h"
-#include "platform/core/drawing.h"
+#include "platform/core/drawing/drawparts.h"
+#include "platform/core/drawing/fontparts.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "platform/core/filesparts.h"
+#include "platform/core/files/filesparts.h"
 #include "platform/headless/headless.h"
 #include "tests/platform/place.h"
 

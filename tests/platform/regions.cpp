@@ -1,5 +1,5 @@
 // Regions against a bitmap of the same area.
-#include "platform/core/regions.h"
+#include "platform/core/drawing/regionparts.h"
 
 #include <bitset>
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "platform/alerts.h"
-#include "platform/core/resforms.h"
+#include "platform/core/files/resforms.h"
 #include "platform/dialogs.h"
 #include "platform/headless/headless.h"
 #include "platform/memory.h"

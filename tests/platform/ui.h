@@ -1,8 +1,8 @@
 // Windows and dialogs for the cases of this folder.
 #pragma once
 
-#include "platform/core/dialogs.h"
-#include "platform/core/winrec.h"
+#include "platform/core/widgets/dialogparts.h"
+#include "platform/core/widgets/winrec.h"
 #include "platform/headless/headless.h"
 
 #include <string>

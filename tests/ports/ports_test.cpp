@@ -2,7 +2,7 @@
 // given back, why it can't be, and the demo host behind it.
 #include <gtest/gtest.h>
 
-#include "platform/core/ports.h"
+#include "platform/core/line/portparts.h"
 
 #include <cerrno>
 #include <cstdlib>

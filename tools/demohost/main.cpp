@@ -1,7 +1,7 @@
 // tools/demohost/main.cpp
 // A modem and a host on a pseudo-terminal, so that a terminal program can be
 // tried, and tested, with no hardware.
-#include "tools/demohost/line.h"
+#include "tools/demohost/hostline.h"
 #include "tools/demohost/modem.h"
 #include "tools/demohost/pages.h"
 #include "tools/demohost/programs.h"

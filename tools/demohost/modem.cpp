@@ -2,7 +2,7 @@
 // The modem: commands and result codes of the usual kind.
 #include "tools/demohost/modem.h"
 
-#include "tools/demohost/line.h"
+#include "tools/demohost/hostline.h"
 
 #include <cctype>
 #include <cstdio>

@@ -2,7 +2,7 @@
 // The host's login, menu and pages.
 #include "tools/demohost/pages.h"
 
-#include "tools/demohost/line.h"
+#include "tools/demohost/hostline.h"
 #include "tools/demohost/modem.h"
 #include "tools/demohost/programs.h"
 

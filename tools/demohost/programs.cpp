@@ -2,7 +2,7 @@
 // Shell and file transfers: other programs behind the line.
 #include "tools/demohost/programs.h"
 
-#include "tools/demohost/line.h"
+#include "tools/demohost/hostline.h"
 #include "tools/demohost/modem.h"
 
 #include <cctype>

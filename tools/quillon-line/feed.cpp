@@ -1,5 +1,5 @@
 // Files to the terminal's model and store, and how long that took.
-#include "line.h"
+#include "commands.h"
 
 #include <algorithm>
 #include <chrono>

@@ -5,7 +5,7 @@
 //  quillon-line send z FILE...       sends files over standard input and output
 //  quillon-line receive z FOLDER     receives into a folder
 //                                    exit 0 only if every file is whole there
-#include "line.h"
+#include "commands.h"
 
 #include <cstdio>
 #include <cstring>

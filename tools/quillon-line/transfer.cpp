@@ -2,7 +2,7 @@
 // engines with its settings, and nobody at the keyboard. A file that exists
 // gets a new name beside it. What the program would show in its terminal goes
 // to standard error with --verbose; --log keeps the program's log of transfers.
-#include "line.h"
+#include "commands.h"
 
 #include <cerrno>
 #include <csignal>

@@ -7,7 +7,7 @@
 // its text.
 #include "tools/rescomp/rescomp.h"
 
-#include "platform/core/resforms.h"
+#include "platform/core/files/resforms.h"
 
 #include <cstring>
 

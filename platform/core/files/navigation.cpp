@@ -1,0 +1,143 @@
+// Asking the user: a question goes down to the back end, and the wait is
+// turned until its answer has come up.
+//
+// Names and paths are bytes on our side. The dialogs speak UTF-8: a name that
+// is valid UTF-8 goes down as it is, another one as Mac Roman.
+#include "platform/navigation.h"
+
+#include <string>
+#include <vector>
+
+#include "platform/core/core.h"
+#include "platform/core/files/asking.h"
+#include "platform/core/files/filesparts.h"
+#include "platform/core/macroman.h"
+#include "platform/core/outside.h"
+
+// ---- waiting for the answer ------------------------------------------------
+
+static Answer answer;
+static bool answered;
+
+void up_answer(bool ok, uint32_t value, const char *const *paths, int count)
+{
+    answer.ok = ok;
+    answer.value = value;
+    answer.paths.clear();
+    for (int i = 0; i < count; i++)
+        answer.paths.emplace_back(paths[i]);
+    answered = true;
+}
+
+static Answer wait_for_answer()
+{
+    bool dismissed = false;
+
+    while (!answered) {
+        if (!dismissed && dialogs_must_go()) {
+            dismissed = true;
+            be_dismiss();
+        } else {
+            core_wait_input();
+        }
+    }
+    return answer;
+}
+
+Answer ask_and_wait(const be_ask_info *info)
+{
+    answered = false;
+    be_ask(info);
+    return wait_for_answer();
+}
+
+Answer ask_page_and_wait(bool setup, const be_page *start)
+{
+    answered = false;
+    be_page_ask(setup, start);
+    return wait_for_answer();
+}
+
+// ---- texts -----------------------------------------------------------------
+
+static std::string prompt_text(ConstStr s)
+{
+    return s ? macroman_to_utf8(std::string_view(
+                   reinterpret_cast<const char *>(s + 1), s[0]))
+             : std::string();
+}
+
+static std::string name_text(ConstStr s)
+{
+    constexpr char32_t kMalformed = 0xFFFD;
+    if (!s)
+        return {};
+    std::string bytes(reinterpret_cast<const char *>(s + 1), s[0]);
+    std::string_view rest(bytes);
+    while (!rest.empty())
+        if (utf8_next(rest) == kMalformed)
+            return prompt_text(s);
+    return bytes;
+}
+
+static Answer ask(be_ask_kind kind, ConstStr prompt, ConstStr name,
+                  const char *folder)
+{
+    std::string promptText = prompt_text(prompt), nameText = name_text(name);
+    be_ask_info info = {kind, promptText.c_str(), nameText.c_str(), folder, 0};
+    return ask_and_wait(&info);
+}
+
+// ---- the calls -------------------------------------------------------------
+
+// A path that the dialog gave. The file of a save needn't be there.
+static bool spec_of(const std::string &path, bool mustExist, FSSpec *out)
+{
+    FSSpec spec;
+    OSErr err = FSSpecFromPath(path.c_str(), &spec);
+    if (err != noErr && (mustExist || err != fnfErr))
+        return false;
+    *out = spec;
+    return true;
+}
+
+bool NavGetFile(ConstStr prompt, FSSpec *out)
+{
+    Answer a = ask(BE_ASK_OPEN, prompt, nullptr, nullptr);
+    return a.ok && !a.paths.empty() && spec_of(a.paths[0], true, out);
+}
+
+int NavGetFiles(ConstStr prompt, FSSpec *out, int max)
+{
+    Answer a = ask(BE_ASK_OPEN_MANY, prompt, nullptr, nullptr);
+    int count = 0;
+    for (size_t i = 0; a.ok && i < a.paths.size() && count < max; i++)
+        count += spec_of(a.paths[i], true, &out[count]);
+    return count;
+}
+
+bool NavPutFile(ConstStr prompt, ConstStr name, FSSpec *out)
+{
+    Answer a = ask(BE_ASK_SAVE, prompt, name, nullptr);
+    return a.ok && !a.paths.empty() && spec_of(a.paths[0], false, out);
+}
+
+bool NavChooseFolder(ConstStr prompt, int16_t *vRef, int32_t *dirID)
+{
+    std::string start;
+    bool known = folder_path(*vRef, *dirID, start) == noErr;
+    Answer a =
+        ask(BE_ASK_FOLDER, prompt, nullptr, known ? start.c_str() : nullptr);
+    return a.ok && !a.paths.empty() &&
+           folder_number(a.paths[0], vRef, dirID) == noErr;
+}
+
+int NavAskSaveChanges(ConstStr document)
+{
+    if (nobody_to_ask())
+        return kNavSave;
+    Answer a = ask(BE_ASK_SAVE_CHANGES, nullptr, document, nullptr);
+    if (!a.ok || a.value < kNavSave || a.value > kNavCancel)
+        return kNavCancel;
+    return int(a.value);
+}
