@@ -176,47 +176,48 @@ static OSErr read_block(uint8_t *buf, int32_t len)
     return noErr;
 }
 
-int32_t zfilbuf(uint8_t *buf, int32_t len)
+// The next bytes of the data fork at Txpos, at most `len`. `opened` tells that
+// this call opened it. 0 at the end, or on an error, which is shown.
+static int32_t read_fork_data(uint8_t *buf, int32_t len, bool *opened)
 {
-    bool opened = false;
-
-    if (zftype == 'M')
-        return zReadData(Txpos, buf, len);
-    if (zSendRef == 0) {
+    *opened = zSendRef == 0;
+    if (*opened) {
         if (FSpOpenDF(curSendFSS, fsRdPerm, &zSendRef) != noErr) {
             zSendRef = 0;
             return 0;
         }
-        opened = true;
+        aheadLen = 0;
     }
     // The last block is short: asking for no more than the file holds keeps
     // the end of the file an error, met only when the file has shrunk.
     len = int32_t(std::clamp<int64_t>(int64_t(TotalBytes) - Txpos, 0, len));
+    return len == 0 || read_block(buf, len) != noErr ? 0 : len;
+}
+
+int32_t zfilbuf(uint8_t *buf, int32_t len)
+{
+    bool opened;
+
+    if (zftype == 'M')
+        return zReadData(Txpos, buf, len);
+    int32_t n = read_fork_data(buf, len, &opened);
     if (opened)
-        aheadLen = 0;
-    if (len == 0 || read_block(buf, len) != noErr)
-        return 0;
-    if (opened)
-        judge_lines(buf, len);
+        judge_lines(buf, n);
     if (Ascii)
-        std::replace(buf, buf + len, kCR, kLF);
-    return len;
+        std::replace(buf, buf + n, kCR, kLF);
+    return n;
 }
 
 int32_t filbuf(uint8_t *buf, int32_t len)
 {
+    bool opened;
+
     if (zftype == 'M')
         return zReadData(Txpos, buf, len);
-    if (zSendRef == 0 && FSpOpenDF(curSendFSS, fsRdPerm, &zSendRef) != noErr) {
-        zSendRef = 0;
+    int32_t n = read_fork_data(buf, len, &opened);
+    if (n == 0)
         return 0;
-    }
-    int32_t count = len;
-    if (FSRead(zSendRef, &count, buf) != noErr)
-        count = std::clamp<int32_t>(count, 0, len); // the end, most likely
-    if (count <= 0)
-        return 0;
-    memset(buf + count, kPadXY, size_t(len - count));
+    memset(buf + n, kPadXY, size_t(len - n));
     return len;
 }
 

@@ -22,8 +22,7 @@
 
 // ---- constants -------------------------------------------------------------
 
-constexpr int32_t kXferBuf = 1500; // what the engines ask of gSecBuf
-constexpr int32_t kHeaderBlock = 1024;
+constexpr int32_t kXferBuf = 1500;  // what the engines ask of gSecBuf
 constexpr int32_t kMostData = 1054; // 30 bytes of slack over the block size
 constexpr int32_t kRetries = 20;    // errors in a row on one place
 constexpr int32_t kAttempts = 5;    // at finding a sender
@@ -50,7 +49,6 @@ int32_t retries;
 int32_t TotalBytes, Bytesleft, StartPos, rxbytes;
 uint32_t DateMod, DateCreate;
 uint8_t gotEOF;
-uint8_t Lastrx;
 int32_t gWholeFiles, gSkippedFiles;
 
 int32_t tryzhdrtype = ZRINIT;
@@ -741,18 +739,6 @@ int32_t rzfiles()
     }
 }
 
-// ---- XMODEM and YMODEM: not part of this program yet -----------------------
-
-int32_t wcrxpn(uint8_t *)
-{
-    return ERROR;
-}
-
-int32_t wcrx()
-{
-    return ERROR;
-}
-
 // ---- a whole transfer ------------------------------------------------------
 
 static int32_t receive_x()
@@ -778,7 +764,11 @@ static int32_t receive_y()
             return ERROR;
         if (gSecBuf[0] == 0)
             return 0;
-        if (procheader(gSecBuf) == -1 || wcrx() == ERROR)
+        if (procheader(gSecBuf) == -1) {
+            gSkippedFiles++;
+            return ERROR;
+        }
+        if (wcrx() == ERROR)
             return ERROR;
     }
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 constexpr int32_t kUnknownSize = 2000000000; // the sender named no length
+constexpr int32_t kHeaderBlock = 1024;       // most of a block with a name
 
 // ---- the transfer, either direction ----------------------------------------
 
@@ -69,6 +70,21 @@ void zmputs(const uint8_t *s); // attention string, zero-terminated
 // What to do about a file that exists: 1 new name, 2 skip, 3 overwrite.
 int16_t whatDO(ConstStr name, int16_t writing);
 
-// XMODEM and YMODEM, which are not part of this program yet: both fail.
+// ---- XMODEM and YMODEM ------------------------------------------------------
+
+constexpr int32_t kSectorEOT = -10; // wcgetsec: EOT came
+
+extern int32_t Blklen;   // of the block just read: 128 or 1024
+extern int32_t Firstsec; // no good block of this file has come yet
+
+// The name block of YMODEM into `buf`, kHeaderBlock bytes and two zeros; a
+// shorter one has zeros behind it. 0 or -1.
 int32_t wcrxpn(uint8_t *buf);
+
+// The blocks of one file, to its end. 0 or -1.
 int32_t wcrx();
+
+// One block into `buf` (1024 bytes); asks again while it doesn't come whole.
+// Its number, kSectorEOT, or -1 when sender, user or patience gave up. The
+// wait for its start is `tenths`, that for each byte is cset's xmTimeout.
+int32_t wcgetsec(uint8_t *buf, int32_t tenths);

@@ -21,14 +21,12 @@
 
 constexpr int32_t kMostBlock = 1024;
 constexpr int32_t kLeastBlock = 256; // after backing off
-constexpr int32_t kFirstBlock = 128;
-constexpr int16_t kGoodRun = 7;     // good blocks before the block grows
-constexpr int32_t kJunk = 4;        // so many stray bytes ask for a reply
-constexpr int32_t kSameplace = 4;   // ZRPOS to one place before we slow down
-constexpr int32_t kInitRounds = 10; // at hearing a ZRINIT
+constexpr int16_t kGoodRun = 7;      // good blocks before the block grows
+constexpr int32_t kJunk = 4;         // so many stray bytes ask for a reply
+constexpr int32_t kSameplace = 4;    // ZRPOS to one place before we slow down
+constexpr int32_t kInitRounds = 10;  // at hearing a ZRINIT
 constexpr int32_t kSinitTries = 19;
 constexpr int32_t kFailed = 128;       // Exitcode of a failed transfer
-constexpr uint32_t k1970 = 2082844800; // seconds from 1904
 constexpr uint8_t kDontCorrect = 0x80; // ZF1: skip if there is no such file
 constexpr int32_t kLeastFrame = 32;    // of Tframlen
 
@@ -50,8 +48,6 @@ uint8_t Lzconv, Lztrans, Lskipnocor;
 uint8_t txbuf[1028];
 int32_t Filcnt, Noeofseen;
 int32_t Exitcode, errcnt;
-int32_t firstsec;
-int32_t Totsecs;
 int32_t gXmMaxTries;
 uint8_t *hostName;
 const char zblk_types[] = "A25k";
@@ -82,83 +78,6 @@ static bool bytes_waiting()
 }
 
 // ---- meeting the receiver --------------------------------------------------
-
-int32_t readock(int16_t tenths, int16_t count)
-{
-    uint8_t got[3];
-    int16_t n = 0;
-    int32_t limit = int32_t(tenths) * 6;
-
-    if (!Optiong)
-        FlushAW(); // no reply comes before the block has left
-    count = std::clamp<int16_t>(count, 1, sizeof got);
-    while (n < count && TimedRead(sIn, &got[n], 1, limit)) {
-        if ((got[n] == XON || got[n] == XOFF) && !UserCancel)
-            continue;
-        n++;
-        limit = Baudrate < 1200 ? 3 : 1;
-    }
-    if (n == 0)
-        return TIMEOUT;
-    if (n == 1)
-        return got[0];
-    if (got[0] == 'C' && got[1] == 'K' && (n == 2 || got[2] == 'L'))
-        return 'K';
-    return std::all_of(got, got + n, [](uint8_t c) { return c == CAN; })
-               ? CAN
-               : ERROR;
-}
-
-static void grow_to_1k()
-{
-    blklen = kMostBlock;
-    zprot &= ~0x20; // upper case
-    ztitle();
-}
-
-int32_t getnak()
-{
-    Lastrx = 0;
-    firstsec = 1;
-    for (;;) {
-        if (UserCancel)
-            return 1;
-        int32_t c = readock(Rxtimeout, 1);
-        bool starter = c == '*' || c == 'G' || c == 'K' || c == 'C';
-        if (c == TIMEOUT)
-            return 1;
-        if (zprot == 'Z' ? c != '*'
-                         : starter && (cset.xferFlags & kXferChecksum) != 0)
-            continue;
-        switch (c) {
-        case '*':
-            // A ZMODEM receiver, whoever we took it for.
-            if (getzrxinit() != 0)
-                return ERROR;
-            Ascii = 0;
-            return 0;
-        case 'G':
-            SetFlow((cset.flowFlags & kFlowHard) | kFlowXonOut);
-            Optiong = 1;
-            [[fallthrough]];
-        case 'K':
-            grow_to_1k();
-            [[fallthrough]];
-        case 'C':
-            Crcflg = 1;
-            zecheck();
-            return 0;
-        case NAK:
-            return 0;
-        case CAN:
-            c = readock(20, 1);
-            if (c == CAN && Lastrx == CAN)
-                return 1;
-            break;
-        }
-        Lastrx = uint8_t(c);
-    }
-}
 
 int32_t sendzsinit()
 {
@@ -608,94 +527,6 @@ int32_t zsendfile(const uint8_t *buf, int32_t blen)
         if (UserCancel)
             return ERROR;
     }
-}
-
-static int32_t append(int32_t at, ConstStr text)
-{
-    int32_t room = int32_t(sizeof txbuf) - 4 - at;
-    int32_t n = std::clamp<int32_t>(text[0], 0, std::max<int32_t>(room, 0));
-    memcpy(txbuf + at, text + 1, size_t(n));
-    return at + n;
-}
-
-static int32_t append_number(int32_t at, int32_t number)
-{
-    Str255 text;
-    NumToString(number, text);
-    return append(at, text);
-}
-
-// Length, date, mode, serial number, files and bytes left. Returns the place
-// behind it.
-static int32_t append_figures(int32_t at)
-{
-    Str255 text;
-    uint32_t utc = DateMod - uint32_t(zGetGMTOffset()) - k1970;
-
-    at = append_number(at, TotalBytes);
-    at = append(at, PSTR(" "));
-    octstr(text, utc);
-    at = append(at, text);
-    at = append(at, PSTR(" 0 0 "));
-    at = append_number(at, Filesleft);
-    at = append(at, PSTR(" "));
-    return append_number(at, Totalleft);
-}
-
-int32_t wctxpn(FSSpec *file)
-{
-    if (Modem2)
-        return 0;
-    if (!Zmodem && getnak() != 0)
-        return ERROR;
-    if (file)
-        (void)filesize(file, 0); // TotalBytes has it
-
-    memset(txbuf, 0, sizeof txbuf);
-    int32_t end = 0;
-    if (hostName) {
-        end = int32_t(strnlen(reinterpret_cast<char *>(hostName), 255));
-        memcpy(txbuf, hostName, size_t(end));
-    }
-    end++;
-    if (file) {
-        end = append_figures(end) + 1;
-        Totalleft -= TotalBytes;
-        if (--Filesleft <= 0 || Totalleft < 0)
-            Totalleft = 0;
-    }
-    if (txbuf[125]) {
-        blklen = kMostBlock;
-    } else {
-        if (zprot == 'Z')
-            blklen = kFirstBlock;
-        if (zprot != 'Z' && file) {
-            int32_t blocks = TotalBytes / 128 + (TotalBytes % 128 != 0);
-            txbuf[127] = uint8_t(blocks);
-            txbuf[126] = uint8_t(blocks >> 8);
-        }
-    }
-    if (Zmodem) {
-        uint8_t block[sizeof txbuf]; // txbuf takes the file's data meanwhile
-        memcpy(block, txbuf, sizeof block);
-        return zsendfile(block, end);
-    }
-    int32_t result = wcputsec(txbuf, 0, 128);
-    if (result == 0)
-        ResetXferTimer();
-    return result;
-}
-
-// ---- XMODEM and YMODEM: not part of this program yet -----------------------
-
-int32_t wctx(int32_t)
-{
-    return ERROR;
-}
-
-int32_t wcputsec(const uint8_t *, int16_t, int32_t)
-{
-    return ERROR;
 }
 
 // ---- a whole transfer ------------------------------------------------------

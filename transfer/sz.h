@@ -51,13 +51,22 @@ int32_t getinsync(int16_t flag); // ZACK, ZRINIT, ZSKIP, ZRPOS or -1
 void saybibi();
 void sclose(); // closes zSendRef if open
 
-// Waits for the receiver's start: 0, or not.
-int32_t getnak();
-// Name and size block; `file` may be null. 0, ZSKIP or -1.
-int32_t wctxpn(FSSpec *file);
-// A reply of 1 to `count` bytes: the byte, 'K', CAN, TIMEOUT or ERROR.
-int32_t readock(int16_t tenths, int16_t count);
+// ---- XMODEM and YMODEM ------------------------------------------------------
 
-// XMODEM and YMODEM, which are not part of this program yet: both fail.
+// Waits for the receiver's start: 0, or not. A ZMODEM receiver counts, too.
+int32_t getnak();
+
+// Name and size block; `file` may be null, which ends a batch. Begins with
+// getnak unless ZMODEM has met its receiver. 0, ZSKIP or -1.
+int32_t wctxpn(FSSpec *file);
+
+// The blocks of a file of `flen` bytes, and its end. 0 or -1.
 int32_t wctx(int32_t flen);
+
+// One block of 128 or 1024 bytes, sent until it is acknowledged. 0 or -1.
 int32_t wcputsec(const uint8_t *buf, int16_t sector, int32_t length);
+
+// A reply of 1 to `count` bytes: the byte, 'K', CAN, TIMEOUT or ERROR. The
+// first may take `tenths`; those behind it belong to it only if they come at
+// once, and none is waited for behind an ACK.
+int32_t readock(int16_t tenths, int16_t count);

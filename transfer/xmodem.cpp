@@ -165,7 +165,7 @@ void do_dsend(uint8_t letter)
 
 bool HaveProtocol(uint8_t letter)
 {
-    return letter == 'Z' || letter == 'z' || letter == 'A';
+    return letter != 'K' && letter != 'k';
 }
 
 // ---- commands --------------------------------------------------------------

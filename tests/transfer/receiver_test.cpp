@@ -524,14 +524,3 @@ TEST(Receiver, SevenBitLineIsEightForTheTransfer)
     EXPECT_EQ(data, kData7);
     EXPECT_EQ(parity, kParityEven);
 }
-
-TEST(Receiver, OtherProtocolsDoNothing)
-{
-    start_bench();
-    for (int16_t mode : {kModeX, kModeY, kModeG})
-        EXPECT_EQ(rz(mode), 7);
-    for (uint8_t letter : {'x', 'X', 'y', 'Y', 'G', 'K', 'k'})
-        EXPECT_FALSE(HaveProtocol(letter));
-    EXPECT_EQ(hl_line_heard(), "");
-    EXPECT_EQ(hl_waits(), 0);
-}
