@@ -11,6 +11,7 @@
 #include "platform/files.h"
 #include "platform/memory.h"
 #include "platform/menus.h"
+#include "resources/names.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "shell/Quillon.h"
@@ -27,7 +28,6 @@ constexpr int32_t kPromptPause = 400;  // ... is so long while a prompt is due
 constexpr int32_t kEchoLimit = 300;    // for an echo to come
 constexpr int32_t kDialPause = 5;      // behind the first bytes for a modem
 constexpr int kDialSingles = 2;        // those bytes: "AT"
-constexpr int16_t kMsgReadFile = 6;    // of list 360
 
 // ---- the chain --------------------------------------------------------------
 // Made by asInit and never empty; the head serves from its pos on, and only the
@@ -218,7 +218,7 @@ static void refill(ASChunk *c)
     c->pos = 0;
     c->count = n > 0 ? n : 0;
     if (error != noErr && error != eofErr)
-        PrtErrorSTR(error, kMessageList, kMsgReadFile);
+        PrtErrorSTR(error, kListErrors, kStrCantReadText);
     if (error != noErr || c->count == 0) {
         (void)FSClose(c->fileRef);
         c->fileRef = 0;

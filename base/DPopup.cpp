@@ -8,9 +8,9 @@
 #include "platform/memory.h"
 #include "platform/menus.h"
 #include "platform/resources.h"
+#include "resources/names.h"
 #include "shell/Inits.h"
 
-constexpr int16_t kFontMenu = 450;  // shows names of fonts
 constexpr int16_t kArrowIcon = 128; // small icon of the arrow
 constexpr int16_t kIconSize = 16;
 constexpr int16_t kSystem65 = 0x0605; // from here on text starts further in
@@ -171,7 +171,7 @@ void DrawPop(DialogPtr dialog, int16_t item, MenuHandle menu, int16_t current)
     MoveTo(right, int16_t(box.bottom - 5));
     TextFont(0);
     int row;
-    if (row_of(item, &row) && up_menuid[row] == kFontMenu) {
+    if (row_of(item, &row) && up_menuid[row] == kMenuPrintFont) {
         int16_t font;
         GetFNum(text, &font);
         if (FontToScript(font) != smRoman)

@@ -10,12 +10,10 @@
 #include "platform/memory.h"
 #include "platform/resources.h"
 #include "platform/sound.h"
+#include "resources/names.h"
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
 
-constexpr int16_t kStopAlert = 302;
-constexpr int16_t kFlashDialog = 304, kFlashText = 1;
-constexpr int16_t kWarnDialog = 305, kWarnText = 2;
 constexpr int32_t kWarnTicks = 120;
 constexpr int16_t kFlashDrop = 10; // a short notice sits this much lower
 
@@ -47,7 +45,7 @@ void ErrorAlert(ConstStr text, int16_t code)
     // Blanks, as null would keep the texts of an earlier alert.
     ParamText(errorString(code, text), sp_str, sp_str, nullptr);
     InitCursor();
-    StopAlert(kStopAlert);
+    StopAlert(kAlertError);
 }
 
 void ErrorAlertSTR(int16_t code, int16_t list, int16_t index)
@@ -102,10 +100,10 @@ void ShowWarn(ConstStr text)
 
     pstrcpy(words, text);
     SysBeep(4);
-    DialogPtr d = GetNewDialog(kWarnDialog);
+    DialogPtr d = GetNewDialog(kDlgWarning);
     if (!d)
         return;
-    SetDText(d, kWarnText, words);
+    SetDText(d, kItemWarningText, words);
     DrawDialog(d);
     pass_time(kWarnTicks);
     DisposeDialog(d);
@@ -126,18 +124,18 @@ void MessageFlash(ConstStr text, int32_t ticks)
     Rect box;
 
     pstrcpy(words, text);
-    DialogPtr d = GetNewDialog(kFlashDialog);
+    DialogPtr d = GetNewDialog(kDlgFlash);
     if (!d)
         return;
-    GetDialogItem(d, kFlashText, &kind, &box);
+    GetDialogItem(d, kItemFlashText, &kind, &box);
     int spare = box.right - box.left - StringWidth(words);
     if (spare > 0) {
         box.left = int16_t(box.left + spare / 2);
         box.top = int16_t(box.top + kFlashDrop);
         box.bottom = int16_t(box.bottom + kFlashDrop);
-        SetDialogItemRect(d, kFlashText, &box);
+        SetDialogItemRect(d, kItemFlashText, &box);
     }
-    SetDText(d, kFlashText, words);
+    SetDText(d, kItemFlashText, words);
     DrawDialog(d);
     pass_time(ticks);
     DisposeDialog(d);

@@ -11,7 +11,6 @@
 
 #include "platform/types.h"
 
-constexpr int16_t kMessageList = 360;   // messages of the program
 constexpr int16_t kUserCancelled = 128; // its own words, nothing behind them
 
 // The words for `code`, with `text` behind them. The result lies in one

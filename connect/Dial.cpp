@@ -10,6 +10,7 @@
 #include "platform/clock.h"
 #include "platform/events.h"
 #include "platform/resources.h"
+#include "resources/names.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "shell/QuillonMenus.h"
@@ -18,8 +19,6 @@
 
 // ---- constants -------------------------------------------------------------
 
-constexpr int16_t kTexts = 300;     // list; string 3 asks before a hang-up
-constexpr int16_t kAskHangUp = 301; // alert
 constexpr uint8_t kHangUpByDTR = 1; // modemFlags
 
 // ---- state -----------------------------------------------------------------
@@ -49,9 +48,9 @@ static void choose_entry(int16_t index, uint16_t modifiers)
 
 void do_dial(int16_t item, uint16_t modifiers)
 {
-    if (item == 1)
+    if (item == kItemDialDirectory)
         DialDir();
-    else if (item == 2)
+    else if (item == kItemDialSave)
         sav_setup(nullptr);
     else if (item >= kDialFirstItem && item < kDialFirstItem + ddCount)
         choose_entry(int16_t(item - kDialFirstItem), modifiers);
@@ -74,9 +73,9 @@ void HangUp()
     Str255 text;
 
     if (qset.globFlags & kGlobAskHangUp) {
-        GetIndString(text, kTexts, 3);
+        GetIndString(text, kListTexts, kStrAskHangUp);
         ParamText(text, nullptr, nullptr, nullptr);
-        if (Alert(kAskHangUp) != 1)
+        if (Alert(kAlertAsk) != 1)
             return;
     }
     if (qset.modemFlags & kHangUpByDTR) {

@@ -8,9 +8,10 @@
 #include "platform/dialogs.h"
 #include "platform/events.h"
 #include "platform/types.h"
+#include "resources/names.h"
 
 // Entry i is item i + kDialFirstItem of the Dial menu.
-constexpr int16_t kDialFirstItem = 6;
+constexpr int16_t kDialFirstItem = kLastItemDial + 1;
 
 // ---- the list --------------------------------------------------------------
 // ddHdls[0 .. ddCount-1] ascend by CompareString, and no two names are equal

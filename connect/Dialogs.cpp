@@ -5,14 +5,10 @@
 #include "base/atol.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
+#include "resources/names.h"
 #include "serial/IOKitSerial.h"
 
 // ---- constants -------------------------------------------------------------
-
-constexpr int16_t kOK = 1, kCancel = 2;
-constexpr int16_t kPortDialog = 432;
-constexpr int16_t kPortLabel = 4; // the pop-up is the item behind it
-constexpr int16_t kPortMenu = 500;
 
 // ---- field helpers ---------------------------------------------------------
 
@@ -59,7 +55,7 @@ bool portonly_set()
 {
     // What was plugged in since the last look can be chosen now.
     buildDevMenu();
-    DialogPtr dialog = GetNewDialog(kPortDialog);
+    DialogPtr dialog = GetNewDialog(kDlgPort);
     if (!dialog)
         return false;
 
@@ -67,16 +63,17 @@ bool portonly_set()
     int16_t item = 0;
     path[0] = 0;
     (void)GetPortNames(nullptr, path, nullptr);
-    up_set(dialog, kPortLabel, devMenuHdl, kPortMenu, int16_t(gPortIndex + 1));
-    SetDialogDefaultItem(dialog, kOK);
-    SetDialogCancelItem(dialog, kCancel);
+    up_set(dialog, kItemPortLabel, devMenuHdl, kMenuPort,
+           int16_t(gPortIndex + 1));
+    SetDialogDefaultItem(dialog, kItemPortOK);
+    SetDialogCancelItem(dialog, kItemPortCancel);
     ShowWindow(dialog);
-    while (item != kOK && item != kCancel)
+    while (item != kItemPortOK && item != kItemPortCancel)
         ModalDialog(nullptr, &item);
 
-    int16_t choice = GetPopVal(kPortLabel, 1);
+    int16_t choice = GetPopVal(kItemPortLabel, 1);
     DisposeDialog(dialog);
-    if (item != kOK)
+    if (item != kItemPortOK)
         return false;
     if (choice >= 1 && choice <= gDevCount && gPortNames[choice - 1])
         SetModem(gPortNames[choice - 1]);

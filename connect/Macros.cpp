@@ -5,9 +5,10 @@
 #include "connect/Settings.h"
 #include "platform/menus.h"
 #include "platform/resources.h"
+#include "resources/names.h"
 #include "shell/QuillonMenus.h"
 
-constexpr int16_t kFirstMacroItem = 5;
+constexpr int16_t kFirstMacroItem = kLastItemMacros + 1;
 constexpr int16_t kMostMacros = 10;
 
 void set_macro_menu()

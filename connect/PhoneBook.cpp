@@ -15,6 +15,7 @@
 #include "platform/resources.h"
 #include "platform/sound.h"
 #include "platform/windows.h"
+#include "resources/names.h"
 #include "scrollback/SaveText.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
@@ -148,7 +149,7 @@ void do_setup(Handle resource, ConstStr name)
     copy_cset_swaps(image, &cset);
 
     DisposeHandle(gLocalStrings);
-    gLocalStrings = copy_of(GetResource(kList, cset.localStrID));
+    gLocalStrings = copy_of(GetResource(kStringList, cset.localStrID));
 
     if (!ddlog && myWindow)
         SetWTitle(myWindow, name);
@@ -199,12 +200,12 @@ static OSErr save_strings(bool *changed)
 {
     if (!gLocalStrings)
         return noErr;
-    Handle list = GetResource(kList, cset.localStrID);
+    Handle list = GetResource(kStringList, cset.localStrID);
     if (!list) {
         if (!cset.localStrID)
             return noErr;
         *changed = true;
-        return add_copy(gLocalStrings, kList, cset.localStrID, PSTR(""));
+        return add_copy(gLocalStrings, kStringList, cset.localStrID, PSTR(""));
     }
     if (same_bytes(list, gLocalStrings))
         return noErr;
@@ -225,7 +226,7 @@ static void save_capture_path()
         return;
     OSErr err = save_strings(&changed);
     if (err != noErr)
-        ErrorAlertSTR(err, kMessageList, kMsgSaveConn);
+        ErrorAlertSTR(err, kListErrors, kStrCantSaveConnection);
     else if (changed)
         (void)FlushPhone(); // told there
 }
@@ -240,7 +241,7 @@ bool chkSetChg()
     copy_cset_swaps(&cset, now);
     set_changed = memcmp(image, now, sizeof now) != 0;
     if (!set_changed) {
-        Handle list = GetResource(kList, cset.localStrID);
+        Handle list = GetResource(kStringList, cset.localStrID);
         if (gLocalStrings && (!list || !same_bytes(list, gLocalStrings)))
             set_changed = 1;
         else if (gLocalStrings)
@@ -287,7 +288,7 @@ void sav_setup(Handle resource)
         err = ResError();
     }
     if (err != noErr)
-        ErrorAlertSTR(err, kMessageList, kMsgSaveConn);
+        ErrorAlertSTR(err, kListErrors, kStrCantSaveConnection);
     else
         (void)FlushPhone(); // told there
     set_changed = 0;
@@ -297,14 +298,14 @@ static OSErr save_globals(bool *changed)
 {
     if (!gGlobStrings)
         return noErr;
-    Handle list = GetResource(kList, kGlobListID);
+    Handle list = GetResource(kStringList, kGlobListID);
     if (list && same_bytes(list, gGlobStrings))
         return noErr;
     if (globsAtStart && same_bytes(globsAtStart, gGlobStrings))
         return noErr;
     *changed = true;
     if (!list || HomeResFile(list) != pRef)
-        return add_copy(gGlobStrings, kList, kGlobListID, PSTR(""));
+        return add_copy(gGlobStrings, kStringList, kGlobListID, PSTR(""));
     return ReplaceResource(list, gGlobStrings);
 }
 
@@ -328,7 +329,7 @@ void saveQset()
             err = werr;
     }
     if (err != noErr) {
-        ErrorAlertSTR(err, kMessageList, kMsgSaveGlob);
+        ErrorAlertSTR(err, kListErrors, kStrCantSaveSettings);
         return;
     }
     if (changed && FlushPhone() != noErr)
@@ -345,7 +346,7 @@ OSErr FlushPhone()
     if (err == noErr)
         err = FlushResFile(pRef);
     if (err != noErr)
-        ErrorAlertSTR(err, kMessageList, kMsgFlush);
+        ErrorAlertSTR(err, kListErrors, kStrCantFlushBook);
     return err;
 }
 

@@ -10,6 +10,7 @@
 #include "platform/memory.h"
 #include "platform/menus.h"
 #include "platform/resources.h"
+#include "resources/names.h"
 #include "serial/IOKitSerial.h"
 #include "shell/Inits.h"
 #include "shell/Quillon.h"
@@ -17,8 +18,6 @@
 #include "transfer/Names.h"
 
 // ---- constants -------------------------------------------------------------
-
-constexpr int16_t kFileNames = 310; // list: string 1 is the book's name
 
 // Modem list.
 constexpr int16_t kModemFixed = 9; // strings ahead of the patterns
@@ -42,7 +41,7 @@ static void name_error(OSErr code, int16_t index, ConstStr names)
 {
     Str255 text;
 
-    GetIndString(text, kMessageList, index);
+    GetIndString(text, kListErrors, index);
     pstrcat(text, names);
     ErrorAlert(text, code);
 }
@@ -62,7 +61,7 @@ void TellBookError(OSErr code, ConstStr file)
     Str255 names = {0};
 
     add_quoted(names, file);
-    name_error(code, kMsgOpen, names);
+    name_error(code, kStrCantOpenBook, names);
 }
 
 // Looks at every record whose length is fixed and every string list of the
@@ -76,14 +75,14 @@ static void tell_damage()
         Handle h = Get1IndResource(kDial, i);
         if (!h)
             continue;
-        Handle list = GetResource(kList, get_word(h, kAtListID));
+        Handle list = GetResource(kStringList, get_word(h, kAtListID));
         if (GetHandleSize(h) == kDialRecLen && (!list || StrListOK(list)))
             continue;
         GetResInfo(h, nullptr, nullptr, name);
         add_quoted(names, name);
     }
-    for (int16_t i = 1; i <= Count1Resources(kList); i++) {
-        Handle h = Get1IndResource(kList, i);
+    for (int16_t i = 1; i <= Count1Resources(kStringList); i++) {
+        Handle h = Get1IndResource(kStringList, i);
         if (!h || StrListOK(h))
             continue;
         int16_t id = 0;
@@ -96,14 +95,14 @@ static void tell_damage()
     if (qsHdl && GetHandleSize(qsHdl) > kQsetLen)
         add_quoted(names, PSTR("qSet 1"));
     if (names[0])
-        name_error(noErr, kMsgDamaged, names);
+        name_error(noErr, kStrBookDamaged, names);
 }
 
 // A start may set global strings that it finds empty. In a damaged list they
 // may only be hidden, and saving would take them away for good.
 static void keep_damaged_globals()
 {
-    Handle list = Get1Resource(kList, kGlobListID);
+    Handle list = Get1Resource(kStringList, kGlobListID);
 
     DisposeHandle(globsAtStart);
     globsAtStart = list && StrListOK(list) ? nullptr : copy_of(gGlobStrings);
@@ -136,7 +135,7 @@ static OSErr make_book(const FSSpec *file, Handle entry, Handle macros)
     UseResFile(pRef);
     err = add_copy(entry, kDial, kFirstDialID, PSTR("Local"));
     if (err == noErr)
-        err = add_copy(macros, kList, 0, PSTR("Default"));
+        err = add_copy(macros, kStringList, 0, PSTR("Default"));
     return err;
 }
 
@@ -162,7 +161,7 @@ static OSErr open_file(const FSSpec *file, bool create, bool *isNew)
         return resNotFound;
     }
     pgmFRef = HomeResFile(entry);
-    Handle macros = GetResource(kList, 0);
+    Handle macros = GetResource(kStringList, 0);
 
     pRef = HOpenResFile(file->vRefNum, file->parID, file->name, fsRdWrPerm);
     if (pRef >= 0)
@@ -237,12 +236,12 @@ static void field_string(const uint8_t *field, int room, uint8_t *out)
 // its own under another name.
 static Handle modem_list(ConstStr name, int16_t *id)
 {
-    Handle list = name[0] ? GetNamedResource(kList, name) : nullptr;
+    Handle list = name[0] ? GetNamedResource(kStringList, name) : nullptr;
 
     *id = kModemListID;
     if (list)
         GetResInfo(list, id, nullptr, nullptr);
-    return GetResource(kList, *id);
+    return GetResource(kStringList, *id);
 }
 
 // The global strings of a book that has none, partly out of fields in which
@@ -263,8 +262,8 @@ static Handle build_globals()
     (void)SetStrInList(list, kGlobPort, port);
 
     text[0] = 0;
-    if (MenuHandle fonts = GetMenu(kPFontMenu))
-        GetMenuItemText(fonts, 1, text);
+    if (MenuHandle fonts = GetMenu(kMenuPrintFont))
+        GetMenuItemText(fonts, kItemPrintFontSame, text);
     (void)SetStrInList(list, kGlobPrintFont, text);
 
     field_string(qset.oldModemName, sizeof qset.oldModemName, modem);
@@ -296,16 +295,16 @@ static Handle build_globals()
 
 static OSErr load_globals(bool *changed)
 {
-    Handle list = GetResource(kList, kGlobListID);
+    Handle list = GetResource(kStringList, kGlobListID);
 
     if (!list || HomeResFile(list) != pRef) {
-        Handle macros = GetResource(kList, 0);
+        Handle macros = GetResource(kStringList, 0);
         if (macros && HomeResFile(macros) == pRef)
             SetResInfo(macros, 0, PSTR("Default"));
         list = build_globals();
         if (!list)
             return memFullErr;
-        OSErr err = add_record(list, kList, kGlobListID, PSTR(""));
+        OSErr err = add_record(list, kStringList, kGlobListID, PSTR(""));
         if (err != noErr)
             return err;
         *changed = true;
@@ -346,9 +345,9 @@ static Handle renewed_modem_list(Handle list)
     Handle patterns = list;
     if (isShort) {
         UseResFile(pgmFRef);
-        patterns = Get1Resource(kList, modem_res);
+        patterns = Get1Resource(kStringList, modem_res);
         if (!patterns)
-            patterns = Get1Resource(kList, kModemListID);
+            patterns = Get1Resource(kStringList, kModemListID);
         UseResFile(pRef);
     }
     for (int16_t i = kModemFixed + 1; i <= kModemMost; i++) {
@@ -384,7 +383,7 @@ static void load_modem_list(bool *changed)
     if (HomeResFile(list) == pRef)
         err = ReplaceResource(list, renewed);
     else
-        err = add_copy(renewed, kList, modem_res, name);
+        err = add_copy(renewed, kStringList, modem_res, name);
     DisposeHandle(renewed);
     if (err == noErr)
         *changed = true;
@@ -425,7 +424,7 @@ OSErr OpenDefPhoneBook()
 {
     FSSpec file;
 
-    GetIndString(file.name, kFileNames, 1);
+    GetIndString(file.name, kListNames, kStrBookFile);
     file.vRefNum = pgmVRef;
     file.parID = pgmDir;
     OSErr err = fnfErr;
@@ -460,7 +459,7 @@ OSErr OpenAPhoneBook(const FSSpec *file, bool create)
     if (err == noErr)
         err = load_globals(&changed);
     if (err != noErr) {
-        ErrorAlertSTR(err, kMessageList, kMsgAdd);
+        ErrorAlertSTR(err, kListErrors, kStrCantAddRecord);
         return give_up(err);
     }
     load_modem_list(&changed);
@@ -521,12 +520,12 @@ static OSErr add_old_strings(Handle entry)
     int16_t id = 0;
 
     GetResInfo(entry, &id, nullptr, nullptr);
-    if (id < 3000 || id > 3999 || GetResource(kList, id))
-        id = UniqRangeID(kList, kFirstListID);
+    if (id < 3000 || id > 3999 || GetResource(kStringList, id))
+        id = UniqRangeID(kStringList, kFirstListID);
     Handle list = old_strings(entry);
     if (!list)
         return memFullErr;
-    OSErr err = add_record(list, kList, id, PSTR(""));
+    OSErr err = add_record(list, kStringList, id, PSTR(""));
     if (err != noErr)
         return err;
     (*entry)[kAtListID] = uint8_t(id >> 8);
@@ -541,13 +540,13 @@ void CheckLocalStrings()
     for (int16_t i = 0; i < ddCount; i++) {
         Handle entry = ddHdls[i];
         int16_t id = get_word(entry, kAtListID);
-        if (id && GetResource(kList, id))
+        if (id && GetResource(kStringList, id))
             continue;
         if (GetHandleSize(entry) < kDialRecLen)
             continue; // damaged: it has no room for the number
         OSErr err = add_old_strings(entry);
         if (err != noErr) {
-            ErrorAlertSTR(err, kMessageList, kMsgOldList);
+            ErrorAlertSTR(err, kListErrors, kStrCantMigrate);
             break;
         }
         changed = true;

@@ -6,18 +6,7 @@
 
 constexpr OSType kDial = FOUR("Dial");
 constexpr OSType kQset = FOUR("qSet");
-constexpr OSType kList = FOUR("STR#");
-
-// Messages of list 360.
-enum : int16_t {
-    kMsgOpen = 17,
-    kMsgAdd = 18,
-    kMsgFlush = 19,
-    kMsgSaveConn = 20,
-    kMsgSaveGlob = 21,
-    kMsgOldList = 23,
-    kMsgDamaged = 29,
-};
+constexpr OSType kStringList = FOUR("STR#");
 
 // Places in a Dial record as it stands in the book.
 constexpr int32_t kAtLastConnect = offsetof(cset_t, lastConnect);

@@ -11,6 +11,7 @@
 #include "platform/menus.h"
 #include "platform/resources.h"
 #include "platform/sound.h"
+#include "resources/names.h"
 #include "scrollback/Selection.h"
 #include "shell/Inits.h"
 #include "shell/QuillonMenus.h"
@@ -23,8 +24,6 @@ FSSpec gAppendFSS;
 uint8_t gAppendOK;
 
 constexpr int32_t kMostBytes = 10000000; // a larger selection can't leave
-constexpr int16_t kAppendItem = 12;      // of the File menu
-constexpr int16_t kTextList = 300;
 constexpr OSType kTextType = FOUR("TEXT");
 
 // Errors of the writing aren't told: the file's size tells, as ever.
@@ -55,7 +54,7 @@ int16_t writeBuffer()
     pstrcpy(name, ServiceName);
     pstrcatchr(name, ' ');
     pstrcat(name, date);
-    GetIndString(prompt, kTextList, 19);
+    GetIndString(prompt, kListTexts, kStrSaveSelection);
     if (MyPutFile(prompt, name, &file)) {
         int32_t size;
         const uint8_t *text = prepSel(&size);
@@ -79,7 +78,7 @@ static OSErr append_bytes(int16_t ref, const uint8_t *text, int32_t size)
     (void)SetFPos(ref, fsFromLEOF, 0);
     const OSErr error = FSWriteNoCache(ref, &count, text);
     if (error != noErr)
-        PrtErrorSTR(error, kMessageList, 7);
+        PrtErrorSTR(error, kListErrors, kStrCantWriteFile);
     // Every piece ends its line, and an empty line stands behind it.
     if (size == 0 || text[size - 1] != cr)
         (void)FSWriteNoCache(ref, &one, &cr);
@@ -96,7 +95,7 @@ OSErr AppendSel(const FSSpec *file)
     const uint8_t *text = prepSel(&size);
 
     if (size > kMostBytes) {
-        PrtErrorSTR(dskFulErr, kMessageList, 9);
+        PrtErrorSTR(dskFulErr, kListErrors, kStrTooLarge);
         unprepSel();
         return noErr;
     }
@@ -104,7 +103,7 @@ OSErr AppendSel(const FSSpec *file)
         (void)FSpCreate(file, textcreator, kTextType);
     OSErr error = FSpOpenDF(file, fsWrPerm, &ref);
     if (error != noErr) {
-        PrtErrorSTR(error, kMessageList, 11);
+        PrtErrorSTR(error, kListErrors, kStrCantOpenFile);
         unprepSel();
         return error;
     }
@@ -142,7 +141,7 @@ void SetAppendName(const FSSpec *file, int16_t remember)
     gAppendOK = 0;
     gAppendFSS = *file;
     if (!gAppendBase[0])
-        GetMenuItemText(FileMenu, kAppendItem, gAppendBase);
+        GetMenuItemText(FileMenu, kItemFileAppendLast, gAppendBase);
     if (gAppendFSS.name[0]) {
         FInfo info;
         const OSErr error = FSpGetFInfo(&gAppendFSS, &info);
@@ -156,7 +155,7 @@ void SetAppendName(const FSSpec *file, int16_t remember)
         pstrcat(text, gAppendFSS.name);
         pstrcatchr(text, kRightQuote);
     }
-    SetMenuItemText(FileMenu, kAppendItem, text);
+    SetMenuItemText(FileMenu, kItemFileAppendLast, text);
 }
 
 void DoAppendSel()
@@ -180,7 +179,7 @@ void DoAppendLast()
         DoAppendSel();
         return;
     }
-    GetIndString(text, kTextList, 20);
+    GetIndString(text, kListTexts, kStrAppendedTo);
     pstrcat(text, gAppendFSS.name);
     MessageFlash(text, 100);
 }

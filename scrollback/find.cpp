@@ -10,6 +10,7 @@
 #include "platform/memory.h"
 #include "platform/sound.h"
 #include "platform/windows.h"
+#include "resources/names.h"
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
 #include "scrollback/savbuf.h"
@@ -20,9 +21,6 @@ int32_t findline = -1;
 DialogPtr srch_dlog;
 WindowPtr srch_dwin;
 
-constexpr int16_t kFindDialog = 350;
-constexpr int16_t kFindButton = 1;
-constexpr int16_t kFindText = 2;
 constexpr size_t kLongest = 40;
 
 // Only the letters A to Z have a case here.
@@ -111,15 +109,15 @@ void open_find()
     Str255 text;
 
     if (!srch_dlog) {
-        srch_dlog = srch_dwin = GetNewDialog(kFindDialog);
+        srch_dlog = srch_dwin = GetNewDialog(kDlgFind);
         if (!srch_dlog)
             return;
         if (qset.findWinLoc.v > 0)
             RestoreWinLoc(srch_dwin, qset.findWinLoc);
         CopyCStringToPascal(find_str, text);
-        SetDialogItemText(srch_dlog, kFindText, text);
-        SelectDialogItemText(srch_dlog, kFindText, 0, 32767);
-        EnableDialogItem(srch_dlog, kFindButton, find_str[0] != 0);
+        SetDialogItemText(srch_dlog, kItemFindText, text);
+        SelectDialogItemText(srch_dlog, kItemFindText, 0, 32767);
+        EnableDialogItem(srch_dlog, kItemFindFind, find_str[0] != 0);
         ShowWindow(srch_dwin);
         findline = -1;
     }
@@ -138,19 +136,19 @@ bool do_search(EventRecord *event, DialogPtr *dialog, int16_t *item)
         return false;
     if (key && (character == kReturn || character == kEnter)) {
         *dialog = srch_dlog;
-        *item = kFindButton;
+        *item = kItemFindFind;
         hit = true;
     } else {
         hit = DialogSelect(event, dialog, item);
     }
 
     Str255 text;
-    GetDialogItemText(srch_dlog, kFindText, text);
+    GetDialogItemText(srch_dlog, kItemFindText, text);
     CopyPascalStringToC(text, find_str);
-    EnableDialogItem(srch_dlog, kFindButton, text[0] != 0);
+    EnableDialogItem(srch_dlog, kItemFindFind, text[0] != 0);
     if (event->what == keyDown && !hit)
         findline = -1; // the text was edited: from the top
-    if (hit && *item == kFindButton && !find_it())
+    if (hit && *item == kItemFindFind && !find_it())
         SysBeep(6);
     return key || hit;
 }

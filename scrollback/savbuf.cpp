@@ -15,6 +15,7 @@
 #include "platform/memory.h"
 #include "platform/resources.h"
 #include "platform/sound.h"
+#include "resources/names.h"
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
 #include "scrollback/find.h"
@@ -358,11 +359,11 @@ void clr_savbuf()
 {
     Str255 what;
 
-    GetIndString(what, 300, 1);
+    GetIndString(what, kListTexts, kStrAskClear);
     ParamText(what, nullptr, nullptr, nullptr);
     if (qset.globFlags & kGlobAskClear) {
         SetArrowCursor();
-        if (CautionAlert(301) != 1) {
+        if (CautionAlert(kAlertAsk) != 1) {
             savAllow = savcount;
             return;
         }
@@ -445,7 +446,7 @@ void PutLine(uint8_t *line, int16_t length)
     line[n] = kept;
     if (error != noErr) {
         StopCapture();
-        PrtErrorSTR(error, 360, 8);
+        PrtErrorSTR(error, kListErrors, kStrCantCapture);
         SysBeep(3);
     }
 }

@@ -13,13 +13,12 @@
 #include "platform/menus.h"
 #include "platform/prefs.h"
 #include "platform/resources.h"
+#include "resources/names.h"
 #include "serial/ModemIO.h"
 #include "shell/QuillonMenus.h"
 #include "shell/QuillonWindow.h"
 
-constexpr int16_t kDeviceMenu = 500;
 constexpr int32_t kNameBlock = 256;
-constexpr int16_t kCantOpen = 5;     // messages of list 360
 constexpr uint32_t kRetryTicks = 30; // between two looks for a lost device
 constexpr uint32_t kLongestRetry = 600;
 constexpr uint32_t kStood = 120;     // a port open for so long was a good one
@@ -121,7 +120,7 @@ void BuildPortList()
 void buildDevMenu()
 {
     IOKitBuildSerial();
-    devMenuHdl = GetMenu(kDeviceMenu);
+    devMenuHdl = GetMenu(kMenuPort);
     if (!devMenuHdl)
         return;
     for (int32_t i = 0; i < gDevCount && i < kMaxPorts; i++) {
@@ -200,7 +199,7 @@ static void report_open(int16_t error, const char *path)
     Str255 text, why;
 
     port_why(path, error, why);
-    GetIndString(text, kMessageList, kCantOpen);
+    GetIndString(text, kListErrors, kStrCantOpenPort);
     if (why[0] > 0) {
         pstrcatchr(text, ' ');
         pstrcat(text, why);

@@ -15,6 +15,7 @@
 #include "platform/files.h"
 #include "platform/ports.h"
 #include "platform/sound.h"
+#include "resources/names.h"
 #include "scrollback/View.h"
 #include "serial/IOKitSerial.h"
 #include "terminal/VT100.h"
@@ -25,7 +26,6 @@
 #include <cerrno>
 
 constexpr uint8_t kLF = 0x0A, kDLE = 0x10;
-constexpr int16_t kReadStats = 129; // alert
 constexpr int16_t kPurgePiece = 200;
 constexpr int32_t kPurgeLimit = 1200; // purgeBuffer gives up on a talker
 constexpr int32_t kQuietTicks = 20;   // then nothing is echoed any more
@@ -33,8 +33,6 @@ constexpr int32_t kTestPause = 59;    // a longer one ends the speed test
 constexpr int32_t kIdleTicks = 240;   // then the line counts as idle
 constexpr uint16_t kKeyDownMask = 1 << keyDown;
 
-// Messages of list 360
-constexpr int16_t kMsgGone = 1, kMsgLost = 2, kMsgRead = 3, kMsgCapture = 7;
 constexpr int16_t kDriverLost = -18; // of an older port layer
 
 // ---- the batch --------------------------------------------------------------
@@ -69,13 +67,13 @@ static void judge(int16_t code)
 {
     if (code == kPortGone || code == kDriverLost) {
         if (code == kPortGone)
-            PrtErrorSTR(0, kMessageList, kMsgGone);
+            PrtErrorSTR(0, kListErrors, kStrLineLost);
         else
-            PrtErrorSTR(kDriverLost, kMessageList, kMsgLost);
+            PrtErrorSTR(kDriverLost, kListErrors, kStrOverrun);
         lineBufCnt = 0;
         (void)LoseModem(); // reports by itself
     } else if (code != 0 && code != lastErr) {
-        PrtErrorSTR(code, kMessageList, kMsgRead);
+        PrtErrorSTR(code, kListErrors, kStrCantReadPort);
         lineBufCnt = 0;
     }
     lastErr = code;
@@ -234,7 +232,7 @@ static void write_capture(const uint8_t *bytes, int32_t count)
 
     if (error != noErr) {
         StopCapture();
-        PrtErrorSTR(error, kMessageList, kMsgCapture);
+        PrtErrorSTR(error, kListErrors, kStrCantWriteFile);
     }
 }
 
@@ -334,6 +332,6 @@ void ShowReadStats()
     NumToString(maxRead, most);
     NumToString(qset.inBufSize, size);
     ParamText(most, size, nullptr, nullptr);
-    Alert(kReadStats);
+    Alert(kAlertReadStats);
     maxRead = totRead = cntRead = 0;
 }

@@ -23,6 +23,7 @@
 #include "platform/ports.h"
 #include "platform/resources.h"
 #include "platform/scrap.h"
+#include "resources/names.h"
 #include "scrollback/NPrint.h"
 #include "scrollback/View.h"
 #include "scrollback/find.h"
@@ -38,10 +39,6 @@
 
 // ---- constants -------------------------------------------------------------
 
-constexpr int16_t kSplash = 128;     // dialog
-constexpr int16_t kMainWindow = 128; // window
-constexpr int16_t kTexts = 300;      // list
-constexpr int16_t kTextChoose = 16, kTextCantOpen = 17, kTextStarting = 18;
 constexpr int32_t kXferBuf = 1500;
 constexpr uint32_t kLastAnswer = 20; // ticks that the modem gets at the end
 
@@ -118,11 +115,11 @@ static void show_splash()
     Str255 text;
 
     ParamText(longvers, nullptr, nullptr, nullptr);
-    splash = GetNewDialog(kSplash);
+    splash = GetNewDialog(kDlgAbout);
     if (!splash)
         return;
-    GetIndString(text, kTexts, kTextStarting);
-    SetDialogItemText(splash, 2, text);
+    GetIndString(text, kListTexts, kStrStarting);
+    SetDialogItemText(splash, kItemAboutStarting, text);
     ShowWindow(splash);
     DrawDialog(splash);
 }
@@ -253,7 +250,7 @@ static void make_window()
     Rect bounds = {0, 0, kBarSize, kBarSize};
 
     myWindow =
-        gColorQD ? GetNewCWindow(kMainWindow) : GetNewWindow(kMainWindow);
+        gColorQD ? GetNewCWindow(kWindowMain) : GetNewWindow(kWindowMain);
     InstallDragForWindow(myWindow);
     install_wheel_handler(myWindow);
     SetLimitRects();
@@ -276,7 +273,7 @@ static void explain_port(int16_t error)
     Str255 text, name, path = {0}, why;
     char cpath[256];
 
-    GetIndString(text, kTexts, kTextCantOpen);
+    GetIndString(text, kListTexts, kStrOtherPort);
     (void)GetPortNames(name, path, nullptr);
     CopyPascalStringToC(path, cpath);
     port_why(cpath, error, why);
@@ -343,7 +340,7 @@ int FinishInitFoneOpen()
     make_window();
     InitPage();
     if (KeyModifiers() & shiftKey) {
-        GetIndString(text, kTexts, kTextChoose);
+        GetIndString(text, kListTexts, kStrWhichPort);
         ParamText(text, PSTR(""), PSTR(""), PSTR(""));
         (void)choose_port(); // without a choice the port stays the same
     }

@@ -13,6 +13,7 @@
 #include "platform/dialogs.h"
 #include "platform/drawing.h"
 #include "platform/menus.h"
+#include "resources/names.h"
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
 #include "scrollback/find.h"
@@ -266,7 +267,7 @@ static void menu_click(const EventRecord &event, char mode)
     int32_t choice = MenuSelect(&event);
     (void)EventAvail(4, &fresh);
     int16_t menu = int16_t(uint32_t(choice) >> 16);
-    if (mode != kModeMain && !(menu == kDeskMenu && int16_t(choice) >= 2))
+    if (mode != kModeMain && !(menu == kMenuQuillon && int16_t(choice) >= 2))
         HiliteMenu(0);
     else
         DoMenu(choice, fresh.modifiers, int16_t(event.what));

@@ -19,6 +19,7 @@
 #include "platform/resources.h"
 #include "platform/scrap.h"
 #include "platform/sound.h"
+#include "resources/names.h"
 #include "scrollback/NPrint.h"
 #include "scrollback/SaveText.h"
 #include "scrollback/Selection.h"
@@ -42,15 +43,6 @@ constexpr OSType kText = FOUR("TEXT");
 constexpr uint16_t kModifier = cmdKey | shiftKey | optionKey;
 constexpr uint8_t kCheckStyleOutline = 8;
 
-constexpr int16_t kAboutDialog = 128;
-constexpr int16_t kTypeAheadDialog = 360;
-constexpr int16_t kQuitAlert = 315;
-constexpr int16_t kKeysAlert = 320;
-constexpr int16_t kMouseAlert = 321;
-constexpr int16_t kFlowAlert = 307;
-constexpr int16_t kNoCTS = 28;  // message of list 360
-constexpr int16_t kTexts = 300; // list; 14 and 15 tell of the echo
-
 constexpr const char *xconv_types = "SMBT"; // by item from 1
 
 // Items of the hierarchical menus within menu 345.
@@ -69,21 +61,21 @@ struct absent_item {
 };
 // clang-format off
 constexpr absent_item absent[] = {
-    {kDialMenu, 1},      // dial directory
-    {kDialMenu, 3},      // dial the marked entries
-    {kSettingMenu, 1, true}, // dialogs; with Shift the echo's switch
-    {kSettingMenu, 2},
-    {kSettingMenu, 3},
-    {kSettingMenu, 4},
-    {kSettingMenu, 5},
-    {kSettingMenu, 7},
-    {kSettingMenu, 8},
-    {kSettingMenu, 9},
-    {kSettingMenu, 10},
-    {kSettingMenu, 11},
-    {kMacroMenu, 1},     // dialogs on macro sets
-    {kMacroMenu, 2},
-    {kMacroMenu, 3},     // scripts
+    {kMenuDial, 1},      // dial directory
+    {kMenuDial, 3},      // dial the marked entries
+    {kMenuSettings, 1, true}, // dialogs; with Shift the echo's switch
+    {kMenuSettings, 2},
+    {kMenuSettings, 3},
+    {kMenuSettings, 4},
+    {kMenuSettings, 5},
+    {kMenuSettings, 7},
+    {kMenuSettings, 8},
+    {kMenuSettings, 9},
+    {kMenuSettings, 10},
+    {kMenuSettings, 11},
+    {kMenuMacros, 1},     // dialogs on macro sets
+    {kMenuMacros, 2},
+    {kMenuMacros, 3},     // scripts
 };
 // clang-format on
 
@@ -152,7 +144,7 @@ void DoAboutDialog()
     EventRecord event;
 
     ParamText(longvers, nullptr, nullptr, nullptr);
-    DialogPtr dialog = GetNewDialog(kAboutDialog);
+    DialogPtr dialog = GetNewDialog(kDlgAbout);
     if (!dialog)
         return;
     ShowWindow(dialog);
@@ -204,7 +196,7 @@ static void do_quit(bool byKey)
 {
     if (byKey && (qset.globFlags & kGlobAskQuit)) {
         SetArrowCursor();
-        if (StopAlert(kQuitAlert) == 2)
+        if (StopAlert(kAlertQuit) == 2)
             return;
     }
     if (chkSetChg())
@@ -298,7 +290,7 @@ static void do_type_ahead()
     } else if (bufDwin) {
         SelectWindow(bufDwin);
     } else {
-        bufDlog = GetNewDialog(kTypeAheadDialog);
+        bufDlog = GetNewDialog(kDlgTypeAhead);
         bufDwin = bufDlog;
         if (!bufDwin)
             return;
@@ -366,7 +358,7 @@ static void do_dial_menu(int16_t item, uint16_t modifiers, bool byKey)
     if (byKey && (modifiers & shiftKey) && item == 1) {
         item = 3;
         modifiers = 0;
-        if (is_absent(kDialMenu, item, false))
+        if (is_absent(kMenuDial, item, false))
             return;
     }
     if (item == 4) {
@@ -385,7 +377,8 @@ static void flip_echo()
     cset.echoFlag ^= 1;
     localEcho = cset.echoFlag;
     set_changed = 1;
-    GetIndString(text, kTexts, cset.echoFlag & 1 ? 15 : 14);
+    GetIndString(text, kListTexts,
+                 cset.echoFlag & 1 ? kStrEchoOn : kStrEchoOff);
     MessageFlash(text, 100);
 }
 
@@ -476,10 +469,10 @@ static void do_misc(int16_t item, uint16_t modifiers)
                                                    : qset.breakShort);
         break;
     case 3:
-        (void)Alert(kKeysAlert);
+        (void)Alert(kAlertKeys);
         break;
     case 4:
-        (void)Alert(kMouseAlert);
+        (void)Alert(kAlertMouse);
         break;
     case 6:
         reset_term();
@@ -526,39 +519,39 @@ static void run_item(int16_t menu, int16_t item, uint16_t modifiers,
     bool byKey = what == keyDown;
 
     switch (menu) {
-    case kRcvMenu:
+    case kMenuReceive:
         do_receive_item(item, modifiers);
         break;
-    case kSendMenu:
+    case kMenuSend:
         do_send_item(item, modifiers);
         break;
-    case kXconvMenu:
+    case kMenuConvert:
         if (item >= 1 && item <= 4)
             set_dconv(xconv_types[item - 1]);
         break;
-    case kDeskMenu:
+    case kMenuQuillon:
         if (item == 1)
             DoAboutDialog();
         break;
-    case kFileMenu:
+    case kMenuFile:
         do_file(item, modifiers, byKey);
         break;
-    case kEditMenu:
+    case kMenuEdit:
         do_edit(item, modifiers);
         break;
-    case kDialMenu:
+    case kMenuDial:
         do_dial_menu(item, modifiers, byKey);
         break;
-    case kSettingMenu:
+    case kMenuSettings:
         do_settings(item, modifiers, byKey);
         break;
-    case kMacroMenu:
+    case kMenuMacros:
         do_macros(item);
         break;
-    case kMiscMenu:
+    case kMenuMisc:
         do_misc(item, modifiers);
         break;
-    case kBaudMenu:
+    case kMenuSpeed:
         do_speed(item);
         break;
     }
@@ -570,14 +563,14 @@ void DoMenu(int32_t choice, uint16_t modifiers, int16_t what)
     int16_t item = int16_t(choice);
     bool shiftedKey = what == keyDown && (modifiers & shiftKey);
 
-    if (menu == kAllXferMenu) {
+    if (menu == kMenuTransfer) {
         if (item <= kLastRcvItem) {
-            menu = kRcvMenu;
+            menu = kMenuReceive;
         } else if (item <= kLastSendItem) {
-            menu = kSendMenu;
+            menu = kMenuSend;
             item = int16_t(item - kLastRcvItem);
         } else {
-            menu = kXconvMenu;
+            menu = kMenuConvert;
             item = int16_t(item - kLastSendItem);
         }
     }
@@ -587,8 +580,8 @@ void DoMenu(int32_t choice, uint16_t modifiers, int16_t what)
         start_cursor();
         // A title that stays marked is the sign of a running send; its end
         // takes the mark away.
-        if ((menu == kFileMenu && item == kFileSendText && asciiSend) ||
-            (menu == kEditMenu && sendCount != 0)) {
+        if ((menu == kMenuFile && item == kFileSendText && asciiSend) ||
+            (menu == kMenuEdit && sendCount != 0)) {
             HiliteMenu(menu);
             return;
         }
@@ -666,21 +659,21 @@ int32_t ChoiceOfKey(uint8_t character, uint16_t modifiers)
 
 void SetupMenus()
 {
-    SetMenuBarFromResource(kMenuBar);
-    DeskMenu = GetMenu(kDeskMenu);
-    FileMenu = GetMenu(kFileMenu);
+    SetMenuBarFromResource(kMenuBarMain);
+    DeskMenu = GetMenu(kMenuQuillon);
+    FileMenu = GetMenu(kMenuFile);
     GetMenuItemText(FileMenu, kFileSendText, StrSendAscii);
-    EditMenu = GetMenu(kEditMenu);
-    DialMenu = GetMenu(kDialMenu);
+    EditMenu = GetMenu(kMenuEdit);
+    DialMenu = GetMenu(kMenuDial);
     ddGetList();
     ddMenuFromList();
-    SettingMenu = GetMenu(kSettingMenu);
-    MacroMenu = GetMenu(kMacroMenu);
-    MiscMenu = GetMenu(kMiscMenu);
+    SettingMenu = GetMenu(kMenuSettings);
+    MacroMenu = GetMenu(kMenuMacros);
+    MiscMenu = GetMenu(kMenuMisc);
 
-    RcvMenu = GetMenu(kRcvMenu);
-    SendMenu = GetMenu(kSendMenu);
-    xconvMenu = GetMenu(kXconvMenu);
+    RcvMenu = GetMenu(kMenuReceive);
+    SendMenu = GetMenu(kMenuSend);
+    xconvMenu = GetMenu(kMenuConvert);
     for (int16_t i = 1; i <= 5; i++)
         enable(RcvMenu, i, HaveProtocol(uint8_t(rcvtypes[i])));
     for (int16_t i = 1; i <= 6; i++)
@@ -688,9 +681,9 @@ void SetupMenus()
     InsertMenu(RcvMenu, -1);
     InsertMenu(SendMenu, -1);
     InsertMenu(xconvMenu, -1);
-    BaudMenu = GetMenu(kBaudMenu);
-    BBitsMenu = GetMenu(kBitsMenu);
-    pfontMenu = GetMenu(kPFontMenu);
+    BaudMenu = GetMenu(kMenuSpeed);
+    BBitsMenu = GetMenu(kMenuFormat);
+    pfontMenu = GetMenu(kMenuPrintFont);
     BuildPrintFontMenu();
     InsertMenu(pfontMenu, -1);
     SetMenuWillOpenProc(AdjMenus);
@@ -769,14 +762,14 @@ void set_xon(uint8_t value)
         while (ctsHeld() && TickCount() < until)
             Delay(1, nullptr);
         if (ctsHeld()) {
-            ShowWarnSTR(kMessageList, kNoCTS);
+            ShowWarnSTR(kListErrors, kStrNoCTS);
             cset.flowFlags = uint8_t(value & ~kFlowHard);
             SetFlow(cset.flowFlags);
             return;
         }
     }
     if ((value & kFlowRTS) && sysVers < 1536)
-        (void)CautionAlert(kFlowAlert);
+        (void)CautionAlert(kAlertFlowMayLose);
 }
 
 void set_buf_save()

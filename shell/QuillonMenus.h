@@ -1,5 +1,5 @@
 // Commands: every choice from a menu and every Command key passes through
-// DoMenu. Menus are known by resource id, items by number.
+// DoMenu. Menus and items go by their names in the resources.
 #pragma once
 
 #include <cstdint>
@@ -8,25 +8,6 @@
 #include "platform/menus.h"
 #include "platform/types.h"
 #include "platform/windows.h"
-
-// Menu ids.
-enum {
-    kRcvMenu = 216,   // pop-up: receive protocol
-    kSendMenu = 217,  // pop-up: send protocol
-    kXconvMenu = 218, // pop-up: data conversion
-    kDeskMenu = 280,  // application menu
-    kFileMenu = 290,
-    kEditMenu = 300,
-    kMenuBar = 301,  // the menu bar's resource
-    kDialMenu = 320, // entries of the directory from item 6 on
-    kSettingMenu = 330,
-    kMacroMenu = 335,
-    kMiscMenu = 340,
-    kAllXferMenu = 345, // items of 216, 217 and 218 in turn
-    kBitsMenu = 400,    // three line formats
-    kBaudMenu = 410,    // speeds
-    kPFontMenu = 450,   // print fonts
-};
 
 extern MenuHandle DeskMenu, FileMenu, EditMenu, DialMenu, SettingMenu;
 extern MenuHandle MacroMenu, MiscMenu, RcvMenu, SendMenu, xconvMenu;

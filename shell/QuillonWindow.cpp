@@ -15,6 +15,7 @@
 #include "platform/drawing.h"
 #include "platform/menus.h"
 #include "platform/sound.h"
+#include "resources/names.h"
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
 #include "scrollback/savbuf.h"
@@ -224,11 +225,9 @@ struct line_format {
     char data, parity;
 };
 constexpr line_format kFormats[] = {{'8', 'N'}, {'7', 'E'}, {'7', 'O'}};
-constexpr int16_t kFormatCount = 3;
-
 static int16_t format_item()
 {
-    for (int16_t i = 0; i < kFormatCount; i++) {
+    for (int16_t i = 0; i < kLastItemFormat; i++) {
         if (cset.stopChar == '1' && cset.dataChar == kFormats[i].data &&
             cset.parityChar == kFormats[i].parity)
             return int16_t(i + 1);
@@ -250,16 +249,16 @@ static int16_t pop_field(MenuHandle menu, int16_t id, int16_t current,
 void bot_bar_click(Point point)
 {
     if (point.h >= kLineField.left && point.h <= baud_right) {
-        int16_t item = pop_field(BaudMenu, kBaudMenu, bd_item,
+        int16_t item = pop_field(BaudMenu, kMenuSpeed, bd_item,
                                  int16_t(kLineField.left - 1), baud_right);
         if (item > 0 && item <= kSpeeds && bd_tbl[item])
             set_baud(bd_tbl[item]);
     } else if (point.h > baud_right && point.h <= bits_right) {
         int16_t current = format_item();
-        chkMenu(BBitsMenu, current, 1, kFormatCount);
+        chkMenu(BBitsMenu, current, 1, kLastItemFormat);
         int16_t item =
-            pop_field(BBitsMenu, kBitsMenu, current, baud_right, bits_right);
-        if (item < 1 || item > kFormatCount || item == current)
+            pop_field(BBitsMenu, kMenuFormat, current, baud_right, bits_right);
+        if (item < 1 || item > kLastItemFormat || item == current)
             return;
         do_dbit(kFormats[item - 1].data);
         do_sbit('1');

@@ -9,6 +9,7 @@
 #include "platform/menus.h"
 #include "platform/resources.h"
 #include "platform/windows.h"
+#include "resources/names.h"
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
 #include "shell/Quillon.h"
@@ -16,7 +17,6 @@
 #include "terminal/VT100.h"
 #include "transfer/zm.h"
 
-constexpr int16_t kKeyStrings = 1;       // string list of the keys
 constexpr int16_t kFirstArrowEntry = 27; // up, down, right, left
 constexpr uint8_t kBreakString = 0xDD;   // alone in an entry: a break
 constexpr uint8_t kScriptMark = 0xA8;    // before a script's name in a macro
@@ -42,7 +42,7 @@ uint8_t gMetaEsc;
 
 struct function_key {
     uint8_t keycode;
-    uint8_t entry; // in list kKeyStrings
+    uint8_t entry; // in list kListKeys
 };
 
 // clang-format off
@@ -184,7 +184,7 @@ static bool edit_key(uint8_t character, uint8_t keycode, uint16_t modifiers)
     if (character != kFunctionChar || (keycode != kKeyF1 && keycode != kKeyF2 &&
                                        keycode != kKeyF3 && keycode != kKeyF4))
         return false;
-    GetIndString(text, kKeyStrings, entry_of(keycode));
+    GetIndString(text, kListKeys, entry_of(keycode));
     if (text[0] > 0)
         return false;
     AdjMenus();
@@ -223,8 +223,7 @@ static void send_arrow(uint8_t character)
     Str255 text;
 
     if (cset.termType == 1) {
-        GetIndString(text, kKeyStrings,
-                     int16_t(letter - 'A' + kFirstArrowEntry));
+        GetIndString(text, kListKeys, int16_t(letter - 'A' + kFirstArrowEntry));
         if (text[0] > 0) {
             send_string(text);
             return;
@@ -277,7 +276,7 @@ static void send_function(uint8_t keycode)
 
     if (entry == 0)
         return;
-    GetIndString(text, kKeyStrings, entry);
+    GetIndString(text, kListKeys, entry);
     if (text[0] == 1 && text[1] == kBreakString)
         sendbrk();
     else

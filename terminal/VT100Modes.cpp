@@ -7,6 +7,7 @@
 #include "platform/memory.h"
 #include "platform/resources.h"
 #include "platform/sound.h"
+#include "resources/names.h"
 #include "scrollback/View.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
@@ -39,8 +40,6 @@ uint8_t curGSet = kNormalSet;
 // A VT100 without options.
 const uint8_t querystring[] = "\7\33[?1;0c";
 
-constexpr int16_t kIdentString = 510; // the answer to ESC I
-constexpr int16_t kBellSound = 3;
 constexpr int32_t kMostAnswers = 4096; // bytes waiting to be sent
 
 // ---- table fillers ---------------------------------------------------------
@@ -389,7 +388,7 @@ void cis_interrogate()
 {
     if (!(cset.xferFlags & kXferBPlus))
         return;
-    const Handle text = GetString(kIdentString);
+    const Handle text = GetString(kStringInquiry);
     if (!text || GetHandleSize(text) < 1)
         return;
 
@@ -412,7 +411,7 @@ void bell()
 {
     if (qset.globFlags & kGlobNoBell)
         return;
-    if (!PlaySound(kBellSound))
+    if (!PlaySound(kStrSoundBell))
         SysBeep(3);
 }
 

@@ -12,6 +12,7 @@
 #include "platform/navigation.h"
 #include "platform/resources.h"
 #include "platform/sound.h"
+#include "resources/names.h"
 #include "shell/Inits.h"
 #include "transfer/zmaclo.h"
 
@@ -20,13 +21,7 @@
 
 // ---- constants -------------------------------------------------------------
 
-constexpr int16_t kPromptList = 300; // 23 folder, 24 capture file
-constexpr int16_t kNameList = 310;   // 7: folder of sounds
-constexpr int16_t kKindList = 335;   // kinds of files
-constexpr int16_t kSoundList = 350;
-constexpr int16_t kOpenerList = 450; // folders of aliases
-constexpr int16_t kOpeners = 9;      // at most so many of them
-constexpr int16_t kNameDialog = 250;
+constexpr int16_t kOpeners = 9;         // at most so many of them
 constexpr int kNameMax = 31;            // bytes of a received file's name
 constexpr int kHostName = 256;          // bytes of a block in hostnames
 constexpr int kKindHead = 9;            // kind, creator, type
@@ -104,7 +99,7 @@ int16_t ReceiveFile()
     GetDateTime(&now);
     DateString(now, part);
     pstrcat(name, part);
-    GetIndString(prompt, kPromptList, 24);
+    GetIndString(prompt, kListTexts, kStrCaptureTo);
     if (!MyPutFile(prompt, name, &logFSS)) {
         DoNavDisposeReply();
         return 0;
@@ -126,12 +121,12 @@ int16_t Sendfile(int16_t)
 
 void NameAs(uint8_t *name, int16_t volume)
 {
-    DialogPtr d = GetNewDialog(kNameDialog);
+    DialogPtr d = GetNewDialog(kDlgNameFile);
     if (!d)
         return;
-    SetDText(d, 2, name);
-    SelectDialogItemText(d, 2, 0, 32767);
-    if (!PlaySound(2))
+    SetDText(d, kItemNameFileName, name);
+    SelectDialogItemText(d, kItemNameFileName, 0, 32767);
+    if (!PlaySound(kStrSoundDone))
         SysBeep(5);
 
     OSErr err;
@@ -140,7 +135,7 @@ void NameAs(uint8_t *name, int16_t volume)
         Str255 text;
 
         ModalDialog(nullptr, &item);
-        GetDialogItemText(d, 2, text);
+        GetDialogItemText(d, kItemNameFileName, text);
         err = text[0] == 0 ? OSErr(dupFNErr)
                            : HRename(volume, zRcvDirID, name, text);
         if (err == noErr) {
@@ -153,7 +148,7 @@ void NameAs(uint8_t *name, int16_t volume)
     }
     DisposeDialog(d);
     if (err != noErr)
-        PrtErrorSTR(err, kMessageList, 15);
+        PrtErrorSTR(err, kListErrors, kStrBadName);
 }
 
 int16_t SetRcvFolder()
@@ -162,7 +157,7 @@ int16_t SetRcvFolder()
     int16_t volume = zRcvVol;
     int32_t folder = zRcvDirID;
 
-    GetIndString(prompt, kPromptList, 23);
+    GetIndString(prompt, kListTexts, kStrChooseFolder);
     if (!NavChooseFolder(prompt, &volume, &folder))
         return 0;
     zRcvVol = volume;
@@ -276,7 +271,7 @@ int16_t BinTypeCheck(const uint8_t *data, int32_t len, ConstStr name,
     Str255 entry;
 
     for (int16_t i = 1;; i++) {
-        GetIndString(entry, kKindList, i);
+        GetIndString(entry, kListFileKinds, i);
         if (entry[0] == 0)
             return 0;
         int n = entry[0] - kKindHead;
@@ -444,7 +439,7 @@ static bool opener_folder(int16_t index, FSSpec *spec, bool *there)
     CatInfo info;
 
     *there = false;
-    GetIndString(name, kOpenerList, index);
+    GetIndString(name, kListOpeners, index);
     if (name[0] == 0)
         return false;
     if (FSMakeFSSpec(pgmVRef, pgmDir, name, &folder) != noErr ||
@@ -492,7 +487,7 @@ OSErr DoAutoOpen(const FSSpec *spec)
             return err;
         err = OpenWithDoc(&app, spec);
         if (err != noErr)
-            PrtErrorSTR(err, kMessageList, 16);
+            PrtErrorSTR(err, kListErrors, kStrCantOpenReceived);
         return err;
     }
     return 1;
@@ -511,12 +506,12 @@ int16_t PlaySound(int16_t index)
     Str255 name, sub;
     CatInfo info;
 
-    GetIndString(name, kSoundList, index);
+    GetIndString(name, kListSounds, index);
     if (name[0] == 0)
         return 0;
     if (PlayNamedSound(name) || play_in(gAuxFilesVRef, gAuxFilesDirID, name))
         return 1;
-    GetIndString(sub, kNameList, 7);
+    GetIndString(sub, kListNames, kStrSoundFolder);
     return sub[0] != 0 &&
            GetCatInfo(gAuxFilesVRef, gAuxFilesDirID, sub, &info) == noErr &&
            info.isFolder && play_in(gAuxFilesVRef, info.dirID, name);

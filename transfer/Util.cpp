@@ -7,6 +7,7 @@
 #include "base/pstr.h"
 #include "platform/memory.h"
 #include "platform/resources.h"
+#include "resources/names.h"
 #include "terminal/VT100.h"
 #include "transfer/Names.h"
 #include "transfer/rz.h"
@@ -20,7 +21,6 @@
 
 // ---- constants -------------------------------------------------------------
 
-constexpr int16_t kBinaryTypes = 330;   // list of types that go as binary
 constexpr int32_t kHeaderLen = 128;     // of MacBinary; also its padding
 constexpr int32_t kPadMask = 0xFFFFF80; // 28 bits; the receiver has 24
 constexpr uint8_t kFirstOddByte = 219;  // from here on no text, at sending
@@ -68,7 +68,7 @@ static bool binary_type(OSType type)
     Str255 entry;
 
     for (int16_t i = 1;; i++) {
-        GetIndString(entry, kBinaryTypes, i);
+        GetIndString(entry, kListBinaryTypes, i);
         if (entry[0] == 0)
             return false;
         OSType listed = 0;
@@ -100,7 +100,7 @@ int32_t filesize(FSSpec *file, int16_t quick)
     memset(&fb, 0, sizeof fb);
     OSErr err = GetCatInfo(file->vRefNum, file->parID, file->name, &fb);
     if (err != noErr) {
-        PrtErrorSTR(err, kMessageList, 13);
+        PrtErrorSTR(err, kListErrors, kStrCantReadInfo);
         memset(&fb, 0, sizeof fb); // goes on as an empty file
     }
     curFCreator = fb.info.fdCreator;
@@ -279,7 +279,7 @@ static int32_t read_fork(uint8_t fork, int32_t off, int32_t padded,
         // A place in the padding lies behind the fork's end.
         err = SetFPos(zSendRef, fsFromStart, std::min(off, length));
         if (err != noErr) {
-            zmsgnum(zi_status, "ofs ", off);
+            zmsgnum(kItemStatusStatus, "ofs ", off);
             zprterr(err, fork == 'D' ? "\r in zrd:sfp-d" : "\r in zrd:sfp-r");
             return err;
         }

@@ -9,6 +9,7 @@
 #include "platform/dialogs.h"
 #include "platform/files.h"
 #include "platform/sound.h"
+#include "resources/names.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "shell/Inits.h"
@@ -33,10 +34,9 @@ constexpr int32_t kNameCut = 30;
 constexpr int32_t kSpare = 3000;       // bytes of the disk to be left free
 constexpr int32_t kOldestTime = 20;    // a date up to here is none
 constexpr uint32_t k1970 = 2082844800; // seconds from 1904
-constexpr int16_t kDupeDialog = 260;
-constexpr uint8_t kBreakMark = 0xDD; // in an attention string: a break
-constexpr uint8_t kPauseMark = 0xDE; // a second's rest
-constexpr int32_t kKeep = 250;       // bytes shown of what came after a cancel
+constexpr uint8_t kBreakMark = 0xDD;   // in an attention string: a break
+constexpr uint8_t kPauseMark = 0xDE;   // a second's rest
+constexpr int32_t kKeep = 250; // bytes shown of what came after a cancel
 constexpr uint32_t kSwallowMost = 120; // seconds, however long they send
 
 // ---- state -----------------------------------------------------------------
@@ -174,7 +174,7 @@ int16_t whatDO(ConstStr name, int16_t writing)
 
     SysBeep(5);
     ParamText(name, nullptr, nullptr, nullptr);
-    DialogPtr d = GetNewDialog(kDupeDialog);
+    DialogPtr d = GetNewDialog(kDlgFileExists);
     if (!d)
         return 1;
     while (item < 1 || item > 3)
@@ -351,7 +351,7 @@ int32_t procheader(uint8_t *name)
     if (zconv != ZCRESUM && check_duplicate() != 0)
         return -1;
 
-    zitem(zi_name, zRcvName);
+    zitem(kItemStatusName, zRcvName);
     zvolume(zRcvVol, zRcvDirID);
     zprog(0, TotalBytes);
     if (check_room() != 0)
@@ -573,7 +573,7 @@ static bool spend(file_run &run)
 static void header_step(file_run &run)
 {
     if (Verbose > 2)
-        zmsgnum(zi_status, "calling zgethdr, rxb = ", rxbytes);
+        zmsgnum(kItemStatusStatus, "calling zgethdr, rxb = ", rxbytes);
     int32_t type = zgethdr(Rxhdr, 0);
     if (UserCancel) {
         run.next = step::block; // which sees the cancel first
@@ -592,7 +592,7 @@ static void header_step(file_run &run)
             return;
         zmputs(Attn);
         inc_retry();
-        zmsgnum(zi_status, "Hdr CRC error, @ ", rxbytes);
+        zmsgnum(kItemStatusStatus, "Hdr CRC error, @ ", rxbytes);
         run.next = step::ask;
         return;
     case ZFILE:
@@ -654,7 +654,7 @@ static void data_step(file_run &run)
         return;
     }
     if (Verbose > 2)
-        zmsgnum(zi_status, "calling zrdata, rxb = ", rxbytes);
+        zmsgnum(kItemStatusStatus, "calling zrdata, rxb = ", rxbytes);
     int32_t result = zrdata(gSecBuf, kMostData);
     if (UserCancel)
         return;
@@ -677,13 +677,13 @@ static void data_step(file_run &run)
         break;
     case ERROR:
         if (!spend(run)) {
-            zmsgnum(zi_status, "rzfile: zgethdr ret ", ERROR);
+            zmsgnum(kItemStatusStatus, "rzfile: zgethdr ret ", ERROR);
             zprtstat("Too many errors.");
             return;
         }
         zmputs(Attn);
         inc_retry();
-        zmsgnum(zi_status, "Data CRC error, @ ", rxbytes);
+        zmsgnum(kItemStatusStatus, "Data CRC error, @ ", rxbytes);
         break;
     }
     run.next = step::ask;
@@ -845,7 +845,7 @@ int16_t rz(int16_t mode)
     if (closeit() != 0)
         result = ERROR;
     if (started) {
-        if (!UserCancel && !PlaySound(2))
+        if (!UserCancel && !PlaySound(kStrSoundDone))
             SysBeep(3);
         zsleep(1);
         zrmv();

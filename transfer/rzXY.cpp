@@ -6,6 +6,7 @@
 
 #include "connect/Settings.h"
 #include "platform/clock.h"
+#include "resources/names.h"
 #include "serial/ModemIO.h"
 #include "transfer/Names.h"
 #include "transfer/zmaclo.h"
@@ -178,7 +179,7 @@ static int32_t one_round(uint8_t *buf, int32_t tenths)
             zstat("TIMEOUT");
         return kBadBlock;
     }
-    zmsgnum(zi_status, "Got sector header ", c);
+    zmsgnum(kItemStatusStatus, "Got sector header ", c);
     return kBadBlock;
 }
 

@@ -6,6 +6,7 @@
 #include "connect/Settings.h"
 #include "platform/clock.h"
 #include "platform/sound.h"
+#include "resources/names.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "terminal/VT100.h"
@@ -116,7 +117,7 @@ static int32_t take_zrinit()
     Zctlesc |= Rxflags & ESCCTL;
     Rxbuflen = Rxhdr[0] + 256 * Rxhdr[1];
     if (Rxbuflen != 0)
-        zmsgnum(zi_status, "Rcvr's buflen is ", Rxbuflen);
+        zmsgnum(kItemStatusStatus, "Rcvr's buflen is ", Rxbuflen);
     // From here on the receiver's XOFF holds our output.
     SetFlow((cset.flowFlags & kFlowHard) | kFlowXonOut);
     if (Rxbuflen != 0 ? Tframlen >= kLeastFrame && Tframlen < Rxbuflen
@@ -169,7 +170,7 @@ static void go_back()
         (void)SetFPos(zSendRef, fsFromStart, Rxpos); // read sets it anyway
     inc_retry();
     erfBlocks = 0;
-    zmsgnum(zi_status, "Got ZRPOS = ", Rxpos);
+    zmsgnum(kItemStatusStatus, "Got ZRPOS = ", Rxpos);
     Txpos = Lrxpos = bytcnt = Rxpos;
     if (Rxpos == Lastsync && ++Beenhereb4 > kSameplace && blklen > kLeastBlock)
         blklen /= 2;
@@ -689,7 +690,7 @@ int32_t sz(int32_t count, FSSpec *const files[], int16_t protocol)
     }
     if (UserCancel)
         zstat("User Cancelled");
-    if (!PlaySound(2))
+    if (!PlaySound(kStrSoundDone))
         SysBeep(3);
     zsleep(2);
     zrmv();

@@ -7,6 +7,7 @@
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
+#include "resources/names.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "transfer/Util.h"
@@ -266,7 +267,7 @@ static fate refused(int32_t reply)
 static fate read_on(int32_t reply)
 {
     for (;;) {
-        zmsgnum(zi_status, "No ACK, got a ", reply);
+        zmsgnum(kItemStatusStatus, "No ACK, got a ", reply);
         Lastrx = uint8_t(reply);
         reply = readock(Rxtimeout, 2);
         if (reply == TIMEOUT)

@@ -15,6 +15,7 @@
 #include "platform/menus.h"
 #include "platform/resources.h"
 #include "platform/windows.h"
+#include "resources/names.h"
 #include "scrollback/View.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
@@ -35,15 +36,6 @@
 
 // ---- constants -------------------------------------------------------------
 
-constexpr int16_t kMenuTexts = 320;    // texts of the File menu's items
-constexpr int16_t kTextCapture = 9;    // "start capture"
-constexpr int16_t kTextCapturing = 10; // "stop capture"
-constexpr int16_t kTextSending = 11;   // "stop ASCII send"
-constexpr int16_t kItemCapture = 1;    // items of the File menu
-constexpr int16_t kItemAscii = 2;
-constexpr int16_t kItemReceive = 6;
-constexpr int16_t kItemSend = 8;
-
 constexpr int16_t kEventsPerCall = 5; // of XferEvent
 constexpr int32_t kLookTicks = 5;     // between looks at the clock
 constexpr int32_t kBusyInput = 100;   // bytes waiting: events can wait, too
@@ -63,7 +55,8 @@ int32_t Lleft;
 int32_t start_ticks;
 uint32_t start_time;
 
-int16_t dRcvItem, dSendItem;
+int16_t dRcvItem = 1 + kItemReceiveKermit;
+int16_t dSendItem = 1 + kItemSendXmodem1K;
 const char rcvtypes[] = "AkXYGZ";
 const char sendtypes[] = "AkxXyYZ";
 Str255 StrSendAscii;
@@ -82,8 +75,8 @@ static uint32_t lastEventTick; // of the last WaitNextEvent of XferEvent
 
 // ---- default protocols -----------------------------------------------------
 
-// A protocol's letter, its item in the list, and the text of the File menu's
-// item while it is the default.
+// A protocol's letter, the number behind its item in the menu, and the text of
+// the File menu's item while it is the default.
 struct protocol_item {
     char letter;
     int16_t item;
@@ -92,30 +85,31 @@ struct protocol_item {
 
 // clang-format off
 constexpr protocol_item rcv_items[] = {
-    { 'G', 5,  5 },
-    { 'K', 2,  7 },
-    { 'X', 3,  2 },
-    { 'Y', 4,  4 },
-    { 'Z', 6,  6 },
-    { 'g', 5,  5 },
-    { 'k', 2,  7 },
-    { 'x', 3,  2 },
-    { 'y', 4,  4 },
-    { 'z', 6,  6 },
+    { 'G', 1 + kItemReceiveYmodemG, kStrReceiveYmodemG },
+    { 'K', 1 + kItemReceiveKermit, kStrReceiveKermit },
+    { 'X', 1 + kItemReceiveXmodem, kStrReceiveXmodem },
+    { 'Y', 1 + kItemReceiveYmodem, kStrReceiveYmodem },
+    { 'Z', 1 + kItemReceiveZmodem, kStrReceiveZmodem },
+    { 'g', 1 + kItemReceiveYmodemG, kStrReceiveYmodemG },
+    { 'k', 1 + kItemReceiveKermit, kStrReceiveKermit },
+    { 'x', 1 + kItemReceiveXmodem, kStrReceiveXmodem },
+    { 'y', 1 + kItemReceiveYmodem, kStrReceiveYmodem },
+    { 'z', 1 + kItemReceiveZmodem, kStrReceiveZmodem },
 };
 constexpr protocol_item send_items[] = {
-    { 'K', 2, 17 },
-    { 'X', 4, 13 },
-    { 'Y', 6, 15 },
-    { 'Z', 7, 16 },
-    { 'k', 2, 17 },
-    { 'x', 3, 12 },
-    { 'y', 5, 14 },
-    { 'z', 7, 16 },
+    { 'K', 1 + kItemSendKermit, kStrSendKermit },
+    { 'X', 1 + kItemSendXmodem1K, kStrSendXmodem1K },
+    { 'Y', 1 + kItemSendYmodem1K, kStrSendYmodem1K },
+    { 'Z', 1 + kItemSendZmodem, kStrSendZmodem },
+    { 'k', 1 + kItemSendKermit, kStrSendKermit },
+    { 'x', 1 + kItemSendXmodem, kStrSendXmodem },
+    { 'y', 1 + kItemSendYmodem, kStrSendYmodem },
+    { 'z', 1 + kItemSendZmodem, kStrSendZmodem },
 };
 // clang-format on
-constexpr protocol_item kOtherRcv = {'X', 3, 2};
-constexpr protocol_item kOtherSend = {'Z', 7, 16};
+constexpr protocol_item kOtherRcv = {'X', 1 + kItemReceiveXmodem,
+                                     kStrReceiveXmodem};
+constexpr protocol_item kOtherSend = {'Z', 1 + kItemSendZmodem, kStrSendZmodem};
 
 template <size_t N>
 static const protocol_item &find_item(const protocol_item (&rows)[N],
@@ -132,7 +126,7 @@ static void set_file_item(int16_t item, int16_t text)
 {
     Str255 s;
 
-    GetIndString(s, kMenuTexts, text);
+    GetIndString(s, kListFileItems, text);
     if (FileMenu)
         SetMenuItemText(FileMenu, item, s);
 }
@@ -151,7 +145,7 @@ void do_drcv(uint8_t letter)
 
     dRcvItem = row.item;
     set_default(cset.rcvProto, row.letter);
-    set_file_item(kItemReceive, row.text);
+    set_file_item(kItemFileReceive, row.text);
 }
 
 void do_dsend(uint8_t letter)
@@ -160,7 +154,7 @@ void do_dsend(uint8_t letter)
 
     dSendItem = row.item;
     set_default(cset.sendProto, row.letter);
-    set_file_item(kItemSend, row.text);
+    set_file_item(kItemFileSend, row.text);
 }
 
 bool HaveProtocol(uint8_t letter)
@@ -180,7 +174,7 @@ static void toggle_capture()
         return;
     OSErr err = StartCapture(&logFSS);
     if (err != noErr)
-        ErrorAlertSTR(err, kMessageList, 11);
+        ErrorAlertSTR(err, kListErrors, kStrCantOpenFile);
 }
 
 void Xreceive(int16_t item)
@@ -210,12 +204,12 @@ static void send_ascii()
 {
     OSErr err = FSpOpenDF(sendFSS[0], fsRdPerm, &sendRef);
     if (err != noErr) {
-        ErrorAlertSTR(err, kMessageList, 11);
+        ErrorAlertSTR(err, kListErrors, kStrCantOpenFile);
         return;
     }
     asciiSend = 1;
     asSendFile(sendRef, cset.echoFlag & 1);
-    set_file_item(kItemAscii, kTextSending);
+    set_file_item(kItemFileSendText, kStrStopText);
 }
 
 void Xsend(int16_t item)
@@ -256,7 +250,7 @@ void Xsend(int16_t item)
 void RestoreSendAscii()
 {
     if (FileMenu)
-        SetMenuItemText(FileMenu, kItemAscii, StrSendAscii);
+        SetMenuItemText(FileMenu, kItemFileSendText, StrSendAscii);
 }
 
 // ---- events ----------------------------------------------------------------
@@ -284,7 +278,7 @@ static void menu_click(const EventRecord &event)
 {
     int32_t choice = MenuSelect(&event);
 
-    if (choice >> 16 == kDeskMenu && (choice & 0xFFFF) > 1)
+    if (choice >> 16 == kMenuQuillon && (choice & 0xFFFF) > 1)
         DoMenu(choice, 0, mouseDown);
     else
         HiliteMenu(0);
@@ -358,7 +352,7 @@ static bool dispatch(const EventRecord &event)
     if (IsDialogEvent(&event)) {
         DialogPtr dialog = nullptr;
         int16_t item = 0;
-        if (DialogSelect(&event, &dialog, &item) && item == zi_cancel) {
+        if (DialogSelect(&event, &dialog, &item) && item == kItemStatusCancel) {
             UserCancel = 1;
             return true;
         }
@@ -585,7 +579,7 @@ OSErr StartCapture(const FSSpec *spec)
     (void)SetFPos(recRef, fsFromLEOF, 0); // the end of an open file exists
     recVol = spec->vRefNum;
     asciiReceive = qset.globFlags & kGlobCaptureLines ? 'L' : 'C';
-    set_file_item(kItemCapture, kTextCapturing);
+    set_file_item(kItemFileCapture, kStrStopCapture);
     return noErr;
 }
 
@@ -596,6 +590,6 @@ void StopCapture()
     (void)FSClose(recRef); // write errors have been told
     recRef = 0;
     asciiReceive = 0;
-    set_file_item(kItemCapture, kTextCapture);
+    set_file_item(kItemFileCapture, kStrStartCapture);
     (void)FlushVol(recVol);
 }

@@ -3,6 +3,7 @@
 #include "transfer/zm.h"
 
 #include "platform/clock.h"
+#include "resources/names.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "terminal/VT100.h"
@@ -535,13 +536,13 @@ int32_t zrdata(uint8_t *buf, int32_t length)
 
     if (Rxframeind == BIN32) {
         if (!check32(s)) {
-            zmsgnum(zi_status, "CRC32 err, cnt= ", s.count);
+            zmsgnum(kItemStatusStatus, "CRC32 err, cnt= ", s.count);
             return ERROR;
         }
     } else {
         int32_t c = check16(s);
         if (c == kBadSum) {
-            zmsgnum(zi_status, "CRC16 err, cnt= ", s.count);
+            zmsgnum(kItemStatusStatus, "CRC16 err, cnt= ", s.count);
             return ERROR;
         }
         if (c != 0)
@@ -549,8 +550,8 @@ int32_t zrdata(uint8_t *buf, int32_t length)
     }
     Rxcount = s.count;
     if (Verbose > 0)
-        zmsgnum(zi_status, "zrdata: cnt = ", Rxcount);
+        zmsgnum(kItemStatusStatus, "zrdata: cnt = ", Rxcount);
     if (Verbose > 2)
-        zmsgnum(zi_status, "zrdata returns ", result);
+        zmsgnum(kItemStatusStatus, "zrdata returns ", result);
     return result;
 }

@@ -7,6 +7,7 @@
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/memory.h"
+#include "resources/names.h"
 #include "shell/Inits.h"
 #include "transfer/Names.h"
 #include "transfer/rz.h"
@@ -189,7 +190,7 @@ static void start_macbinary(const uint8_t *h)
     zRcvMBName[0] = uint8_t(n);
     memcpy(zRcvMBName + 1, h + 2, size_t(n));
     FitName(zRcvMBName + 1, n); // it is one of the far side's making, too
-    zitem(zi_name, zRcvMBName);
+    zitem(kItemStatusName, zRcvMBName);
     needName = 0;
 
     fileLock = h[81] & 1;
@@ -231,7 +232,7 @@ static int32_t settle_duplicate()
         return -1;
     default:
         UniqueName(zRcvMBName, zRcvVol);
-        zitem(zi_name, zRcvMBName);
+        zitem(kItemStatusName, zRcvMBName);
         zprtstat("File exists, using new name");
         return 0;
     }

@@ -10,6 +10,7 @@
 #include "platform/drawing.h"
 #include "platform/resources.h"
 #include "platform/windows.h"
+#include "resources/names.h"
 #include "shell/Inits.h"
 #include "shell/QuillonWindow.h"
 #include "terminal/VT100.h"
@@ -23,9 +24,6 @@
 
 // ---- constants -------------------------------------------------------------
 
-constexpr int16_t kStatusDialog = 240;
-constexpr int16_t kWordList = 300;        // item 9: the direction on a send
-constexpr int16_t kNameList = 310;        // 2: log's name, 6: its header line
 constexpr int32_t kRedrawTicks = 50;      // no redraw of figures before
 constexpr int32_t kMostShown = 200000001; // sizes from here on show no bar
 constexpr int32_t kSureBytes = 4001;      // from here on the rate is believed
@@ -153,21 +151,21 @@ void zshow()
     zsTotal = zsCur = 0;
     lastUpdate = 0;
     prog1st = 1;
-    zDlog = GetNewDialog(kStatusDialog);
+    zDlog = GetNewDialog(kDlgStatus);
     zDwin = zDlog;
     if (!zDlog)
         return;
 
     int16_t kind;
-    GetDialogItem(zDlog, zi_bar, &kind, &barbox);
+    GetDialogItem(zDlog, kItemStatusBar, &kind, &barbox);
     if ((kind & ~kItemDisabled) == kItemUser)
-        SetDialogItemProc(zDlog, zi_bar, draw_bar_item);
+        SetDialogItemProc(zDlog, kItemStatusBar, draw_bar_item);
     ztitle();
     if (zdir == 'S') {
         Str255 word;
-        GetIndString(word, kWordList, 9);
+        GetIndString(word, kListTexts, kStrSending);
         if (word[0])
-            SetDText(zDlog, zi_direction, word);
+            SetDText(zDlog, kItemStatusDirection, word);
     }
     RestoreWinLoc(zDwin, qset.xferWinLoc);
     ShowWindow(zDwin);
@@ -262,18 +260,18 @@ static void set_bar()
         return;
     int16_t kind;
     Rect box;
-    GetDialogItem(zDlog, zi_bar, &kind, &box);
+    GetDialogItem(zDlog, kItemStatusBar, &kind, &box);
     if ((kind & ~kItemDisabled) == kItemUser) {
         drawBar();
         return;
     }
     constexpr int16_t kFull = 1000;
-    SetDialogItemRange(zDlog, zi_bar, 0, kFull);
+    SetDialogItemRange(zDlog, kItemStatusBar, 0, kFull);
     int32_t value = 0;
     if (zsTotal > 0)
         value = zsCur >= zsTotal ? kFull
                                  : int32_t(int64_t(zsCur) * kFull / zsTotal);
-    SetDialogItemValue(zDlog, zi_bar, int16_t(value < 0 ? 0 : value));
+    SetDialogItemValue(zDlog, kItemStatusBar, int16_t(value < 0 ? 0 : value));
 }
 
 void zitemNoEvt(int16_t item, ConstStr text)
@@ -317,13 +315,13 @@ static void show_rate(int32_t current, int32_t total, int32_t elapsed)
         add_time(text, clamped((int64_t(total) - current) /
                                (estCPS > 0 ? estCPS : 1)));
     }
-    zitemNoEvt(zi_time, text);
+    zitemNoEvt(kItemStatusTime, text);
 
     NumToString(rate, text);
     add(text, " cps, ");
     add_number(text, percent_of(rate));
     pstrcatchr(text, '%');
-    zitemNoEvt(zi_rate, text);
+    zitemNoEvt(kItemStatusRate, text);
 }
 
 void zprog(int32_t current, int32_t total)
@@ -346,12 +344,12 @@ void zprog(int32_t current, int32_t total)
     }
     lastUpdate = elapsed;
 
-    show_number(zi_bytes, current);
+    show_number(kItemStatusBytes, current);
     if (total != 0 && total < kMostShown) {
         zsTotal = total;
         zsCur = current;
         set_bar();
-        show_number(zi_total, total);
+        show_number(kItemStatusTotal, total);
     } else {
         zsTotal = 0;
     }
@@ -371,7 +369,7 @@ void zecheck()
         word = "CRC-32";
     Str255 text;
     CopyCStringToPascal(word, text);
-    zitem(zi_check, text);
+    zitem(kItemStatusCheck, text);
 }
 
 void ztype()
@@ -386,7 +384,7 @@ void ztype()
         add(text, MacBin2 ? " (MacBinary II)" : " (MacBinary)");
     else
         add(text, zftype == 'T' ? " (Text)" : " (Binary)");
-    zitem(zi_type, text);
+    zitem(kItemStatusKind, text);
     prog1st = 1;
 }
 
@@ -397,14 +395,14 @@ void zvolume(int16_t vol, int32_t dir)
     VolInfo volume;
 
     if (GetFolderByID(vol, dir, &folder) == noErr && folder.name[0])
-        zitem(zi_volume, folder.name);
+        zitem(kItemStatusFolder, folder.name);
     else if (GetVolInfo(vol, &volume) == noErr)
-        zitem(zi_volume, volume.name);
+        zitem(kItemStatusFolder, volume.name);
 }
 
 void zNameVol(const FSSpec *file)
 {
-    zitem(zi_name, file->name);
+    zitem(kItemStatusName, file->name);
     zvolume(file->vRefNum, file->parID);
 }
 
@@ -415,7 +413,7 @@ void show_retry()
     text[0] = 0;
     if (retries != 0)
         NumToString(retries, text);
-    zitem(zi_retry, text);
+    zitem(kItemStatusRetries, text);
 }
 
 void inc_retry()
@@ -441,7 +439,7 @@ static void draw_name(ConstStr name)
 
 void zstatp(ConstStr text)
 {
-    zitem(zi_status, text);
+    zitem(kItemStatusStatus, text);
     if (Verbose) {
         new_line();
         drawPString(text);
@@ -460,7 +458,7 @@ void zprtstatp(ConstStr text)
 {
     Str255 line;
 
-    zitemNoEvt(zi_status, text);
+    zitemNoEvt(kItemStatusStatus, text);
     new_line();
     CopyCStringToPascal(zdir == 'S' ? "### Send (" : "### Receive (", line);
     add_protocol(line);
@@ -492,7 +490,7 @@ void zmsgnum(int16_t item, const char *text, int32_t number)
 {
     CopyCStringToPascal(text, zmsg);
     add_number(zmsg, number);
-    if (item == zi_status)
+    if (item == kItemStatusStatus)
         zstatp(zmsg);
     else
         zitem(item, zmsg);
@@ -507,7 +505,7 @@ void zdsphdr(int32_t type)
         return;
     int32_t row = type + 3;
     if (type < CARRIER_LOST || type > 22 || row >= kFrameNames) {
-        zmsgnum(zi_status, "GetHDR invalid hdr ", type);
+        zmsgnum(kItemStatusStatus, "GetHDR invalid hdr ", type);
         return;
     }
     CopyCStringToPascal(frametypes[row], zmsg);
@@ -560,7 +558,7 @@ static int16_t open_log()
     int16_t ref = 0;
     Str255 name;
 
-    GetIndString(name, kNameList, 2);
+    GetIndString(name, kListNames, kStrLogFile);
     if (FindFolder(int16_t(gPrefFolderDomain), kLogsFolder, true, &vol, &dir) !=
         noErr) {
         vol = gAuxFilesVRef;
@@ -572,7 +570,7 @@ static int16_t open_log()
     (void)SetFPos(ref, fsFromLEOF, 0); // at worst the line stands elsewhere
     if (fresh) {
         Str255 header;
-        GetIndString(header, kNameList, 6);
+        GetIndString(header, kListNames, kStrLogHead);
         if (header[0] && header[header[0]] != kCR)
             pstrcatchr(header, kCR);
         int32_t count = header[0];
@@ -635,7 +633,7 @@ void zperf(ConstStr name, int32_t start, int32_t end, int32_t bytes,
     add(text, " cps, ");
     add_number(text, percent);
     pstrcatchr(text, '%');
-    zitemNoEvt(zi_rate, text);
+    zitemNoEvt(kItemStatusRate, text);
 
     if (zDlog) {
         Str255 line;

@@ -10,23 +10,6 @@
 
 #include <cstdint>
 
-// Items of the status window.
-enum : int16_t {
-    zi_cancel = 1,
-    zi_type = 2, // type, creator, kind of file
-    zi_name = 3,
-    zi_volume = 4,
-    zi_total = 5,
-    zi_bar = 6,
-    zi_status = 7,
-    zi_retry = 8,
-    zi_rate = 9,
-    zi_bytes = 10,
-    zi_time = 11,
-    zi_direction = 16,
-    zi_check = 21,
-};
-
 extern DialogPtr zDlog;        // the status window; null when none is shown
 extern WindowPtr zDwin;        // the same
 extern ControlHandle gProg;    // its progress control

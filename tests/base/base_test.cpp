@@ -6,6 +6,7 @@
 #include "base/pstr.h"
 #include "platform/headless/headless.h"
 #include "platform/resources.h"
+#include "resources/names.h"
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
 
@@ -134,10 +135,10 @@ TEST(Errors, LineInTheTerminal)
     EXPECT_EQ(curcol, 0);
     EXPECT_EQ(abslin, 1);
     drawCString("abcde");
-    PrtErrorSTR(0, kMessageList, 1);
+    PrtErrorSTR(0, kListErrors, 1);
     EXPECT_EQ(row(1), "abcde");
     Str255 one;
-    GetIndString(one, kMessageList, 1);
+    GetIndString(one, kListErrors, 1);
     EXPECT_EQ(row(2).rfind("###  Error: ", 0), 0u);
     EXPECT_EQ(abslin > 2, true);
 }

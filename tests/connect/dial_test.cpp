@@ -8,6 +8,7 @@
 #include "platform/headless/headless.h"
 #include "platform/menus.h"
 #include "platform/resources.h"
+#include "resources/names.h"
 #include "shell/QuillonMenus.h"
 #include "tests/connect/book.h"
 
@@ -54,7 +55,7 @@ TEST(Directory, IsSortedWithoutCaseAndShownInTheMenu)
     EXPECT_EQ(defDial, 3);
     EXPECT_EQ(curDialItem, 3);
 
-    const HlMenu *menu = hl_menu(kDialMenu);
+    const HlMenu *menu = hl_menu(kMenuDial);
     ASSERT_EQ(menu->items.size(), 10u);
     EXPECT_EQ(menu->items[5].text, "Alpha");
     EXPECT_TRUE(menu->items[8].outlined);
@@ -113,7 +114,7 @@ TEST(Directory, AnEntryChosenInTheMenuIsInUse)
     });
     write_book(book);
     start_program();
-    EXPECT_TRUE(hl_choose(kDialMenu, 7)); // Seven, behind Local
+    EXPECT_TRUE(hl_choose(kMenuDial, 7)); // Seven, behind Local
     run_ticks(10);
     EXPECT_EQ(curDialItem, 1);
     EXPECT_EQ(cset.dataChar, '7');
@@ -121,11 +122,11 @@ TEST(Directory, AnEntryChosenInTheMenuIsInUse)
     EXPECT_EQ(local(1), "Seven");
     EXPECT_EQ(hl_window_titles().at(0), "Seven");
     // With Shift it is marked, and nothing else happens.
-    EXPECT_TRUE(hl_choose(kDialMenu, 6, shiftKey));
+    EXPECT_TRUE(hl_choose(kMenuDial, 6, shiftKey));
     hl_modifiers(shiftKey);
     run_ticks(10);
     hl_modifiers(0);
-    EXPECT_TRUE(hl_menu(kDialMenu)->items[5].checked);
+    EXPECT_TRUE(hl_menu(kMenuDial)->items[5].checked);
     EXPECT_EQ(curDialItem, 1);
 }
 
@@ -150,13 +151,13 @@ TEST(Modem, HangsUpAsTheListSaysAndAsks)
     hl_line_heard();
 
     hl_answer(2);
-    EXPECT_TRUE(hl_choose(kDialMenu, 4));
+    EXPECT_TRUE(hl_choose(kMenuDial, 4));
     run_ticks(300);
     EXPECT_EQ(hl_line_heard(), "") << "it was cancelled";
 
     int64_t before = hl_now();
     hl_answer(1);
-    EXPECT_TRUE(hl_choose(kDialMenu, 4));
+    EXPECT_TRUE(hl_choose(kMenuDial, 4));
     run_ticks(300);
     EXPECT_EQ(hl_line_heard(), "+++ATH\r");
     EXPECT_GT(hl_now() - before, 2000000) << "the guard times were kept";

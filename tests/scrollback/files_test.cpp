@@ -7,6 +7,7 @@
 
 #include "platform/files.h"
 #include "platform/menus.h"
+#include "resources/names.h"
 #include "scrollback/NPrint.h"
 #include "scrollback/SaveText.h"
 #include "shell/QuillonMenus.h"
@@ -43,7 +44,7 @@ void text_window()
 {
     open_terminal(4, 40);
     show("one\r\ntwo\r\nthree\r\nfour\r\nfive\r\nsix");
-    FileMenu = GetMenu(kFileMenu);
+    FileMenu = GetMenu(kMenuFile);
 }
 
 TEST(SaveText, AppendsWithAnEmptyLineBehind)

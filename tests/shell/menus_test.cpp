@@ -9,6 +9,7 @@
 #include "connect/Settings.h"
 #include "platform/headless/headless.h"
 #include "platform/menus.h"
+#include "resources/names.h"
 #include "scrollback/Selection.h"
 #include "scrollback/savbuf.h"
 #include "serial/IOKitSerial.h"
@@ -93,7 +94,7 @@ TEST_F(Menus, ConversionEchoAndFlow)
         EXPECT_EQ(cset.dconvChar, r.stored);
         EXPECT_TRUE(set_changed) << r.letter;
         for (int i = 1; i <= 4; i++)
-            EXPECT_EQ(checked(kXconvMenu, i), i == r.item) << r.letter;
+            EXPECT_EQ(checked(kMenuConvert, i), i == r.item) << r.letter;
     }
     set_xon(1);
     EXPECT_EQ(cset.flowFlags, 6);
@@ -119,7 +120,7 @@ TEST_F(Menus, TheConnectionsKeyWithShiftIsTheEchosSwitch)
     EXPECT_EQ(cset.echoFlag, 1);
     EXPECT_TRUE(set_changed);
     EXPECT_NE(hl_messages().back().find("echo is on"), std::string::npos);
-    EXPECT_FALSE(enabled(kSettingMenu, 1));
+    EXPECT_FALSE(enabled(kMenuSettings, 1));
     hl_type("E", cmdKey | shiftKey);
     run_ticks(150);
     EXPECT_EQ(localEcho, 0);
@@ -128,28 +129,28 @@ TEST_F(Menus, TheConnectionsKeyWithShiftIsTheEchosSwitch)
 
 TEST_F(Menus, TheSpeedMenuReadsSixteenBits)
 {
-    DoMenu(choice(kBaudMenu, 5), 0, 1);
+    DoMenu(choice(kMenuSpeed, 5), 0, 1);
     EXPECT_EQ(Baudrate, 9600);
     EXPECT_EQ(cset.baudWord, 9600);
-    DoMenu(choice(kBaudMenu, 11), 0, 1);
+    DoMenu(choice(kMenuSpeed, 11), 0, 1);
     EXPECT_EQ(Baudrate, 2400) << "115200 comes out negative on this road";
-    DoMenu(choice(kBaudMenu, 99), 0, 1);
+    DoMenu(choice(kMenuSpeed, 99), 0, 1);
     EXPECT_EQ(Baudrate, 2400);
 }
 
 TEST_F(Menus, WithAModifierAProtocolIsOnlyMadeTheDefault)
 {
-    DoMenu(choice(kRcvMenu, 2), optionKey, 1);
+    DoMenu(choice(kMenuReceive, 2), optionKey, 1);
     EXPECT_EQ(cset.rcvProto, 'X');
     EXPECT_EQ(dRcvItem, 3);
-    DoMenu(choice(kSendMenu, 6), shiftKey, 1);
+    DoMenu(choice(kMenuSend, 6), shiftKey, 1);
     EXPECT_EQ(cset.sendProto, 'Z');
     // The one menu that holds all three.
-    DoMenu(choice(kAllXferMenu, 5), cmdKey, 1);
+    DoMenu(choice(kMenuTransfer, 5), cmdKey, 1);
     EXPECT_EQ(cset.rcvProto, 'Z');
-    DoMenu(choice(kAllXferMenu, 12), cmdKey, 1);
+    DoMenu(choice(kMenuTransfer, 12), cmdKey, 1);
     EXPECT_EQ(cset.sendProto, 'Z');
-    DoMenu(choice(kAllXferMenu, 15), 0, 1);
+    DoMenu(choice(kMenuTransfer, 15), 0, 1);
     EXPECT_EQ(cset.dconvChar, 'M');
     EXPECT_TRUE(hl_asked().empty()) << "no file was asked for";
 }
@@ -157,33 +158,33 @@ TEST_F(Menus, WithAModifierAProtocolIsOnlyMadeTheDefault)
 TEST_F(Menus, DimmedIsWhatCantBeDoneNow)
 {
     hl_clip(nullptr);
-    EXPECT_FALSE(enabled(kEditMenu, 1));
-    EXPECT_FALSE(enabled(kEditMenu, 4)) << "nothing selected";
-    EXPECT_FALSE(enabled(kEditMenu, 5)) << "nothing to paste";
-    EXPECT_FALSE(enabled(kEditMenu, 7));
-    EXPECT_FALSE(enabled(kFileMenu, 3));
-    EXPECT_TRUE(enabled(kMiscMenu, 10));
+    EXPECT_FALSE(enabled(kMenuEdit, 1));
+    EXPECT_FALSE(enabled(kMenuEdit, 4)) << "nothing selected";
+    EXPECT_FALSE(enabled(kMenuEdit, 5)) << "nothing to paste";
+    EXPECT_FALSE(enabled(kMenuEdit, 7));
+    EXPECT_FALSE(enabled(kMenuFile, 3));
+    EXPECT_TRUE(enabled(kMenuMisc, 10));
     hl_clip("text");
-    EXPECT_TRUE(enabled(kEditMenu, 5));
+    EXPECT_TRUE(enabled(kMenuEdit, 5));
     SetSel(0, 0, 1, 0);
-    EXPECT_TRUE(enabled(kEditMenu, 3));
-    EXPECT_TRUE(enabled(kEditMenu, 4));
-    EXPECT_TRUE(enabled(kEditMenu, 7));
+    EXPECT_TRUE(enabled(kMenuEdit, 3));
+    EXPECT_TRUE(enabled(kMenuEdit, 4));
+    EXPECT_TRUE(enabled(kMenuEdit, 7));
 
-    DoMenu(choice(kEditMenu, 10), 0, 1);
+    DoMenu(choice(kMenuEdit, 10), 0, 1);
     run_ticks(10);
     ASSERT_TRUE(bufDwin);
-    EXPECT_TRUE(enabled(kFileMenu, 3));
-    EXPECT_TRUE(enabled(kEditMenu, 4)) << "a field copies";
-    EXPECT_FALSE(enabled(kEditMenu, 7));
-    EXPECT_FALSE(enabled(kMiscMenu, 10));
-    DoMenu(choice(kFileMenu, 3), 0, 1);
+    EXPECT_TRUE(enabled(kMenuFile, 3));
+    EXPECT_TRUE(enabled(kMenuEdit, 4)) << "a field copies";
+    EXPECT_FALSE(enabled(kMenuEdit, 7));
+    EXPECT_FALSE(enabled(kMenuMisc, 10));
+    DoMenu(choice(kMenuFile, 3), 0, 1);
     EXPECT_FALSE(bufDwin);
     SetSel(-1, 0, -1, 0);
 
     // A protocol that isn't built can't be chosen.
     for (int16_t i = 1; i <= 5; i++)
-        EXPECT_EQ(enabled(kRcvMenu, i), HaveProtocol(uint8_t(rcvtypes[i])));
+        EXPECT_EQ(enabled(kMenuReceive, i), HaveProtocol(uint8_t(rcvtypes[i])));
 }
 
 TEST_F(Menus, MiscItemsActOnTheTerminal)
@@ -191,34 +192,34 @@ TEST_F(Menus, MiscItemsActOnTheTerminal)
     hl_line_say("line one\r\nline two");
     run_ticks(10);
     ASSERT_EQ(abslin, 1);
-    DoMenu(choice(kMiscMenu, 1), 0, 1);
+    DoMenu(choice(kMenuMisc, 1), 0, 1);
     EXPECT_EQ(abslin, 0);
     EXPECT_EQ(curcol, 0);
     EXPECT_GT(savlines, 0) << "the screen went to the store";
 
     keypad_app = 1;
-    DoMenu(choice(kMiscMenu, 8), 0, 1);
+    DoMenu(choice(kMenuMisc, 8), 0, 1);
     EXPECT_FALSE(interpret_control);
-    EXPECT_TRUE(checked(kMiscMenu, 8));
+    EXPECT_TRUE(checked(kMenuMisc, 8));
     EXPECT_FALSE(keypad_app);
     keypad_app = 1;
-    DoMenu(choice(kMiscMenu, 8), 0, 1);
+    DoMenu(choice(kMenuMisc, 8), 0, 1);
     EXPECT_TRUE(interpret_control);
-    EXPECT_FALSE(checked(kMiscMenu, 8));
+    EXPECT_FALSE(checked(kMenuMisc, 8));
     EXPECT_TRUE(keypad_app) << "only turning them off resets modes";
 
-    DoMenu(choice(kEditMenu, 15), 0, 1);
+    DoMenu(choice(kMenuEdit, 15), 0, 1);
     EXPECT_EQ(cset.bufFlags & 1, 1);
-    EXPECT_FALSE(checked(kEditMenu, 15));
-    DoMenu(choice(kEditMenu, 15), 0, 1);
-    EXPECT_TRUE(checked(kEditMenu, 15));
+    EXPECT_FALSE(checked(kMenuEdit, 15));
+    DoMenu(choice(kMenuEdit, 15), 0, 1);
+    EXPECT_TRUE(checked(kMenuEdit, 15));
 }
 
 TEST_F(Menus, PasteGoesToTheQueueAndKeepsTheTitleMarkedWhileItRuns)
 {
     cset.lineDelay = 30;
     hl_clip("one\ntwo\n");
-    DoMenu(choice(kEditMenu, 5), 0, 1);
+    DoMenu(choice(kMenuEdit, 5), 0, 1);
     EXPECT_TRUE(asBusy());
     run_ticks(120);
     EXPECT_EQ(hl_line_heard(), "one\rtwo\r");
@@ -229,8 +230,8 @@ TEST_F(Menus, PasteGoesToTheQueueAndKeepsTheTitleMarkedWhileItRuns)
     memcpy(sendBuf, "first", 5);
     sendPtr = sendBuf;
     sendCount = 5;
-    DoMenu(choice(kEditMenu, 5), 0, 1);
-    EXPECT_EQ(hl_menu_hilited(), kEditMenu);
+    DoMenu(choice(kMenuEdit, 5), 0, 1);
+    EXPECT_EQ(hl_menu_hilited(), kMenuEdit);
     run_ticks(60);
     EXPECT_EQ(hl_line_heard(), "firstbehind");
     EXPECT_EQ(hl_menu_hilited(), 0);
@@ -258,29 +259,30 @@ TEST_F(Menus, QuitAsksByKeyAloneAndNeverLosesAChange)
     qset.globFlags |= kGlobAskQuit;
     size_t before = hl_messages().size();
     hl_answer(2);
-    DoMenu(choice(kFileMenu, 17), cmdKey, 3);
+    DoMenu(choice(kMenuFile, 17), cmdKey, 3);
     EXPECT_TRUE(moreToDo);
     EXPECT_EQ(hl_messages().size(), before + 1);
     do_parity('E');
     hl_ask_answer(false);
-    DoMenu(choice(kFileMenu, 17), 0, 1);
+    DoMenu(choice(kMenuFile, 17), 0, 1);
     EXPECT_TRUE(moreToDo) << "the question about the change was cancelled";
     EXPECT_EQ(hl_messages().size(), before + 1) << "no question by the menu";
     hl_ask_answer(true, {}, 2);
-    DoMenu(choice(kFileMenu, 17), 0, 1);
+    DoMenu(choice(kMenuFile, 17), 0, 1);
     EXPECT_FALSE(moreToDo);
 }
 
 TEST_F(Menus, EveryItemCanBeChosenWithoutHarm)
 {
     // With nobody to answer, each question is called off.
-    const int menus[] = {kFileMenu,  kEditMenu, kDialMenu, kSettingMenu,
-                         kMacroMenu, kMiscMenu, kRcvMenu,  kSendMenu,
-                         kXconvMenu, kDeskMenu, 9999,      -1};
+    const int menus[] = {kMenuFile,     kMenuEdit,   kMenuDial,
+                         kMenuSettings, kMenuMacros, kMenuMisc,
+                         kMenuReceive,  kMenuSend,   kMenuConvert,
+                         kMenuQuillon,  9999,        -1};
     hl_line_peer([](const uint8_t *, size_t) {});
     for (int menu : menus) {
         for (int item : {-1, 0, 99, 32767}) {
-            if (menu == kMacroMenu && item == 99)
+            if (menu == kMenuMacros && item == 99)
                 continue; // a macro beyond the set, which reads as empty
             DoMenu(choice(menu, item & 0xFFFF), 0, 1);
         }

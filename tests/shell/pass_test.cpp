@@ -11,6 +11,7 @@
 #include "platform/controls.h"
 #include "platform/dialogs.h"
 #include "platform/headless/headless.h"
+#include "resources/names.h"
 #include "scrollback/View.h"
 #include "scrollback/savbuf.h"
 #include "serial/IOKitSerial.h"
@@ -69,7 +70,7 @@ TEST_F(Pass, InModeSTheUserIsMaskedOutAndTheRestServed)
     // Only the application menu's later items would be served in a menu.
     hl_app_active(true);
     passes(kModeSmall);
-    EXPECT_TRUE(hl_choose(kMiscMenu, 8));
+    EXPECT_TRUE(hl_choose(kMenuMisc, 8));
     passes(kModeSmall);
     EXPECT_TRUE(interpret_control) << "a command started in mode S";
     EXPECT_EQ(hl_menu_hilited(), 0);
@@ -125,7 +126,7 @@ TEST_F(Pass, InModeDAHitInADialogGoesToTheDialer)
     passes(kModeDial);
     EXPECT_EQ(dialDItem, 1);
     // Menus other than the application's are let go.
-    EXPECT_TRUE(hl_choose(kMiscMenu, 8));
+    EXPECT_TRUE(hl_choose(kMenuMisc, 8));
     passes(kModeDial);
     EXPECT_TRUE(interpret_control);
 }
@@ -222,7 +223,7 @@ TEST_F(Pass, CommandKeysOfTheirOwn)
 
 TEST_F(Pass, TheTypeAheadWindowSendsItsLine)
 {
-    EXPECT_TRUE(hl_choose(kEditMenu, 10));
+    EXPECT_TRUE(hl_choose(kMenuEdit, 10));
     passes(kModeMain);
     ASSERT_TRUE(bufDwin);
     EXPECT_EQ(FrontWindow(), bufDwin);
@@ -241,7 +242,7 @@ TEST_F(Pass, TheTypeAheadWindowSendsItsLine)
     passes(kModeMain);
     EXPECT_EQ(hl_line_heard(), "\x13");
     // Its command again puts it away.
-    EXPECT_TRUE(hl_choose(kEditMenu, 10));
+    EXPECT_TRUE(hl_choose(kMenuEdit, 10));
     passes(kModeMain);
     EXPECT_FALSE(bufDwin);
 }
@@ -268,7 +269,7 @@ TEST_F(Pass, TheBackgroundHidesTheWindowOnlyIfToldSo)
 
 TEST_F(Pass, ThePortIsServedBehindTheAboutBox)
 {
-    EXPECT_TRUE(hl_choose(kDeskMenu, 1)); // about: a nested pass
+    EXPECT_TRUE(hl_choose(kMenuQuillon, 1)); // about: a nested pass
     hl_after(20, [] { hl_line_say("about\r\n"); });
     hl_after(60, [] { hl_type(" "); });
     run_ticks(120);

@@ -16,6 +16,7 @@ struct Result {
     bool made;
     std::string messages;
     std::string image;
+    std::string names;
 };
 
 } // namespace
@@ -40,6 +41,7 @@ static Result compile(const std::string &toml)
     std::ofstream(folder / "in.toml") << toml;
     std::string command = std::string(TOOLS_DIR) + "/rescomp " +
                           (folder / "out.cpp").string() + " " +
+                          (folder / "names.h").string() + " " +
                           (folder / "in.toml").string() + " 2>&1";
     Result r = {};
     FILE *pipe = popen(command.c_str(), "r");
@@ -49,11 +51,13 @@ static Result compile(const std::string &toml)
     EXPECT_EQ(r.made, fs::exists(folder / "out.cpp")) << r.messages;
     if (r.made)
         r.image = image_in(folder / "out.cpp");
+    std::ifstream names(folder / "names.h");
+    r.names.assign(std::istreambuf_iterator<char>(names), {});
     fs::remove_all(folder);
     return r;
 }
 
-// Each mistake is told with its line, and nothing is made.
+// Each mistake is reported with its line, and nothing is made.
 TEST(Rescomp, Mistakes)
 {
     struct {
@@ -94,6 +98,20 @@ TEST(Rescomp, Mistakes)
          ":3: the text has 16 bytes, at most 15"},
         {"[[settings]]\nid = 1\nwinRectLarge = [1, 2, 3]", ":3: the field"},
         {"[errors]\n0 = 'x'", ":2: an error code"},
+        {"[[alert]]\nid = 1\nbuttons = ['a']", ":1: the name for the code"},
+        {"[[list]]\nid = 1\nas = 'a b'\nstrings = []", ":3: a name is"},
+        {"[[list]]\nid = 1\nas = 'A'\nstrings = []\n"
+         "[[list]]\nid = 2\nas = 'A'\nstrings = []",
+         ":7: kListA is the name of "},
+        {"[[list]]\nid = 1\nas = 'A'\n[list.strings]\n"
+         "1 = { as = 'X', text = 'x' }\n2 = 'y'",
+         ":1: either all strings"},
+        {"[[menu]]\nid = 1\nas = 'A'\n"
+         "items = ['x', '-', { as = 'Y', text = 'y' }]",
+         ":1: either all items"},
+        {"[[dialog]]\nid = 1\nas = 'A'\nsize = [200, 100]\nitems = [\n"
+         "{ kind = 'edit', at = [0, 0, 100, 24] }]",
+         ":6: the item changes or reacts"},
     };
     for (auto &c : cases) {
         Result r = compile(c.toml);
@@ -107,10 +125,11 @@ TEST(Rescomp, Mistakes)
 // id, big-endian, Mac Roman, return at line ends.
 TEST(Rescomp, ImageByteByByte)
 {
-    Result r = compile("[[string]]\nid = 500\ntext = 'ä\u2026'\n"
-                       "[[list]]\nid = 2\nname = 'N'\nstrings = ['a', '']\n"
-                       "[[list]]\nid = 1\n[list.strings]\n2 = \"b\\n\"\n"
-                       "[errors]\n-43 = 'x'\n");
+    Result r =
+        compile("[[string]]\nid = 500\nas = 'S'\ntext = 'ä\u2026'\n"
+                "[[list]]\nid = 2\nname = 'N'\nstrings = ['a', '']\n"
+                "[[list]]\nid = 1\nas = 'L'\n[list.strings]\n2 = \"b\\n\"\n"
+                "[errors]\n-43 = 'x'\n");
     ASSERT_TRUE(r.made) << r.messages;
     std::string want;
     auto put = [&](const char *head, size_t n, const std::string &data) {
@@ -123,6 +142,33 @@ TEST(Rescomp, ImageByteByByte)
     put("STR#\0\2\0\1N", 9, std::string("\0\2\1a\0", 5));
     put("eSTR\xFF\xD5\0\0", 8, "\1x");
     EXPECT_EQ(r.image, want);
+}
+
+// Names lead to the numbers that the image has; what needs none gets none.
+TEST(Rescomp, Names)
+{
+    Result r = compile(
+        "[[menubar]]\nid = 301\nas = 'Main'\nmenus = [7]\n"
+        "[[menu]]\nid = 7\nas = 'File'\n"
+        "items = [{ as = 'Open', text = 'o' }, '-', "
+        "{ as = 'Quit', text = 'q' }, '-']\n"
+        "[[list]]\nid = 9\nas = 'L'\n[list.strings]\n"
+        "4 = { as = 'Four', text = 'x' }\n2 = { as = 'Two', text = 'y' }\n"
+        "[[list]]\nid = 10\nname = 'N'\nstrings = ['z']\n"
+        "[[alert]]\nid = 11\nas = 'A'\nbuttons = ['OK']\n"
+        "[[dialog]]\nid = 12\nas = 'D'\nsize = [200, 100]\nitems = [\n"
+        "{ kind = 'text', at = [0, 0, 100, 18], text = 'x' },\n"
+        "{ as = 'Name', kind = 'edit', at = [0, 20, 100, 24] }]\n");
+    ASSERT_TRUE(r.made) << r.messages;
+    std::string got;
+    std::istringstream lines(r.names);
+    for (std::string line; std::getline(lines, line);)
+        if (line.starts_with("constexpr int16_t "))
+            got += line.substr(18);
+    EXPECT_EQ(got, "kMenuFile = 7;kItemFileOpen = 1;kItemFileQuit = 3;"
+                   "kLastItemFile = 4;kMenuBarMain = 301;kDlgD = 12;"
+                   "kItemDName = 2;kAlertA = 11;kListL = 9;kStrTwo = 2;"
+                   "kStrFour = 4;");
 }
 
 // Fields land at their offsets in the book's byte order; what stays in the

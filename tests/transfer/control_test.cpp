@@ -10,6 +10,7 @@
 #include "platform/headless/headless.h"
 #include "platform/memory.h"
 #include "platform/menus.h"
+#include "resources/names.h"
 #include "serial/ModemIO.h"
 #include "shell/QuillonMenus.h"
 #include "transfer/Names.h"
@@ -148,7 +149,7 @@ TEST(Events, CancelButtonOfTheWindow)
     zshow();
     ASSERT_NE(zDlog, nullptr);
     EXPECT_EQ(hl_window(zDwin)->title, "ZModem Send");
-    hl_hit(zDwin, zi_cancel);
+    hl_hit(zDwin, kItemStatusCancel);
     EXPECT_EQ(XferEvent(1), 1);
     EXPECT_NE(UserCancel, 0);
     hl_move(zDwin, 123, 77);
@@ -200,43 +201,43 @@ TEST(Figures, WhatTheWindowShows)
     curFCreator = FOUR("ttxt");
     zftype = 'T';
     ztype();
-    EXPECT_EQ(item(zi_type), "TEXT / ttxt (Text)");
+    EXPECT_EQ(item(kItemStatusKind), "TEXT / ttxt (Text)");
     for (int check : {1, 2, 3, 4}) {
         const char *words[] = {"", "Checksum", "CRC-16", "Checksum-2",
                                "CRC-32"};
         zerchk = check;
         zecheck();
-        EXPECT_EQ(item(zi_check), words[check]);
+        EXPECT_EQ(item(kItemStatusCheck), words[check]);
     }
     StartPos = 1000;
     ResetXferTimer();
     zprog(1000, 20000);
     hl_advance_ticks(600);
     zprog(10600, 20000);
-    EXPECT_EQ(item(zi_bytes), "10600");
-    EXPECT_EQ(item(zi_total), "20000");
-    EXPECT_EQ(item(zi_rate), "960 cps, 100%");
-    EXPECT_EQ(item(zi_time), "0:10 / 0:09");
+    EXPECT_EQ(item(kItemStatusBytes), "10600");
+    EXPECT_EQ(item(kItemStatusTotal), "20000");
+    EXPECT_EQ(item(kItemStatusRate), "960 cps, 100%");
+    EXPECT_EQ(item(kItemStatusTime), "0:10 / 0:09");
     // Within 50 ticks nothing is redrawn, but for the end.
     hl_advance_ticks(30);
     zprog(11000, 20000);
-    EXPECT_EQ(item(zi_bytes), "10600");
+    EXPECT_EQ(item(kItemStatusBytes), "10600");
     zprog(20000, 20000);
-    EXPECT_EQ(item(zi_bytes), "20000");
+    EXPECT_EQ(item(kItemStatusBytes), "20000");
     EXPECT_EQ(zsCur, zsTotal);
     // Without a size there is no bar and no time left.
     zprog(0, 2000000000);
     EXPECT_EQ(zsTotal, 0);
-    EXPECT_EQ(item(zi_time).find("/"), string::npos);
+    EXPECT_EQ(item(kItemStatusTime).find("/"), string::npos);
     // At 300 bits a second the divisor is 3.
     gCarrierRate = 300;
     StartPos = 0;
     ResetXferTimer();
     hl_advance_ticks(60);
     zprog(30, 30);
-    EXPECT_EQ(item(zi_rate), "30 cps, 100%");
+    EXPECT_EQ(item(kItemStatusRate), "30 cps, 100%");
     inc_retry();
-    EXPECT_NE(item(zi_retry), "");
+    EXPECT_NE(item(kItemStatusRetries), "");
     zrmv();
 }
 

@@ -92,7 +92,8 @@ static int window_flags(const toml::table &t, bool visible)
 // ---- menus -----------------------------------------------------------------
 
 // "-", a plain text, or a table with more than that.
-static void put_menu_item(Bytes &b, const toml::node &n)
+static void put_menu_item(Bytes &b, const toml::node &n,
+                          const std::string &prefix, int number)
 {
     const toml::table *t = n.as_table();
     if (!t) {
@@ -106,8 +107,9 @@ static void put_menu_item(Bytes &b, const toml::node &n)
         b.u16(0);
         return;
     }
-    only_members(*t,
-                 {"text", "key", "enabled", "checked", "outlined", "submenu"});
+    only_members(
+        *t, {"as", "text", "key", "enabled", "checked", "outlined", "submenu"});
+    (void)name_in(*t, prefix.c_str(), number);
     std::string key = text_in(*t, "key");
     if (key.size() > 1)
         complain(*t, "a Command key is one letter");
@@ -124,24 +126,34 @@ static void put_menu_item(Bytes &b, const toml::node &n)
 
 static void make_menu(const toml::table &t, Resources &all)
 {
-    only_members(t, {"id", "title", "items"});
+    only_members(t, {"as", "id", "title", "items"});
+    std::string name = name_needed(t, "kMenu");
     Bytes b;
     b.u16(int_in(t, "id", 0));
     b.u8(kMenuEnabled);
     b.pstring(text_in(t, "title"));
     const toml::array *items = t.get_as<toml::array>("items");
-    b.u16(items ? int(items->size()) : 0);
-    if (items)
-        for (auto &&n : *items)
-            put_menu_item(b, n);
-    else
+    int count = items ? int(items->size()) : 0, number = 0, named = 0;
+    b.u16(count);
+    if (!items)
         complain(t, "the menu has no items");
+    for (int i = 0; i < count; i++) {
+        const toml::node &n = *items->get(size_t(i));
+        const toml::table *item = n.as_table();
+        named += item && item->contains("as");
+        number += item || text_of(n) != "-";
+        put_menu_item(b, n, "kItem" + name, i + 1);
+    }
+    if (named != 0 && named != number)
+        complain(t, "either all items have names for the code, or none");
+    put_name(t, "kLastItem" + name, count);
     add(all, four("MENU"), t, b.data);
 }
 
 static void make_menubar(const toml::table &t, Resources &all)
 {
-    only_members(t, {"id", "menus"});
+    only_members(t, {"as", "id", "menus"});
+    (void)name_needed(t, "kMenuBar");
     Bytes b;
     const toml::array *menus = t.get_as<toml::array>("menus");
     b.u16(menus ? int(menus->size()) : 0);
@@ -155,7 +167,8 @@ static void make_menubar(const toml::table &t, Resources &all)
 
 static void make_window(const toml::table &t, Resources &all)
 {
-    only_members(t, {"id", "title", "bounds", "place", "least", "visible",
+    (void)name_needed(t, "kWindow");
+    only_members(t, {"as", "id", "title", "bounds", "place", "least", "visible",
                      "closable", "resizable", "zoomable"});
     Bytes b;
     put_rect(b, box_in(t, "bounds"));
@@ -243,8 +256,8 @@ static void check_text_fits(const toml::table &t, const KindInfo &k,
 static Box put_dialog_item(Bytes &b, const toml::table &t, const Box &dialog,
                            uint8_t *kind)
 {
-    only_members(t, {"kind", "at", "text", "enabled", "hidden", "menu", "icon",
-                     "most", "name"});
+    only_members(t, {"as", "kind", "at", "text", "enabled", "hidden", "menu",
+                     "icon", "most", "name"});
     const KindInfo *k = kind_of(t);
     Box at = box_in(t, "at");
     std::string text = text_in(t, "text", 1000);
@@ -260,6 +273,8 @@ static Box put_dialog_item(Bytes &b, const toml::table &t, const Box &dialog,
         complain(t, "a button needs a width of 80");
     if (k->needsText && text.empty())
         complain(t, "the item has no text");
+    if ((reacts || (k->kind != kKindIcon && text.empty())) && !t.contains("as"))
+        complain(t, "the item changes or reacts, and has no name (as = ...)");
     if (k->kind == kKindPopup && !t.contains("menu"))
         complain(t, "the pop-up has no menu");
     check_text_fits(t, *k, at, text);
@@ -292,7 +307,8 @@ static constexpr Word mannerWords[] = {{"modal", kDialogModal},
 
 static void make_dialog(const toml::table &t, Resources &all)
 {
-    only_members(t, {"id", "title", "size", "manner", "place", "default",
+    std::string name = name_needed(t, "kDlg");
+    only_members(t, {"as", "id", "title", "size", "manner", "place", "default",
                      "cancel", "visible", "closable", "resizable", "items"});
     std::vector<int> size = numbers_in(t, "size", 2);
     Box dialog{0, 0, size[0], size[1]};
@@ -317,6 +333,7 @@ static void make_dialog(const toml::table &t, Resources &all)
             complain(*items, "each item is a table");
             continue;
         }
+        (void)name_in(*item, ("kItem" + name).c_str(), int(i + 1));
         uint8_t kind;
         Box at = put_dialog_item(b, *item, dialog, &kind);
         if (kind == kKindGroup || bool_in(*item, "hidden", false))
@@ -335,8 +352,9 @@ static void make_dialog(const toml::table &t, Resources &all)
 
 static void make_alert(const toml::table &t, Resources &all)
 {
-    only_members(
-        t, {"id", "text", "detail", "buttons", "default", "cancel", "place"});
+    only_members(t, {"as", "id", "text", "detail", "buttons", "default",
+                     "cancel", "place"});
+    (void)name_needed(t, "kAlert");
     const toml::array *buttons = t.get_as<toml::array>("buttons");
     int count = buttons ? int(buttons->size()) : 0;
     int standard = int_in(t, "default", 1), cancel = int_in(t, "cancel", 0);

@@ -5,6 +5,17 @@
 
 // ---- texts -----------------------------------------------------------------
 
+// A string is its text, or a table of text and name.
+static std::string string_of(const toml::node &n, int place)
+{
+    const toml::table *t = n.as_table();
+    if (!t)
+        return text_of(n);
+    only_members(*t, {"as", "text"});
+    (void)name_in(*t, "kStr", place);
+    return text_in(*t, "text");
+}
+
 // [list.strings] is an array, or a table whose keys are the places (from 1);
 // places between them stay empty.
 static std::vector<std::string> strings_of(const toml::table &t)
@@ -12,7 +23,7 @@ static std::vector<std::string> strings_of(const toml::table &t)
     std::vector<std::string> out;
     if (const toml::array *a = t.get_as<toml::array>("strings")) {
         for (auto &&n : *a)
-            out.push_back(text_of(n));
+            out.push_back(string_of(n, int(out.size() + 1)));
         return out;
     }
     const toml::table *places = t.get_as<toml::table>("strings");
@@ -20,24 +31,33 @@ static std::vector<std::string> strings_of(const toml::table &t)
         complain(t, "the list has no strings");
         return out;
     }
+    size_t named = 0;
+    std::map<size_t, const toml::node *> sorted;
     for (auto &&[key, n] : *places) {
         size_t place = 0;
         for (char c : key.str())
             place = c >= '0' && c <= '9' ? place * 10 + size_t(c - '0') : 9999;
-        if (place < 1 || place > 999) {
+        if (place < 1 || place > 999)
             complain(n, "a place in a list is a number from 1");
-            continue;
-        }
-        if (out.size() < place)
-            out.resize(place);
-        out[place - 1] = text_of(n);
+        else
+            sorted[place] = &n;
     }
+    for (auto &[place, n] : sorted) {
+        out.resize(place);
+        out[place - 1] = string_of(*n, int(place));
+        named += n->is_table();
+    }
+    if (named != 0 && named != sorted.size())
+        complain(t, "either all strings have names for the code, or none");
     return out;
 }
 
 static void make_list(const toml::table &t, Resources &all)
 {
-    only_members(t, {"id", "name", "strings"});
+    only_members(t, {"as", "id", "name", "strings"});
+    // A template in a book goes by the name that it has there.
+    if (!t.contains("name"))
+        (void)name_needed(t, "kList");
     std::vector<std::string> strings = strings_of(t);
     Bytes b;
     b.u16(int(strings.size()));
@@ -48,7 +68,8 @@ static void make_list(const toml::table &t, Resources &all)
 
 static void make_string(const toml::table &t, Resources &all)
 {
-    only_members(t, {"id", "text"});
+    only_members(t, {"as", "id", "text"});
+    (void)name_needed(t, "kString");
     Bytes b;
     b.pstring(text_in(t, "text"));
     add(all, four("STR "), t, b.data);

@@ -1,6 +1,7 @@
-// rescomp OUTPUT.cpp TEXT.toml...
+// rescomp IMAGE.cpp NAMES.h TEXT.toml...
 // Turns the texts, menus, dialogs and templates of resources/*.toml into the
-// program's resource image (platform/core/files/resimage.h) as C++ source.
+// program's resource image (platform/core/files/resimage.h) as C++ source, and
+// into a header with the names that code uses for them.
 #include "tools/rescomp/rescomp.h"
 
 #include "platform/core/macroman.h"
@@ -18,11 +19,16 @@ void complain(const std::string &message)
     complaintCount++;
 }
 
-void complain(const toml::node &where, const std::string &message)
+std::string place_of(const toml::node &where)
 {
     const toml::source_region &s = where.source();
-    complain((s.path ? *s.path : std::string("?")) + ":" +
-             std::to_string(s.begin.line) + ": " + message);
+    return (s.path ? *s.path : std::string("?")) + ":" +
+           std::to_string(s.begin.line);
+}
+
+void complain(const toml::node &where, const std::string &message)
+{
+    complain(place_of(where) + ": " + message);
 }
 
 int complaints()
@@ -164,20 +170,35 @@ static bool write_source(const char *path, const std::string &image)
     return bool(out);
 }
 
+// A header that stays as it was keeps its date, so that a change of wording
+// compiles the image alone.
+static bool write_names(const char *path, const std::string &names)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (in && std::string{std::istreambuf_iterator<char>(in), {}} == names)
+        return true;
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << names;
+    out.close();
+    return bool(out);
+}
+
 int main(int argc, char **argv)
 {
-    if (argc < 3) {
-        std::fprintf(stderr, "usage: rescomp OUTPUT.cpp TEXT.toml...\n");
+    if (argc < 4) {
+        std::fprintf(stderr, "usage: rescomp IMAGE.cpp NAMES.h TEXT.toml...\n");
         return 2;
     }
     Resources all;
-    for (int i = 2; i < argc; i++)
+    for (int i = 3; i < argc; i++)
         read_file(argv[i], all);
     check_references(all);
     if (complaints() > 0)
         return 1;
-    if (!write_source(argv[1], image_of(all))) {
-        std::fprintf(stderr, "rescomp: can't write %s\n", argv[1]);
+    if (!write_source(argv[1], image_of(all)) ||
+        !write_names(argv[2], names_header())) {
+        std::fprintf(stderr, "rescomp: can't write %s and %s\n", argv[1],
+                     argv[2]);
         return 1;
     }
     return 0;

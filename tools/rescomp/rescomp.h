@@ -20,6 +20,7 @@
 void complain(const toml::node &where, const std::string &message);
 void complain(const std::string &message);
 int complaints();
+std::string place_of(const toml::node &where); // "file:line"
 
 // ---- records ---------------------------------------------------------------
 
@@ -82,6 +83,19 @@ bool bool_in(const toml::table &t, const char *key, bool fallback);
 // Complains about members that nothing reads, so that a typing error shows.
 void only_members(const toml::table &t,
                   std::initializer_list<std::string_view> known);
+
+// ---- names -----------------------------------------------------------------
+
+// Every name stands once in all texts: a second one is a mistake.
+void put_name(const toml::node &where, const std::string &name, int value);
+
+// Reads "as", gives `prefix` and it to the header of names, and returns it. A
+// table without one is called nothing, or a mistake where a name is needed;
+// the number is then the table's "id".
+std::string name_in(const toml::table &t, const char *prefix, int value);
+std::string name_needed(const toml::table &t, const char *prefix);
+
+std::string names_header();
 
 // ---- the forms -------------------------------------------------------------
 

@@ -7,23 +7,7 @@
 // is the real one).
 int port_list_under(const char *root, PortEntry *out, int max);
 
-// Texts of the service in the resources (list 365).
-enum : int16_t {
-    kPortNumbered = 1,
-    kPortPlain,
-    kPortUSB,
-    kPortBluetooth,
-    kPortDemo,
-    kPortGroup,
-    kPortJoin,
-    kPortJoinEnd,
-    kPortHolder,
-    kPortHeld,
-    kPortUnplugged,
-    kPortNone,
-    kPortNoDemo,
-    kPortNoTTY,
-};
+// A string of the service's list.
 void port_text(int16_t index, Str255 out);
 
 constexpr char kDemoPath[] = "demo:";

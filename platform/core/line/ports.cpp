@@ -4,6 +4,7 @@
 
 #include "platform/core/macroman.h"
 #include "platform/resources.h"
+#include "resources/names.h"
 
 #include <algorithm>
 #include <cctype>
@@ -19,11 +20,9 @@
 #include <unistd.h>
 #include <vector>
 
-constexpr int16_t kPortTexts = 365;
-
 void port_text(int16_t index, Str255 out)
 {
-    GetIndString(out, kPortTexts, index);
+    GetIndString(out, kListPorts, index);
 }
 
 // Length-prefixed text by parts; what passes 255 bytes is cut.
@@ -171,14 +170,14 @@ static void describe(const std::string &root, const std::string &name,
     if (!product.empty()) {
         add(out->name, product);
     } else if (stem == "ttyS" && number >= 0) {
-        add_text(out->name, kPortNumbered);
+        add_text(out->name, kStrPortNumbered);
         add(out->name, std::to_string(number + 1));
     } else if (stem == "rfcomm") {
-        add_text(out->name, kPortBluetooth);
+        add_text(out->name, kStrPortBluetooth);
     } else if (stem == "ttyUSB" || stem == "ttyACM") {
-        add_text(out->name, kPortUSB);
+        add_text(out->name, kStrPortUSB);
     } else {
-        add_text(out->name, kPortPlain);
+        add_text(out->name, kStrPortPlain);
     }
     // Names stand in the settings and tell ports apart, so the device's own
     // is always there.
@@ -202,7 +201,7 @@ int port_list_under(const char *root, PortEntry *out, int max)
     }
     if (count < max) {
         out[count].name[0] = 0;
-        add_text(out[count].name, kPortDemo);
+        add_text(out[count].name, kStrPortDemo);
         snprintf(out[count].path, sizeof out[count].path, "%s", kDemoPath);
         count++;
     }
@@ -257,36 +256,36 @@ void port_why(const char *path, int error, Str255 out)
         if (stat(path, &s) != 0)
             return;
         if (group *g = getgrgid(s.st_gid); g && s.st_gid != 0) {
-            add_text(out, kPortGroup);
+            add_text(out, kStrPortGroup);
             add(out, std::string(g->gr_name));
-            add_text(out, kPortJoin);
+            add_text(out, kStrPortToJoin);
             add(out, std::string(g->gr_name));
-            add_text(out, kPortJoinEnd);
+            add_text(out, kStrPortLogIn);
         }
         return;
     case EBUSY:
         who = holder_of(path);
         if (who.empty()) {
-            add_text(out, kPortHeld);
+            add_text(out, kStrPortUsed);
         } else {
-            add_text(out, kPortHolder);
+            add_text(out, kStrPortUsedBy);
             add(out, who + ".");
         }
         return;
     case ENOENT:
         if (path[0] == 0)
-            add_text(out, kPortNone);
+            add_text(out, kStrPortNone);
         else
-            add_text(out,
-                     strcmp(path, kDemoPath) ? kPortUnplugged : kPortNoDemo);
+            add_text(out, strcmp(path, kDemoPath) ? kStrPortUnplugged
+                                                  : kStrPortNoDemo);
         return;
     case ENXIO:
     case ENODEV:
     case EIO:
-        add_text(out, kPortUnplugged);
+        add_text(out, kStrPortUnplugged);
         return;
     case ENOTTY:
-        add_text(out, kPortNoTTY);
+        add_text(out, kStrPortNotSerial);
         return;
     default:
         return;
