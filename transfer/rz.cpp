@@ -757,6 +757,8 @@ static int32_t receive_x()
 static int32_t receive_y()
 {
     (void)VerifyRcvVol();
+    // What is reported before the first name is about no file.
+    zRcvName[0] = zRcvMBName[0] = 0;
     zshow();
     for (;;) {
         retries = 0;
