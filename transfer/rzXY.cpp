@@ -99,8 +99,9 @@ static bool read_data(uint8_t *buf, block_sums &sums)
                     sums.sum = uint8_t(sums.sum + p[i]);
             if (got == Blklen)
                 return true;
+            continue; // a wait starts with a read that finds nothing
         }
-        (void)XferEvent(1); // until more come; sets UserCancel
+        (void)XferEvent(1); // sets UserCancel
         if (int32_t(TickCount()) - LastGetTicks > limit)
             break;
     }

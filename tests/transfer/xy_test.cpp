@@ -502,7 +502,7 @@ TEST(XSender, EveryReplyToABlock)
                            ASSERT_EQ(truncate((scratch() + "/f").c_str(), 130),
                                      0);
                        }),
-                       says("C")} +
+                       says("C"), hears(one), says(kACK)} +
              off,
          false, "File has become shorter."},
     };

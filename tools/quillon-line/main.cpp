@@ -2,8 +2,12 @@
 //
 //  quillon-line feed CHUNK FILE...   gives the files to the terminal in pieces
 //                                    of CHUNK bytes; prints bytes and seconds
-//  quillon-line send z FILE...       sends files over standard input and output
-//  quillon-line receive z FOLDER     receives into a folder
+//  quillon-line send LETTER FILE...  sends files over standard input and output
+//                                    by z ZMODEM, y YMODEM, Y with blocks of
+//                                    1K, x XMODEM, X with 1K, k Kermit
+//  quillon-line receive LETTER FOLDER
+//                                    receives into a folder by z, y or Y, G
+//                                    YMODEM-G, x or X, k
 //                                    exit 0 only if every file is whole there
 #include "commands.h"
 
@@ -25,8 +29,8 @@ struct subcommand {
 
 static const subcommand subcommands[] = {
     {"feed", "CHUNK FILE...", cmd_feed},
-    {"send", "z [OPTION...] FILE...", cmd_send},
-    {"receive", "z [OPTION...] FOLDER", cmd_receive},
+    {"send", "z|y|Y|x|X|k [OPTION...] FILE...", cmd_send},
+    {"receive", "z|y|Y|G|x|X|k [OPTION...] FOLDER", cmd_receive},
 };
 
 static int usage()
@@ -34,7 +38,9 @@ static int usage()
     for (const subcommand &c : subcommands)
         fprintf(stderr, "usage: quillon-line %s %s\n", c.name, c.usage);
     fputs("options of a transfer: --port DEVICE, --baud N, --convert S|M|T|B,"
-          " --escape,\n  --window N, --block A|2|5|k, --verbose, --log\n",
+          " --escape,\n  --window N, --block A|2|5|k, --verbose, --log;"
+          " receiving x or y: --name NAME,\n  --1k, --checksum; Kermit:"
+          " --kermit-length N, --kermit-check 1|2|3|B, --seven\n",
           stderr);
     return 2;
 }

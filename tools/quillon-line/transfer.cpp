@@ -4,6 +4,7 @@
 // to standard error with --verbose; --log keeps the program's log of transfers.
 #include "commands.h"
 
+#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -26,6 +27,8 @@
 #include "serial/ModemIO.h"
 #include "terminal/VT100.h"
 #include "transfer/Names.h"
+#include "transfer/Util.h"
+#include "transfer/kermit.h"
 #include "transfer/rz.h"
 #include "transfer/sz.h"
 #include "transfer/xmodem.h"
@@ -45,7 +48,13 @@ struct wishes {
     bool escape = false;
     bool verbose = false;
     bool log = false;
-    arguments rest; // behind the options
+    bool oneK = false, sum = false; // asked for when receiving X and Y
+    bool seven = false;             // a line of seven bits
+    char protocol = 'z';
+    char check = 'B';   // of Kermit
+    long packet = 1024; // of Kermit
+    std::string name;   // of a file that comes without one
+    arguments rest;     // behind the options
 };
 
 static bool number_of(const std::string &text, long least, long most, long *out)
@@ -81,13 +90,39 @@ static bool take(wishes *w, const std::string &option, const std::string &value)
         return letter_of(value, "SMTB", &w->convert);
     if (option == "--block")
         return letter_of(value, "A25k", &w->block);
+    if (option == "--kermit-length")
+        return number_of(value, 0, 32767, &w->packet);
+    if (option == "--kermit-check")
+        return letter_of(value, "123B", &w->check);
+    if (option == "--name") {
+        w->name = value;
+        return !value.empty();
+    }
     return false;
 }
 
-static bool parse(const arguments &args, wishes *w)
+// Options that stand alone.
+static bool *flag_of(wishes *w, const std::string &option)
 {
-    if (args.empty() || args[0] != "z") {
-        fprintf(stderr, "quillon-line: the protocol is z (ZMODEM)\n");
+    const struct {
+        const char *option;
+        bool *flag;
+    } flags[] = {
+        {"--escape", &w->escape}, {"--verbose", &w->verbose},
+        {"--log", &w->log},       {"--1k", &w->oneK},
+        {"--checksum", &w->sum},  {"--seven", &w->seven},
+    };
+    for (const auto &f : flags)
+        if (option == f.option)
+            return f.flag;
+    return nullptr;
+}
+
+// `letters`: the protocols of the direction.
+static bool parse(const arguments &args, const char *letters, wishes *w)
+{
+    if (args.empty() || !letter_of(args[0], letters, &w->protocol)) {
+        fprintf(stderr, "quillon-line: the protocol is one of %s\n", letters);
         return false;
     }
     size_t i = 1;
@@ -96,12 +131,8 @@ static bool parse(const arguments &args, wishes *w)
             i++;
             break;
         }
-        if (args[i] == "--escape") {
-            w->escape = true;
-        } else if (args[i] == "--verbose") {
-            w->verbose = true;
-        } else if (args[i] == "--log") {
-            w->log = true;
+        if (bool *flag = flag_of(w, args[i])) {
+            *flag = true;
         } else if (i + 1 >= args.size() || !take(w, args[i], args[i + 1])) {
             fprintf(stderr, "quillon-line: wrong option %s\n", args[i].c_str());
             return false;
@@ -242,6 +273,17 @@ static void settings(const wishes &w)
     cset.zWindow = uint16_t(w.window);
     cset.hostNames = 3;
     cset.rcvProto = cset.sendProto = 'Z';
+    cset.xferFlags =
+        uint8_t((w.oneK ? kXfer1K : 0) | (w.sum ? kXferChecksum : 0));
+    cset.kermLen = uint16_t(w.packet);
+    // Type B is the other side's to ask for; it is taken where 2 would be.
+    cset.kermCheck = w.check == 'B' ? 2 : uint8_t(w.check - '0');
+    if (w.seven) {
+        cset.dataChar = '7';
+        cset.parityChar = 'E';
+        data = kData7;
+        parity = kParityEven;
+    }
     if (!w.log)
         qset.globFlags |= kGlobNoXferLog;
     qset.fileBufSize = 8192;
@@ -251,12 +293,28 @@ static void settings(const wishes &w)
     gCarrierRate = uint32_t(w.baud);
 }
 
-// A file that exists: a new name for the one that comes.
-static void answer_questions()
+// A file without a name gets the one that was given, one that exists a new one
+// beside it.
+static void answer_question(WindowPtr window, const std::string &name)
 {
-    hl_modal([](WindowPtr window) {
-        hl_hit(window, 1);
-        answer_questions();
+    static int tries;
+    const HlItem *field = hl_item(window, 2);
+
+    if (field && field->kind == BE_EDIT) {
+        std::string text = name;
+        if (tries > 0)
+            text += " #" + std::to_string(tries);
+        tries++;
+        hl_edit(window, 2, text.c_str());
+    }
+    hl_hit(window, 1);
+}
+
+static void answer_questions(const std::string &name)
+{
+    hl_modal([name](WindowPtr window) {
+        answer_question(window, name);
+        answer_questions(name);
     });
 }
 
@@ -272,7 +330,7 @@ static bool start(const wishes &w)
     }
     if (!open_line(w))
         return false;
-    answer_questions();
+    answer_questions(w.name);
     watch_line();
     hl_on_signal(look_at_line);
     return true;
@@ -328,18 +386,52 @@ static bool fill_slots(const arguments &files)
     return true;
 }
 
+// One file, or as many as the protocol carries.
+static bool check_count(const wishes &w)
+{
+    if (w.rest.empty())
+        return false;
+    if (w.rest.size() == 1 || strchr("zyY", w.protocol))
+        return true;
+    fprintf(stderr, "quillon-line: %c sends one file a call\n", w.protocol);
+    return false;
+}
+
 int cmd_send(const arguments &args)
 {
     wishes w;
 
-    if (!parse(args, &w) || w.rest.empty())
+    if (!parse(args, "zyYxXk", &w) || !check_count(w))
         return 2;
     if (!start(w) || !fill_slots(w.rest))
         return 1;
-    int32_t result = sz(mgCount, sendFSS, 'Z');
+    int32_t result;
+    if (w.protocol == 'k') {
+        curSendFSS = sendFSS[0];
+        result = KermSend();
+    } else {
+        result = sz(mgCount, sendFSS, w.protocol == 'z' ? 'Z' : w.protocol);
+    }
     show_screen(w);
     close_line(w);
     return result == 0 && gWholeFiles == mgCount ? 0 : 1;
+}
+
+static int16_t receive_by(char protocol)
+{
+    switch (protocol) {
+    case 'x':
+    case 'X':
+        return rz(kModeX);
+    case 'y':
+    case 'Y':
+        return rz(kModeY);
+    case 'G':
+        return rz(kModeG);
+    case 'k':
+        return KermRecv();
+    }
+    return rz(kModeZ);
 }
 
 int cmd_receive(const arguments &args)
@@ -348,8 +440,12 @@ int cmd_receive(const arguments &args)
     FSSpec spec;
     CatInfo folder;
 
-    if (!parse(args, &w) || w.rest.size() != 1)
+    if (!parse(args, "zyYGxXk", &w) || w.rest.size() != 1)
         return 2;
+    if (tolower(w.protocol) == 'x' && w.name.empty()) {
+        fprintf(stderr, "quillon-line: XMODEM tells no name: --name NAME\n");
+        return 2;
+    }
     if (!start(w))
         return 1;
     if (FSSpecFromPath(w.rest[0].c_str(), &spec) != noErr ||
@@ -361,7 +457,7 @@ int cmd_receive(const arguments &args)
     }
     zRcvVol = folder.vRefNum;
     zRcvDirID = folder.dirID;
-    int16_t result = rz(kModeZ);
+    int16_t result = receive_by(w.protocol);
     show_screen(w);
     close_line(w);
     return result == 0 && gSkippedFiles == 0 && gWholeFiles > 0 ? 0 : 1;
