@@ -6,6 +6,7 @@
 
 #include "automation/Script.h"
 #include "base/ErrMsg.h"
+#include "base/chars.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
 #include "platform/files.h"
@@ -18,7 +19,6 @@
 #include "terminal/VT100.h"
 #include "transfer/xmodem.h"
 
-constexpr uint8_t kCR = 13;
 constexpr int32_t kLeastBlock = 100;
 constexpr int32_t kFileBlock = 4096, kSmallFileBlock = 512;
 constexpr int kLongestWrite = 80;

@@ -2,6 +2,7 @@
 // Pop-up menus in dialogs.
 #include "base/DPopup.h"
 
+#include "base/facts.h"
 #include "platform/dialogs.h"
 #include "platform/drawing.h"
 #include "platform/events.h"
@@ -9,7 +10,6 @@
 #include "platform/menus.h"
 #include "platform/resources.h"
 #include "resources/names.h"
-#include "shell/Inits.h"
 
 constexpr int16_t kArrowIcon = 128; // small icon of the arrow
 constexpr int16_t kIconSize = 16;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/ErrMsg.h"
+#include "base/PathStr.h"
 #include "base/pstr.h"
 #include "connect/Dial.h"
 #include "connect/DialDir.h"

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "base/ErrMsg.h"
+#include "base/PathStr.h"
 #include "base/pstr.h"
 #include "connect/DialDir.h"
 #include "connect/PhoneBook.h"

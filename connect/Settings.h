@@ -236,6 +236,7 @@ constexpr int16_t kGlobCount = 15;
 
 extern Handle gLocalStrings; // private copy, of the connection in use
 extern Handle gGlobStrings;  // private copy of STR# 256
+extern Str255 ServiceName;   // name of the connection in use
 extern Str255 gArchiveStr;   // path string of the append target, or empty
 
 // Adds at the end; a null string adds an empty one. 0 or a memory error, and
@@ -260,18 +261,3 @@ OSErr SetGlob(int16_t index, ConstStr string);
 // String 7 of the list, or of gLocalStrings where the list is null. The last
 // argument is not used.
 void GetPassword(uint8_t *out, Handle list, int16_t ignored = 0);
-
-// ---- path strings ----------------------------------------------------------
-// A folder is remembered as its volume's name, the byte 1, the four bytes of
-// the volume's creation date, ":" and the folder's number; a file adds ":" and
-// its name. Volumes 1 and 2 with folder 2 are the single digit. (VolDirToStr
-// of transfer/Names.h writes the folder form.)
-
-constexpr int16_t kNoVolume = 728; // a number that no volume has
-constexpr int32_t kNoFolder = -1;
-
-// Takes a path string apart. With an empty string, or a volume that isn't
-// there, the volume is kNoVolume and the folder kNoFolder.
-// `name` gets the file's name, empty if there is none; it may be null.
-void GetFolderFromStr(ConstStr path, int16_t *volume, int32_t *folder,
-                      uint8_t *name);

@@ -1,5 +1,6 @@
 // String lists of any bytes: reading, replacing and adding never leave the
 // block, and what has been written is well formed.
+#include "base/PathStr.h"
 #include "connect/Settings.h"
 #include "platform/memory.h"
 

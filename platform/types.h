@@ -102,6 +102,7 @@ enum : OSErr {
 // ---- dates and numbers (platform/core/dates) -------------------------------
 
 // Seconds since the start of 1904, local time.
+constexpr uint32_t kUnixIn1904 = 2082844800; // the start of 1970
 void GetDateTime(uint32_t *seconds);
 
 // Short form of the user's locale (yyyy-mm-dd where the locale gives none).

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "base/chars.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/drawing.h"
@@ -32,7 +33,6 @@ static int16_t lheight;
 
 constexpr int16_t kPageNumberAt = 360; // points from the left margin
 constexpr int32_t kMostPages = 999;
-constexpr uint8_t kCR = 13;
 
 void init_print()
 {

@@ -5,6 +5,8 @@
 #include <cstring>
 
 #include "base/ErrMsg.h"
+#include "base/PathStr.h"
+#include "base/chars.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/files.h"
@@ -72,7 +74,7 @@ int16_t writeBuffer()
 
 static OSErr append_bytes(int16_t ref, const uint8_t *text, int32_t size)
 {
-    static const uint8_t cr = 13;
+    static const uint8_t cr = kCR;
     int32_t count = size, one = 1;
 
     (void)SetFPos(ref, fsFromLEOF, 0);

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "base/ErrMsg.h"
+#include "base/chars.h"
 #include "connect/Settings.h"
 #include "platform/alerts.h"
 #include "platform/clock.h"
@@ -25,8 +26,6 @@
 #include "terminal/VT100.h"
 #include "transfer/xmodem.h"
 
-constexpr uint8_t kCR = 13;
-constexpr uint8_t kLF = 10;
 constexpr int kBlanksKept = 2; // of blank lines in a row
 
 constexpr int32_t kTextStart = 8192;

@@ -7,6 +7,7 @@
 
 #include "automation/AsciiSend.h"
 #include "base/ErrMsg.h"
+#include "base/chars.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/alerts.h"
@@ -25,7 +26,6 @@
 
 #include <cerrno>
 
-constexpr uint8_t kLF = 0x0A, kDLE = 0x10;
 constexpr int16_t kPurgePiece = 200;
 constexpr int32_t kPurgeLimit = 1200; // purgeBuffer gives up on a talker
 constexpr int32_t kQuietTicks = 20;   // then nothing is echoed any more
@@ -173,7 +173,7 @@ static int find_trigger(const uint8_t *batch, int n, uint8_t mask, bool bplus)
         uint8_t c = batch[i] & mask;
         if (c == CAN && before(batch, i, mask) == '*')
             return i;
-        if (bplus && (c == kDLE || c == ENQ))
+        if (bplus && (c == DLE || c == ENQ))
             return i;
     }
     return -1;
@@ -196,7 +196,7 @@ static void start_transfer(uint8_t trigger, bool last)
 {
     if (trigger == CAN)
         (void)rz('z');
-    else if (trigger == kDLE)
+    else if (trigger == DLE)
         bp_DLE();
     else if (last)
         bp_ENQ();

@@ -4,6 +4,8 @@
 
 #include "automation/AsciiSend.h"
 #include "automation/Script.h"
+#include "base/chars.h"
+#include "base/keys.h"
 #include "connect/Dial.h"
 #include "connect/DialDir.h"
 #include "connect/Settings.h"
@@ -33,19 +35,6 @@ constexpr int32_t kSlowJobs = 5;    // ticks between two slow jobs
 constexpr int32_t kQuietLine = 4;   // ticks after which they may run
 constexpr int32_t kBusyInput = 200; // bytes waiting that put events off
 constexpr int16_t kMoved = 4;       // pixels that don't count as a new place
-
-// Characters of keys.
-enum : uint8_t {
-    kEnter = 3,
-    kBackspace = 8,
-    kReturn = 13,
-    kCtrlQ = 0x11,
-    kCtrlS = 0x13,
-    kEscape = 0x1B,
-    kFirstArrow = 0x1C,
-    kLastArrow = 0x1F,
-};
-constexpr uint8_t kKeyB = 0x0B; // virtual key code
 
 // What the dialer is told: its dialog's buttons, and a letter.
 constexpr int16_t kDialCancel = 1, kDialStop = 2, kDialNow = 0x44;
@@ -162,11 +151,11 @@ static void dial_key(EventRecord *event, bool command)
 {
     uint8_t c = key_char(*event);
 
-    if (c == kEscape || (command && c == '.'))
+    if (c == kESC || (command && c == '.'))
         dialDItem = kDialCancel;
-    else if (c == kReturn)
+    else if (c == kCR)
         dialDItem = kDialStop;
-    else if ((c >= kFirstArrow && c <= kLastArrow) || c == kBackspace ||
+    else if ((c >= kLeftChar && c <= kDownChar) || c == kBS ||
              (c >= '0' && c <= '9'))
         return;
     else if (c == 'D' || c == 'd')
@@ -201,7 +190,7 @@ static void send_type_ahead()
     GetDialogItemText(bufDlog, 1, text);
     for (int i = 0; i < text[0]; i++)
         line[i] = text[i + 1];
-    line[text[0]] = kReturn;
+    line[text[0]] = kCR;
     sendAmount = 0;
     asSendBuf(line, text[0] + 1, int16_t(localEcho & 1));
     SetDialogItemText(bufDlog, 1, PSTR(""));
@@ -211,10 +200,10 @@ static void type_ahead_key(EventRecord *event)
 {
     uint8_t c = key_char(*event);
 
-    if (c == kReturn && !(event->modifiers & shiftKey)) {
+    if (c == kCR && !(event->modifiers & shiftKey)) {
         event->what = nullEvent;
         send_type_ahead();
-    } else if (c == kEnter || c == kCtrlQ || c == kCtrlS) {
+    } else if (c == kEnterChar || c == XON || c == XOFF) {
         SendKey(c, key_code(*event), sOut, event->modifiers);
         event->what = nullEvent;
     }
@@ -433,7 +422,7 @@ static void start_speed_test(uint8_t code, int32_t now)
 {
     TestTicks = now;
     PrtCount = 0;
-    SendKey(kReturn, code, sOut, 0);
+    SendKey(kCR, code, sOut, 0);
 }
 
 static void command_key(const EventRecord &event, int32_t now)
@@ -442,9 +431,9 @@ static void command_key(const EventRecord &event, int32_t now)
 
     if (c == '.') {
         cancel_all();
-    } else if (c == kReturn) {
+    } else if (c == kCR) {
         start_speed_test(code, now);
-    } else if (c == kEnter) {
+    } else if (c == kEnterChar) {
         DoBreak(event.modifiers & (shiftKey | optionKey) ? qset.breakLong
                                                          : qset.breakShort);
     } else if (c >= '0' && c <= '9') {

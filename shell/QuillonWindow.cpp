@@ -7,6 +7,7 @@
 #include "automation/AsciiSend.h"
 #include "automation/DragEm.h"
 #include "base/DPopup.h"
+#include "base/chars.h"
 #include "base/pstr.h"
 #include "connect/DialDir.h"
 #include "connect/Settings.h"
@@ -285,7 +286,7 @@ void cmdClick()
         memcpy(sendBuf + prefix[0], text, size_t(size));
     else
         size = 0;
-    sendBuf[prefix[0] + size] = '\r';
+    sendBuf[prefix[0] + size] = kCR;
     sendCount = uint16_t(prefix[0] + size + 1);
     sendPtr = sendBuf;
     unprepSel();

@@ -4,6 +4,8 @@
 
 #include "automation/AsciiSend.h"
 #include "automation/Script.h"
+#include "base/chars.h"
+#include "base/keys.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/menus.h"
@@ -21,21 +23,6 @@ constexpr int16_t kFirstArrowEntry = 27; // up, down, right, left
 constexpr uint8_t kBreakString = 0xDD;   // alone in an entry: a break
 constexpr uint8_t kScriptMark = 0xA8;    // before a script's name in a macro
 
-// Characters that keys bring
-constexpr uint8_t kEnterChar = 3, kBackspace = 8, kLF = 10, kCR = 13;
-constexpr uint8_t kFunctionChar = 0x10, kESC = 0x1B, kDEL = 127;
-constexpr uint8_t kLeft = 0x1C,
-                  kDown = 0x1F; // the arrows, right and up between
-
-// Virtual key codes
-constexpr uint8_t kKeyOldRight = 0x18;  // arrows of an early keyboard ...
-constexpr uint8_t kKeyOldArrows = 0x1D; // ... and all others lie above this
-constexpr uint8_t kKeyDelete = 0x33, kKeyOldEnter = 0x34, kKeyPad = 0x40;
-constexpr uint8_t kKeyEnter = 0x4C, kKeyFunctions = 0x60;
-constexpr uint8_t kKeyHome = 0x73, kKeyPageUp = 0x74, kKeyEnd = 0x77;
-constexpr uint8_t kKeyPageDown = 0x79;
-constexpr uint8_t kKeyF1 = 0x7A, kKeyF2 = 0x78, kKeyF3 = 0x63, kKeyF4 = 0x76;
-
 uint8_t gMetaEsc;
 
 // ---- the tables -----------------------------------------------------------
@@ -47,18 +34,18 @@ struct function_key {
 
 // clang-format off
 constexpr function_key function_keys[] = {
-    {0x60,  5}, {0x61,  6}, {0x62,  7}, {0x63,  3},
+    {0x60,  5}, {0x61,  6}, {0x62,  7}, {kKeyF3, 3},
     {0x64,  8}, {0x65,  9}, {0x67, 11}, {0x69, 13},
     {0x6B, 14}, {0x6D, 10}, {0x6F, 12}, {0x71, 15},
-    {0x72, 21},  // Help
-    {0x73, 22},  // Home
-    {0x74, 23},  // Page Up
-    {0x75, 24},  // Forward Delete
-    {0x76,  4},
-    {0x77, 25},  // End
-    {0x78,  2},
-    {0x79, 26},  // Page Down
-    {0x7A,  1},
+    {kKeyHelp, 21},
+    {kKeyHome, 22},
+    {kKeyPageUp, 23},
+    {kKeyForwardDelete, 24},
+    {kKeyF4, 4},
+    {kKeyEnd, 25},
+    {kKeyF2, 2},
+    {kKeyPageDown, 26},
+    {kKeyF1, 1},
 };
 // clang-format on
 
@@ -167,7 +154,7 @@ int CheckScrollKeys(uint8_t character, uint8_t keycode, uint16_t modifiers)
                 keycode == kKeyEnd || keycode == kKeyPageDown;
     bool arrow = (modifiers & cmdKey) &&
                  (keycode == kKeyOldRight || keycode > kKeyOldArrows) &&
-                 character >= kLeft && character <= kDown;
+                 character >= kLeftChar && character <= kDownChar;
 
     if (!page && !arrow)
         return 0;
@@ -209,17 +196,17 @@ static bool keypad_off()
 
 static void send_delete(uint16_t modifiers)
 {
-    uint8_t key = cset.bsKey ? cset.bsKey : kBackspace;
+    uint8_t key = cset.bsKey ? cset.bsKey : kBS;
 
     if (modifiers & optionKey)
-        key = key == kBackspace ? kDEL : kBackspace;
+        key = key == kBS ? kDEL : kBS;
     send_byte(key);
 }
 
 static void send_arrow(uint8_t character)
 {
-    static const char letters[] = "DCAB"; // by character from kLeft on
-    const uint8_t letter = uint8_t(letters[character - kLeft]);
+    static const char letters[] = "DCAB"; // by character from kLeftChar on
+    const uint8_t letter = uint8_t(letters[character - kLeftChar]);
     Str255 text;
 
     if (cset.termType == 1) {
@@ -292,7 +279,7 @@ static bool send_special(uint8_t character, uint8_t keycode, uint16_t modifiers)
         send_byte(character);
         return true;
     }
-    if (keycode == kKeyDelete && character == kBackspace) {
+    if (keycode == kKeyDelete && character == kBS) {
         send_delete(modifiers);
         return true;
     }
@@ -300,7 +287,7 @@ static bool send_special(uint8_t character, uint8_t keycode, uint16_t modifiers)
         send_byte(x);
         return true;
     }
-    if (character >= kLeft && character <= kDown &&
+    if (character >= kLeftChar && character <= kDownChar &&
         (keycode == kKeyOldRight || keycode > kKeyOldArrows) &&
         !(modifiers & controlKey)) {
         send_arrow(character);

@@ -4,17 +4,9 @@
 
 #include <cstdint>
 
+#include "base/chars.h"
 #include "connect/Settings.h"
 #include "terminal/VT100.h"
-
-constexpr uint8_t kBEL = 7;
-constexpr uint8_t kBS = 8;
-constexpr uint8_t kHT = 9;
-constexpr uint8_t kLF = 10;
-constexpr uint8_t kFF = 12;
-constexpr uint8_t kCR = 13;
-constexpr uint8_t kESC = 27;
-constexpr uint8_t kDEL = 127;
 
 constexpr uint8_t kNormalSet = 'U';
 constexpr uint8_t kGraphicsSet = 'G';

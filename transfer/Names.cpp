@@ -4,6 +4,8 @@
 
 #include "automation/Script.h"
 #include "base/ErrMsg.h"
+#include "base/PathStr.h"
+#include "base/facts.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/appleevents.h"
@@ -13,7 +15,6 @@
 #include "platform/resources.h"
 #include "platform/sound.h"
 #include "resources/names.h"
-#include "shell/Inits.h"
 #include "transfer/zmaclo.h"
 
 #include <algorithm>
@@ -358,28 +359,6 @@ int16_t VerifyRcvVol()
     zRcvVol = gUserDownloadsVRef;
     zRcvDirID = gUserDownloadsDirID;
     return 1;
-}
-
-void VolDirToStr(int16_t volume, int32_t folder, uint8_t *out)
-{
-    VolInfo info;
-    Str255 number;
-
-    if ((volume == 1 || volume == 2) && folder == 2) {
-        out[0] = 1;
-        out[1] = uint8_t('0' + volume);
-        return;
-    }
-    out[0] = 0;
-    if (GetVolInfo(volume, &info) != noErr)
-        return;
-    pstrcpy(out, info.name);
-    pstrcatchr(out, 1);
-    for (int shift = 24; shift >= 0; shift -= 8)
-        pstrcatchr(out, uint8_t(info.created >> shift));
-    pstrcatchr(out, ':');
-    NumToString(folder, number);
-    pstrcat(out, number);
 }
 
 // Every error is a folder that doesn't mind.

@@ -77,7 +77,6 @@ int64_t RcvRoom();
 
 int16_t GetRcvVol();    // from the global strings; sets zRcvDirID
 int16_t VerifyRcvVol(); // repairs or asks; not 0 if there is a folder
-void VolDirToStr(int16_t volume, int32_t folder, uint8_t *out);
 void TouchDir(int16_t volume, int32_t folder);
 
 // `name` (length-prefixed) as the host should see it, by cset's hostNames,

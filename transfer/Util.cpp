@@ -26,8 +26,6 @@ constexpr int32_t kPadMask = 0xFFFFF80; // 28 bits; the receiver has 24
 constexpr uint8_t kFirstOddByte = 219;  // from here on no text, at sending
 constexpr uint8_t kPadXY = 0x1A;        // fills the last block of X and Y
 constexpr uint8_t kMacBinaryII = 129;
-constexpr uint8_t kLF = 10;
-constexpr uint8_t kCR = 13;
 
 // ---- state -----------------------------------------------------------------
 

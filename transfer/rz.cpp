@@ -3,6 +3,8 @@
 #include "transfer/rz.h"
 
 #include "base/atol.h"
+#include "base/dates.h"
+#include "base/facts.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
@@ -12,7 +14,6 @@
 #include "resources/names.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
-#include "shell/Inits.h"
 #include "terminal/VT100.h"
 #include "transfer/Names.h"
 #include "transfer/zmaclo.h"
@@ -31,12 +32,11 @@ constexpr int32_t kAttemptsHeard = 15;
 constexpr int32_t kMostName = 200;
 constexpr int32_t kNameMax = 31; // a longer name is cut to one less
 constexpr int32_t kNameCut = 30;
-constexpr int32_t kSpare = 3000;       // bytes of the disk to be left free
-constexpr int32_t kOldestTime = 20;    // a date up to here is none
-constexpr uint32_t k1970 = 2082844800; // seconds from 1904
-constexpr uint8_t kBreakMark = 0xDD;   // in an attention string: a break
-constexpr uint8_t kPauseMark = 0xDE;   // a second's rest
-constexpr int32_t kKeep = 250; // bytes shown of what came after a cancel
+constexpr int32_t kSpare = 3000;     // bytes of the disk to be left free
+constexpr int32_t kOldestTime = 20;  // a date up to here is none
+constexpr uint8_t kBreakMark = 0xDD; // in an attention string: a break
+constexpr uint8_t kPauseMark = 0xDE; // a second's rest
+constexpr int32_t kKeep = 250;       // bytes shown of what came after a cancel
 constexpr uint32_t kSwallowMost = 120; // seconds, however long they send
 
 // ---- state -----------------------------------------------------------------
@@ -249,7 +249,7 @@ static void take_figures(const char *text)
         return;
     text = atoop(text, &Modtime);
     if (uint32_t(Modtime) > uint32_t(kOldestTime)) {
-        DateMod = uint32_t(Modtime) + uint32_t(zGetGMTOffset()) + k1970;
+        DateMod = date_from_unix(uint32_t(Modtime));
         DateCreate = DateMod;
     }
     if (!*text)

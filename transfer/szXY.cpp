@@ -4,6 +4,7 @@
 
 #include "transfer/sz.h"
 
+#include "base/dates.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
@@ -21,10 +22,9 @@
 
 constexpr int32_t kShortBlock = 128;
 constexpr int32_t kLongBlock = 1024;
-constexpr int32_t kFirstPart = 512;    // of a long block, written by itself
-constexpr int32_t kTailOf1K = 896;     // a rest up to this goes as short blocks
-constexpr int32_t kEndTries = 5;       // at having EOT acknowledged
-constexpr uint32_t k1970 = 2082844800; // seconds from 1904
+constexpr int32_t kFirstPart = 512; // of a long block, written by itself
+constexpr int32_t kTailOf1K = 896;  // a rest up to this goes as short blocks
+constexpr int32_t kEndTries = 5;    // at having EOT acknowledged
 
 // ---- state -----------------------------------------------------------------
 
@@ -151,7 +151,7 @@ static void append_figures(name_block &b)
     if (++b.end >= b.room || !append_number(b, PSTR(""), TotalBytes))
         return;
     pstrcpy(text, PSTR(" "));
-    octstr(octal, DateMod - uint32_t(zGetGMTOffset()) - k1970);
+    octstr(octal, date_to_unix(DateMod));
     pstrcat(text, octal);
     (void)(append(b, text) && append_number(b, PSTR(" 0 0 "), Filesleft) &&
            append_number(b, PSTR(" "), Totalleft));

@@ -12,6 +12,7 @@
 // protocols' descriptions count them; zsleep takes seconds.
 #pragma once
 
+#include "base/chars.h"
 #include "platform/files.h"
 #include "platform/types.h"
 
@@ -22,18 +23,6 @@
 
 constexpr int32_t ERROR = -1;   // bad data
 constexpr int32_t TIMEOUT = -2; // time ran out
-
-// ---- wire bytes that several protocols share -------------------------------
-
-constexpr uint8_t SOH = 0x01;
-constexpr uint8_t STX = 0x02;
-constexpr uint8_t EOT = 0x04;
-constexpr uint8_t ENQ = 0x05;
-constexpr uint8_t ACK = 0x06;
-constexpr uint8_t XON = 0x11;
-constexpr uint8_t XOFF = 0x13;
-constexpr uint8_t NAK = 0x15;
-constexpr uint8_t CAN = 0x18;
 
 // ---- the running transfer --------------------------------------------------
 

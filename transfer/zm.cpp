@@ -55,8 +55,8 @@ static consteval byte_set escaped_bytes(bool all)
         if (c & kCtlMask)
             continue;
         int low = c & 0x7F;
-        s[c] = all || low == 0x10 || low == 0x11 || low == 0x13 ||
-               low == 0x0D || c == ZDLE;
+        s[c] = all || low == 0x10 || low == 0x11 || low == 0x13 || low == kCR ||
+               c == ZDLE;
     }
     return s;
 }
@@ -96,8 +96,8 @@ void zsendline(uint8_t c)
     case 0x93:
         escaped(c);
         return;
-    case 0x0D:
-    case 0x8D:
+    case kCR:
+    case kCR | 0x80:
         // "@" and CR is the command prefix of an old packet network.
         if (Zctlesc || (lastsent & 0x7F) == '@')
             escaped(c);
@@ -177,7 +177,7 @@ void zshhdr(int16_t type, const uint8_t *hdr)
     }
     put_hex(uint8_t(crc >> 8));
     put_hex(uint8_t(crc));
-    awPut(0x0D);
+    awPut(kCR);
     awPut(kLFHigh);
     // An XON frees a line that a stray XOFF holds. Behind these two the other
     // side may be gone already, and its shell would get the byte.

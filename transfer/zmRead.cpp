@@ -58,7 +58,7 @@ int32_t noxrd7()
         if (c < 0)
             return c;
         c &= 0x7F;
-        if (c == 0x0D || c == 0x0A || c == ZDLE)
+        if (c == kCR || c == kLF || c == ZDLE)
             return c;
         if (c == XON || c == XOFF)
             hdl_flow();
@@ -198,7 +198,7 @@ int32_t zrhhdr(uint8_t *hdr)
     int32_t c = header16(zgeth1, hdr);
     // The line end behind a good header. Some peers send one byte, some two,
     // and what it is doesn't matter.
-    if (c >= 0 && readline(kTenth) == 0x0D)
+    if (c >= 0 && readline(kTenth) == kCR)
         (void)readline(kTenth);
     return c;
 }

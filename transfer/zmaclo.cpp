@@ -2,13 +2,13 @@
 
 #include "transfer/zmaclo.h"
 
+#include "base/facts.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/memory.h"
 #include "resources/names.h"
-#include "shell/Inits.h"
 #include "transfer/Names.h"
 #include "transfer/rz.h"
 #include "transfer/xmodem.h"
@@ -17,7 +17,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <ctime>
 
 // ---- constants -------------------------------------------------------------
 
@@ -25,14 +24,10 @@ constexpr int32_t kHeaderLen = 128;    // of MacBinary; also its padding
 constexpr int32_t kTrailerLen = 4;     // of partial text: the stream position
 constexpr int kPosOffset = 112;        // of that position in the header
 constexpr int32_t kPadMask = 0xFFFF80; // 24 bits, as the first peers had it
-constexpr uint32_t kOldestDate = 2082844800; // 1970, counted from 1904
 constexpr int32_t kFlagsKept = 0xBEFE; // Finder flags that may come from afar
 constexpr uint8_t kMacBinaryII = 128;  // versions above this are MacBinary II
 constexpr int kNameMax = 31;
 constexpr int32_t kFileBuf = 1200; // holds any block, converted or joined
-constexpr uint8_t kLF = 10;
-constexpr uint8_t kCR = 13;
-constexpr uint8_t kCtrlZ = 26;
 
 // ---- state -----------------------------------------------------------------
 
@@ -122,15 +117,6 @@ int16_t IsText(const uint8_t *buf, int32_t len)
     return odd == 0 || zconv == ZCNL || (odd < 10 && op_xconv == 'T');
 }
 
-int32_t zGetGMTOffset()
-{
-    std::time_t now = std::time(nullptr);
-    std::tm utc = *std::gmtime(&now);
-    utc.tm_isdst = -1;
-    std::time_t shifted = std::mktime(&utc);
-    return shifted == -1 ? 0 : int32_t(now - shifted);
-}
-
 // ---- MacBinary -------------------------------------------------------------
 
 static int32_t padded(int32_t length)
@@ -161,9 +147,9 @@ static void take_dates(const uint8_t *h)
 {
     uint32_t created = native<uint32_t>(h + 91);
     uint32_t modified = native<uint32_t>(h + 95);
-    if (created > kOldestDate)
+    if (created > kUnixIn1904)
         DateCreate = created;
-    if (modified > kOldestDate)
+    if (modified > kUnixIn1904)
         DateMod = modified;
 }
 

@@ -52,5 +52,3 @@ int32_t CheckForResume();
 // 1 if a block of 128 bytes is a MacBinary header; sets MacBin2.
 int16_t IsMacBin(const uint8_t *buf);
 int16_t IsText(const uint8_t *buf, int32_t len);
-
-int32_t zGetGMTOffset(); // seconds east of Greenwich, 0 if not known

@@ -3,6 +3,7 @@
 #include "transfer/zstats.h"
 
 #include "base/ErrMsg.h"
+#include "base/facts.h"
 #include "base/pstr.h"
 #include "connect/Dial.h"
 #include "connect/Settings.h"
@@ -11,7 +12,6 @@
 #include "platform/resources.h"
 #include "platform/windows.h"
 #include "resources/names.h"
-#include "shell/Inits.h"
 #include "shell/QuillonWindow.h"
 #include "terminal/VT100.h"
 #include "transfer/Names.h"
@@ -27,8 +27,6 @@
 constexpr int32_t kRedrawTicks = 50;      // no redraw of figures before
 constexpr int32_t kMostShown = 200000001; // sizes from here on show no bar
 constexpr int32_t kSureBytes = 4001;      // from here on the rate is believed
-constexpr uint8_t kTab = 9;
-constexpr uint8_t kCR = 13; // ends a line of the log
 
 // ---- state -----------------------------------------------------------------
 
@@ -539,7 +537,7 @@ static void put_field(log_text &log, ConstStr text)
 {
     for (int i = 1; i <= text[0]; i++)
         put(log, text[i] < ' ' ? uint8_t('?') : text[i]);
-    put(log, kTab);
+    put(log, kHT);
 }
 
 static void put_field(log_text &log, int32_t number)

@@ -9,8 +9,6 @@
 #include "platform/core/macroman.h"
 #include "platform/types.h"
 
-static constexpr int64_t kUnixIn1904 = 2082844800; // 1970, seconds from 1904
-
 void GetDateTime(uint32_t *seconds)
 {
     *seconds = uint32_t(be_wall_clock() + kUnixIn1904);

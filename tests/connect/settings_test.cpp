@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/PathStr.h"
 #include "platform/files.h"
 #include "platform/memory.h"
 #include "tests/connect/book.h"

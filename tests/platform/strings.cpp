@@ -87,11 +87,11 @@ TEST(Strings, NumbersAndConversions)
 TEST(Strings, DatesAreLocalAndReadable)
 {
     Str255 s;
-    DateString(2082844800u + 86400u, s);
+    DateString(kUnixIn1904 + 86400u, s);
     EXPECT_EQ(S(s), "1970-01-02");
-    TimeString(2082844800u + 3661u, true, s);
+    TimeString(kUnixIn1904 + 3661u, true, s);
     EXPECT_EQ(S(s), "01:01:01");
-    TimeString(2082844800u + 3661u, false, s);
+    TimeString(kUnixIn1904 + 3661u, false, s);
     EXPECT_EQ(S(s), "01:01");
     DateString(0, s);
     EXPECT_EQ(S(s), "1904-01-01");

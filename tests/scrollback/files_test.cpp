@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "base/PathStr.h"
 #include "platform/files.h"
 #include "platform/menus.h"
 #include "resources/names.h"

@@ -2,6 +2,7 @@
 // name leads out of the receive folder.
 #include "bench.h"
 
+#include "base/PathStr.h"
 #include "connect/Settings.h"
 #include "platform/headless/headless.h"
 #include "platform/resources.h"

@@ -18,7 +18,6 @@
 #include "platform/core/files/filesparts.h"
 #include "platform/files.h"
 
-static constexpr uint32_t kUnixIn1904 = 2082844800; // 1970, seconds from 1904
 static constexpr OSType kFolderType = FOUR("fold");
 
 // ---- dates -----------------------------------------------------------------
