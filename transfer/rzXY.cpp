@@ -48,13 +48,14 @@ static void ask_first()
 
 // ---- a block ---------------------------------------------------------------
 
-// A sender that names the kind of its file: a code and its complement.
+// A sender that names the kind of its file: a code and its complement. Within
+// a file it is a block whose first byte came damaged.
 static void take_file_type()
 {
     int32_t kind = readline(cset.xmTimeout);
     int32_t check = readline(cset.xmTimeout);
 
-    if (kind < 0 || check < 0 || kind + check != Wcsmask)
+    if (!Firstsec || kind < 0 || check < 0 || kind + check != Wcsmask)
         return;
     switch (kind) {
     case 4:
@@ -161,7 +162,8 @@ static int32_t one_round(uint8_t *buf, int32_t tenths)
         good_block();
         return c;
     case EOT:
-        if (Lleft == 0)
+        // A block that lost its start may begin like this; then more follows.
+        if (Lleft == 0 && readline(kQuiet) == TIMEOUT)
             return kSectorEOT;
         break;
     case CAN:

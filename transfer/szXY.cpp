@@ -312,7 +312,8 @@ int32_t wcputsec(const uint8_t *buf, int16_t sector, int32_t length)
             return ERROR;
         if (Optiong) {
             firstsec = 0;
-            if (readock(0, 2) != CAN)
+            // Behind the name the receiver's start may have come already.
+            if (sector == 0 || readock(0, 2) != CAN)
                 return 0;
             (void)cancelled();
             return ERROR;

@@ -19,6 +19,7 @@ import subprocess
 import sys
 import time
 
+import blocks
 import zhost
 from rig import (PARTIAL, Child, Failure, Place, Programs, Skipped, check,
                  content, digest, judge, our_receiver, our_sender, ours, relay,
@@ -26,7 +27,8 @@ from rig import (PARTIAL, Child, Failure, Place, Programs, Skipped, check,
 
 KINDS = ("ring", "random", "control", "text")
 SIZES = (0, 1, 127, 128, 1023, 1024, 1025, 4096, 1 << 20)
-GROUPS = {}
+GROUPS = {"block-sizes": blocks.block_sizes,
+          "block-faults": blocks.block_faults}
 
 
 def group(function):

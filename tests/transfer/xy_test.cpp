@@ -179,6 +179,22 @@ TEST(XReceiver, EveryAnswerToABlock)
                        says(crc_block(1, kOne)), hears(kACK)} +
              kEnd,
          0, "f:128", ""},
+        {"a block without its first byte", 0,
+         kFirst +
+             dialogue_rows{says(crc_block(2, kTwo)), hears(kACK),
+                           says(crc_block(3, kTwo)), hears(kACK),
+                           says(crc_block(4, kTwo).substr(1)), hears(kNAK),
+                           says(crc_block(4, kTwo)), hears(kACK)} +
+             kEnd,
+         0, "f:512", ""},
+        {"no kind of the file within it", 0,
+         dialogue_rows{hears("C"), says(crc_block(1, string(128, 1))),
+                       hears(kACK)} +
+             dialogue_rows{says("\x81\x04\xFB"), hears(kNAK),
+                           does([] { EXPECT_NE(zftype, 'T'); }),
+                           says(crc_block(2, kTwo)), hears(kACK)} +
+             kEnd,
+         0, "f:256", ""},
         {"one CAN is an error", 0,
          kFirst +
              dialogue_rows{says(kCAN), silence(10), says(crc_block(2, kTwo)),

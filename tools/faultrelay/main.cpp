@@ -15,13 +15,15 @@
 //  --delay MS   on the way, each way
 //  --cut N      the line goes after N bytes from A
 //  --seed N     of the chance
+//  --end N      the stream ends with byte N of the busier direction
 //  --limit S    both are killed after S seconds
 //  --pty        terminals in place of socket pairs
 //
 // The figures: exit codes (128 + signal), seconds from start to the end of
 // both, CPU seconds of each, bytes sent by each, and `stream`: the seconds
 // from the first 4096 bytes of the busier direction to its last big piece,
-// with the CPU seconds of each in that time as a_work and b_work.
+// with the CPU seconds of each in that time as a_work and b_work; `span`: the
+// seconds from the first to the last byte of the busier direction on the line.
 // The exit code is 0 if both had 0.
 #include <algorithm>
 #include <cerrno>
@@ -60,7 +62,7 @@ struct options {
     bool seven = false, terminals = false;
     char toward = 0; // 'a', 'b', or 0 for both
     double rate = 0, delay = 0;
-    long cut = -1;
+    long cut = -1, end = 0;
     unsigned seed = 1;
     double limit = 0;
 };
@@ -85,6 +87,7 @@ struct end_point {
     double cpuFrom = 0, cpuTo = 0; // at the stream's start and end
     long sent = 0;                 // bytes it has sent
     double streamStart = 0, streamEnd = 0;
+    double firstByte = 0, lastByte = 0; // on the line
 };
 
 static int make_pair(bool terminals, bool slow, int pair[2])
@@ -241,12 +244,16 @@ static bool has_room(const direction &d, const options &o)
     return (d.lineFree - now()) * o.rate < double(kBuffer);
 }
 
-static void note_stream(end_point *e, size_t n)
+static void note_stream(end_point *e, size_t n, const options &o)
 {
+    const long before = e->sent;
+
     e->sent += long(n);
+    if (before == 0)
+        e->firstByte = now();
     if (e->streamStart == 0 && e->sent >= kStreamStart)
         e->streamStart = now();
-    if (n >= kBigPiece)
+    if (o.end > 0 ? before < o.end : n >= kBigPiece)
         e->streamEnd = now();
 }
 
@@ -264,11 +271,12 @@ static bool pull(direction *d, const options &o)
         return errno == EAGAIN || errno == EINTR;
     if (n == 0)
         return false;
-    note_stream(d->from, size_t(n));
+    note_stream(d->from, size_t(n), o);
     if (d->faulty && (!quiet || o.seven))
         put_on_line(d, o, damage(d, o, bytes, size_t(n)));
     else
         put_on_line(d, o, std::string(bytes, size_t(n)));
+    d->from->lastByte = o.rate > 0 ? d->lineFree : now();
     return true;
 }
 
@@ -431,6 +439,8 @@ static int parse(int argc, char **argv, options *o)
             o->cut = long(number());
         else if (name == "--seed")
             o->seed = unsigned(number());
+        else if (name == "--end")
+            o->end = long(number());
         else if (name == "--limit")
             o->limit = number();
         else
@@ -465,9 +475,9 @@ int main(int argc, char **argv)
         b.cpuTo = b.cpu;
     }
     printf("a_exit=%d b_exit=%d seconds=%.4f a_cpu=%.4f b_cpu=%.4f a_bytes=%ld "
-           "b_bytes=%ld stream=%.4f a_work=%.4f b_work=%.4f\n",
+           "b_bytes=%ld stream=%.4f a_work=%.4f b_work=%.4f span=%.4f\n",
            a.status, b.status, now(), a.cpu, b.cpu, a.sent, b.sent,
            busy.streamEnd - busy.streamStart, a.cpuTo - a.cpuFrom,
-           b.cpuTo - b.cpuFrom);
+           b.cpuTo - b.cpuFrom, busy.lastByte - busy.firstByte);
     return a.status == 0 && b.status == 0 ? 0 : 1;
 }
