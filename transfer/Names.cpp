@@ -316,6 +316,17 @@ int16_t GetRcvVol()
     return volume;
 }
 
+bool InRcvFolder(ConstStr name, CatInfo *info)
+{
+    OSErr err = GetCatInfo(zRcvVol, zRcvDirID, name, info);
+    if (err == nsvErr) {
+        zRcvVol = pgmVRef;
+        zRcvDirID = 0;
+        err = GetCatInfo(zRcvVol, zRcvDirID, name, info);
+    }
+    return err == noErr;
+}
+
 int64_t RcvRoom()
 {
     CatInfo folder;

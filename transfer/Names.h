@@ -75,6 +75,10 @@ void FitName(uint8_t *name, int32_t length);
 // to changes, too.
 int64_t RcvRoom();
 
+// Whether a file or folder of that name is in the receive folder. If the
+// folder's volume has gone, the program's own folder takes its place.
+bool InRcvFolder(ConstStr name, CatInfo *info);
+
 int16_t GetRcvVol();    // from the global strings; sets zRcvDirID
 int16_t VerifyRcvVol(); // repairs or asks; not 0 if there is a folder
 void TouchDir(int16_t volume, int32_t folder);

@@ -9,6 +9,7 @@
 #include "platform/resources.h"
 #include "resources/names.h"
 #include "terminal/VT100.h"
+#include "transfer/MacBinary.h"
 #include "transfer/Names.h"
 #include "transfer/rz.h"
 #include "transfer/sz.h"
@@ -21,15 +22,14 @@
 
 // ---- constants -------------------------------------------------------------
 
-constexpr int32_t kHeaderLen = 128;     // of MacBinary; also its padding
-constexpr int32_t kPadMask = 0xFFFFF80; // 28 bits; the receiver has 24
-constexpr uint8_t kFirstOddByte = 219;  // from here on no text, at sending
-constexpr uint8_t kPadXY = 0x1A;        // fills the last block of X and Y
-constexpr uint8_t kMacBinaryII = 129;
+constexpr uint8_t kFirstOddByte = 219;   // from here on no text, at sending
+constexpr uint8_t kPadXY = 0x1A;         // fills the last block of X and Y
+constexpr int32_t kLongest = 0x7FFFFFFF; // a fork that long may be longer
 
 // ---- state -----------------------------------------------------------------
 
 CatInfo fb;
+static OSErr fbErr; // of reading it
 int32_t datBytes, rezBytes;
 int32_t datBlkBytes, rezBlkBytes;
 int32_t Ascii;
@@ -96,10 +96,11 @@ int32_t filesize(FSSpec *file, int16_t quick)
     Ascii = 0;
     MacBin2 = 0;
     memset(&fb, 0, sizeof fb);
-    OSErr err = GetCatInfo(file->vRefNum, file->parID, file->name, &fb);
-    if (err != noErr) {
-        PrtErrorSTR(err, kListErrors, kStrCantReadInfo);
+    fbErr = GetCatInfo(file->vRefNum, file->parID, file->name, &fb);
+    if (fbErr != noErr) {
         memset(&fb, 0, sizeof fb); // goes on as an empty file
+        if (!quick)
+            PrtErrorSTR(fbErr, kListErrors, kStrCantReadInfo);
     }
     curFCreator = fb.info.fdCreator;
     curFType = fb.info.fdType;
@@ -113,22 +114,63 @@ int32_t filesize(FSSpec *file, int16_t quick)
         MacBin2 = 1;
         datBytes = fb.dataLen;
         rezBytes = fb.rsrcLen;
-        datBlkBytes = int32_t((uint32_t(datBytes) + 127) & kPadMask);
-        rezBlkBytes = int32_t((uint32_t(rezBytes) + 127) & kPadMask);
-        length = int32_t(std::min<int64_t>(
-            int64_t(datBlkBytes) + rezBlkBytes + kHeaderLen, 0x7FFFFFFF));
+        datBlkBytes = padded(datBytes, kPadMaskOut);
+        rezBlkBytes = padded(rezBytes, kPadMaskOut);
+        length = datBlkBytes + rezBlkBytes + kMacBinHeader;
     }
     DateMod = fb.modified;
     TotalBytes = length;
     return length;
 }
 
+static bool fits_macbinary()
+{
+    return datBlkBytes == int64_t(datBytes) + padding(datBytes) &&
+           rezBlkBytes == int64_t(rezBytes) + padding(rezBytes);
+}
+
+// Why the file that filesize has looked at can't go whole, or null. `err` says
+// more unless it is noErr.
+static const char *refusal(const FSSpec *file, OSErr *err)
+{
+    int16_t ref;
+
+    *err = fbErr;
+    if (fb.isFolder)
+        return "Not sent, it is a folder.";
+    if (*err == noErr)
+        *err = FSpOpenDF(file, fsRdPerm, &ref);
+    if (*err != noErr)
+        return ", not sent";
+    (void)FSClose(ref); // nothing was written
+    if (zftype == 'M')
+        return fits_macbinary() ? nullptr
+                                : "Not sent, it is too long for MacBinary.";
+    return fb.dataLen < kLongest ? nullptr : "Not sent, it is too long.";
+}
+
+bool cant_send(const FSSpec *file)
+{
+    OSErr err;
+
+    const char *why = refusal(file, &err);
+    if (why && err != noErr)
+        zprterr(err, why);
+    else if (why)
+        zprtstat(why);
+    return why != nullptr;
+}
+
 void countem(int32_t count, FSSpec *const files[])
 {
+    OSErr unused; // a file that can't go is named when its turn comes
+
     Filesleft = 0;
     Totalleft = 0;
     for (int32_t i = 0; i < count; i++) {
         int64_t sum = int64_t(Totalleft) + filesize(files[i], 1);
+        if (refusal(files[i], &unused))
+            continue;
         Totalleft = int32_t(std::min<int64_t>(sum, 0x7FFFFFFF));
         Filesleft++;
     }
@@ -221,33 +263,19 @@ int32_t filbuf(uint8_t *buf, int32_t len)
 
 // ---- the MacBinary stream --------------------------------------------------
 
-// In the machine's own order, as our receiver reads them.
-template <typename T> static void put_native(uint8_t *at, T value)
+static void make_header(uint8_t *bytes)
 {
-    memcpy(at, &value, sizeof value);
-}
+    mac_header h = {};
 
-static void make_header(uint8_t *h)
-{
-    memset(h, 0, kHeaderLen);
-    int n = std::min<int>(curSendFSS->name[0], 63);
-    h[1] = uint8_t(n);
-    memcpy(h + 2, curSendFSS->name + 1, size_t(n));
-
-    // Type, creator and flags as they lie in memory. The flags' second byte
-    // falls on one that must be zero.
-    static_assert(sizeof fb.info == 16);
-    memcpy(h + 65, &fb.info, sizeof fb.info);
-    h[74] = 0;
-    h[81] = fb.locked ? 1 : 0;
-    put_native(h + 83, datBytes);
-    put_native(h + 87, rezBytes);
-    put_native(h + 91, fb.created);
-    put_native(h + 95, fb.modified);
-    h[101] = uint8_t(fb.info.fdFlags);
-    h[122] = kMacBinaryII;
-    h[123] = kMacBinaryII;
-    put_native(h + 124, crc16_run(h, 124, 0));
+    h.name[0] = std::min<uint8_t>(curSendFSS->name[0], sizeof h.name - 1);
+    memcpy(h.name + 1, curSendFSS->name + 1, h.name[0]);
+    h.info = fb.info;
+    h.locked = fb.locked;
+    h.dataLen = datBytes;
+    h.rsrcLen = rezBytes;
+    h.created = fb.created;
+    h.modified = fb.modified;
+    make_mac_header(h, bytes);
 }
 
 // Opens a fork unless it is the one that is open.
@@ -264,13 +292,13 @@ static OSErr open_fork(uint8_t fork)
     return err;
 }
 
-// Up to `len` bytes of a fork from `off` of its `padded` length. Returns the
+// Up to `len` bytes of a fork from `off` of its padded length. Returns the
 // bytes of the stream that this makes, or a negative error.
-static int32_t read_fork(uint8_t fork, int32_t off, int32_t padded,
-                         uint8_t *buf, int32_t len)
+static int32_t read_fork(uint8_t fork, int32_t off, int32_t total, uint8_t *buf,
+                         int32_t len)
 {
     const int32_t length = fork == 'D' ? datBytes : rezBytes;
-    int32_t want = std::min(padded - off, len);
+    int32_t want = std::min(total - off, len);
 
     OSErr err = open_fork(fork);
     if (err == noErr) {
@@ -284,7 +312,7 @@ static int32_t read_fork(uint8_t fork, int32_t off, int32_t padded,
         int32_t count = want;
         err = FSRead(zSendRef, &count, buf);
         // The end of the fork is where the padding starts. buf is zero there.
-        if (err == eofErr && want - std::max<int32_t>(count, 0) < kHeaderLen)
+        if (err == eofErr && want - std::max<int32_t>(count, 0) < kMacBinHeader)
             err = noErr;
     }
     if (err != noErr) {
@@ -303,13 +331,13 @@ int32_t zReadData(int32_t pos, uint8_t *buf, int32_t len)
         return 0;
     while (done < len) {
         int32_t n;
-        if (pos < kHeaderLen) {
-            uint8_t header[kHeaderLen];
+        if (pos < kMacBinHeader) {
+            uint8_t header[kMacBinHeader];
             make_header(header);
-            n = std::min(kHeaderLen - pos, len - done);
+            n = std::min(kMacBinHeader - pos, len - done);
             memcpy(buf + done, header + pos, size_t(n));
         } else {
-            int32_t off = pos - kHeaderLen;
+            int32_t off = pos - kMacBinHeader;
             if (off < datBlkBytes)
                 n = read_fork('D', off, datBlkBytes, buf + done, len - done);
             else if (off - datBlkBytes < rezBlkBytes)

@@ -21,6 +21,10 @@ extern int32_t Filesleft, Totalleft;     // of the batch
 // look into the contents.
 int32_t filesize(FSSpec *file, int16_t quick);
 
+// Whether the file that filesize has just looked at can't go whole: it is no
+// file, or too long, or can't be read. The reason is shown with its name.
+bool cant_send(const FSSpec *file);
+
 void countem(int32_t count, FSSpec *const files[]);
 
 int32_t zfilbuf(uint8_t *buf, int32_t len); // ZMODEM: bytes read at Txpos

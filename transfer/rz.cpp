@@ -16,6 +16,7 @@
 #include "serial/ModemIO.h"
 #include "terminal/VT100.h"
 #include "transfer/Names.h"
+#include "transfer/Partial.h"
 #include "transfer/zmaclo.h"
 #include "transfer/zstats.h"
 
@@ -32,11 +33,12 @@ constexpr int32_t kAttemptsHeard = 15;
 constexpr int32_t kMostName = 200;
 constexpr int32_t kNameMax = 31; // a longer name is cut to one less
 constexpr int32_t kNameCut = 30;
-constexpr int32_t kSpare = 3000;     // bytes of the disk to be left free
-constexpr int32_t kOldestTime = 20;  // a date up to here is none
-constexpr uint8_t kBreakMark = 0xDD; // in an attention string: a break
-constexpr uint8_t kPauseMark = 0xDE; // a second's rest
-constexpr int32_t kKeep = 250;       // bytes shown of what came after a cancel
+constexpr int64_t kTooLong = 0x80000000; // a length that no place can name
+constexpr int32_t kSpare = 3000;         // bytes of the disk to be left free
+constexpr int32_t kOldestTime = 20;      // a date up to here is none
+constexpr uint8_t kBreakMark = 0xDD;     // in an attention string: a break
+constexpr uint8_t kPauseMark = 0xDE;     // a second's rest
+constexpr int32_t kKeep = 250; // bytes shown of what came after a cancel
 constexpr uint32_t kSwallowMost = 120; // seconds, however long they send
 
 // ---- state -----------------------------------------------------------------
@@ -68,7 +70,8 @@ const uint8_t canistr[21] = {CAN, CAN, CAN, CAN, CAN, CAN, CAN,
                              CAN, CAN, CAN, 8,   8,   8,   8,
                              8,   8,   8,   8,   8,   8,   0};
 
-static bool gotBlock; // data of this file have come
+static bool gotBlock;   // data of this file have come
+static int64_t offered; // its length by the sender, -1 if that isn't known
 
 // ---- small senders ---------------------------------------------------------
 
@@ -201,6 +204,7 @@ static void file_defaults()
     StartPos = rxbytes = retries = 0;
     dupeAction = 0;
     gotBlock = false;
+    offered = -1;
 }
 
 // The sender's word on line ends, unless overridden here.
@@ -237,14 +241,27 @@ static void take_name(uint8_t *name, size_t length)
     needName = 0;
 }
 
+// A length of more digits than any file has counts as the longest.
+static const char *take_length(const char *text)
+{
+    int32_t unused; // it wraps at 32 bits
+    const char *end = atolp(text, &unused);
+
+    while (*text == ' ')
+        text++;
+    if (*text < '0' || *text > '9')
+        return end;
+    for (offered = 0; text < end; text++)
+        offered = std::min<int64_t>(offered * 10 + (*text - '0'), kTooLong);
+    if (offered > 0 && offered < kTooLong)
+        TotalBytes = Bytesleft = int32_t(offered);
+    return end;
+}
+
 // Length, date and mode behind the name's NUL.
 static void take_figures(const char *text)
 {
-    int32_t length;
-
-    text = atolp(text, &length);
-    if (length > 0 && length < kUnknownSize)
-        TotalBytes = Bytesleft = length;
+    text = take_length(text);
     if (!*text)
         return;
     text = atoop(text, &Modtime);
@@ -287,13 +304,7 @@ static int32_t check_duplicate()
 {
     CatInfo local;
 
-    OSErr err = GetCatInfo(zRcvVol, zRcvDirID, zRcvName, &local);
-    if (err == nsvErr) {
-        zRcvVol = pgmVRef;
-        zRcvDirID = 0;
-        err = GetCatInfo(zRcvVol, zRcvDirID, zRcvName, &local);
-    }
-    if (err != noErr)
+    if (!InRcvFolder(zRcvName, &local))
         return 0;
     if (zprot == 'Z')
         dupeAction = management(local);
@@ -307,7 +318,7 @@ static int32_t check_duplicate()
 
 static int32_t check_room()
 {
-    if (Bytesleft == kUnknownSize)
+    if (offered <= 0)
         return 0;
     int64_t room = RcvRoom();
     if (room >= 0 && int64_t(Bytesleft) - StartPos + kSpare > room) {
@@ -339,11 +350,16 @@ int32_t procheader(uint8_t *name)
     TotalBytes = Bytesleft = kUnknownSize;
     if (length > 0 && name[length + 1])
         take_figures(reinterpret_cast<char *>(name) + length + 1);
+    if (offered == kTooLong) {
+        zprtstat("File is too long, Skipped.");
+        return -1;
+    }
 
     // Every ZMODEM file is looked up among the partial ones, whether the
-    // sender asks for it or not. One without a name has none.
+    // sender asks for it or not. One without a name has none, and an empty one
+    // is no longer than any.
     if (zprot == 'Z') {
-        if (named && CheckForResume())
+        if (named && offered != 0 && CheckForResume())
             zconv = ZCRESUM;
         else if (zconv == ZCRESUM)
             zconv = 0;
@@ -359,6 +375,11 @@ int32_t procheader(uint8_t *name)
     memcpy(Pathname, zRcvName + 1, zRcvName[0]);
     Pathname[zRcvName[0]] = 0;
     return 0;
+}
+
+bool came_short()
+{
+    return rxbytes < offered;
 }
 
 // ---- waiting for the sender ------------------------------------------------
@@ -505,9 +526,16 @@ static int32_t refuse_file()
     return ERROR;
 }
 
-// The sender has no more of this file. ZEOF, or -1.
+// The sender has no more of this file. ZEOF, ZSKIP or -1.
 static int32_t end_file()
 {
+    if (came_short()) {
+        zprtstat("File is shorter than its length.");
+        (void)closeit(); // it shows its own errors
+        gSkippedFiles++;
+        tryzhdrtype = ZSKIP;
+        return ZSKIP;
+    }
     gotEOF = 1;
     // An empty file may come without any data at all.
     if (!gotBlock && rxbytes == 0 && zWriteData(0, gSecBuf, 0) != 0)
@@ -855,5 +883,6 @@ int16_t rz(int16_t mode)
     SetFlow(cset.flowFlags);
     if (started)
         xfer_port(1);
+    UserCancel = 0; // what comes next runs whole
     return result == 0 ? 0 : 7;
 }

@@ -6,8 +6,9 @@
 
 #include <cstdint>
 
-constexpr int32_t kUnknownSize = 2000000000; // the sender named no length
-constexpr int32_t kHeaderBlock = 1024;       // most of a block with a name
+// TotalBytes when the sender named no length.
+constexpr int32_t kUnknownSize = 2000000000;
+constexpr int32_t kHeaderBlock = 1024; // most of a block with a name
 
 // ---- the transfer, either direction ----------------------------------------
 
@@ -62,6 +63,7 @@ int32_t tryz();                    // ZFILE, ZCOMPL, 0 no sender, -1 cancelled
 int32_t rzfiles();                 // 0 on a clean end, else -1
 int32_t rzfile();                  // ZEOF, ZSKIP or -1
 int32_t procheader(uint8_t *name); // header block, changed; -1: skip file
+bool came_short(); // rxbytes are less than the header block has offered
 void ackbibi();
 void canit();
 void swallow_canz();

@@ -288,30 +288,13 @@ static int32_t write_sector()
     return 0;
 }
 
-// Bytes without which the file isn't whole: what the sender offered, or what
-// a MacBinary header has told since.
-static int32_t least_bytes(int32_t offered)
-{
-    int32_t forks[2];
-
-    if (offered != kUnknownSize)
-        return offered;
-    if (zftype != 'M')
-        return 0;
-    memcpy(forks, mbHeader + 83, sizeof forks);
-    int64_t all = 128 + int64_t(forks[0]) + forks[1];
-    if (forks[1] > 0)
-        all += -forks[0] & 127;
-    return int32_t(std::min<int64_t>(all, 0x7FFFFFFF));
-}
-
 // EOT came. 0 or -1.
-static int32_t end_of_file(int32_t offered)
+static int32_t end_of_file()
 {
     // An empty file comes without any block.
     if (rxbytes == 0 && zWriteData(0, gSecBuf, 0) != 0)
         return ERROR;
-    if (rxbytes < least_bytes(offered)) {
+    if (came_short()) {
         zprtstat("File is shorter than its length.");
         return ERROR;
     }
@@ -341,7 +324,6 @@ static int32_t start_wait(bool first)
 
 int32_t wcrx()
 {
-    const int32_t offered = TotalBytes;
     int32_t expected = 0;
     uint8_t reply = Crcflg ? 'C' : NAK;
 
@@ -363,7 +345,7 @@ int32_t wcrx()
         zprog(rxbytes, TotalBytes);
         int32_t number = wcgetsec(gSecBuf, start_wait(first));
         if (number == kSectorEOT)
-            return end_of_file(offered);
+            return end_of_file();
         reply = ACK;
         if (number == ((expected + 1) & Wcsmask)) {
             if (write_sector() != 0)

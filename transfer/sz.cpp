@@ -253,10 +253,13 @@ static void choose_block(data_run &run)
 // A run of clean blocks lets the block grow again.
 static void grow_block(const data_run &run)
 {
-    if (erfBlocks <= kGoodRun || blklen >= kMostBlock ||
+    const int32_t most =
+        Rxbuflen != 0 ? std::min(Rxbuflen, kMostBlock) : kMostBlock;
+
+    if (erfBlocks <= kGoodRun || blklen >= most ||
         (run.maxblk != 0 && blklen >= run.maxblk))
         return;
-    blklen = std::min(blklen * 2, kMostBlock);
+    blklen = std::min(blklen * 2, most);
     erfBlocks = 0;
 }
 
@@ -418,8 +421,9 @@ static next end_data(data_run &run, int32_t &c)
 
     switch (c) {
     case ZRINIT:
-        // One that can't be read to its end has gone out as a shorter one.
-        gotEOF = Txpos >= TotalBytes;
+        // One that can't be read to its end has gone out as a shorter one,
+        // and behind its end there is nothing.
+        gotEOF = Txpos == TotalBytes;
         gWholeFiles += gotEOF;
         zprog(Txpos, TotalBytes);
         zperf(curSendFSS->name, start_ticks, int32_t(TickCount()), Txpos, 'S');
@@ -539,6 +543,11 @@ int32_t wcs(FSSpec *file)
     zNameVol(file);
     zftype = 'B';
     (void)filesize(file, 0); // TotalBytes has it
+    if (cant_send(file)) {
+        gSkippedFiles++;
+        errcnt++;
+        return Modem2 ? ERROR : 0; // the others go
+    }
     ztype();
     zprog(0, TotalBytes);
     ResetXferTimer();
@@ -596,7 +605,7 @@ int32_t wcsend(int32_t count, FSSpec *const files[])
         if (wcs(files[i]) == ERROR)
             return ERROR;
     }
-    if (Zmodem) {
+    if (Zmodem || zprot == 'Z') {
         saybibi();
         return 0;
     }

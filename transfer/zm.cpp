@@ -5,9 +5,9 @@
 
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
+#include "transfer/zmTables.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 // ---- constants -------------------------------------------------------------
@@ -42,28 +42,6 @@ const char *const frametypes[kFrameNames] = {
     "ZCAN",         "ZFREECNT", "ZCOMMAND", "ZSTDERR", "xxxxx",
 };
 
-// ---- which bytes need a second look ----------------------------------------
-
-using byte_set = std::array<bool, 256>;
-
-// Bytes that zsendline may have to escape; the others go as they are.
-static consteval byte_set escaped_bytes(bool all)
-{
-    byte_set s{};
-
-    for (int c = 0; c < 256; c++) {
-        if (c & kCtlMask)
-            continue;
-        int low = c & 0x7F;
-        s[c] = all || low == 0x10 || low == 0x11 || low == 0x13 || low == kCR ||
-               c == ZDLE;
-    }
-    return s;
-}
-
-static constinit const byte_set gEscaped = escaped_bytes(false);
-static constinit const byte_set gEscapedAll = escaped_bytes(true);
-
 // ---- sending ---------------------------------------------------------------
 
 static void plain(uint8_t c)
@@ -84,32 +62,13 @@ void zsendline(uint8_t c)
         plain(c);
         return;
     }
-    switch (c) {
-    case ZDLE:
+    // "@" and CR is the command prefix of an old packet network.
+    const out_rule rule = gOutRule[c];
+    if (rule == kOutEscape || Zctlesc ||
+        (rule == kOutAfterAt && (lastsent & 0x7F) == '@'))
         escaped(c);
-        return;
-    case 0x10:
-    case 0x11:
-    case 0x13:
-    case 0x90:
-    case 0x91:
-    case 0x93:
-        escaped(c);
-        return;
-    case kCR:
-    case kCR | 0x80:
-        // "@" and CR is the command prefix of an old packet network.
-        if (Zctlesc || (lastsent & 0x7F) == '@')
-            escaped(c);
-        else
-            plain(c);
-        return;
-    default:
-        if (Zctlesc)
-            escaped(c);
-        else
-            plain(c);
-    }
+    else
+        plain(c);
 }
 
 // Stages a run as it is: all but the byte that fills the staging buffer are
@@ -136,12 +95,12 @@ static void put_run(const uint8_t *p, int32_t n)
 // The data of a subpacket: runs of bytes that need nothing go by put_run.
 static void send_escaped(const uint8_t *p, int32_t n)
 {
-    const byte_set &special = Zctlesc ? gEscapedAll : gEscaped;
+    const out_rule most = Zctlesc ? kOutPlain : kOutIfAll;
     const uint8_t *end = p + n;
 
     while (p < end) {
         const uint8_t *run = p;
-        while (p < end && !special[*p])
+        while (p < end && gOutRule[*p] <= most)
             p++;
         if (p > run) {
             put_run(run, int32_t(p - run));
@@ -187,6 +146,19 @@ void zshhdr(int16_t type, const uint8_t *hdr)
     FlushAW();
 }
 
+// CRC-32 goes out as its complement, low byte first; CRC-16 high byte first.
+static void put_sum(uint32_t crc, bool wide)
+{
+    if (wide) {
+        crc = ~crc;
+        for (int i = 0; i < 4; i++, crc >>= 8)
+            zsendline(uint8_t(crc));
+    } else {
+        zsendline(uint8_t(crc >> 8));
+        zsendline(uint8_t(crc));
+    }
+}
+
 void zsbhdr(int16_t type, const uint8_t *hdr)
 {
     awMax = awMax2 = kFirstFlush;
@@ -202,15 +174,10 @@ void zsbhdr(int16_t type, const uint8_t *hdr)
     awPut(Txfcs32 ? BIN32 : BIN16);
     for (uint8_t c : bytes)
         zsendline(c);
-    if (Txfcs32) {
-        uint32_t crc = ~crc32_run(bytes, 5, 0xFFFFFFFF);
-        for (int i = 0; i < 4; i++, crc >>= 8)
-            zsendline(uint8_t(crc));
-    } else {
-        uint16_t crc = crc16_run(bytes, 5, 0);
-        zsendline(uint8_t(crc >> 8));
-        zsendline(uint8_t(crc));
-    }
+    if (Txfcs32)
+        put_sum(crc32_run(bytes, 5, 0xFFFFFFFF), true);
+    else
+        put_sum(crc16_run(bytes, 5, 0), false);
     awStart();
     if (type != ZDATA) // its data follow without a pause
         FlushAW();
@@ -224,8 +191,18 @@ static void set_flush(int32_t length)
     awMax2 = int16_t(std::clamp<int32_t>(length / 2, kLeastFlush, kBlockSize));
 }
 
-static void end_subpacket(uint8_t frameend)
+static void put_subpacket(const uint8_t *buf, int32_t length, uint8_t frameend,
+                          bool wide)
 {
+    awGather(true);
+    set_flush(length);
+    uint32_t crc =
+        wide ? crc32_run(buf, length, 0xFFFFFFFF) : crc16_run(buf, length, 0);
+    send_escaped(buf, length);
+    awPut(ZDLE);
+    awPut(frameend);
+    put_sum(wide ? UPDC32(frameend, crc) : updcrc(frameend, uint16_t(crc)),
+            wide);
     if (frameend == ZCRCW)
         awPut(XON);
     awStart();
@@ -234,36 +211,9 @@ static void end_subpacket(uint8_t frameend)
         FlushAW();
 }
 
-void zsda32(const uint8_t *buf, int32_t length, uint8_t frameend)
-{
-    awGather(true);
-    set_flush(length);
-    uint32_t crc = crc32_run(buf, length, 0xFFFFFFFF);
-    send_escaped(buf, length);
-    awPut(ZDLE);
-    awPut(frameend);
-    crc = ~UPDC32(frameend, crc);
-    for (int i = 0; i < 4; i++, crc >>= 8)
-        zsendline(uint8_t(crc));
-    end_subpacket(frameend);
-}
-
 void zsdata(const uint8_t *buf, int32_t length, uint8_t frameend)
 {
-    if (Crc32t) {
-        zsda32(buf, length, frameend);
-        return;
-    }
-    awGather(true);
-    set_flush(length);
-    uint16_t crc = crc16_run(buf, length, 0);
-    send_escaped(buf, length);
-    awPut(ZDLE);
-    awPut(frameend);
-    crc = updcrc(frameend, crc);
-    zsendline(uint8_t(crc >> 8));
-    zsendline(uint8_t(crc));
-    end_subpacket(frameend);
+    put_subpacket(buf, length, frameend, Crc32t != 0);
 }
 
 void stohdr(uint32_t pos)

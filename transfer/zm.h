@@ -139,7 +139,6 @@ void zshhdr(int16_t type, const uint8_t *hdr); // hex header
 
 // One data subpacket. Returns with bytes still draining, but for ZCRCW.
 void zsdata(const uint8_t *buf, int32_t length, uint8_t frameend);
-void zsda32(const uint8_t *buf, int32_t length, uint8_t frameend);
 
 void zsendline(uint8_t c); // one byte, escaped as needed
 

@@ -7,6 +7,7 @@
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "terminal/VT100.h"
+#include "transfer/zmTables.h"
 #include "transfer/zstats.h"
 
 #include <algorithm>
@@ -17,7 +18,7 @@
 
 constexpr uint8_t kPadHigh = 0xAA; // ZPAD with the parity bit
 constexpr int32_t kGarbage = -100; // read_form: the byte leads nowhere
-constexpr int32_t kBadSum = -101;  // check16: all came, but is wrong
+constexpr int32_t kBadSum = -101;  // check: all came, but is wrong
 constexpr int kCanRun = 5;         // so many CAN end a transfer
 constexpr int16_t kTenth = 1;      // tenth of a second, for readline
 
@@ -26,23 +27,6 @@ constexpr int16_t kTenth = 1;      // tenth of a second, for readline
 // A time-out occurred and no header has started since. What comes then is
 // most likely the host talking, so all of it is shown.
 static int16_t header_timeout;
-
-// ---- bytes that zrdata looks at --------------------------------------------
-
-using byte_set = std::array<bool, 256>;
-
-// Bytes at which zrdata stops copying.
-static consteval byte_set stopping_bytes(bool all)
-{
-    byte_set s{};
-
-    for (int c = 0; c < 256; c++)
-        s[c] = c == ZDLE || is_flow(c) || (all && !(c & kCtlMask));
-    return s;
-}
-
-static constinit const byte_set gStops = stopping_bytes(false);
-static constinit const byte_set gStopsAll = stopping_bytes(true);
 
 // ---- receiving: bytes ------------------------------------------------------
 
@@ -104,24 +88,13 @@ static int32_t read_escaped()
             c = readline(Rxtimeout);
         if (c < 0)
             return c;
-        if (is_flow(c) && !UserCancel)
-            continue;
-        switch (c) {
-        case CAN:
-            return GOTCAN;
-        case ZCRCE:
-        case ZCRCG:
-        case ZCRCQ:
-        case ZCRCW:
-            return c | GOTOR;
-        case ZRUB0:
-            return 0x7F;
-        case ZRUB1:
-            return 0xFF;
-        }
-        if (Zctlesc && !(c & kCtlMask) && !UserCancel)
-            continue;
-        return (c & kCtlMask) == kFlip ? c ^ kFlip : ERROR;
+        const int16_t value = gInValue[c & 0xFF];
+        const bool dropped =
+            value == kInFlow || (value == kInControl && Zctlesc);
+        if (!dropped)
+            return value == kInControl ? ERROR : value;
+        if (UserCancel)
+            return ERROR;
     }
 }
 
@@ -144,12 +117,14 @@ int32_t zdlread()
 
 // ---- receiving: headers ----------------------------------------------------
 
-// Type, data and `crcLength` check bytes through `read`, into `raw`. 0, or the
-// first value that is no byte.
-static int32_t read_header(int32_t (*read)(), uint8_t *hdr, uint8_t *raw,
-                           int crcLength)
+// A header's type, data and sum through `read`, into `hdr`. Its type, ERROR, or
+// what came in place of a byte.
+static int32_t read_header(int32_t (*read)(), uint8_t *hdr, bool wide)
 {
-    for (int i = 0; i < 5 + crcLength; i++) {
+    uint8_t raw[9];
+    const int length = wide ? 9 : 7;
+
+    for (int i = 0; i < length; i++) {
         int32_t c = read();
         if (c & ~0xFF)
             return c;
@@ -159,17 +134,9 @@ static int32_t read_header(int32_t (*read)(), uint8_t *hdr, uint8_t *raw,
         else if (i < 5)
             hdr[i - 1] = raw[i];
     }
-    return 0;
-}
-
-static int32_t header16(int32_t (*read)(), uint8_t *hdr)
-{
-    uint8_t raw[7];
-
-    int32_t c = read_header(read, hdr, raw, 2);
-    if (c)
-        return c;
-    if (crc16_run(raw, 7, 0) != 0)
+    const bool good = wide ? crc32_run(raw, length, 0xFFFFFFFF) == CRC32_GOOD
+                           : crc16_run(raw, length, 0) == 0;
+    if (!good)
         return ERROR;
     Zmodem = 1;
     return Rxtype;
@@ -177,25 +144,17 @@ static int32_t header16(int32_t (*read)(), uint8_t *hdr)
 
 int32_t zrbhdr(uint8_t *hdr)
 {
-    return header16(zdlread, hdr);
+    return read_header(zdlread, hdr, false);
 }
 
 int32_t zrbhdr32(uint8_t *hdr)
 {
-    uint8_t raw[9];
-
-    int32_t c = read_header(zdlread, hdr, raw, 4);
-    if (c)
-        return c;
-    if (crc32_run(raw, 9, 0xFFFFFFFF) != CRC32_GOOD)
-        return ERROR;
-    Zmodem = 1;
-    return Rxtype;
+    return read_header(zdlread, hdr, true);
 }
 
 int32_t zrhhdr(uint8_t *hdr)
 {
-    int32_t c = header16(zgeth1, hdr);
+    int32_t c = read_header(zgeth1, hdr, false);
     // The line end behind a good header. Some peers send one byte, some two,
     // and what it is doesn't matter.
     if (c >= 0 && readline(kTenth) == kCR)
@@ -294,8 +253,12 @@ int32_t zgethdr(uint8_t *hdr, int16_t eflag)
         switch (state) {
         case HUNT:
             // Unseen bytes need not come one by one.
-            if (eflag == 0 && !header_timeout && count > 0)
-                count += skip_garbage(limit - 2 - count);
+            if (eflag == 0 && !header_timeout && count > 0) {
+                const int32_t skipped = skip_garbage(limit - 2 - count);
+                count += skipped;
+                if (skipped > 0)
+                    cancount = kCanRun; // CANs around them are no run
+            }
             c = readline(Rxtimeout);
             if (c == TIMEOUT)
                 header_timeout = 1;
@@ -388,7 +351,7 @@ struct subpacket {
 // Copies a run of plain bytes; never past limit + 1. Returns its length.
 static int32_t take_run(subpacket &s, const uint8_t *p, int32_t have)
 {
-    const byte_set &stops = Zctlesc ? gStopsAll : gStops;
+    const std::array<bool, 256> &stops = Zctlesc ? gStopsAll : gStops;
     int32_t most = std::min(have, s.limit + 1 - s.count);
     int32_t n = 0;
 
@@ -402,36 +365,24 @@ static int32_t take_run(subpacket &s, const uint8_t *p, int32_t have)
     return n;
 }
 
-// A byte behind ZDLE. 0 to go on, else a result.
+// A byte behind ZDLE, but XON and XOFF. 0 to go on, else a result.
 static int32_t take_escaped(subpacket &s, uint8_t b)
 {
-    int32_t c;
+    const int16_t value = gInValue[b];
 
-    switch (b) {
-    case ZCRCE:
-    case ZCRCG:
-    case ZCRCQ:
-    case ZCRCW:
-        s.frameend = b;
-        return b | GOTOR;
-    case CAN:
+    if (value == GOTCAN)
         return ++s.cans > 4 ? ZCAN : 0;
-    case ZRUB0:
-        c = 0x7F;
-        break;
-    case ZRUB1:
-        c = 0xFF;
-        break;
-    default:
-        if (Zctlesc && !(b & kCtlMask))
-            return 0;
-        if ((b & kCtlMask) != kFlip) {
-            zstat("Bad ctl escape");
-            return ERROR;
-        }
-        c = b ^ kFlip;
+    if (value >= GOTOR) {
+        s.frameend = b;
+        return value;
     }
-    s.buf[s.count++] = uint8_t(c);
+    if (value == kInControl && Zctlesc)
+        return 0;
+    if (value < 0) {
+        zstat("Bad ctl escape");
+        return ERROR;
+    }
+    s.buf[s.count++] = uint8_t(value);
     s.escaped = false;
     return 0;
 }
@@ -502,27 +453,28 @@ static int32_t read_subpacket(subpacket &s)
     return result;
 }
 
-static bool check32(const subpacket &s)
+// The sum behind a subpacket. 0 good, kBadSum, else what came in place of a
+// byte.
+static int32_t check(const subpacket &s, bool wide)
 {
-    uint32_t crc = crc32_run(s.buf, s.count, 0xFFFFFFFF);
-    crc = UPDC32(s.frameend, crc);
-    for (int i = 0; i < 4; i++)
-        crc = UPDC32(uint8_t(zdlread()), crc);
-    return crc == CRC32_GOOD;
-}
+    const int length = wide ? 4 : 2;
+    uint32_t crc = wide ? crc32_run(s.buf, s.count, 0xFFFFFFFF)
+                        : crc16_run(s.buf, s.count, 0);
+    auto add = [&](uint8_t c) {
+        crc = wide ? UPDC32(c, crc) : updcrc(c, uint16_t(crc));
+    };
 
-// 0 good, kBadSum, else what came in place of a byte.
-static int32_t check16(const subpacket &s)
-{
-    uint16_t crc = crc16_run(s.buf, s.count, 0);
-    crc = updcrc(s.frameend, crc);
-    for (int i = 0; i < 2; i++) {
+    add(s.frameend);
+    for (int i = 0; i < length; i++) {
         int32_t c = zdlread();
-        if (c & 0xFF00)
+        // In a CRC-32 a time-out needs no test of its own: summed as a byte
+        // it makes the sum wrong, and the data are asked for again, as they
+        // would be after a time-out. The caller of a CRC-16 hears of it.
+        if (!wide && (c & 0xFF00))
             return c;
-        crc = updcrc(uint8_t(c), crc);
+        add(uint8_t(c));
     }
-    return crc == 0 ? 0 : kBadSum;
+    return crc == (wide ? CRC32_GOOD : 0) ? 0 : kBadSum;
 }
 
 int32_t zrdata(uint8_t *buf, int32_t length)
@@ -534,20 +486,15 @@ int32_t zrdata(uint8_t *buf, int32_t length)
     if (result == ERROR || result == TIMEOUT || result == ZCAN)
         return result;
 
-    if (Rxframeind == BIN32) {
-        if (!check32(s)) {
-            zmsgnum(kItemStatusStatus, "CRC32 err, cnt= ", s.count);
-            return ERROR;
-        }
-    } else {
-        int32_t c = check16(s);
-        if (c == kBadSum) {
-            zmsgnum(kItemStatusStatus, "CRC16 err, cnt= ", s.count);
-            return ERROR;
-        }
-        if (c != 0)
-            return c;
+    const bool wide = Rxframeind == BIN32;
+    int32_t sum = check(s, wide);
+    if (sum == kBadSum) {
+        zmsgnum(kItemStatusStatus,
+                wide ? "CRC32 err, cnt= " : "CRC16 err, cnt= ", s.count);
+        return ERROR;
     }
+    if (sum != 0)
+        return sum;
     Rxcount = s.count;
     if (Verbose > 0)
         zmsgnum(kItemStatusStatus, "zrdata: cnt = ", Rxcount);

@@ -1,33 +1,33 @@
-// The received-file writer, and the search for a partial copy to go on with.
+// The received-file writer.
 
 #include "transfer/zmaclo.h"
 
+#include "base/chars.h"
 #include "base/facts.h"
 #include "base/pstr.h"
-#include "connect/Settings.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/memory.h"
 #include "resources/names.h"
+#include "transfer/MacBinary.h"
 #include "transfer/Names.h"
+#include "transfer/Partial.h"
 #include "transfer/rz.h"
 #include "transfer/xmodem.h"
-#include "transfer/zm.h"
+#include "transfer/zmacloParts.h"
 #include "transfer/zstats.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 
 // ---- constants -------------------------------------------------------------
 
-constexpr int32_t kHeaderLen = 128;    // of MacBinary; also its padding
-constexpr int32_t kTrailerLen = 4;     // of partial text: the stream position
-constexpr int kPosOffset = 112;        // of that position in the header
-constexpr int32_t kPadMask = 0xFFFF80; // 24 bits, as the first peers had it
 constexpr int32_t kFlagsKept = 0xBEFE; // Finder flags that may come from afar
-constexpr uint8_t kMacBinaryII = 128;  // versions above this are MacBinary II
 constexpr int kNameMax = 31;
-constexpr int32_t kFileBuf = 1200; // holds any block, converted or joined
+constexpr int32_t kFileBuf = 1200;    // bytes of text converted at a time
+constexpr int kOddBytes = 10;         // so many are no text for anybody
+constexpr int16_t kOpensFiles = 1791; // sysVers up to this opens nothing
 
 // ---- state -----------------------------------------------------------------
 
@@ -38,10 +38,9 @@ int32_t zftype;
 OSType tFType;
 OSType curFCreator, curFType;
 int32_t curFflags;
-uint8_t curFork;
+uint8_t curFork = 'D';
 int16_t fileLock;
-uint8_t mbHeader[kHeaderLen];
-uint8_t MacBin2;
+uint8_t mbHeader[kMacBinHeader];
 int32_t sPartialMacBin;
 uint8_t lastc;
 int32_t Eofseen;
@@ -49,79 +48,47 @@ uint8_t dupeAction;
 int32_t op_xconv = 'S';
 OSType textcreator = FOUR("ttxt");
 
-static uint8_t *filebuf; // kFileBuf bytes, made at the first use
+file_work work;
+
+static uint8_t *filebuf;  // kFileBuf bytes, made at the first use
+static int32_t streamPos; // of the next byte to be written
 
 // ---- forks of the MacBinary file that comes --------------------------------
+// The resource fork comes when nothing of the data fork is left.
 static int32_t dforklen, rforklen;   // by the header
 static int32_t dforkleft, rforkleft; // still to come
 static int32_t dSkip; // padding behind the data fork, still to be dropped
 
-// ---- the file in work ------------------------------------------------------
-// A file is begun when it has been made, or found as a partial copy to go on
-// with; it then bears its final name until closeit, though no fork need be
-// open.
-static bool begun;
-static bool hasData;       // it holds bytes of this or an earlier transfer
-static bool shortOfStream; // a write failed: the disk lacks some of it
-static bool strayRef;      // zRcvRef is a partial that isn't resumed
-static int32_t blockPos;   // stream position of the block in work
-static int32_t brokeAt;    // lastc is that of a text broken here; 0: of none
-
-// A state of the file from which a transfer can go on: what had come, up to a
-// position of the stream, is on the disk. Of text and MacBinary the length of
-// the file doesn't tell that position. 0: there is none.
-struct safe_state {
-    int32_t pos;
-    int32_t data, rsrc; // lengths of the forks
-};
-static safe_state found;   // the partial copy, as it was
-static safe_state written; // after the last write that went well
+bool writer_ok()
+{
+    if (sPartialMacBin < 0 || sPartialMacBin >= kMacBinHeader || dSkip < 0 ||
+        dSkip >= kMacBinHeader)
+        return false; // what is held, and what is dropped, is less than a block
+    if (zRcvRef == 0 && inbufCount != 0)
+        return false; // bytes for no file
+    if (curFork != 'D' && curFork != 'R')
+        return false;
+    if (work.begun && zftype == 'M' &&
+        (dforkleft < 0 || dforkleft > dforklen || rforkleft > rforklen ||
+         (curFork == 'R' && dforkleft > 0)))
+        return false;
+    if (!work.begun)
+        return !work.hasData && !work.shortOfStream && work.written.pos == 0;
+    return work.wasBefore.pos <= work.written.pos || work.written.pos == 0;
+}
 
 // ---- judging the first block -----------------------------------------------
 
-template <typename T> static T native(const uint8_t *at)
-{
-    T value;
-    memcpy(&value, at, sizeof value);
-    return value;
-}
-
-int16_t IsMacBin(const uint8_t *h)
-{
-    MacBin2 = 0;
-    if (h[0] != 0 || h[74] > 1 || h[82] != 0 || h[1] < 1 || h[1] > 63 ||
-        h[83] != 0 || h[87] != 0)
-        return 0;
-    if (int64_t(native<int32_t>(h + 83)) + native<int32_t>(h + 87) <= 0)
-        return 0;
-    if (std::any_of(h + 2, h + 2 + h[1], [](uint8_t c) { return c < 32; }))
-        return 0;
-    if (h[122] > kMacBinaryII && h[123] > kMacBinaryII) {
-        if (crc16_run(h, 126, 0) == 0)
-            MacBin2 = 1;
-        else
-            zstat("Bad MacBin2 Hdr CRC"); // and plain MacBinary all the same
-    }
-    return 1;
-}
-
 static bool odd_in_text(uint8_t c)
 {
-    return c < 32 && c != 4 && (c < 8 || c > 10) && c != 12 && c != 13 &&
-           c != 26 && c != 27;
+    return c < ' ' && c != EOT && (c < kBS || c > kLF) && c != kFF &&
+           c != kCR && c != kCtrlZ && c != kESC;
 }
 
 int16_t IsText(const uint8_t *buf, int32_t len)
 {
     auto odd = std::count_if(buf, buf + std::max<int32_t>(len, 0), odd_in_text);
-    return odd == 0 || zconv == ZCNL || (odd < 10 && op_xconv == 'T');
-}
-
-// ---- MacBinary -------------------------------------------------------------
-
-static int32_t padded(int32_t length)
-{
-    return int32_t((uint32_t(length) + 127) & kPadMask);
+    return odd == 0 || zconv == ZCNL || (odd < kOddBytes && op_xconv == 'T');
 }
 
 // The stream goes on inside the image, at StartPos: what is left of the forks.
@@ -131,76 +98,55 @@ static void set_forks_left(int32_t dblk)
     rforkleft = rforklen;
     if (StartPos == 0)
         return;
-    dforkleft = int32_t(int64_t(dforklen) - StartPos + kHeaderLen);
-    if (dforkleft > 0)
+    int64_t left = int64_t(dforklen) - StartPos + kMacBinHeader;
+    dforkleft = int32_t(std::clamp<int64_t>(left, 0, dforklen));
+    if (left > 0)
         return;
     // Behind the data: within its padding the rest of that comes first.
-    dforkleft = 0;
-    int64_t rest = int64_t(dblk) + kHeaderLen - StartPos;
+    int64_t rest = int64_t(dblk) + kMacBinHeader - StartPos;
     if (rest > 0)
         dSkip = int32_t(rest);
     else
         rforkleft = int32_t(rforklen + rest);
 }
 
-static void take_dates(const uint8_t *h)
+// A MacBinary header has come.
+static void start_macbinary(const uint8_t *bytes)
 {
-    uint32_t created = native<uint32_t>(h + 91);
-    uint32_t modified = native<uint32_t>(h + 95);
-    if (created > kUnixIn1904)
-        DateCreate = created;
-    if (modified > kUnixIn1904)
-        DateMod = modified;
-}
+    mac_header h;
 
-// A MacBinary header has come. The fields are in the machine's own order.
-static void start_macbinary(const uint8_t *h)
-{
-    memmove(mbHeader, h, kHeaderLen); // it may stand there already
+    memmove(mbHeader, bytes, kMacBinHeader); // it may stand there already
+    read_mac_header(mbHeader, &h);
     zftype = 'M';
     tFType = qPMB;
-    curFType = native<OSType>(h + 65);
-    curFCreator = native<OSType>(h + 69);
-    take_dates(h);
+    curFType = h.info.fdType;
+    curFCreator = h.info.fdCreator;
+    if (h.created > kUnixIn1904)
+        DateCreate = h.created;
+    if (h.modified > kUnixIn1904)
+        DateMod = h.modified;
 
-    dforklen = native<int32_t>(h + 83);
-    rforklen = native<int32_t>(h + 87);
-    int32_t dblk = padded(dforklen);
-    int32_t rblk = padded(rforklen);
+    dforklen = h.dataLen;
+    rforklen = h.rsrcLen;
+    int32_t dblk = padded(dforklen, kPadMaskIn);
+    int32_t rblk = padded(rforklen, kPadMaskIn);
     set_forks_left(dblk);
-    TotalBytes = int32_t(
-        std::min<int64_t>(int64_t(dblk) + rblk + kHeaderLen, kUnknownSize));
+    TotalBytes = dblk + rblk + kMacBinHeader;
     Bytesleft = std::max(TotalBytes - StartPos, 0);
 
-    int n = std::min<int>(h[1], kNameMax);
+    int n = std::min<int>(h.name[0], kNameMax);
     zRcvMBName[0] = uint8_t(n);
-    memcpy(zRcvMBName + 1, h + 2, size_t(n));
+    memcpy(zRcvMBName + 1, h.name + 1, size_t(n));
     FitName(zRcvMBName + 1, n); // it is one of the far side's making, too
     zitem(kItemStatusName, zRcvMBName);
     needName = 0;
 
-    fileLock = h[81] & 1;
-    curFflags = h[73] << 8;
-    if (MacBin2)
-        curFflags |= h[101];
-    curFflags &= kFlagsKept;
+    fileLock = h.locked;
+    curFflags = h.info.fdFlags & kFlagsKept;
     curFork = dforkleft <= 0 ? 'R' : 'D';
 }
 
 // ---- making the file -------------------------------------------------------
-
-// Whether a file of that name is there. A receive folder on a volume that has
-// gone gives way to the program's own.
-static bool file_exists(ConstStr name, CatInfo *info)
-{
-    OSErr err = GetCatInfo(zRcvVol, zRcvDirID, name, info);
-    if (err == nsvErr) {
-        zRcvVol = pgmVRef;
-        zRcvDirID = 0;
-        err = GetCatInfo(zRcvVol, zRcvDirID, name, info);
-    }
-    return err == noErr;
-}
 
 // A file of the name exists. 0 to go on, -1 to skip the new one.
 static int32_t settle_duplicate()
@@ -210,7 +156,7 @@ static int32_t settle_duplicate()
     switch (dupeAction) {
     case 3:
         zprtstat("Exists, overwriting");
-        // If it can't go, creating the new one fails, and says so.
+        // If it can't go, creating the new one fails and shows why.
         (void)HDelete(zRcvVol, zRcvDirID, zRcvMBName);
         return 0;
     case 2:
@@ -224,14 +170,32 @@ static int32_t settle_duplicate()
     }
 }
 
+static int32_t make_file()
+{
+    CatInfo info;
+
+    if (InRcvFolder(zRcvMBName, &info)) {
+        int32_t err = settle_duplicate();
+        if (err)
+            return err;
+    }
+    OSErr err = HCreate(zRcvVol, zRcvDirID, zRcvMBName, curFCreator, curFType);
+    if (err != noErr)
+        return err;
+    work = {};
+    work.begun = true;
+    return partial_is_open() ? start_behind_part() : OSErr(noErr);
+}
+
 // What stands at the start of the data decides what the file is. `buf` and
 // `len` lose a MacBinary header. 0, an error, or -1 to skip the file.
 static int32_t first_block(const uint8_t *&buf, int32_t &len)
 {
-    if (len >= kHeaderLen && op_xconv != 'B' && IsMacBin(buf)) {
+    if (len >= kMacBinHeader && op_xconv != 'B' && IsMacBin(buf)) {
         start_macbinary(buf);
-        buf += kHeaderLen;
-        len -= kHeaderLen;
+        buf += kMacBinHeader;
+        len -= kMacBinHeader;
+        streamPos += kMacBinHeader;
     } else if (IsText(buf, len)) {
         tFType = qPTX;
         curFCreator = textcreator;
@@ -242,31 +206,12 @@ static int32_t first_block(const uint8_t *&buf, int32_t &len)
     }
     lastc = 0;
     Eofseen = 0;
-    brokeAt = 0;
-
-    CatInfo info;
-    if (file_exists(zRcvMBName, &info)) {
-        if (zconv == ZCRESUM)
-            return 0;
-        int32_t err = settle_duplicate();
-        if (err)
-            return err;
-    }
-    if (zconv == ZCRESUM)
-        return 0;
-    OSErr err = HCreate(zRcvVol, zRcvDirID, zRcvMBName, curFCreator, curFType);
-    if (err == noErr) {
-        begun = true;
-        hasData = false;
-        shortOfStream = false;
-        found = written = {};
-    }
-    return err;
+    return zconv == ZCRESUM ? 0 : make_file();
 }
 
 // ---- writing ---------------------------------------------------------------
 
-static OSErr open_fork()
+OSErr open_fork()
 {
     OSErr err =
         curFork == 'R'
@@ -282,59 +227,84 @@ static OSErr open_fork()
     return noErr;
 }
 
-static OSErr write_file(int32_t count, const uint8_t *data)
+void close_fork()
 {
-    hasData = true;
-    OSErr err = fbWrite(zRcvRef, count, data);
-    if (err != noErr)
-        shortOfStream = true;
-    return err;
+    if (zRcvRef != 0)
+        (void)FSClose(zRcvRef);
+    zRcvRef = 0;
 }
 
-// The same with the first bytes of a block. If it wrote what was held, that
-// were all the blocks before.
-static OSErr write_start(int32_t count, const uint8_t *data)
+static OSErr flush()
 {
-    const int32_t held = inbufCount;
+    return zRcvRef != 0 ? fbWrite(zRcvRef, 0, nullptr) : OSErr(noErr);
+}
+
+// The disk holds the stream up to `pos`.
+static void note_written(int32_t pos, bool afterCR)
+{
     int32_t length;
 
-    OSErr err = write_file(count, data);
-    if (err != noErr || held == 0 || inbufCount != count ||
-        GetEOF(zRcvRef, &length) != noErr)
-        return err;
+    if (pos <= work.written.pos || GetEOF(zRcvRef, &length) != noErr)
+        return;
+    work.wasBefore = work.written;
     if (curFork == 'R')
-        written = {blockPos, dforklen, length};
+        work.written = {pos, dforklen, length, false};
     else
-        written = {blockPos, length, 0};
+        work.written = {pos, length, 0, afterCR};
+}
+
+// Writes what `used` bytes of the stream make of the file. `afterCR` tells
+// whether the byte before them was CR.
+static OSErr write_piece(int32_t used, int32_t count, const uint8_t *data,
+                         bool afterCR)
+{
+    const int32_t held = inbufCount;
+
+    if (count > 0) {
+        work.hasData = true;
+        OSErr err = fbWrite(zRcvRef, count, data);
+        if (err != noErr)
+            return err;
+        if (inbufCount == count && held > 0)
+            note_written(streamPos, afterCR); // it made room for this piece
+        else if (inbufCount == 0)
+            note_written(streamPos + used, lastc == kCR);
+    }
+    streamPos += used;
     return noErr;
 }
 
-// Text: line ends become CR, NUL goes, Ctrl-Z ends the block.
-static OSErr write_text(const uint8_t *buf, int32_t len)
+// Text: line ends become CR, NUL goes, Ctrl-Z ends the block. A piece of it is
+// converted and written; `len` falls by what was used.
+static OSErr write_text(const uint8_t *&buf, int32_t &len)
 {
+    const bool afterCR = lastc == kCR;
+    const int32_t used = std::min(len, kFileBuf);
+    bool ended = false;
     int32_t n = 0;
 
-    for (int32_t i = 0; i < len && n < kFileBuf; i++) {
+    for (int32_t i = 0; i < used && !ended; i++) {
         uint8_t c = buf[i];
-        if (c == 0)
+        ended = c == kCtrlZ;
+        // CR, LF, LF is one line end, as lastc stays CR.
+        if (ended || c == 0 || (c == kLF && lastc == kCR))
             continue;
-        if (c == kCtrlZ) {
-            Eofseen = 1;
-            break;
-        }
-        if (c == kLF && lastc == kCR)
-            continue; // lastc stays: CR, LF, LF is one line end
         filebuf[n++] = c == kLF ? kCR : c;
         lastc = c;
     }
-    return n > 0 ? write_start(n, filebuf) : OSErr(noErr);
+    Eofseen |= ended;
+    buf += used;
+    len = ended ? 0 : len - used;
+    return write_piece(used, n, filebuf, afterCR);
 }
 
 // The data fork is complete: the next pass opens the resource fork.
 static OSErr leave_data_fork()
 {
+    OSErr err = flush();
+    if (err == noErr)
+        note_written(streamPos, false);
     curFork = 'R';
-    OSErr err = write_file(0, nullptr);
     OSErr closed = FSClose(zRcvRef);
     zRcvRef = 0;
     return err != noErr ? err : closed;
@@ -344,13 +314,11 @@ static OSErr leave_data_fork()
 static OSErr write_fork(const uint8_t *&buf, int32_t &len)
 {
     int32_t &left = curFork == 'D' ? dforkleft : rforkleft;
-    int32_t n = std::clamp<int32_t>(left, 0, len);
-    OSErr err = noErr;
+    const int32_t n = std::clamp<int32_t>(left, 0, len);
 
     if (curFork == 'D' && len >= dforkleft)
-        dSkip = (kHeaderLen - (dforklen & 127)) & 127;
-    if (n > 0)
-        err = write_file(n, buf);
+        dSkip = padding(dforklen);
+    OSErr err = write_piece(n, n, buf, false);
     left -= n;
     buf += n;
     len -= n;
@@ -364,32 +332,36 @@ static OSErr write_fork(const uint8_t *&buf, int32_t &len)
     return leave_data_fork();
 }
 
+static OSErr write_some(const uint8_t *&buf, int32_t &len)
+{
+    if (zftype == 'M')
+        return write_fork(buf, len);
+    if (zftype == 'T')
+        return write_text(buf, len);
+    const int32_t n = len;
+    len = 0;
+    return write_piece(n, n, buf, false);
+}
+
 static OSErr write_block(const uint8_t *buf, int32_t len)
 {
-    while (len > 0) {
+    OSErr err = noErr;
+
+    while (len > 0 && err == noErr) {
         if (dSkip > 0) {
             int32_t n = std::min(dSkip, len);
             dSkip -= n;
+            streamPos += n;
             buf += n;
             len -= n;
             continue;
         }
-        if (zRcvRef == 0) {
-            OSErr err = open_fork();
-            if (err != noErr)
-                return err;
-        }
-        OSErr err;
-        if (zftype == 'M') {
-            err = write_fork(buf, len);
-        } else {
-            err = zftype == 'T' ? write_text(buf, len) : write_file(len, buf);
-            len = 0;
-        }
-        if (err != noErr)
-            return err;
+        if (zRcvRef == 0)
+            err = open_fork();
+        if (err == noErr)
+            err = write_some(buf, len);
     }
-    return noErr;
+    return err;
 }
 
 // A first block that is too short to judge, or what comes behind one.
@@ -398,14 +370,14 @@ enum class hold { pass, held, joined, failed };
 static hold hold_short(int32_t pos, const uint8_t *&buf, int32_t &len,
                        Ptr &joined)
 {
-    if (pos == 0 && len > 0 && len < kHeaderLen && buf[0] == 0) {
+    if (pos == 0 && len > 0 && len < kMacBinHeader && buf[0] == 0) {
         memcpy(mbHeader, buf, size_t(len));
         sPartialMacBin = len;
         return hold::held;
     }
     if (sPartialMacBin <= 0)
         return hold::pass;
-    if (len > 0 && sPartialMacBin + len < kHeaderLen) {
+    if (len > 0 && sPartialMacBin + len < kMacBinHeader) {
         memcpy(mbHeader + sPartialMacBin, buf, size_t(len));
         sPartialMacBin += len;
         return hold::held;
@@ -453,101 +425,23 @@ int32_t zWriteData(int32_t pos, const uint8_t *block, int16_t length)
     case hold::pass:
         break;
     }
-    blockPos = pos;
+    streamPos = pos;
     if (err == noErr && pos == 0)
         err = first_block(buf, len);
     if (err == noErr)
         err = write_block(buf, len);
     if (err != noErr && err != -1)
         zprterr(OSErr(err), " in zWriteData");
+    work.shortOfStream |= err != noErr && work.begun;
     if (joined)
         DisposePtr(joined);
+    assert(writer_ok());
     return err;
 }
 
 // ---- the end of a file -----------------------------------------------------
 
-// Makes sure that the data fork is open, for the trailer of a partial file.
-static OSErr open_for_trailer()
-{
-    OSErr err = noErr;
-
-    if (zRcvRef != 0 && curFork == 'D')
-        return noErr;
-    if (zRcvRef != 0)
-        err = FSClose(zRcvRef);
-    zRcvRef = 0;
-    OSErr opened = HOpen(zRcvVol, zRcvDirID, zRcvMBName, fsRdWrPerm, &zRcvRef);
-    if (opened != noErr) {
-        zRcvRef = 0;
-        return opened;
-    }
-    (void)SetFPos(zRcvRef, fsFromLEOF, 0); // the end of an open file exists
-    return err;
-}
-
-static OSErr write_position(int32_t pos)
-{
-    uint8_t position[kTrailerLen];
-    int32_t count;
-
-    OSErr err = open_for_trailer();
-    if (err != noErr)
-        return err;
-    memcpy(position, &pos, sizeof position);
-    if (zftype == 'T') {
-        count = kTrailerLen;
-        return FSWrite(zRcvRef, &count, position);
-    }
-    memcpy(mbHeader + kPosOffset, position, sizeof position);
-    count = kHeaderLen;
-    return FSWrite(zRcvRef, &count, mbHeader);
-}
-
-// Back to a state from before a write failed, which makes room, too.
-static OSErr go_back(const safe_state &state)
-{
-    if (state.pos <= 0)
-        return ioErr;
-    if (zRcvRef != 0)
-        (void)FSClose(zRcvRef); // what it holds behind that state is cut off
-    zRcvRef = 0;
-    OSErr err = noErr;
-    if (zftype == 'M' && curFork == 'R') {
-        err = open_fork();
-        if (err == noErr)
-            err = SetEOF(zRcvRef, state.rsrc);
-        if (zRcvRef != 0)
-            (void)FSClose(zRcvRef); // nothing was written
-        zRcvRef = 0;
-    }
-    curFork = 'D';
-    if (err == noErr)
-        err = open_fork();
-    if (err == noErr)
-        err = SetEOF(zRcvRef, state.data);
-    return err == noErr ? write_position(state.pos) : err;
-}
-
-// What a later transfer needs stands behind the data of a partial file. An
-// error means that the file is of no use.
-static OSErr write_trailer()
-{
-    if (zftype != 'T' && zftype != 'M')
-        return noErr;
-    if (!shortOfStream) {
-        OSErr err = write_position(rxbytes);
-        if (err == noErr) {
-            brokeAt = rxbytes;
-            return noErr;
-        }
-    }
-    OSErr err = go_back(written);
-    return err == noErr ? err : go_back(found);
-}
-
-// Flags and dates.
-static void set_catalog()
+void set_catalog(OSType type, Point note)
 {
     CatInfo info;
 
@@ -556,91 +450,21 @@ static void set_catalog()
         zprterr(err, " in GetFInfo ");
         return;
     }
+    if (type != 0)
+        info.info.fdType = type;
     info.info.fdFlags = uint16_t(curFflags);
+    info.info.fdLocation = note;
     if (DateMod != 0) {
         info.modified = DateMod;
         info.created = DateCreate;
     }
+    info.locked = gotEOF && zftype == 'M' && fileLock;
     err = SetCatInfo(zRcvVol, zRcvDirID, zRcvMBName, &info);
     if (err != noErr)
         zprterr(err, " in SetFInfo");
     err = FlushVol(zRcvVol);
     if (err != noErr)
         zprterr(err, " in FlushVol");
-}
-
-static void lock_file()
-{
-    CatInfo info;
-
-    if (GetCatInfo(zRcvVol, zRcvDirID, zRcvMBName, &info) != noErr)
-        return;
-    info.locked = true;
-    (void)SetCatInfo(zRcvVol, zRcvDirID, zRcvMBName, &info); // it's whole
-}
-
-static void partial_name(uint8_t *out)
-{
-    pstrcpy(out, zRcvName);
-    pstrcatchr(out, kPartialMark);
-}
-
-// Changes the type on the disk, if it is `from` (0: whatever it is).
-static void set_type(OSType from, OSType to)
-{
-    FInfo info;
-
-    if (HGetFInfo(zRcvVol, zRcvDirID, zRcvMBName, &info) != noErr ||
-        (from != 0 && info.fdType != from))
-        return;
-    info.fdType = to;
-    (void)HSetFInfo(zRcvVol, zRcvDirID, zRcvMBName, &info);
-}
-
-// The file takes its partial name, in place of an older partial of that name.
-// The type "TEXT" is for those with text's trailer, so a text that came as
-// binary or in MacBinary wears the type of its kind until it is complete.
-static void rename_partial()
-{
-    Str255 name;
-
-    if (zftype != 'T')
-        set_type(FOUR("TEXT"), zftype == 'M' ? qPMB : qPBN);
-    partial_name(name);
-    OSErr err = HRename(zRcvVol, zRcvDirID, zRcvMBName, name);
-    if (err == dupFNErr) {
-        (void)HDelete(zRcvVol, zRcvDirID, name); // the next call tells
-        err = HRename(zRcvVol, zRcvDirID, zRcvMBName, name);
-    }
-    if (err != noErr)
-        zprterr(err, " in rename");
-}
-
-// Ends a file that isn't complete. It is kept if a later transfer can go on
-// with it; one that holds nothing, or less than its trailer would say, goes.
-static void keep_partial()
-{
-    OSErr err = hasData && !strayRef ? write_trailer() : OSErr(noErr);
-    if (zRcvRef != 0)
-        (void)FSClose(zRcvRef); // what it holds is no more than a part
-    zRcvRef = 0;
-    if (err != noErr)
-        zprterr(err, ", partial file not kept");
-    if (err != noErr || !hasData || strayRef) {
-        (void)HDelete(zRcvVol, zRcvDirID, zRcvMBName); // nothing to be lost
-        return;
-    }
-    set_catalog();
-    rename_partial();
-}
-
-// Nothing of a file is left in work.
-static void file_over()
-{
-    begun = false;
-    hasData = false;
-    strayRef = false;
-    sPartialMacBin = 0;
 }
 
 // Whether the file stands under its name with what was written: meanwhile
@@ -662,227 +486,83 @@ static OSErr look_at_place()
     return err;
 }
 
-static OSErr close_complete()
-{
-    OSErr err = noErr;
+enum class verdict {
+    whole, //
+    part,  // it can be gone on with
+    gone,  // nobody can find it any more
+};
 
-    if (zRcvRef != 0)
-        err = FSClose(zRcvRef);
-    zRcvRef = 0;
-    if (err != noErr) {
-        zprterr(err, " during close");
-        return err;
+// What has become of the file. What isn't on the disk hasn't been received,
+// and an error is shown and left in `err`.
+static verdict judge(OSErr *err)
+{
+    *err = flush();
+    if (*err != noErr) {
+        work.shortOfStream = true;
+        zprterr(*err, " in zWriteData");
+        return verdict::part;
     }
-    set_catalog();
-    if (zftype == 'M' && fileLock)
-        lock_file();
-    return noErr;
+    if (!gotEOF || partial_is_open())
+        return verdict::part; // or the data are in another file than this one
+    *err = look_at_place();
+    if (*err != noErr) {
+        zprterr(*err, " during close");
+        return verdict::gone;
+    }
+    if (zftype == 'M' && (dforkleft > 0 || rforkleft > 0))
+        return verdict::part;
+    *err = zRcvRef != 0 ? FSClose(zRcvRef) : OSErr(noErr);
+    zRcvRef = 0;
+    if (*err == noErr)
+        return verdict::whole;
+    work.shortOfStream = true;
+    zprterr(*err, " during close");
+    return verdict::part;
+}
+
+// Nothing of a file is left in work.
+static void file_over()
+{
+    close_fork();
+    work = {};
+    sPartialMacBin = 0;
+    dSkip = 0;
+    forget_part();
+    assert(writer_ok());
+}
+
+// The far side's name and place are known, and the file stands under it.
+static void report()
+{
+    FSSpec spec;
+
+    if (rxbytes > StartPos)
+        zperf(zRcvMBName, start_ticks, int32_t(TickCount()), rxbytes - StartPos,
+              'R');
+    if (gotEOF && sysVers > kOpensFiles &&
+        FSMakeFSSpec(zRcvVol, zRcvDirID, zRcvMBName, &spec) == noErr)
+        (void)DoAutoOpen(&spec); // it shows its own errors
 }
 
 int32_t closeit()
 {
     OSErr err = noErr;
-    FSSpec spec;
 
     if (sPartialMacBin != 0 && zWriteData(rxbytes, mbHeader, 0) != 0)
         gotEOF = 0;
-    sPartialMacBin = 0;
-    if (!begun) {
-        if (zRcvRef != 0)
-            (void)FSClose(zRcvRef); // a partial that nothing was added to
-        zRcvRef = 0;
-        file_over();
+    if (!work.begun) {
+        file_over(); // a partial that nothing was added to may be open
         return 0;
     }
-    if (zRcvRef != 0) {
-        err = write_file(0, nullptr);
-        // What isn't on the disk hasn't been received.
-        if (err != noErr) {
-            zprterr(err, " in zWriteData");
-            gotEOF = 0;
-        }
-    }
-    if (strayRef)
-        gotEOF = 0; // the data are in the partial, which isn't the file
-    OSErr lost = gotEOF ? look_at_place() : OSErr(noErr);
-    if (lost != noErr) {
-        zprterr(lost, " during close");
-        gotEOF = 0;
-        if (zRcvRef != 0)
-            (void)FSClose(zRcvRef); // nobody can find it
-        zRcvRef = 0;
-    } else if (gotEOF) {
-        err = close_complete();
-        if (err != noErr) {
-            file_over();
-            return -1;
-        }
-    } else {
+    const verdict v = judge(&err);
+    gotEOF = v == verdict::whole;
+    if (v == verdict::whole)
+        set_catalog(0, {0, 0});
+    else if (v == verdict::part)
         keep_partial();
-    }
     TouchDir(zRcvVol, zRcvDirID);
-    (void)FlushVol(zRcvVol); // told once by set_catalog
+    (void)FlushVol(zRcvVol); // set_catalog shows its error
     file_over();
-    if (rxbytes > StartPos)
-        zperf(zRcvMBName, start_ticks, int32_t(TickCount()), rxbytes - StartPos,
-              'R');
-    if (gotEOF && sysVers > 1791 &&
-        FSMakeFSSpec(zRcvVol, zRcvDirID, zRcvMBName, &spec) == noErr)
-        (void)DoAutoOpen(&spec); // it tells the user itself
-    return err == noErr && lost == noErr ? 0 : -1;
-}
-
-// ---- going on with a partial file ------------------------------------------
-
-// Reads the last `count` bytes of the open file, of length `length`.
-static bool read_tail(int32_t length, int32_t count, uint8_t *to)
-{
-    int32_t n = count;
-    return length >= count &&
-           SetFPos(zRcvRef, fsFromStart, length - count) == noErr &&
-           FSRead(zRcvRef, &n, to) == noErr && n == count;
-}
-
-// The last `count` bytes were no data.
-static bool cut_tail(int32_t length, int32_t count)
-{
-    OSErr err = SetFPos(zRcvRef, fsFromStart, length - count);
-    if (err == noErr)
-        err = SetEOF(zRcvRef, length - count);
-    OSErr closed = FSClose(zRcvRef);
-    zRcvRef = 0;
-    return err == noErr && closed == noErr;
-}
-
-static int32_t not_resumed()
-{
-    if (zRcvRef != 0)
-        (void)FSClose(zRcvRef); // nothing was written
-    zRcvRef = 0;
-    StartPos = 0;
-    return 0;
-}
-
-// The partial stays open, and what comes goes into it behind what it holds.
-// Known and kept: a partial at least as long as what is offered is one that
-// the user has to look at, and this way nothing of either is lost. So no such
-// transfer makes a complete file.
-static int32_t left_open()
-{
-    strayRef = true;
-    StartPos = 0;
-    return 0;
-}
-
-static int32_t resume_text(const CatInfo &part)
-{
-    uint8_t trailer[kTrailerLen];
-    uint8_t last = 0; // byte of the text
-
-    if (!read_tail(part.dataLen, kTrailerLen, trailer))
-        return not_resumed();
-    if (part.dataLen > kTrailerLen &&
-        !read_tail(part.dataLen - kTrailerLen, 1, &last))
-        return not_resumed();
-    StartPos = native<int32_t>(trailer);
-    if (StartPos <= 0)
-        return not_resumed(); // no position of a transfer
-    if (StartPos >= TotalBytes)
-        return left_open();
-    if (!cut_tail(part.dataLen, kTrailerLen))
-        return not_resumed();
-    zprtstat("Resume TEXT transfer.");
-    zconv = ZCRESUM;
-    curFCreator = part.info.fdCreator;
-    curFType = part.info.fdType;
-    tFType = qPTX;
-    zftype = 'T';
-    found = {StartPos, part.dataLen - kTrailerLen, 0};
-    // Broken within a line end? If bytes were dropped, a CR at the end is one
-    // of CR and LF. The text that broke last is known better.
-    if (StartPos != brokeAt)
-        lastc = last == kCR && found.data < StartPos ? kCR : 0;
-    return 1;
-}
-
-static int32_t resume_macbinary(const CatInfo &part)
-{
-    // Taken as plain binary from here on, the stream would not fit the forks.
-    if (op_xconv == 'B' || StartPos < kHeaderLen)
-        return not_resumed();
-    if (!cut_tail(part.dataLen, kHeaderLen))
-        return not_resumed();
-    zconv = ZCRESUM;
-    if (zWriteData(0, mbHeader, kHeaderLen) != 0)
-        return not_resumed();
-    found = {StartPos, part.dataLen - kHeaderLen, part.rsrcLen};
-    zprtstat("Resume MacBinary transfer.");
-    return 1;
-}
-
-static int32_t resume_binary(const CatInfo &part)
-{
-    uint8_t tail[kHeaderLen];
-
-    if (!read_tail(part.dataLen, kHeaderLen, tail))
-        return not_resumed();
-    memcpy(mbHeader, tail, kHeaderLen);
-    StartPos = native<int32_t>(mbHeader + kPosOffset);
-    memset(mbHeader + kPosOffset, 0, kTrailerLen);
-    if (IsMacBin(mbHeader))
-        return resume_macbinary(part);
-
-    if (part.dataLen >= TotalBytes)
-        return left_open();
-    StartPos = part.dataLen;
-    zprtstat("Resume binary transfer.");
-    curFCreator = part.info.fdCreator;
-    curFType = part.info.fdType == qPBN ? FOUR("TEXT") : part.info.fdType;
-    zftype = 'B';
-    zconv = ZCRESUM;
-    return 1; // open at its end
-}
-
-// The resumed file takes its final name. One that has it keeps it: then the
-// resumed one gets a name of its own.
-static void rename_resumed(ConstStr partial)
-{
-    OSErr err = HRename(zRcvVol, zRcvDirID, partial, zRcvMBName);
-    if (err == dupFNErr) {
-        UniqueName(zRcvMBName, zRcvVol);
-        err = HRename(zRcvVol, zRcvDirID, partial, zRcvMBName);
-    }
-    if (err != noErr) {
-        zprterr(err, " in rename");
-        pstrcpy(zRcvMBName, partial); // it goes on under the name it has
-    }
-}
-
-int32_t CheckForResume()
-{
-    Str255 name;
-    CatInfo part;
-
-    partial_name(name);
-    if (!file_exists(name, &part) || part.isFolder)
-        return 0;
-    curFork = 'D';
-    if (HOpen(zRcvVol, zRcvDirID, name, fsRdWrPerm, &zRcvRef) != noErr) {
-        zRcvRef = 0;
-        return not_resumed();
-    }
-    int32_t yes = part.info.fdType == FOUR("TEXT") ? resume_text(part)
-                                                   : resume_binary(part);
-    if (StartPos != 0)
-        zprog(0, TotalBytes);
-    if (!yes)
-        return 0;
-    begun = true;
-    hasData = true;
-    shortOfStream = false;
-    written = {};
-    rename_resumed(name);
-    if (part.info.fdType == qPBN || part.info.fdType == qPMB)
-        set_type(0, curFType);
-    return 1;
+    report();
+    return err == noErr ? 0 : -1;
 }

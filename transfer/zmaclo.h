@@ -1,22 +1,15 @@
 // The received-file writer. Every receiving protocol hands its blocks to
 // zWriteData and ends with closeit. From the first block it judges what kind
 // of file comes (MacBinary, text, binary), makes the file, unpacks MacBinary
-// into its two forks, converts line ends of text, and leaves a file that can
-// be resumed when the transfer breaks.
-//
-// A broken transfer leaves the file as its name and one byte 0xA5:
-//   binary     the data as received; its length is where to resume
-//   text       the converted text and 4 bytes, the stream position
-//   MacBinary  the forks so far, and its 128-byte header at the end of the
-//              data fork, with the stream position at offset 112
+// into its two forks, and converts line ends of text. A file that doesn't come
+// whole stays as a partial file (Partial.h).
 #pragma once
 
 #include "platform/types.h"
 
 #include <cstdint>
 
-constexpr uint8_t kPartialMark = 0xA5;
-constexpr OSType qPBN = FOUR("qPBN"); // partial kinds, kept beside the file
+constexpr OSType qPBN = FOUR("qPBN"); // kinds of file, should it break
 constexpr OSType qPTX = FOUR("qPTX");
 constexpr OSType qPMB = FOUR("qPMB");
 
@@ -26,11 +19,10 @@ extern int16_t zRcvRef;   // open file, 0 if none
 extern int32_t zftype;    // 'B' binary, 'T' text, 'M' MacBinary
 extern OSType tFType;     // partial kind; the file carries curFType
 extern OSType curFCreator, curFType;
-extern int32_t curFflags; // Finder flags
-extern uint8_t curFork;   // 'D' or 'R', the fork in work
-extern int16_t fileLock;  // lock the file when it is complete
-extern uint8_t mbHeader[128];
-extern uint8_t MacBin2;        // the header is MacBinary II
+extern int32_t curFflags;      // Finder flags
+extern uint8_t curFork;        // 'D' or 'R', the fork in work
+extern int16_t fileLock;       // lock the file when it is complete
+extern uint8_t mbHeader[128];  // MacBinary header, or a first block held
 extern int32_t sPartialMacBin; // bytes held of a short first block
 extern uint8_t lastc;          // last input byte that text kept
 extern int32_t Eofseen;        // a Ctrl-Z was met in text
@@ -42,13 +34,11 @@ extern OSType textcreator;     // creator of text files
 // to be skipped; anything but 0 makes the protocol give the file up.
 int32_t zWriteData(int32_t pos, const uint8_t *buf, int16_t len);
 
-// Ends the file: complete if gotEOF is set, else partial. 0 or -1. Safe with
-// no file open.
+// Ends the file. With gotEOF set it is whole, unless something of it is
+// missing: then gotEOF is cleared, and it stays as a partial file, as it does
+// without gotEOF. 0, or -1 after an error. Safe with no file open.
 int32_t closeit();
 
-// 1 if a partial copy of zRcvName is there and goes on at StartPos.
-int32_t CheckForResume();
-
-// 1 if a block of 128 bytes is a MacBinary header; sets MacBin2.
-int16_t IsMacBin(const uint8_t *buf);
 int16_t IsText(const uint8_t *buf, int32_t len);
+
+bool writer_ok(); // what this keeps is in order. Usage: assert(writer_ok());

@@ -14,6 +14,7 @@
 #include "resources/names.h"
 #include "shell/QuillonWindow.h"
 #include "terminal/VT100.h"
+#include "transfer/MacBinary.h"
 #include "transfer/Names.h"
 #include "transfer/Util.h"
 #include "transfer/rz.h"

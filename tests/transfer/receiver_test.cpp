@@ -307,6 +307,92 @@ TEST(Receiver, WaysAFileEndsBadly)
     }
 }
 
+// A file whose end comes too early isn't whole, and the sender hears that we
+// don't take it. The next one comes all the same.
+TEST(Receiver, AFileShorterThanOfferedIsNotWhole)
+{
+    for (size_t came : {0u, 300u}) {
+        start_bench();
+        scripted_peer peer{{{ZRINIT, offer("short", "1000"), {}},
+                            {ZRPOS, send_all(string(came, 'a')), {}},
+                            {ZSKIP, offer("next", "2"), {}},
+                            {ZRPOS, send_all("ok"), {}},
+                            {ZRINIT, hex_frame(ZFIN, four(0)), {}},
+                            {ZFIN, "OO", {}}},
+                           0,
+                           {},
+                           {},
+                           {}};
+        peer.start();
+        (void)rz(kModeZ);
+        EXPECT_TRUE(peer.done()) << came << peer.type_list();
+        EXPECT_FALSE(file_there("short")) << came;
+        EXPECT_EQ(read_file(partial("short")), string(came, 'a'));
+        EXPECT_EQ(read_file("next"), "ok");
+        EXPECT_EQ(gWholeFiles, 1);
+        EXPECT_EQ(gSkippedFiles, 1);
+        EXPECT_NE(screen().find("shorter than its length"), string::npos);
+        for (const string &name : folder_list())
+            unlink((scratch() + "/" + name).c_str());
+    }
+}
+
+TEST(Receiver, OfferedLengths)
+{
+    struct row {
+        const char *length;
+        bool refused; // before its first byte
+        const char *types;
+    };
+    const row rows[] = {
+        {"2000000000", false, "1 9 5 8"},
+        {"2147483647", false, "1 9 5 8"},
+        {"2147483648", true, "1 5 8"},
+        {"4294967299", true, "1 5 8"},
+        {"99999999999999999999", true, "1 5 8"},
+        {"", false, "1 9 1 8"},
+        {"-5", false, "1 9 1 8"},
+        {"0", false, "1 9 1 8"},
+    };
+    for (const row &r : rows) {
+        start_bench();
+        scripted_peer peer{
+            {{ZRINIT, offer("f", r.length), {}},
+             {r.refused ? int(ZSKIP) : int(ZRPOS),
+              r.refused ? hex_frame(ZFIN, four(0)) : send_all("abc"),
+              {}},
+             {r.types[4] - '0',
+              r.refused ? "OO" : hex_frame(ZFIN, four(0)),
+              {}},
+             {ZFIN, "OO", {}}},
+            0,
+            {},
+            {},
+            {}};
+        peer.start();
+        (void)rz(kModeZ);
+        EXPECT_EQ(peer.type_list(), r.types) << r.length << screen();
+        EXPECT_EQ(screen().find("too long") != string::npos, r.refused);
+        for (const string &name : folder_list())
+            unlink((scratch() + "/" + name).c_str());
+    }
+}
+
+// Of an empty file no partial one is the beginning.
+TEST(Receiver, AnEmptyOfferResumesNothing)
+{
+    start_bench();
+    write_file(partial("f"), string(500, 'p'));
+    scripted_peer peer{one_file("f", ""), 0, {}, {}, {}};
+    peer.rows[1].say = hex_frame(ZEOF, four(0));
+    peer.start();
+    EXPECT_EQ(rz(kModeZ), 0);
+    EXPECT_TRUE(peer.done());
+    EXPECT_TRUE(file_there("f"));
+    EXPECT_EQ(read_file("f"), "");
+    EXPECT_EQ(read_file(partial("f")), string(500, 'p'));
+}
+
 TEST(Receiver, SkippedBySenderOrUs)
 {
     start_bench();
@@ -355,12 +441,13 @@ TEST(Receiver, ManagementOfFilesThatExist)
     for (const row &r : rows) {
         start_bench();
         write_file("f", "12345678");
+        const string body(size_t(r.figures[0] - '0'), 'n');
         struct timespec times[2] = {{1700000000, 0}, {1700000000, 0}};
         ASSERT_EQ(utimensat(AT_FDCWD, (scratch() + "/f").c_str(), times, 0), 0);
         scripted_peer peer{
             {{ZRINIT, offer("f", r.figures, 0, uint8_t(r.zf1)), {}},
              {r.taken ? int(ZRPOS) : int(ZSKIP),
-              r.taken ? send_all("new") : hex_frame(ZFIN, four(0)),
+              r.taken ? send_all(body) : hex_frame(ZFIN, four(0)),
               {}},
              {r.taken ? int(ZRINIT) : int(ZFIN),
               r.taken ? hex_frame(ZFIN, four(0)) : "OO",
@@ -372,7 +459,7 @@ TEST(Receiver, ManagementOfFilesThatExist)
         peer.start();
         hl_line_say("");
         (void)rz(kModeZ);
-        EXPECT_EQ(read_file("f"), r.taken ? "new" : "12345678")
+        EXPECT_EQ(read_file("f"), r.taken ? body : "12345678")
             << r.zf1 << " " << r.figures;
     }
 }
@@ -385,7 +472,7 @@ TEST(Receiver, AcknowledgesWhatAsksForIt)
     std::vector<uint32_t> acks;
     auto note = [&](const frame &f) { acks.push_back(f.position()); };
     scripted_peer peer{
-        {{ZRINIT, offer("f", "1000"), {}},
+        {{ZRINIT, offer("f", "254"), {}},
          {ZRPOS,
           bin32_frame(ZDATA, four(0)) + packet32(string(100, 'a'), 'j') +
               packet32(string(50, 'b'), 'i') + packet32(string(50, 'c'), 'k'),
@@ -433,6 +520,7 @@ TEST(Receiver, UserCancelsAnywhere)
         EXPECT_EQ(rz(kModeZ), 7);
         EXPECT_LT(TickCount() - before, 60u * 6) << when;
         EXPECT_EQ(zDlog, nullptr);
+        EXPECT_EQ(UserCancel, 0) << "what comes next runs whole";
         EXPECT_EQ(data, kData7) << "the line is as it was";
         EXPECT_EQ(parity, kParityEven);
         if (when > 0) {

@@ -13,6 +13,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -267,8 +269,59 @@ TEST(Sender, PlacesThatAreNone)
             peer.instead[{ZEOF, 0}] = kInit;
             (void)send(peer, {"f"});
             EXPECT_EQ(data_bytes(peer), 0u) << start << convert;
+            EXPECT_EQ(gWholeFiles, 0) << start << convert;
         }
     }
+}
+
+// What can't go whole is named, and not sent; the others are.
+TEST(Sender, WhatCannotGoWholeDoesNotGo)
+{
+    auto sparse = [](const char *name, off_t length) {
+        write_file(name, "x");
+        ASSERT_EQ(truncate((scratch() + "/" + name).c_str(), length), 0);
+    };
+    struct row {
+        const char *what;
+        char convert;
+        std::function<void(const char *)> make;
+        bool sent;
+    };
+    const row rows[] = {
+        {"folder", 'B',
+         [](const char *n) { mkdir((scratch() + "/" + n).c_str(), 0777); },
+         false},
+        {"pipe", 'B',
+         [](const char *n) { mkfifo((scratch() + "/" + n).c_str(), 0777); },
+         false},
+        {"vanished", 'B', [](const char *) {}, false},
+        {"2GiB", 'B', [&](const char *n) { sparse(n, off_t(1) << 31); }, false},
+        {"5GiB", 'T', [&](const char *n) { sparse(n, off_t(5) << 30); }, false},
+        {"300MB", 'M', [&](const char *n) { sparse(n, 300000000); }, false},
+        {"usual", 'M', [](const char *n) { write_file(n, "abc"); }, true},
+    };
+    for (const row &r : rows)
+        for (bool alone : {true, false}) {
+            start_bench(r.convert);
+            write_file("good", "whole");
+            write_file(r.what, "");
+            std::vector<string> names = {r.what};
+            if (!alone)
+                names.push_back("good");
+            int n = choose_files(names);
+            unlink((scratch() + "/" + r.what).c_str());
+            r.make(r.what);
+            live_receiver peer;
+            hl_line_say(peer.init);
+            peer.begin();
+            EXPECT_EQ(sz(n, sendFSS, 'Z') == 0, r.sent) << r.what;
+            EXPECT_EQ(gWholeFiles, r.sent + !alone) << r.what << alone;
+            EXPECT_EQ(gSkippedFiles, !r.sent) << r.what;
+            const size_t at = screen().find(string(r.what) + ":");
+            EXPECT_NE(at, string::npos) << r.what << screen();
+            EXPECT_EQ(screen().find("ot sent", at) != string::npos, !r.sent);
+            remove((scratch() + "/" + r.what).c_str());
+        }
 }
 
 // ---- the stream ------------------------------------------------------------
@@ -361,6 +414,21 @@ TEST(Sender, BlockSizesByLineAndSetting)
         EXPECT_EQ(send(peer, {"f"}), 0);
         EXPECT_EQ(shape(nth(peer, ZDATA)), r.frame) << r.speed << r.block;
     }
+}
+
+// Blocks that grow never pass the receiver's buffer.
+TEST(Sender, GrowsToTheReceiversBuffer)
+{
+    start_bench();
+    Baudrate = 1200;
+    write_file("f", random_bytes(20000));
+    live_receiver peer;
+    peer.init = hex_frame(ZRINIT, string("\0\2\0\x23", 4)); // 512 bytes
+    EXPECT_EQ(send(peer, {"f"}), 0);
+    size_t most = 0;
+    for (const auto &[at, bytes] : peer.parts)
+        most = std::max(most, bytes.size());
+    EXPECT_EQ(most, 512u);
 }
 
 TEST(Sender, WindowHoldsTheStream)

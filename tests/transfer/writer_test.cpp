@@ -5,6 +5,7 @@
 #include "connect/Settings.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
+#include "transfer/MacBinary.h"
 #include "transfer/Names.h"
 #include "transfer/rz.h"
 #include "transfer/xmodem.h"
@@ -373,29 +374,25 @@ TEST(Writer, GoesOnWhereItBroke)
 }
 
 // The two bytes of a line end in two transfers, in one run of the program or
-// in two. A blank line is none.
+// in two, or with another text between. No blank line comes or goes.
 TEST(Writer, ATextBrokenWithinALineEndGoesOn)
 {
-    const string crlf = "one\r\ntwo\r\n\r\nfour\r\n",
-                 lf = "one\n\ntwo\n\n\nfour\n";
-    for (const string &stream : {crlf, lf}) {
+    for (const string stream :
+         {"one\r\ntwo\r\n\r\nfour\r\n", "one\n\ntwo\n\n\nfour\n",
+          "x\r\n\r\nbody\n\nmore\n\n\nend\n", "\r\r\n\n\r"}) {
         start_bench('S');
         const string whole = receive("f", stream, 100);
         remove((scratch() + "/f").c_str());
         for (size_t at = 1; at < stream.size(); at++)
-            for (bool again : {false, true}) {
-                // Its first line end can't be judged by another run.
-                if (again && at < 5)
-                    continue;
+            for (string between : {"", "\r", "\n", "x"}) {
                 ASSERT_EQ(offer("f", std::to_string(stream.size())), 0);
                 ASSERT_EQ(give(stream, at, 100), 0);
                 ASSERT_EQ(finish(false), 0);
-                if (again) {
-                    receive("other", "x", 100);
-                    remove((scratch() + "/other").c_str());
-                }
-                EXPECT_EQ(receive("f", stream, 100), whole) << at << again;
+                if (!between.empty())
+                    receive("other", between, 100);
+                EXPECT_EQ(receive("f", stream, 100), whole) << at << between;
                 remove((scratch() + "/f").c_str());
+                remove((scratch() + "/other").c_str());
             }
     }
 }
@@ -439,6 +436,25 @@ TEST(Writer, PartialsThatAreNotResumed)
     EXPECT_EQ(read_file(partial("f")), string(500, 'n') + string(300, 'm'));
     EXPECT_FALSE(file_there("f"));
 
+    // So does a text, whose position stays at its end. It holds two files now,
+    // and no later offer goes on with that.
+    start_bench('S');
+    ASSERT_EQ(offer("t", "500"), 0);
+    ASSERT_EQ(give(string(400, 'o'), 400, 100), 0);
+    EXPECT_EQ(finish(false), 0);
+    const string old = read_file(partial("t"));
+    ASSERT_EQ(offer("t", "300"), 0);
+    EXPECT_EQ(finish(false), 0);
+    EXPECT_EQ(read_file(partial("t")), old) << "nothing came";
+    ASSERT_EQ(offer("t", "300"), 0);
+    ASSERT_EQ(give(string(200, 'm'), 200, 100), 0);
+    EXPECT_EQ(finish(false), 0);
+    EXPECT_EQ(read_file(partial("t")),
+              string(400, 'o') + string(200, 'm') + old.substr(400));
+    ASSERT_EQ(offer("t", "5000"), 0);
+    EXPECT_EQ(StartPos, 0);
+    start_bench();
+
     // A folder, and a link that leads out of here.
     ASSERT_EQ(mkdir((scratch() + "/" + partial("g")).c_str(), 0777), 0);
     ASSERT_EQ(offer("g", "300"), 0);
@@ -451,6 +467,34 @@ TEST(Writer, PartialsThatAreNotResumed)
     EXPECT_EQ(StartPos, 0);
     EXPECT_EQ(zRcvRef, 0);
     EXPECT_EQ(read_file("target"), string(400, 't'));
+}
+
+// What isn't whole never keeps the name of a whole file.
+TEST(Writer, APartialNameThatIsTaken)
+{
+    start_bench();
+    ASSERT_EQ(mkdir((scratch() + "/" + partial("f")).c_str(), 0777), 0);
+    ASSERT_EQ(offer("f", "5000"), 0);
+    ASSERT_EQ(give(string(500, 'n'), 500, 100), 0);
+    EXPECT_EQ(finish(false), 0);
+    EXPECT_FALSE(file_there("f"));
+    EXPECT_EQ(read_file(partial("f") + " #1"), string(500, 'n'));
+}
+
+// The stream of a MacBinary file ends before its forks do.
+TEST(Writer, ForksThatDoNotComeWhole)
+{
+    start_bench('S');
+    const string stream =
+        macbinary("mac", random_bytes(512), random_bytes(512), FOUR("APPL"));
+    for (size_t end : {200u, 700u}) {
+        ASSERT_EQ(offer("f", ""), 0);
+        ASSERT_EQ(give(stream, end, 100), 0);
+        (void)finish(true);
+        EXPECT_EQ(gotEOF, 0) << end;
+        EXPECT_FALSE(file_there("mac")) << end;
+        EXPECT_TRUE(file_there(partial("f"))) << end;
+    }
 }
 
 TEST(Writer, HostileTrailers)
@@ -581,7 +625,10 @@ TEST(Writer, AFullDiskCostsNoPartial)
     const row rows[] = {
         {"text, fresh", text, 0, 20000},
         {"text, resumed", text, 9000, 9000},
+        {"text, to the last byte of the disk", text, 0, 16384},
+        {"data fork, fresh", forked, 0, 9000},
         {"data fork, resumed", forked, 5000, 8000},
+        {"resources, fresh", forked, 0, 20000},
         {"resources, resumed", forked, 15000, 20000},
     };
     for (const row &r : rows) {
@@ -615,6 +662,7 @@ TEST(Writer, AFullDiskCostsNoPartial)
         remove((scratch() + "/f").c_str());
         remove((scratch() + "/._f").c_str());
     }
+    EXPECT_TRUE(writer_ok());
 }
 
 // A folder with a file system of its own that never has room.
