@@ -493,6 +493,9 @@ TEST(DemoHost, FetchAndGive)
         std::vector<std::string> receive, send;
     } rows[] = {
         {"z", {"rz", "-b", "-q"}, {"sz", "-b", "-q", "mine.bin"}},
+        {"1",
+         {"rx", "-b", "-q", "-c", "readme.txt"},
+         {"sx", "-b", "-q", "-k", "mine.bin"}},
         {"k",
          {"gkermit", "-q", "-i", "-r"},
          {"gkermit", "-q", "-i", "-s", "mine.bin"}},
@@ -523,7 +526,9 @@ TEST(DemoHost, FetchAndGive)
         expect(h, "Receive it now.\r\n");
         run_here(h, r.receive, dir);
         expect(h, "The transfer is complete");
-        EXPECT_EQ(content(dir + "/readme.txt").size(), size);
+        // By XMODEM a file has its padding behind it.
+        size_t came = content(dir + "/readme.txt").size();
+        EXPECT_TRUE(came >= size && came < size + 128) << came;
         unlink((dir + "/readme.txt").c_str());
 
         choose(h, "g");
@@ -531,7 +536,7 @@ TEST(DemoHost, FetchAndGive)
         expect(h, "Send it now.\r\n");
         run_here(h, r.send, dir);
         // Kermit sends names in capitals.
-        expect(h, "20000 bytes");
+        expect(h, *r.key == '1' ? "20096 bytes" : "20000 bytes");
         finish(h);
     }
     unlink((dir + "/mine.bin").c_str());
@@ -546,10 +551,10 @@ TEST(DemoHost, MissingProgramsAreNamed)
     expect(h, "Number: ");
     say(h, "1\r");
     choose(h, "z");
-    expect(h, "ZMODEM needs the program \"sz\"");
+    expect(h, "ZMODEM needs the program \"sz\" of the package lrzsz");
     choose(h, "g");
     choose(h, "k");
-    expect(h, "Kermit needs the program \"gkermit\"");
+    expect(h, "Kermit needs the program \"gkermit\" of the package gkermit");
     finish(h);
 }
 

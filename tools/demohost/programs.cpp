@@ -205,21 +205,27 @@ bool page_shell()
 struct protocol {
     char key;
     const char *name;
+    const char *package;     // of the system, that has the programs
     const char *sender[5];   // program and options, file last
-    const char *receiver[5]; // without a file name
+    const char *receiver[5]; // without a file name; none: it only sends
     bool named;              // the receiver must be told a name
 };
 
+// clang-format off
 static const protocol protocols[] = {
-    {'Z', "ZMODEM", {"sz", "-b", "-q"}, {"rz", "-b", "-q", "-E", "-R"}, false},
-    {'Y', "YMODEM", {"sb", "-b", "-q"}, {"rb", "-b", "-q", "-E", "-R"}, false},
-    {'X', "XMODEM", {"sx", "-b", "-q"}, {"rx", "-b", "-q"}, true},
-    {'K',
-     "Kermit",
-     {"gkermit", "-q", "-i", "-s"},
-     {"gkermit", "-q", "-i", "-r"},
-     false},
+    {'Z', "ZMODEM",    "lrzsz",   {"sz", "-b", "-q"},
+     {"rz", "-b", "-q", "-E", "-R"}, false},
+    {'Y', "YMODEM",    "lrzsz",   {"sb", "-b", "-q", "-k"},
+     {"rb", "-b", "-q", "-E", "-R"}, false},
+    {'G', "YMODEM-G",  "lrzsz",   {"sb", "-b", "-q", "-k"}, {}, false},
+    {'X', "XMODEM",    "lrzsz",   {"sx", "-b", "-q"},
+     {"rx", "-b", "-q", "-c"}, true},
+    {'1', "XMODEM-1K", "lrzsz",   {"sx", "-b", "-q", "-k"},
+     {"rx", "-b", "-q", "-c"}, true},
+    {'K', "Kermit",    "gkermit", {"gkermit", "-q", "-i", "-s"},
+     {"gkermit", "-q", "-i", "-r"}, false},
 };
+// clang-format on
 
 struct sample {
     const char *name;
@@ -354,17 +360,20 @@ static bool ask_protocol(bool sending, const protocol **out)
 
     *out = nullptr;
     line_text("\nProtocol:");
-    for (const protocol &p : protocols)
-        line_text(std::string("  ") + p.key + " " + p.name);
+    for (const protocol &p : protocols) {
+        if (sending || p.receiver[0])
+            line_text(std::string("  ") + p.key + " " + p.name);
+    }
     if (!host_line("\nYour choice: ", s))
         return false;
     for (const protocol &p : protocols) {
-        if (s.empty() || toupper((unsigned char)s[0]) != p.key)
-            continue;
         const char *program = sending ? p.sender[0] : p.receiver[0];
+        if (!program || s.empty() || toupper((unsigned char)s[0]) != p.key)
+            continue;
         if (which(program).empty()) {
             line_text(std::string("\n") + p.name + " needs the program \"" +
-                      program + "\", which is not installed here.\n");
+                      program + "\" of the package " + p.package +
+                      ", which is not installed here.\n");
             return true;
         }
         *out = &p;
