@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "tests/terminal/window.h"
+#include "tests/support/terminalwindow.h"
 
 constexpr size_t kConditions = 9;
 

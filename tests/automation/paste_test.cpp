@@ -12,12 +12,11 @@
 #include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
 #include "terminal/VT100.h"
+#include "tests/support/hostline.h"
 
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
-
-static int host = -1;
 
 static std::string pasted()
 {
@@ -29,10 +28,6 @@ static std::string pasted()
 
 static void start()
 {
-    int ends[2];
-
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
-    host = ends[1];
     myWindow = GetNewCWindow(128);
     ASSERT_NE(myWindow, nullptr);
     ShowWindow(myWindow);
@@ -41,8 +36,7 @@ static void start()
     asInit();
     InitPage();
     cset.termFlags = kTermNoAutoLF;
-    sIn = sOut = int16_t(ends[0]);
-    clock_watch_port(sIn);
+    use_pair(SOCK_STREAM);
     hl_clip(pasted().c_str());
 }
 
@@ -58,7 +52,7 @@ static size_t read_host()
     size_t all = 0;
     ssize_t n;
 
-    while ((n = read(host, buf, sizeof buf)) > 0)
+    while ((n = read(far, buf, sizeof buf)) > 0)
         all += size_t(n);
     return all;
 }

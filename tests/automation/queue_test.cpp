@@ -14,6 +14,8 @@
 #include "serial/ModemIO.h"
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
+#include "tests/support/hostline.h"
+#include "tests/support/sandbox.h"
 #include "transfer/xmodem.h"
 
 #include <algorithm>
@@ -33,7 +35,6 @@ struct piece {
 
 static std::vector<piece> sent;
 static int32_t begun;
-static int far = -1; // the host's end; each write arrives as one message
 
 static void note_sent()
 {
@@ -47,12 +48,7 @@ static void note_sent()
 
 static void start()
 {
-    int ends[2];
-
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends), 0);
-    far = ends[1];
-    sIn = sOut = int16_t(ends[0]);
-    clock_watch_port(sIn);
+    use_pair(SOCK_SEQPACKET); // each write arrives as one message
     SerAlloc();
     asInit();
     InitPage();
@@ -64,11 +60,6 @@ static void queue(const std::string &s, int16_t mode = 0)
 {
     asSendBuf(reinterpret_cast<const uint8_t *>(s.data()), int32_t(s.size()),
               mode);
-}
-
-static void host_says(const std::string &s)
-{
-    ASSERT_EQ(write(far, s.data(), s.size()), ssize_t(s.size()));
 }
 
 // Turns passes for so many ticks: pump, one step of the sender, a tick.
@@ -288,25 +279,12 @@ TEST(Pacing, DialerSendsTheFirstBytesSlowly)
 
 // ---- files -----------------------------------------------------------------
 
-// Settings of the test's own, gone at its end.
-struct home {
-    std::string path =
-        testing::TempDir() + "quillon-queue-" + std::to_string(getpid());
-    home()
-    {
-        std::filesystem::create_directories(path);
-        setenv("XDG_CONFIG_HOME", path.c_str(), 1);
-        setenv("XDG_STATE_HOME", path.c_str(), 1);
-    }
-    ~home() { std::filesystem::remove_all(path); }
-};
-
 static int16_t open_file(const std::string &content)
 {
-    static home ours;
     int16_t vRef, ref = 0;
     int32_t dir, n = int32_t(content.size());
 
+    sandbox();
     EXPECT_EQ(FindFolder(0, kPrefFolder, true, &vRef, &dir), noErr);
     (void)HDelete(vRef, dir, PSTR("queue"));
     EXPECT_EQ(HCreate(vRef, dir, PSTR("queue"), FOUR("qLON"), FOUR("TEXT")),
@@ -390,11 +368,8 @@ TEST(Queue, ShortMemory)
 // grows; then it goes on. A megabyte, as one would paste it.
 TEST(Queue, HostThatStopsReading)
 {
-    int ends[2];
-
     start();
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
-    sIn = sOut = int16_t(ends[0]);
+    use_pair(SOCK_STREAM);
     std::string text, got;
     for (int i = 0; text.size() < 1000000; i++)
         text += std::to_string(i) + (i % 9 ? " " : "\r");
@@ -416,7 +391,7 @@ TEST(Queue, HostThatStopsReading)
 
     char buf[65536];
     for (int i = 0; i < 100000 && got.size() < text.size(); i++) {
-        ssize_t n = read(ends[1], buf, i % 100 == 0 ? sizeof buf : 333);
+        ssize_t n = read(far, buf, i % 100 == 0 ? sizeof buf : 333);
         if (n > 0)
             got.append(buf, size_t(n));
         sendSomeAscii(0, 'M');
@@ -431,11 +406,11 @@ TEST(Queue, HostThatStopsReading)
         sendSomeAscii(0, 'M');
     stop_send();
     EXPECT_FALSE(aw1Busy());
-    while (read(ends[1], buf, sizeof buf) > 0)
+    while (read(far, buf, sizeof buf) > 0)
         ;
     for (int i = 0; i < 10; i++)
         sendSomeAscii(0, 'M');
-    EXPECT_LT(read(ends[1], buf, sizeof buf), 0) << "bytes after the stop";
+    EXPECT_LT(read(far, buf, sizeof buf), 0) << "bytes after the stop";
 }
 
 // ---- waits of scripts ------------------------------------------------------

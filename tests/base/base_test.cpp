@@ -9,14 +9,10 @@
 #include "resources/names.h"
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
+#include "tests/support/sandbox.h"
 
 #include <cstring>
 #include <string>
-
-static std::string text(ConstStr s)
-{
-    return std::string(reinterpret_cast<const char *>(s) + 1, s[0]);
-}
 
 static void fill(uint8_t *s, int length, uint8_t c)
 {
@@ -57,7 +53,7 @@ TEST(Strings, AppendingStopsAtTheEnd)
     EXPECT_EQ(small[0], 0);
     EXPECT_EQ(small[1], 9);
     pstrcatchr(small, 'q');
-    EXPECT_EQ(text(small), "q");
+    EXPECT_EQ(S(small), "q");
 }
 
 TEST(Strings, Equality)
@@ -104,17 +100,17 @@ TEST(Errors, Words)
 {
     constexpr int16_t kUnknown = 17321; // no resource has it
 
-    EXPECT_EQ(text(errorString(kUnknown, nullptr)), "Error: 17321");
-    EXPECT_EQ(text(errorString(kUnknown, PSTR("x"))), "Error: 17321x");
-    EXPECT_EQ(text(errorString(-17321, PSTR(" x"))), "Error: -17321 x");
-    EXPECT_EQ(text(errorString(0, nullptr)), "Error: ");
+    EXPECT_EQ(S(errorString(kUnknown, nullptr)), "Error: 17321");
+    EXPECT_EQ(S(errorString(kUnknown, PSTR("x"))), "Error: 17321x");
+    EXPECT_EQ(S(errorString(-17321, PSTR(" x"))), "Error: -17321 x");
+    EXPECT_EQ(S(errorString(0, nullptr)), "Error: ");
     // Cancelling keeps its own words.
-    EXPECT_EQ(text(errorString(kUserCancelled, PSTR("more"))),
-              text(errorString(kUserCancelled, nullptr)));
+    EXPECT_EQ(S(errorString(kUserCancelled, PSTR("more"))),
+              S(errorString(kUserCancelled, nullptr)));
     // A code that the resources know.
-    std::string full = text(errorString(dskFulErr, nullptr));
+    std::string full = S(errorString(dskFulErr, nullptr));
     EXPECT_EQ(full.find("Error: "), std::string::npos);
-    EXPECT_EQ(text(errorString(dskFulErr, PSTR(": x"))), full + ": x");
+    EXPECT_EQ(S(errorString(dskFulErr, PSTR(": x"))), full + ": x");
 }
 
 static std::string row(int n)

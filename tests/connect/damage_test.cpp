@@ -17,7 +17,7 @@
 #include "shell/Inits.h"
 #include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
-#include "tests/connect/book.h"
+#include "tests/support/running.h"
 
 namespace {
 
@@ -169,7 +169,7 @@ TEST(Damage, ABookGivenAsArgumentIsTheOneThatOpens)
     hl_open_files({other});
     run_ticks(60);
     ASSERT_TRUE(myWindow);
-    EXPECT_EQ(pstring_text(ServiceName), "Elsewhere");
+    EXPECT_EQ(S(ServiceName), "Elsewhere");
     EXPECT_FALSE(std::filesystem::exists(book_path()));
 }
 

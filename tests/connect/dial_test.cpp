@@ -10,7 +10,7 @@
 #include "platform/resources.h"
 #include "resources/names.h"
 #include "shell/QuillonMenus.h"
-#include "tests/connect/book.h"
+#include "tests/support/running.h"
 
 namespace {
 
@@ -18,7 +18,7 @@ std::string entry(int16_t index)
 {
     Str255 name;
     GetResInfo(ddHdls[index], nullptr, nullptr, name);
-    return pstring_text(name);
+    return S(name);
 }
 
 Book book_of(const std::vector<std::string> &names)

@@ -13,7 +13,7 @@
 #include "shell/Inits.h"
 #include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
-#include "tests/connect/book.h"
+#include "tests/support/running.h"
 
 using Strings = std::vector<std::string>;
 
@@ -413,7 +413,7 @@ TEST(Saving, AnotherConnectionIsTakenOnlyIfTheUserAgrees)
     EXPECT_TRUE(loadSettings(1));
     FinishSetup();
     EXPECT_EQ(curDialItem, 1);
-    EXPECT_EQ(pstring_text(ServiceName), "Other");
+    EXPECT_EQ(S(ServiceName), "Other");
     EXPECT_EQ(local(1), "123");
     EXPECT_EQ(cset.echoFlag, 1);
     EXPECT_FALSE(set_changed);

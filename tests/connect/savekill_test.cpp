@@ -12,7 +12,7 @@
 #include "connect/Settings.h"
 #include "platform/memory.h"
 #include "platform/resources.h"
-#include "tests/connect/book.h"
+#include "tests/support/running.h"
 
 namespace {
 

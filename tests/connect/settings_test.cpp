@@ -10,7 +10,7 @@
 #include "base/PathStr.h"
 #include "platform/files.h"
 #include "platform/memory.h"
-#include "tests/connect/book.h"
+#include "tests/support/running.h"
 #include "transfer/Names.h"
 
 // ---- records ---------------------------------------------------------------
@@ -150,7 +150,7 @@ std::string get(Handle list, int16_t index)
 {
     Str255 s;
     GetFromStrList(list, index, s);
-    return pstring_text(s);
+    return S(s);
 }
 
 uint8_t *pstring(const std::string &s)
@@ -265,9 +265,9 @@ TEST(StringLists, ThePasswordIsTheGivenListsOrTheConnections)
     Handle mine = list_of(list_data({"", "", "", "", "", "", "mine"}));
     gLocalStrings = list_of(list_data({"", "", "", "", "", "me", "local"}));
     GetPassword(out, mine);
-    EXPECT_EQ(pstring_text(out), "mine");
+    EXPECT_EQ(S(out), "mine");
     GetPassword(out, nullptr, 5);
-    EXPECT_EQ(pstring_text(out), "local");
+    EXPECT_EQ(S(out), "local");
 }
 
 // ---- path strings ----------------------------------------------------------
@@ -287,7 +287,7 @@ parsed parse(const std::string &path)
     text[0] = uint8_t(path.size());
     memcpy(text + 1, path.data(), path.size());
     GetFolderFromStr(text, &p.volume, &p.folder, name);
-    p.name = pstring_text(name);
+    p.name = S(name);
     return p;
 }
 
@@ -304,11 +304,11 @@ TEST(PathStrings, FoldersComeBackByNameByDateOrNotAtAll)
     FSSpec spec = book_spec();
     VolInfo info;
     ASSERT_EQ(GetVolInfo(spec.vRefNum, &info), noErr);
-    std::string volume = pstring_text(info.name);
+    std::string volume = S(info.name);
     std::string date = date_bytes(info.created);
     Str255 made;
     VolDirToStr(spec.vRefNum, spec.parID, made);
-    std::string whole = pstring_text(made);
+    std::string whole = S(made);
     std::string folder = std::to_string(spec.parID);
     ASSERT_EQ(whole, volume + '\1' + date + ':' + folder);
 

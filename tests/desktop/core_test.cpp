@@ -13,7 +13,8 @@
 #include "platform/resources.h"
 #include "platform/scrap.h"
 #include "shell/Quillon.h"
-#include "tests/platform/ui.h"
+#include "tests/support/sandbox.h"
+#include "tests/support/ui.h"
 
 #include <gtest/gtest.h>
 
@@ -24,8 +25,8 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
+#include <QPointer>
 #include <QScrollBar>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest/QTest>
 
@@ -39,14 +40,10 @@ extern "C" const char *__asan_default_options()
 
 class OnWidgets : public testing::Test {
 protected:
-    QTemporaryDir home; // an account without files
+    Sandbox home; // an account without files
 
     void SetUp() override
     {
-        qputenv("HOME", home.path().toLocal8Bit());
-        for (const char *name :
-             {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
-            qunsetenv(name);
         static char program[] = "test";
         static char *argv[] = {program, nullptr};
         static int argc = 1;
@@ -74,7 +71,10 @@ protected:
     {
         QTest::mousePress(at, Qt::LeftButton, {}, where);
         soon(
-            [at, where] { QTest::mouseRelease(at, Qt::LeftButton, {}, where); },
+            [held = QPointer<QWidget>(at), where] {
+                if (held) // the press may have closed its dialog
+                    QTest::mouseRelease(held, Qt::LeftButton, {}, where);
+            },
             hold);
     }
 };
@@ -450,5 +450,6 @@ TEST_F(OnWidgets, TheProgramRuns)
         for (int h = 0; h < shown.width() - 20; h += 1)
             colors.insert(shown.pixel(h, v));
     EXPECT_GT(colors.size(), 2) << "something is written on the screen";
-    EXPECT_TRUE(QFile::exists(home.filePath(".config/quillon/phonebook.qpho")));
+    EXPECT_TRUE(
+        std::filesystem::exists(home.root / ".config/quillon/phonebook.qpho"));
 }

@@ -6,7 +6,7 @@
 #include "platform/controls.h"
 #include "platform/drawing.h"
 #include "platform/menus.h"
-#include "tests/platform/ui.h"
+#include "tests/support/ui.h"
 
 #include <gtest/gtest.h>
 

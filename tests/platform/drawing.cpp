@@ -1,7 +1,7 @@
 // The drawing calls, on an off-screen port.
 #include "platform/core/drawing/drawparts.h"
 
-#include "tests/platform/ui.h"
+#include "tests/support/ui.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 #include "platform/headless/headless.h"
 #include "platform/scrap.h"
 #include "platform/windows.h"
-#include "tests/platform/ui.h"
+#include "tests/support/ui.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

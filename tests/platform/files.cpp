@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <vector>
 
 #include <cerrno>
@@ -17,7 +18,7 @@
 #include <unistd.h>
 
 #include "platform/core/files/filesparts.h"
-#include "tests/platform/place.h"
+#include "tests/support/sandbox.h"
 
 namespace fs = std::filesystem;
 
@@ -476,10 +477,7 @@ TEST(Files, FoldersKeepTheirNumbers)
     fs::create_directory(at.path("odd;%\nname"));
     ASSERT_EQ(FSSpecFromPath((at.path("odd;%\nname") / "x").c_str(), &spec),
               fnfErr);
-    std::string text = [&] {
-        std::ifstream in(table);
-        return std::string(std::istreambuf_iterator<char>(in), {});
-    }();
+    std::string text = read_bytes(table);
     EXPECT_NE(text.find("odd%3B%25%0Aname;\n"), std::string::npos) << text;
     EXPECT_EQ(text.back(), '\n');
 

@@ -8,7 +8,7 @@
 #include "platform/events.h"
 #include "platform/ports.h"
 #include "platform/printing.h"
-#include "tests/platform/ui.h"
+#include "tests/support/ui.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

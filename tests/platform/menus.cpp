@@ -4,7 +4,7 @@
 #include "platform/clock.h"
 #include "platform/events.h"
 #include "platform/windows.h"
-#include "tests/platform/ui.h"
+#include "tests/support/ui.h"
 
 #include <gtest/gtest.h>
 

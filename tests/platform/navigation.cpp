@@ -6,7 +6,7 @@
 
 #include "platform/core/files/filesparts.h"
 #include "platform/headless/headless.h"
-#include "tests/platform/place.h"
+#include "tests/support/sandbox.h"
 
 static std::string path_of(const FSSpec &spec)
 {

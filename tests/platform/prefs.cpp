@@ -2,13 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/platform/place.h"
-
-static void write_prefs(const Place &at, const std::string &text)
-{
-    std::filesystem::create_directories(at.root / ".config/quillon");
-    std::ofstream(at.root / ".config/quillon/prefs.toml") << text;
-}
+#include "tests/support/sandbox.h"
 
 static std::string pref(const char *key)
 {

@@ -15,7 +15,7 @@
 #include <unistd.h>
 
 #include "platform/memory.h"
-#include "tests/platform/place.h"
+#include "tests/support/sandbox.h"
 
 namespace fs = std::filesystem;
 

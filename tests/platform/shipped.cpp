@@ -11,7 +11,7 @@
 #include "platform/memory.h"
 #include "platform/menus.h"
 #include "platform/resources.h"
-#include "tests/platform/place.h"
+#include "tests/support/sandbox.h"
 
 static int16_t id_of(OSType type, int16_t index)
 {

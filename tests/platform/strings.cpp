@@ -4,7 +4,7 @@
 
 #include "platform/core/core.h"
 #include "platform/core/macroman.h"
-#include "tests/platform/place.h"
+#include "tests/support/sandbox.h"
 
 // Every byte must come back: file names and settings go through this twice.
 TEST(Strings, EveryByteSurvivesUtf8)

@@ -3,7 +3,7 @@
 
 #include "platform/clock.h"
 #include "platform/drawing.h"
-#include "tests/platform/ui.h"
+#include "tests/support/ui.h"
 
 #include <gtest/gtest.h>
 

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "platform/core/line/portparts.h"
+#include "tests/support/hostline.h"
+#include "tests/support/sandbox.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -21,18 +23,6 @@
 #include <vector>
 
 namespace fs = std::filesystem;
-
-static std::string text(ConstStr s)
-{
-    return std::string(reinterpret_cast<const char *>(s) + 1, s[0]);
-}
-
-struct scratch {
-    fs::path path = fs::path(testing::TempDir()) /
-                    ("quillon-ports-" + std::to_string(getpid()));
-    scratch() { fs::create_directories(path); }
-    ~scratch() { fs::remove_all(path); }
-};
 
 static void put(const fs::path &file, const char *content)
 {
@@ -60,8 +50,8 @@ static void add_port(const fs::path &root, const std::string &device,
 
 TEST(List, RealPortsThenTheDemoHost)
 {
-    scratch s;
-    const fs::path &root = s.path;
+    Sandbox s;
+    const fs::path &root = s.root;
     PortEntry ports[kMaxPorts];
 
     add_port(root, "pnp0/00:01", "ttyS0", "4");
@@ -81,7 +71,7 @@ TEST(List, RealPortsThenTheDemoHost)
     int n = port_list_under(root.c_str(), ports, kMaxPorts);
     std::vector<std::string> names, paths;
     for (int i = 0; i < n; i++) {
-        names.push_back(text(ports[i].name));
+        names.push_back(S(ports[i].name));
         std::string p = ports[i].path;
         if (p.rfind(root.string(), 0) == 0)
             p.erase(0, root.string().size());
@@ -102,7 +92,7 @@ TEST(List, RealPortsThenTheDemoHost)
                  "ttyUSB" + std::to_string(i), nullptr);
     n = port_list_under(root.c_str(), ports, kMaxPorts);
     EXPECT_EQ(n, kMaxPorts);
-    EXPECT_EQ(text(ports[n - 1].name), "Demo host");
+    EXPECT_EQ(S(ports[n - 1].name), "Demo host");
 
     fs::remove_all(root / "sys");
     EXPECT_EQ(port_list_under(root.c_str(), ports, kMaxPorts), 1);
@@ -111,30 +101,15 @@ TEST(List, RealPortsThenTheDemoHost)
 
 TEST(List, LongNames)
 {
-    scratch s;
+    Sandbox s;
     PortEntry ports[2];
-    add_port(s.path, "usb1/1-1", "ttyUSB0", nullptr);
-    put(s.path / "sys/devices/usb1/1-1/product", std::string(250, 'n').c_str());
-    ASSERT_EQ(port_list_under(s.path.c_str(), ports, 2), 2);
-    EXPECT_EQ(text(ports[0].name), std::string(245, 'n') + " (ttyUSB0)");
+    add_port(s.root, "usb1/1-1", "ttyUSB0", nullptr);
+    put(s.root / "sys/devices/usb1/1-1/product", std::string(250, 'n').c_str());
+    ASSERT_EQ(port_list_under(s.root.c_str(), ports, 2), 2);
+    EXPECT_EQ(S(ports[0].name), std::string(245, 'n') + " (ttyUSB0)");
 }
 
 // ---- the line --------------------------------------------------------------
-
-struct pty {
-    int master = -1;
-    char path[64] = "";
-};
-
-static pty make_pty()
-{
-    pty p;
-    p.master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
-    EXPECT_EQ(grantpt(p.master), 0);
-    EXPECT_EQ(unlockpt(p.master), 0);
-    ptsname_r(p.master, p.path, sizeof p.path);
-    return p;
-}
 
 TEST(Line, RawAndGivenBackAsFound)
 {
@@ -338,18 +313,18 @@ TEST(Line, CloseDoesntWaitForAStuckLine)
 
 TEST(Line, WhatIsNoPort)
 {
-    scratch s;
-    put(s.path / "file", "text");
-    EXPECT_EQ(port_open((s.path / "file").c_str()), -ENOTTY);
-    EXPECT_EQ(port_open(s.path.c_str()), -ENOTTY);
+    Sandbox s;
+    put(s.root / "file", "text");
+    EXPECT_EQ(port_open((s.root / "file").c_str()), -ENOTTY);
+    EXPECT_EQ(port_open(s.root.c_str()), -ENOTTY);
     EXPECT_EQ(port_open("/dev/null"), -ENOTTY);
-    EXPECT_EQ(port_open((s.path / "none").c_str()), -ENOENT);
+    EXPECT_EQ(port_open((s.root / "none").c_str()), -ENOENT);
     EXPECT_EQ(port_open(""), -ENOENT);
-    std::ifstream f(s.path / "file");
+    std::ifstream f(s.root / "file");
     std::string content;
     std::getline(f, content);
     EXPECT_EQ(content, "text");
-    EXPECT_FALSE(port_present((s.path / "file").c_str()));
+    EXPECT_FALSE(port_present((s.root / "file").c_str()));
     EXPECT_TRUE(port_present("/dev/null"));
     EXPECT_TRUE(port_present("demo:"));
 }
@@ -362,21 +337,21 @@ TEST(Why, Reasons)
     struct stat st;
 
     port_why("/dev/ttyNone", ENOENT, why);
-    EXPECT_EQ(text(why), "Unplugged?");
+    EXPECT_EQ(S(why), "Unplugged?");
     port_why("", ENOENT, why);
-    EXPECT_NE(text(why).find("No port"), std::string::npos);
+    EXPECT_NE(S(why).find("No port"), std::string::npos);
     port_why("demo:", ENOENT, why);
-    EXPECT_NE(text(why).find("quillon-demohost"), std::string::npos);
+    EXPECT_NE(S(why).find("quillon-demohost"), std::string::npos);
     port_why("/dev/null", ERANGE, why);
-    EXPECT_EQ(text(why), "");
+    EXPECT_EQ(S(why), "");
 
     pty p = make_pty();
     ASSERT_EQ(stat(p.path, &st), 0);
     port_why(p.path, EACCES, why);
     group *g = getgrgid(st.st_gid);
     if (g && st.st_gid != 0) {
-        EXPECT_NE(text(why).find(g->gr_name), std::string::npos);
-        EXPECT_NE(text(why).find("usermod -aG "), std::string::npos);
+        EXPECT_NE(S(why).find(g->gr_name), std::string::npos);
+        EXPECT_NE(S(why).find("usermod -aG "), std::string::npos);
     }
 
     int ready[2];
@@ -391,9 +366,8 @@ TEST(Why, Reasons)
     char c;
     ASSERT_EQ(read(ready[0], &c, 1), 1);
     port_why(p.path, EBUSY, why);
-    EXPECT_NE(text(why).find("(" + std::to_string(pid) + ")"),
-              std::string::npos)
-        << text(why);
+    EXPECT_NE(S(why).find("(" + std::to_string(pid) + ")"), std::string::npos)
+        << S(why);
     kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
 }

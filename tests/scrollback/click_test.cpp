@@ -1,5 +1,5 @@
 // The mouse in the text: what a press, a drag and a second click select.
-#include "../terminal/window.h"
+#include "tests/support/terminalwindow.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The selection on its way out: to files and to paper.
-#include "../terminal/window.h"
+#include "tests/support/terminalwindow.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The store: what is kept, how it grows, drops and clears.
-#include "../terminal/window.h"
+#include "tests/support/terminalwindow.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The view over store and screen, the selection on it, and the search.
-#include "../terminal/window.h"
+#include "tests/support/terminalwindow.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,6 @@
 
 #include "automation/AsciiSend.h"
 #include "connect/Settings.h"
-#include "line.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
@@ -12,6 +11,8 @@
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "terminal/VT100.h"
+#include "tests/support/hostline.h"
+#include "tests/support/sandbox.h"
 #include "transfer/Names.h"
 #include "transfer/xmodem.h"
 

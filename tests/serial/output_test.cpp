@@ -2,7 +2,6 @@
 // the dump, and a line that has no room.
 #include <gtest/gtest.h>
 
-#include "line.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
@@ -11,6 +10,7 @@
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "shell/Inits.h"
+#include "tests/support/hostline.h"
 #include "transfer/xmodem.h"
 
 #include <cstring>
@@ -54,16 +54,12 @@ TEST(Output, StagingHandsOverInTime)
 // A stream that its reader leaves full.
 static void stuff_line()
 {
-    int ends[2];
     static bool started;
 
     if (!started)
         start_line();
     started = true;
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
-    sIn = sOut = int16_t(ends[0]);
-    far = ends[1];
-    clock_watch_port(sIn);
+    use_pair(SOCK_STREAM);
     std::string block(500, 'f');
     while (write(sOut, block.data(), block.size()) > 0)
         ;

@@ -5,13 +5,14 @@
 #include "base/pstr.h"
 #include "connect/Dial.h"
 #include "connect/Settings.h"
-#include "line.h"
 #include "platform/clock.h"
 #include "platform/headless/headless.h"
 #include "platform/menus.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "terminal/VT100.h"
+#include "tests/support/hostline.h"
+#include "tests/support/sandbox.h"
 
 #include <asm/termbits.h>
 #include <cerrno>
@@ -20,23 +21,6 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-struct pty {
-    int master;
-    std::string path;
-};
-
-static pty make_pty()
-{
-    pty p;
-    char name[64];
-    p.master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
-    EXPECT_EQ(grantpt(p.master), 0);
-    EXPECT_EQ(unlockpt(p.master), 0);
-    ptsname_r(p.master, name, sizeof name);
-    p.path = name;
-    return p;
-}
 
 static void use_port(const std::string &path)
 {
@@ -233,7 +217,7 @@ TEST(Port, GoesAndComesBack)
     start_line();
     std::string link = scratch_folder() + "/port";
     pty p = make_pty();
-    ASSERT_EQ(symlink(p.path.c_str(), link.c_str()), 0);
+    ASSERT_EQ(symlink(p.path, link.c_str()), 0);
     use_port(link);
     ASSERT_EQ(OpenModem(), 0);
     ASSERT_EQ(write(p.master, "still here", 10), 10);
@@ -261,7 +245,7 @@ TEST(Port, GoesAndComesBack)
     EXPECT_EQ(whole_screen(), text) << "looking for it is silent";
 
     p = make_pty();
-    ASSERT_EQ(symlink(p.path.c_str(), link.c_str()), 0);
+    ASSERT_EQ(symlink(p.path, link.c_str()), 0);
     int looks = 0;
     for (; looks < 40 && !RetryModem(); looks++)
         hl_advance_ticks(1);
@@ -277,7 +261,7 @@ TEST(Port, GoesAndComesBack)
     ReadPort();
     CloseModem();
     p = make_pty();
-    ASSERT_EQ(symlink(p.path.c_str(), link.c_str()), 0);
+    ASSERT_EQ(symlink(p.path, link.c_str()), 0);
     for (int i = 0; i < 100; i++) {
         hl_advance_ticks(1);
         EXPECT_EQ(RetryModem(), 0);
@@ -290,11 +274,11 @@ TEST(Port, ReopensAtOnce)
     start_line();
     std::string link = scratch_folder() + "/port";
     pty p = make_pty(), q = make_pty();
-    ASSERT_EQ(symlink(p.path.c_str(), link.c_str()), 0);
+    ASSERT_EQ(symlink(p.path, link.c_str()), 0);
     use_port(link);
     ASSERT_EQ(OpenModem(), 0);
     unlink(link.c_str());
-    ASSERT_EQ(symlink(q.path.c_str(), link.c_str()), 0);
+    ASSERT_EQ(symlink(q.path, link.c_str()), 0);
     close(p.master);
     ReadPort();
     EXPECT_GT(sIn, 0);
@@ -332,16 +316,6 @@ TEST(Port, OpensAndIsGoneAgain)
     EXPECT_LE(losses, 12);
 }
 
-static void set_preference(const char *line)
-{
-    std::string folder = scratch_folder() + "/quillon";
-    mkdir(folder.c_str(), 0700);
-    FILE *f = fopen((folder + "/prefs.toml").c_str(), "w");
-    ASSERT_NE(f, nullptr);
-    fprintf(f, "%s\n", line);
-    fclose(f);
-}
-
 static std::string heard_by(int master)
 {
     char buf[64];
@@ -363,7 +337,7 @@ TEST(Break, SimulatedUnlessToldOtherwise)
 TEST(Break, SimulatedFrom41)
 {
     start_line();
-    set_preference("breakSim = 41");
+    write_prefs(sandbox(), "breakSim = 41\n");
     pty p = make_pty();
     use_port(p.path);
     ASSERT_EQ(OpenModem(), 0);
@@ -374,7 +348,7 @@ TEST(Break, SimulatedFrom41)
 TEST(Break, RealUpTo40)
 {
     start_line();
-    set_preference("breakSim = 40");
+    write_prefs(sandbox(), "breakSim = 40\n");
     pty p = make_pty();
     use_port(p.path);
     ASSERT_EQ(OpenModem(), 0);

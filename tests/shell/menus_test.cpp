@@ -15,8 +15,7 @@
 #include "serial/IOKitSerial.h"
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
-#include "tests/connect/book.h"
-#include "tests/shell/running.h"
+#include "tests/support/running.h"
 #include "transfer/xmodem.h"
 #include "transfer/zmaclo.h"
 

@@ -20,8 +20,7 @@
 #include "shell/QuillonMenus.h"
 #include "shell/QuillonWindow.h"
 #include "terminal/VT100.h"
-#include "tests/connect/book.h"
-#include "tests/shell/running.h"
+#include "tests/support/running.h"
 #include "transfer/xmodem.h"
 
 namespace {

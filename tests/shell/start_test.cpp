@@ -18,7 +18,7 @@
 #include "shell/QuillonMenus.h"
 #include "shell/QuillonWindow.h"
 #include "terminal/VT100.h"
-#include "tests/connect/book.h"
+#include "tests/support/running.h"
 
 namespace {
 
@@ -328,9 +328,9 @@ TEST(End, FilesLieOnlyInTheirPlaces)
     if (list)
         pclose(list);
     for (const std::string &f : found) {
-        EXPECT_TRUE(f.rfind("./config/quillon/", 0) == 0 ||
-                    f.rfind("./data/quillon/", 0) == 0 ||
-                    f.rfind("./state/quillon/", 0) == 0)
+        EXPECT_TRUE(f.rfind("./.config/quillon/", 0) == 0 ||
+                    f.rfind("./.local/share/quillon/", 0) == 0 ||
+                    f.rfind("./.local/state/quillon/", 0) == 0)
             << f;
     }
     EXPECT_FALSE(found.empty());

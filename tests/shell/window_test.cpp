@@ -18,8 +18,7 @@
 #include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
 #include "terminal/VT100.h"
-#include "tests/connect/book.h"
-#include "tests/shell/running.h"
+#include "tests/support/running.h"
 #include "transfer/xmodem.h"
 
 namespace {

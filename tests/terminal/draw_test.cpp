@@ -1,7 +1,7 @@
 // What stands in the window: runs, scrolling, the cursor, colours, sizes. The
 // surest check of all drawing by moved pixels is that a repaint of the whole
 // changes nothing.
-#include "window.h"
+#include "tests/support/terminalwindow.h"
 
 #include <gtest/gtest.h>
 

@@ -15,6 +15,7 @@
 #include "shell/QuillonMenus.h"
 #include "terminal/SendKey.h"
 #include "terminal/VT100.h"
+#include "tests/support/sandbox.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -273,15 +274,11 @@ static void use_list(int16_t id, const std::vector<std::string> &strings)
     if (!open) {
         int16_t vRef;
         int32_t dir;
-        std::string folder =
-            testing::TempDir() + "quillon-keys-" + std::to_string(getpid());
-        setenv("XDG_CONFIG_HOME", folder.c_str(), 1);
-        setenv("XDG_STATE_HOME", folder.c_str(), 1);
+        sandbox();
         ASSERT_EQ(FindFolder(0, kPrefFolder, true, &vRef, &dir), noErr);
         HCreateResFile(vRef, dir, PSTR("keys"));
         int16_t ref = HOpenResFile(vRef, dir, PSTR("keys"), fsRdWrPerm);
         ASSERT_GT(ref, 0);
-        std::filesystem::remove_all(folder); // the open file stays
         open = true;
     }
     AddResource(h, FOUR("STR#"), id, PSTR("test"));

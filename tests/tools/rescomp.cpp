@@ -1,6 +1,8 @@
 // The resource compiler: what it refuses, and the bytes it makes.
 #include <gtest/gtest.h>
 
+#include "tests/support/sandbox.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -36,8 +38,8 @@ static std::string image_in(const fs::path &source)
 
 static Result compile(const std::string &toml)
 {
-    char name[] = "/tmp/quillon-rescomp-XXXXXX";
-    fs::path folder = mkdtemp(name);
+    Sandbox s;
+    const fs::path &folder = s.root;
     std::ofstream(folder / "in.toml") << toml;
     std::string command = std::string(TOOLS_DIR) + "/rescomp " +
                           (folder / "out.cpp").string() + " " +
@@ -51,9 +53,7 @@ static Result compile(const std::string &toml)
     EXPECT_EQ(r.made, fs::exists(folder / "out.cpp")) << r.messages;
     if (r.made)
         r.image = image_in(folder / "out.cpp");
-    std::ifstream names(folder / "names.h");
-    r.names.assign(std::istreambuf_iterator<char>(names), {});
-    fs::remove_all(folder);
+    r.names = read_bytes(folder / "names.h");
     return r;
 }
 

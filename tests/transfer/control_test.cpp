@@ -1,6 +1,6 @@
 // What surrounds the engines: default protocols, buffers, capture, events
 // during a transfer, the figures, the transcript and the log.
-#include "bench.h"
+#include "tests/support/bench.h"
 
 #include "automation/AsciiSend.h"
 #include "connect/Dial.h"
@@ -26,11 +26,6 @@
 #include <cstring>
 
 using std::string;
-
-static string pascal(const uint8_t *p)
-{
-    return string(reinterpret_cast<const char *>(p + 1), p[0]);
-}
 
 // ---- default protocols -----------------------------------------------------
 
@@ -178,13 +173,13 @@ TEST(Figures, TimesAndNumbers)
                          row{3600, "1:00:00"}, row{3661, "1:01:01"}}) {
         uint8_t out[256];
         MinSec(out, r.seconds);
-        EXPECT_EQ(pascal(out), r.text);
+        EXPECT_EQ(S(out), r.text);
     }
     uint8_t out[256];
     octstr(out, 0);
-    EXPECT_EQ(pascal(out), "00");
+    EXPECT_EQ(S(out), "00");
     octstr(out, 0xFFFFFFFF);
-    EXPECT_EQ(pascal(out), "037777777777");
+    EXPECT_EQ(S(out), "037777777777");
     EXPECT_EQ(out[out[0] + 1], 0);
 }
 

@@ -1,5 +1,5 @@
 // Headers and subpackets on the wire, byte by byte, both ways.
-#include "bench.h"
+#include "tests/support/bench.h"
 
 #include "platform/clock.h"
 #include "platform/headless/headless.h"

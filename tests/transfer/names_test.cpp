@@ -1,6 +1,6 @@
 // Names and folders: what a name becomes here and at the host, and that no
 // name leads out of the receive folder.
-#include "bench.h"
+#include "tests/support/bench.h"
 
 #include "base/PathStr.h"
 #include "connect/Settings.h"
@@ -22,11 +22,6 @@
 
 using std::string;
 namespace fs = std::filesystem;
-
-static string pascal(const uint8_t *p)
-{
-    return string(reinterpret_cast<const char *>(p + 1), p[0]);
-}
 
 static void to_pascal(const string &text, uint8_t *p)
 {
@@ -75,27 +70,27 @@ TEST(Names, UniqueOnes)
     to_pascal("a", name);
     write_file("a #1", "");
     UniqueName(name, zRcvVol);
-    EXPECT_EQ(pascal(name), "a #2");
+    EXPECT_EQ(S(name), "a #2");
     // From 28 bytes on there is no room for more than the digits.
     to_pascal(string(28, 'b'), name);
     UniqueName(name, zRcvVol);
-    EXPECT_EQ(pascal(name), string(28, 'b') + "1");
+    EXPECT_EQ(S(name), string(28, 'b') + "1");
     for (int i = 1; i < 100; i++)
         write_file("c #" + std::to_string(i), "");
     to_pascal("c", name);
     UniqueName(name, zRcvVol);
-    EXPECT_EQ(pascal(name), "c #99") << "the last one stands as it is";
+    EXPECT_EQ(S(name), "c #99") << "the last one stands as it is";
 
     MakeUnique(name, PSTR("ZRcv "), zRcvVol);
-    string first = pascal(name);
+    string first = S(name);
     EXPECT_EQ(first.substr(0, 5), "ZRcv ");
     EXPECT_GT(first.size(), 5u);
     write_file(first, "");
     MakeUnique(name, PSTR("ZRcv "), zRcvVol);
-    EXPECT_EQ(pascal(name), first + " A");
+    EXPECT_EQ(S(name), first + " A");
     write_file(first + " A", "");
     MakeUnique(name, PSTR("ZRcv "), zRcvVol);
-    EXPECT_EQ(pascal(name), first + " B");
+    EXPECT_EQ(S(name), first + " B");
 }
 
 TEST(Names, KindsOfFiles)
@@ -109,7 +104,7 @@ TEST(Names, KindsOfFiles)
         GetIndString(entry, 335, i);
         if (entry[0] == 0)
             break;
-        string pattern = pascal(entry).substr(9);
+        string pattern = S(entry).substr(9);
         OSType creator = 0, type = 0;
         uint8_t name[256];
         bool byName = entry[1] == '1';
@@ -150,7 +145,7 @@ TEST(Folder, IsRememberedAndRepaired)
     EXPECT_EQ(zRcvDirID, folder);
 
     VolDirToStr(1, 2, path);
-    EXPECT_EQ(pascal(path), "1");
+    EXPECT_EQ(S(path), "1");
 
     // Gone: the downloads folder silently; without one the user is asked.
     const fs::path other = fs::path(scratch()).parent_path() / "other";
@@ -181,7 +176,7 @@ static std::map<string, string> outside()
     for (const auto &e : fs::recursive_directory_iterator(top)) {
         string path = e.path().string();
         if (path.compare(0, scratch().size(), scratch()) == 0 ||
-            path.find("XDG") != string::npos)
+            path.find("/.") != string::npos)
             continue;
         std::error_code ignored;
         all[path] = e.is_regular_file()

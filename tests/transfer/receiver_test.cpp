@@ -1,6 +1,6 @@
 // The ZMODEM receiver against a scripted sender, on a clock that moves only
 // when the program waits.
-#include "bench.h"
+#include "tests/support/bench.h"
 
 #include "connect/Settings.h"
 #include "platform/clock.h"

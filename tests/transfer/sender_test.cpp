@@ -1,5 +1,5 @@
 // The ZMODEM sender against a receiver of ours on the false clock.
-#include "bench.h"
+#include "tests/support/bench.h"
 
 #include "connect/Settings.h"
 #include "platform/clock.h"

@@ -1,6 +1,6 @@
 // The received-file writer: kinds, forks, breaks at every place and what goes
 // on from there, files in the way, a disk that is full.
-#include "bench.h"
+#include "tests/support/bench.h"
 
 #include "connect/Settings.h"
 #include "platform/files.h"

@@ -1,7 +1,7 @@
 // XMODEM, XMODEM-1K, YMODEM and YMODEM-G, both ways, against peers that follow
 // a table.
-#include "bench.h"
 #include "dialogue.h"
+#include "tests/support/bench.h"
 
 #include "connect/Settings.h"
 #include "platform/clock.h"

@@ -1,36 +1,24 @@
-// A shown terminal window over the headless back end, and its picture.
-#pragma once
-
-#include <string>
-#include <vector>
-
-#include "platform/controls.h"
-#include "platform/drawing.h"
-#include "platform/fonts.h"
-#include "platform/headless/headless.h"
-#include "platform/windows.h"
+// A shown terminal window, and its picture.
+#include "tests/support/terminalwindow.h"
 
 #include "automation/AsciiSend.h"
-#include "connect/Settings.h"
-#include "scrollback/Selection.h"
-#include "scrollback/View.h"
-#include "scrollback/savbuf.h"
+#include "platform/controls.h"
+#include "platform/fonts.h"
+#include "platform/windows.h"
 #include "serial/IOKitSerial.h"
 #include "shell/Inits.h"
 #include "shell/Quillon.h"
-#include "shell/QuillonWindow.h"
-#include "terminal/VT100.h"
 
 // Global bounds for so many rows and columns in the font of the moment, and not
 // a pixel more.
-inline Rect window_bounds(int rows, int cols)
+Rect window_bounds(int rows, int cols)
 {
     return {40, 40, int16_t(40 + rows * LineHeight + 19),
             int16_t(40 + cols * CharWid + 19)};
 }
 
 // Serves whatever events a change of windows has brought.
-inline void settle()
+void settle()
 {
     EventRecord e;
 
@@ -42,7 +30,7 @@ inline void settle()
 
 // A window of so many rows and columns, in front, black on white, colours 2
 // to 9 the eight of ANSI and 10 to 17 the bright ones.
-inline void open_terminal(int rows, int cols)
+void open_terminal(int rows, int cols)
 {
     const uint16_t on = 0xFFFF, off = 0, half = 0x8080;
     const RGBColor colors[8] = {{off, off, off},   {half, off, off},
@@ -85,16 +73,14 @@ inline void open_terminal(int rows, int cols)
     settle();
 }
 
-inline void show(const std::string &text)
+void show(const std::string &text)
 {
     const auto *bytes = reinterpret_cast<const uint8_t *>(text.data());
 
     DispChars(bytes, int16_t(text.size()));
 }
 
-using picture = std::vector<uint32_t>;
-
-inline int picture_width()
+int picture_width()
 {
     Rect bounds;
 
@@ -103,7 +89,7 @@ inline int picture_width()
 }
 
 // The text area with its margins, without the cursor.
-inline picture take_picture()
+picture take_picture()
 {
     const int width = picture_width();
     picture out;
@@ -118,7 +104,7 @@ inline picture take_picture()
 }
 
 // The picture that a repaint of everything gives.
-inline picture repainted()
+picture repainted()
 {
     stop_cursor();
     term_redraw();
@@ -127,13 +113,13 @@ inline picture repainted()
 }
 
 // A pixel of a cell, in its upper left corner, where no glyph draws.
-inline uint32_t corner(int row, int col)
+uint32_t corner(int row, int col)
 {
     return draw_pixel(myWindow, int16_t(col * CharWid + 3),
                       int16_t(row * LineHeight + 3));
 }
 
-inline bool has_ink(int row, int col, uint32_t color)
+bool has_ink(int row, int col, uint32_t color)
 {
     for (int v = 0; v < LineHeight; v++) {
         for (int h = 0; h < CharWid; h++) {

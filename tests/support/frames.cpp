@@ -1,5 +1,5 @@
 // ZMODEM frames, slowly and plainly.
-#include "frames.h"
+#include "tests/support/frames.h"
 
 constexpr char kZDLE = 0x18;
 

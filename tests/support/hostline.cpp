@@ -1,6 +1,5 @@
-#include "line.h"
-
-#include <gtest/gtest.h>
+// A line whose other end is the case.
+#include "tests/support/hostline.h"
 
 #include "automation/AsciiSend.h"
 #include "connect/Settings.h"
@@ -11,54 +10,52 @@
 #include "shell/Inits.h"
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
+#include "tests/support/sandbox.h"
 
 #include <cstdlib>
-#include <filesystem>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 int far = -1;
 
-struct folder {
-    std::string path =
-        testing::TempDir() + "quillon-serial-" + std::to_string(getpid());
-    folder() { std::filesystem::create_directories(path); }
-    ~folder() { std::filesystem::remove_all(path); }
-};
-
-std::string scratch_folder()
+static void must(bool fact)
 {
-    static folder ours;
-    return ours.path;
+    if (!fact)
+        abort();
+}
+
+void use_pair(int type)
+{
+    int ends[2];
+
+    must(socketpair(AF_UNIX, type | SOCK_NONBLOCK, 0, ends) == 0);
+    far = ends[1];
+    sIn = sOut = int16_t(ends[0]);
+    clock_watch_port(sIn);
 }
 
 void start_line()
 {
-    int ends[2];
-
-    setenv("XDG_CONFIG_HOME", scratch_folder().c_str(), 1);
-    setenv("XDG_STATE_HOME", scratch_folder().c_str(), 1);
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends), 0);
-    far = ends[1];
+    sandbox();
     myWindow = GetNewCWindow(128);
-    ASSERT_NE(myWindow, nullptr);
+    must(myWindow != nullptr);
     ShowWindow(myWindow);
     gGlobStrings = NewStrList();
     gLocalStrings = NewStrList();
-    ASSERT_EQ(SerAlloc(), 0);
+    must(SerAlloc() == 0);
     fillBuffer();
     asInit();
     InitPage();
     FindFolder(0, kPrefFolder, true, &pgmVRef, &pgmDir);
     cset.termFlags = kTermNoAutoLF;
     cset.flowFlags = 0;
-    sIn = sOut = int16_t(ends[0]);
-    clock_watch_port(sIn);
+    use_pair(SOCK_SEQPACKET);
 }
 
 void host_says(const std::string &s)
 {
-    ASSERT_EQ(write(far, s.data(), s.size()), ssize_t(s.size()));
+    must(write(far, s.data(), s.size()) == ssize_t(s.size()));
 }
 
 std::string host_heard()
@@ -77,4 +74,14 @@ std::string screen_row(int n)
     std::string s(reinterpret_cast<const char *>(scrLine(n)), MaxCol);
     size_t end = s.find_last_not_of(std::string(" \0", 2));
     return end == std::string::npos ? "" : s.substr(0, end + 1);
+}
+
+pty make_pty()
+{
+    pty p;
+
+    p.master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+    must(grantpt(p.master) == 0 && unlockpt(p.master) == 0);
+    must(ptsname_r(p.master, p.path, sizeof p.path) == 0);
+    return p;
 }

@@ -1,15 +1,8 @@
-// Windows and dialogs for the cases of this folder.
-#pragma once
-
-#include "platform/core/widgets/dialogparts.h"
-#include "platform/core/widgets/winrec.h"
-#include "platform/headless/headless.h"
-
-#include <string>
-#include <vector>
+// Windows and dialogs without a program.
+#include "tests/support/ui.h"
 
 // A shown window with a canvas, 300 wide and 200 high, at (100, 200).
-inline WindowPtr ui_window(int16_t left = 100, int16_t top = 200)
+WindowPtr ui_window(int16_t left, int16_t top)
 {
     static const uint8_t title[] = "\4Main";
     WindowMake make = {};
@@ -25,7 +18,7 @@ inline WindowPtr ui_window(int16_t left = 100, int16_t top = 200)
 }
 
 // Serves what a new window brings: its activation, its first redrawing.
-inline void ui_settle()
+void ui_settle()
 {
     EventRecord e;
 
@@ -37,7 +30,7 @@ inline void ui_settle()
     }
 }
 
-inline DialogItem ui_item(be_item_kind kind, const char *text, Rect box)
+DialogItem ui_item(be_item_kind kind, const char *text, Rect box)
 {
     DialogItem i = {};
 
@@ -51,7 +44,7 @@ inline DialogItem ui_item(be_item_kind kind, const char *text, Rect box)
 
 // A dialog with items: 1 OK, 2 Cancel, 3 edit, 4 check box, 5 user item, 6
 // another edit; not yet shown.
-inline DialogPtr ui_dialog(be_window_kind kind)
+DialogPtr ui_dialog(be_window_kind kind)
 {
     static const uint8_t title[] = "\6Dialog";
     WindowMake make = {};
@@ -70,7 +63,7 @@ inline DialogPtr ui_dialog(be_window_kind kind)
                        1, 2);
 }
 
-inline std::string ui_text(DialogPtr d, int16_t item)
+std::string ui_text(DialogPtr d, int16_t item)
 {
     Str255 text;
 

@@ -1,0 +1,193 @@
+// The test bench of the transfers.
+#include "tests/support/bench.h"
+
+#include "connect/Dial.h"
+#include "connect/Settings.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "platform/headless/headless.h"
+#include "platform/ports.h"
+#include "scrollback/View.h"
+#include "serial/IOKitSerial.h"
+#include "serial/ModemIO.h"
+#include "shell/Inits.h"
+#include "terminal/VT100.h"
+#include "tests/support/hostline.h"
+#include "transfer/Names.h"
+#include "transfer/xmodem.h"
+#include "transfer/zmaclo.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+
+namespace fs = std::filesystem;
+
+// ---- folders and files -----------------------------------------------------
+
+std::string scratch()
+{
+    fs::path path = sandbox().root / "files";
+    std::error_code ignored;
+    fs::create_directory(path, ignored);
+    return path.string();
+}
+
+void write_file(const std::string &name, const std::string &bytes)
+{
+    write_bytes(fs::path(scratch()) / name, bytes);
+}
+
+std::string read_file(const std::string &name)
+{
+    return read_bytes(fs::path(scratch()) / name);
+}
+
+bool file_there(const std::string &name)
+{
+    return fs::exists(fs::symlink_status(fs::path(scratch()) / name));
+}
+
+std::vector<std::string> folder_list()
+{
+    std::vector<std::string> names;
+    for (const auto &e : fs::directory_iterator(scratch())) {
+        std::string name = e.path().filename().string();
+        if (name.compare(0, 2, "._") != 0)
+            names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string partial(const std::string &name)
+{
+    return name + "\xA5";
+}
+
+// ---- the program -----------------------------------------------------------
+
+static void settings(char convert, bool escape)
+{
+    cset = {};
+    cset.rzTimeout = 10;
+    cset.szTimeout = 60;
+    cset.xmTimeout = 80;
+    cset.xmStartTimeout = 100;
+    cset.zBlockChar = 'A';
+    cset.zFlags = escape;
+    cset.hostNames = 3;
+    cset.termFlags = kTermNoAutoLF;
+    qset.fileBufSize = 8192;
+    qset.binCreator = FOUR("????");
+    qset.binType = FOUR("????");
+    qset.globFlags = kGlobNoXferLog;
+    op_xconv = convert;
+    textcreator = FOUR("ttxt");
+    Baudrate = 115200;
+    gCarrierRate = 115200;
+}
+
+static void use_folder(const std::string &path)
+{
+    FSSpec spec;
+    CatInfo info;
+
+    if (FSSpecFromPath(path.c_str(), &spec) != noErr ||
+        GetCatInfo(spec.vRefNum, spec.parID, spec.name, &info) != noErr)
+        abort();
+    zRcvVol = spec.vRefNum;
+    zRcvDirID = info.dirID;
+}
+
+void start_bench(char convert, bool escape)
+{
+    scratch();
+    settings(convert, escape);
+    MaxLine = 24;
+    MaxCol = 80;
+    static bool made;
+    if (made) {
+        init_term();
+        absmove(0, 0);
+    } else {
+        InitPage();
+        if (SerAlloc() != 0 || AllocXferBuf(1500) < 1500)
+            abort();
+    }
+    made = true;
+    scrolled = 1;
+    sysVers = 0x1000;
+    if (sIn != 0)
+        port_close(sIn);
+    sIn = sOut = int16_t(hl_line_open(HL_SOCKET));
+    lineBufCnt = 0;
+    awKill();
+    clock_watch_port(sIn);
+    use_folder(scratch());
+    // The program's own folders, as at a start.
+    (void)FindFolder(0, kPrefFolder, true, &gAuxFilesVRef, &gAuxFilesDirID);
+    GetProgramFolder(&pgmVRef, &pgmDir);
+}
+
+std::string screen()
+{
+    std::string out;
+
+    for (int row = 0; row < MaxLine; row++) {
+        const std::string line = screen_row(row);
+        if (!line.empty())
+            out += line + "\n";
+    }
+    return out;
+}
+
+std::string log_text()
+{
+    std::string all;
+    fs::path logs = sandbox().root / ".local/state";
+
+    for (const auto &e : fs::recursive_directory_iterator(logs)) {
+        std::string text = e.is_regular_file() ? read_bytes(e.path()) : "";
+        if (text.find('\t') != std::string::npos)
+            all += text;
+    }
+    return all;
+}
+
+void pump_port()
+{
+    for (int i = 0; i < 20; i++)
+        ReadPort();
+}
+
+int choose_files(const std::vector<std::string> &names)
+{
+    for (size_t i = 0; i < names.size(); i++) {
+        fs::path path = fs::path(scratch()) / names[i];
+        if (!SendSlot(int32_t(i)) ||
+            FSSpecFromPath(path.c_str(), sendFSS[i]) != noErr)
+            abort();
+        name4host(sendFSS[i]->name, hostnames[i]);
+    }
+    mgCount = int32_t(names.size());
+    return int(names.size());
+}
+
+std::string random_bytes(size_t count, unsigned seed)
+{
+    std::mt19937 chance(seed);
+    std::string out(count, 0);
+    for (char &c : out)
+        c = char(chance());
+    return out;
+}
+
+std::string all_bytes(size_t count)
+{
+    std::string out(count, 0);
+    for (size_t i = 0; i < count; i++)
+        out[i] = char(i);
+    return out;
+}

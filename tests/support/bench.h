@@ -1,0 +1,33 @@
+// The test bench of the transfers: a terminal in memory, a receive folder of
+// the case's own, and a peer on a line whose time is false.
+#pragma once
+
+#include "tests/support/sandbox.h"
+#include "tests/support/zpeer.h"
+
+#include <string>
+#include <vector>
+
+// ---- folders and files -----------------------------------------------------
+
+std::string scratch(); // the receive folder, gone at the end
+void write_file(const std::string &name, const std::string &bytes);
+std::string read_file(const std::string &name); // in the scratch folder
+bool file_there(const std::string &name);
+std::vector<std::string> folder_list();       // names, without sidecars
+std::string partial(const std::string &name); // with the mark behind
+
+// ---- the program -----------------------------------------------------------
+
+// Terminal, settings, buffers, receive folder, line. `escape` is the setting
+// that escapes all control characters.
+void start_bench(char convert = 'B', bool escape = false);
+std::string screen();   // all rows, joined by "\n", without trailing blanks
+std::string log_text(); // the transfer log
+void pump_port();       // what has come goes to the terminal
+
+// Makes files[i] of the scratch folder the files to send.
+int choose_files(const std::vector<std::string> &names);
+
+std::string random_bytes(size_t count, unsigned seed = 1);
+std::string all_bytes(size_t count); // 0 to 255, again and again
