@@ -610,12 +610,6 @@ static void adjust_clipboard(WindowPtr front, bool sel)
     enable(EditMenu, 5, canPaste);
 }
 
-static void adjust_protocols()
-{
-    enable(FileMenu, kFileRcvDefault, HaveProtocol(uint8_t(cset.rcvProto)));
-    enable(FileMenu, kFileSendDefault, HaveProtocol(uint8_t(cset.sendProto)));
-}
-
 void AdjMenus()
 {
     if (!EditMenu)
@@ -639,7 +633,6 @@ void AdjMenus()
     enable(EditMenu, 7, selFront);
     enable(EditMenu, 13, (mainFront || findFront) && find_str[0]);
     enable(MiscMenu, 10, (mainFront || dirFront) && !IsWindowCollapsed(front));
-    adjust_protocols();
     for (const absent_item &row : absent)
         DisableMenuItem(GetMenuHandle(row.menu), row.item);
     SetArrowCursor();
@@ -674,10 +667,6 @@ void SetupMenus()
     RcvMenu = GetMenu(kMenuReceive);
     SendMenu = GetMenu(kMenuSend);
     xconvMenu = GetMenu(kMenuConvert);
-    for (int16_t i = 1; i <= 5; i++)
-        enable(RcvMenu, i, HaveProtocol(uint8_t(rcvtypes[i])));
-    for (int16_t i = 1; i <= 6; i++)
-        enable(SendMenu, i, HaveProtocol(uint8_t(sendtypes[i])));
     InsertMenu(RcvMenu, -1);
     InsertMenu(SendMenu, -1);
     InsertMenu(xconvMenu, -1);

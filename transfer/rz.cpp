@@ -845,7 +845,7 @@ int16_t rz(int16_t mode)
 {
     bool started = mode != kModeAuto;
 
-    if (!HaveProtocol(uint8_t(mode)) || AllocXferBuf(kXferBuf) < kXferBuf)
+    if (AllocXferBuf(kXferBuf) < kXferBuf)
         return 7;
     start_state();
     SetFlow(cset.flowFlags & kFlowHard);

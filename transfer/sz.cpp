@@ -676,8 +676,6 @@ static void choose_protocol(int16_t protocol)
 
 int32_t sz(int32_t count, FSSpec *const files[], int16_t protocol)
 {
-    if (!HaveProtocol(uint8_t(protocol)))
-        return kFailed;
     start_state();
     SetFlow(cset.flowFlags & kFlowHard);
     xfer_port(0);

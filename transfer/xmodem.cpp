@@ -157,11 +157,6 @@ void do_dsend(uint8_t letter)
     set_file_item(kItemFileSend, row.text);
 }
 
-bool HaveProtocol(uint8_t letter)
-{
-    return letter != 'K' && letter != 'k';
-}
-
 // ---- commands --------------------------------------------------------------
 
 static void toggle_capture()
@@ -183,10 +178,6 @@ void Xreceive(int16_t item)
         toggle_capture();
         return;
     }
-    uint8_t letter =
-        item >= 2 && item <= 5 ? uint8_t(rcvtypes[item - 1]) : uint8_t('Z');
-    if (!HaveProtocol(letter))
-        return;
     if (item == 2) {
         (void)KermRecv(); // it tells the user itself
         return;
@@ -220,9 +211,6 @@ void Xsend(int16_t item)
     }
     uint8_t letter =
         item >= 1 && item <= 6 ? uint8_t(sendtypes[item - 1]) : uint8_t('Z');
-    if (!HaveProtocol(letter))
-        return;
-
     int32_t files = item < 5 ? Sendfile(item == 1) : MultiGetFile();
     if (files == 0) {
         // An X or Y receiver is waiting already, and would for a minute.

@@ -41,10 +41,6 @@ extern const char rcvtypes[];  // protocol letters by item, "AkXYGZ"
 extern const char sendtypes[]; // the same for sending, "AkxXyYZ"
 extern Str255 StrSendAscii;    // text of File menu item 2 when idle
 
-// Whether the engine behind a letter is part of this program. The menus dim
-// the others; a call that asks for one does nothing.
-bool HaveProtocol(uint8_t letter);
-
 // ---- capture ---------------------------------------------------------------
 
 extern int16_t recRef;       // the open capture file, 0 if none

@@ -180,10 +180,6 @@ TEST_F(Menus, DimmedIsWhatCantBeDoneNow)
     DoMenu(choice(kMenuFile, 3), 0, 1);
     EXPECT_FALSE(bufDwin);
     SetSel(-1, 0, -1, 0);
-
-    // A protocol that isn't built can't be chosen.
-    for (int16_t i = 1; i <= 5; i++)
-        EXPECT_EQ(enabled(kMenuReceive, i), HaveProtocol(uint8_t(rcvtypes[i])));
 }
 
 TEST_F(Menus, MiscItemsActOnTheTerminal)

@@ -51,7 +51,7 @@ struct wishes {
     bool oneK = false, sum = false; // asked for when receiving X and Y
     bool seven = false;             // a line of seven bits
     char protocol = 'z';
-    char check = 'B';   // of Kermit
+    char check = '3';   // of Kermit
     long packet = 1024; // of Kermit
     std::string name;   // of a file that comes without one
     arguments rest;     // behind the options
@@ -429,7 +429,8 @@ static int16_t receive_by(char protocol)
     case 'G':
         return rz(kModeG);
     case 'k':
-        return KermRecv();
+        (void)KermRecv(); // 0 also when it was broken off
+        return KermEnded() ? 0 : 1;
     }
     return rz(kModeZ);
 }
