@@ -70,7 +70,7 @@ static bool goes_plain(uint8_t b)
 {
     const uint8_t low = b & 127;
 
-    return low >= 32 && low < 127 && low != ctlQuote &&
+    return low >= 32 && low < kDEL && low != ctlQuote &&
            !(hiBitQFlag && (b != low || low == hiBitQuote)) &&
            !(rptFlag && low == rptQuote);
 }
@@ -88,7 +88,7 @@ static uint8_t *put_quoted(uint8_t *to, uint8_t b)
         *to++ = hiBitQuote;
         b = low;
     }
-    if (low < 32 || low == 127)
+    if (low < 32 || low == kDEL)
         return put_control(to, b);
     if (low == ctlQuote || (rptFlag && low == rptQuote) ||
         (hiBitQFlag && low == hiBitQuote))

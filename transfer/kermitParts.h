@@ -6,10 +6,9 @@
 // The upper half (kermitSend.cpp, kermitReceive.cpp) is a switch on `state`.
 #pragma once
 
-#include <cstdint>
+#include "base/chars.h"
 
-constexpr uint8_t kCR = 13;
-constexpr uint8_t kLF = 10;
+#include <cstdint>
 
 // ---- sizes and waits -------------------------------------------------------
 
