@@ -24,6 +24,8 @@ int32_t Txbytes;
 uint8_t crm = kCR, lfm = kLF;
 int32_t rptn;
 
+static bool goesPlain[256]; // bytes that are sent as they are
+
 // ---- sending ---------------------------------------------------------------
 
 // The next bytes of the file. False at its end, also if it can't be read.
@@ -66,16 +68,17 @@ static uint8_t *put_line_end(uint8_t *to, uint8_t how)
     return how == kCR || how == kLF ? put_control(to, how) : to;
 }
 
-static bool goes_plain(uint8_t b)
+void SettlePlain()
 {
-    const uint8_t low = b & 127;
-
-    return low >= 32 && low < kDEL && low != ctlQuote &&
-           !(hiBitQFlag && (b != low || low == hiBitQuote)) &&
-           !(rptFlag && low == rptQuote);
+    for (int b = 0; b < 256; b++) {
+        const int low = b & 127;
+        goesPlain[b] = low >= 32 && low < kDEL && low != ctlQuote &&
+                       !(hiBitQFlag && (b != low || low == hiBitQuote)) &&
+                       !(rptFlag && low == rptQuote);
+    }
 }
 
-// A byte that doesn't go as it is.
+// A byte that may not go as it is.
 static uint8_t *put_quoted(uint8_t *to, uint8_t b)
 {
     const uint8_t low = b & 127;
@@ -104,13 +107,17 @@ int16_t bufill(uint8_t *buffer)
 
     Txbytes = 0;
     while (to < end && (kbufCount > 0 || refill())) {
-        const uint8_t b = *kbufPtr++;
-        kbufCount--;
-        Txbytes++;
-        if (goes_plain(b))
-            *to++ = b;
-        else
-            to = put_quoted(to, b);
+        uint8_t *p = kbufPtr, *const stop = p + kbufCount;
+        while (p < stop && to < end) {
+            const uint8_t b = *p++;
+            if (goesPlain[b])
+                *to++ = b;
+            else
+                to = put_quoted(to, b);
+        }
+        Txbytes += int32_t(p - kbufPtr);
+        kbufCount = int16_t(stop - p);
+        kbufPtr = p;
     }
     return to == buffer ? int16_t(-1) : int16_t(to - buffer);
 }
@@ -166,8 +173,12 @@ int32_t bufemp(const uint8_t *field, int16_t length)
                 return err;
             out = 0;
         }
-        memset(kbuffer + out, c | high, count);
-        out += count;
+        if (count == 1)
+            kbuffer[out++] = c | high;
+        else {
+            memset(kbuffer + out, c | high, count);
+            out += count;
+        }
     }
     if (out != 0) {
         int32_t err = write_out(out);

@@ -214,4 +214,5 @@ void SetAgreedParms(const uint8_t *field)
     agree_quotes(field);
     agree_check(field);
     agree_long(field);
+    SettlePlain();
 }

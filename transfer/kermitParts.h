@@ -86,6 +86,9 @@ void SendPkt(uint8_t type, int16_t seq, int16_t length, const uint8_t *field);
 // follow the field.
 uint8_t ReadPkt(int16_t *length, int16_t *seq, uint8_t *buffer);
 
+// The quoting is agreed on: which bytes need none.
+void SettlePlain();
+
 // The next field of file data. Returns its length, -1 at the end.
 int16_t bufill(uint8_t *buffer);
 
