@@ -210,8 +210,8 @@ int32_t wctxpn(FSSpec *file)
 
 // ---- a block ---------------------------------------------------------------
 
-// Puts a block on the line. False when the user cancelled.
-static bool put_block(const uint8_t *buf, int16_t sector, int32_t length)
+// Hands a block to the line. False when the user cancelled.
+static bool compose_block(const uint8_t *buf, int16_t sector, int32_t length)
 {
     uint8_t part[3 + kFirstPart];
     int32_t first = length == kLongBlock ? kFirstPart : length;
@@ -224,9 +224,9 @@ static bool put_block(const uint8_t *buf, int16_t sector, int32_t length)
     if (AWriteBlock(sOut, int16_t(3 + first), part) != 0)
         return false;
 
-    // The line is busy meanwhile. What the receiver has said up to now was
-    // about something else; a reply to this block can't come before its end
-    // is out, but may be there as soon as it is.
+    // What the receiver has said up to now was about something else. Its reply
+    // to this block can't come before the end is out, but may be there as soon
+    // as it is.
     uint8_t end[kFirstPart + 2];
     memcpy(end, buf + first, size_t(rest));
     if (Crcflg) {
@@ -242,6 +242,16 @@ static bool put_block(const uint8_t *buf, int16_t sector, int32_t length)
     if (!Optiong)
         purgeline();
     return AWriteBlock(sOut, int16_t(rest), end) == 0;
+}
+
+// Both parts leave the machine together: the line waits for the check no
+// longer than that takes to compute, and a fast one is called once.
+static bool put_block(const uint8_t *buf, int16_t sector, int32_t length)
+{
+    awGather(true);
+    bool good = compose_block(buf, sector, length);
+    awGather(false);
+    return good;
 }
 
 // What becomes of a block: it is there, goes again, or the file is given up.

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <sstream>
 
 // ---- rows ------------------------------------------------------------------
 
@@ -54,6 +55,65 @@ dialogue_rows times(int n, const dialogue_rows &rows)
     while (n-- > 0)
         all = all + rows;
     return all;
+}
+
+// ---- rows in short ---------------------------------------------------------
+
+static std::string spelled(const std::string &names,
+                           const dialogue_words &words)
+{
+    std::istringstream in(names);
+    std::string name, out;
+
+    while (std::getline(in, name, '+')) {
+        auto word = words.find(name);
+        out += word == words.end() ? name : word->second;
+    }
+    return out;
+}
+
+static dialogue_row row_of(const std::string &token,
+                           const dialogue_words &words,
+                           const std::function<void()> &act)
+{
+    std::string rest = token.substr(1);
+    size_t at = rest.find('@');
+    int32_t least = 0, most = INT32_MAX;
+
+    switch (token[0]) {
+    case '>':
+        return says(spelled(rest, words));
+    case '~':
+        return silence(std::stoi(rest));
+    case '!':
+        return cancels();
+    case '&':
+        return does(act);
+    }
+    if (rest == "*")
+        return hears_the_rest();
+    if (at != std::string::npos) {
+        least = std::stoi(rest.substr(at + 1));
+        most = std::stoi(rest.substr(rest.find('-', at) + 1));
+    }
+    return hears(spelled(rest.substr(0, at), words), least, most);
+}
+
+dialogue_rows rows_of(const std::string &text, const dialogue_words &words,
+                      const std::function<void()> &act)
+{
+    std::istringstream in(text);
+    dialogue_rows rows;
+
+    for (std::string token; in >> token;) {
+        int n = 1;
+        if (isdigit(token[0])) {
+            n = std::stoi(token);
+            token.erase(0, token.find('x') + 1);
+        }
+        rows = rows + times(n, {row_of(token, words, act)});
+    }
+    return rows;
 }
 
 // ---- the play --------------------------------------------------------------

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,19 @@ dialogue_row does(std::function<void()> act); // a fact, an answer, a fault
 // `n` times the rows, one behind the other.
 dialogue_rows times(int n, const dialogue_rows &rows);
 dialogue_rows operator+(dialogue_rows a, const dialogue_rows &b);
+
+// Rows in short, parted by blanks, with names of what is said:
+//
+//     >a+b      says a and b        <a+b      hears them
+//     <a@6-60   hears a after 6 to 60 ticks
+//     ~60       rests 60 ticks      !         the user cancels
+//     &         calls `act`         <*        hears whatever comes, as the last
+//     5x<a      the row five times
+//
+// A name that `words` doesn't have stands for its own letters.
+using dialogue_words = std::map<std::string, std::string>;
+dialogue_rows rows_of(const std::string &text, const dialogue_words &words,
+                      const std::function<void()> &act = {});
 
 // Plays the rows while `run` runs. The case fails if a row doesn't fit or is
 // never reached. The line is that of start_bench.
