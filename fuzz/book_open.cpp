@@ -48,14 +48,15 @@ static void change_book(int16_t ref)
             if (!h)
                 continue;
             GetResInfo(h, nullptr, nullptr, name);
-            if (PtrAndHand("more", h, 4) == noErr)
+            SetHandleSize(h, GetHandleSize(h) + 4);
+            if (MemError() == noErr)
                 ChangedResource(h);
         }
     for (int16_t i = -2; i < 300; i += 100)
         GetIndString(name, 256, i);
     Handle h = nullptr;
     if (PtrToHand("new", &h, 3) == noErr) {
-        AddResource(h, FOUR("Dial"), Unique1ID(FOUR("Dial")), name);
+        AddResource(h, FOUR("Dial"), 3400, name);
         if (ResError() != noErr)
             DisposeHandle(h);
     }

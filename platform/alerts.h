@@ -7,5 +7,4 @@
 // item hit: 1 for the default button. -1 when there is no such resource.
 int16_t Alert(int16_t id);
 int16_t StopAlert(int16_t id);
-int16_t NoteAlert(int16_t id);
 int16_t CautionAlert(int16_t id);

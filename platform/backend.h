@@ -134,9 +134,9 @@ struct be_item_info {
     bool enabled, visible;
     bool is_default, is_cancel, multiline;
 };
-// Makes item `item` of window `w`, or gives it all new properties.
+// Makes item `item` of window `w`, or gives it all new properties. Items go
+// with their window.
 void be_item_set(be_win w, int item, const be_item_info *info);
-void be_item_dispose(be_win w, int item);
 void be_item_value(be_win w, int item, int value); // just that
 void be_item_text(be_win w, int item, const char *text);
 // Puts the keys into an edit item and selects characters start to end.
@@ -260,7 +260,6 @@ bool up_drag_over(be_win w, int h, int v, bool text, bool files);
 void up_drop(be_win w, int h, int v, uint16_t modifiers, const char *text,
              const char *const *paths, int count);
 void up_drag_done(bool taken);
-void up_open_files(const char *const *paths, int count);
 void up_quit(); // a signal, or the last window's close
 
 // The session ends and waits for this call: the program saves, and asks if it

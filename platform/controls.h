@@ -23,13 +23,10 @@ using ControlActionProc = void (*)(ControlHandle c, int16_t part);
 ControlHandle NewControl(WindowPtr w, const Rect *bounds, ConstStr title,
                          bool visible, int16_t value, int16_t min, int16_t max,
                          int16_t proc, int32_t refCon);
-void DisposeControl(ControlHandle c);
 
 // Values are limited to the range; 16 bits.
 int16_t GetControlValue(ControlHandle c);
 void SetControlValue(ControlHandle c, int16_t value);
-int16_t GetControlMinimum(ControlHandle c);
-void SetControlMinimum(ControlHandle c, int16_t min);
 int16_t GetControlMaximum(ControlHandle c);
 void SetControlMaximum(ControlHandle c, int16_t max);
 // What a page is, and so how long the thumb.
@@ -41,10 +38,6 @@ void SizeControl(ControlHandle c, int16_t width, int16_t height);
 void ShowControl(ControlHandle c);
 void HideControl(ControlHandle c);
 void HiliteControl(ControlHandle c, int16_t state); // 0 enabled, 255 dimmed
-void GetControlTitle(ControlHandle c, Str255 title);
-void SetControlTitle(ControlHandle c, ConstStr title);
-void DrawControls(WindowPtr w);
-void UpdateControls(WindowPtr w, RgnHandle rgn);
 
 // The control of a mouse event in the content, and the part; 0 for none.
 // A press in a native scroll bar arrives as such an event.

@@ -25,7 +25,6 @@ using UserItemProc = void (*)(DialogPtr d, int16_t item);
 DialogPtr GetNewDialog(int16_t id);
 void DisposeDialog(DialogPtr d);
 void DrawDialog(DialogPtr d); // now, without waiting for an update
-int16_t CountDITL(DialogPtr d);
 
 // `item` counts from 1; one that isn't there has kind 0 and an empty box.
 void GetDialogItem(DialogPtr d, int16_t item, int16_t *kind, Rect *box);
@@ -38,12 +37,10 @@ void SetDialogItemValue(DialogPtr d, int16_t item, int16_t value);
 void SetDialogItemRange(DialogPtr d, int16_t item, int16_t min, int16_t max);
 void SetDialogItemMenu(DialogPtr d, int16_t item, MenuHandle m); // a pop-up
 void EnableDialogItem(DialogPtr d, int16_t item, bool enabled);
-void ShowDialogItem(DialogPtr d, int16_t item);
 void HideDialogItem(DialogPtr d, int16_t item);
 // Selects from byte `start` to `end` of an edit text and puts the keys there.
 void SelectDialogItemText(DialogPtr d, int16_t item, int16_t start,
                           int16_t end);
-int16_t GetDialogKeyboardFocusItem(DialogPtr d);
 void SetDialogDefaultItem(DialogPtr d, int16_t item);
 void SetDialogCancelItem(DialogPtr d, int16_t item);
 

@@ -14,10 +14,9 @@ WindowPtr GetPort();
 void LocalToGlobal(Point *p);
 void GlobalToLocal(Point *p);
 
-// Drawing is cut to the clip region and to the visible region (the content;
-// between BeginUpdate and EndUpdate its part to be redrawn).
-void GetClip(RgnHandle r);
-void SetClip(RgnHandle r);
+// Drawing is cut to the clip rectangle (at first everywhere) and to the visible
+// region (the content; between BeginUpdate and EndUpdate its part to be
+// redrawn).
 void ClipRect(const Rect *r);
 void GetPortVisibleRegion(WindowPtr w, RgnHandle r);
 void SetPortVisibleRegion(WindowPtr w, RgnHandle r);
@@ -28,7 +27,6 @@ void MoveTo(int16_t h, int16_t v);
 void Move(int16_t dh, int16_t dv);
 void GetPen(Point *p);
 void LineTo(int16_t h, int16_t v);
-void PenNormal();
 
 enum : uint8_t { bold = 1, italic = 2, underline = 4, outline = 8 };
 enum : int16_t { srcOr = 1, srcBic = 3 }; // text in the fore or back colour
@@ -37,9 +35,6 @@ void TextFont(int16_t font);
 void TextSize(int16_t size); // points; 1 is one pixel at scale 1
 void TextFace(uint8_t face);
 void TextMode(int16_t mode);
-int16_t GetPortTextFont();
-int16_t GetPortTextSize();
-uint8_t GetPortTextFace();
 
 void GetFontInfo(FontInfo *info); // of the port's font, size and face
 int16_t CharWidth(uint8_t c);
@@ -73,20 +68,16 @@ void ForeColor(int16_t code);
 void BackColor(int16_t code);
 void RGBForeColor(const RGBColor *c);
 void RGBBackColor(const RGBColor *c);
-void GetForeColor(RGBColor *c);
-void GetBackColor(RGBColor *c);
 
 // ---- shapes ----------------------------------------------------------------
 
 void EraseRect(const Rect *r); // back colour
 void EraseRgn(RgnHandle r);
 void PaintRect(const Rect *r); // fore colour
-void PaintRgn(RgnHandle r);
 void FillGrayRect(const Rect *r);
 void FrameRect(const Rect *r);
 void InvertRect(const Rect *r);
 void InvertRgn(RgnHandle r);
-void SetHiliteMode(); // the next inversion shows a selection
 
 // Moves the pixels of `r` by (dh, dv) within it and fills what is uncovered
 // with the back colour. `update` (may be null) takes the uncovered area.
@@ -101,4 +92,3 @@ void draw_present(bool now);
 uint32_t draw_pixel(WindowPtr w, int16_t h, int16_t v);
 
 // Records (the normal way) or draws at once. For comparing the two.
-void draw_set_immediate(bool immediate);

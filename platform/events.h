@@ -56,8 +56,6 @@ bool WaitNextEvent(uint16_t mask, EventRecord *event, uint32_t sleep,
 bool GetNextEvent(uint16_t mask, EventRecord *event); // takes it, no wait
 bool EventAvail(uint16_t mask, EventRecord *event);   // leaves it; modifiers
                                                       // and where are fresh
-void FlushEvents(uint16_t mask, uint16_t stopMask);
-bool PostEvent(uint16_t what, uint32_t message);
 
 bool Button();           // the mouse button is down
 bool StillDown();        // ... since the last press; may wait a tick

@@ -60,7 +60,6 @@ OSErr HOpenRF(int16_t vRef, int32_t dirID, ConstStr name, int8_t permission,
 OSErr FSpCreate(const FSSpec *s, OSType creator, OSType type);
 OSErr FSpDelete(const FSSpec *s);
 OSErr FSpGetFInfo(const FSSpec *s, FInfo *info);
-OSErr FSpSetFInfo(const FSSpec *s, const FInfo *info);
 OSErr FSpOpenDF(const FSSpec *s, int8_t permission, int16_t *ref);
 OSErr FSpOpenRF(const FSSpec *s, int8_t permission, int16_t *ref);
 
@@ -71,13 +70,11 @@ OSErr FSWrite(int16_t ref, int32_t *count, const void *data);
 // The same at the present position, leaving the system's cache alone.
 OSErr FSWriteUncached(int16_t ref, int32_t *count, const void *data);
 // Files of 2 GiB and more are told as 0x7FFFFFFF by the 32-bit calls.
-OSErr GetFPos(int16_t ref, int32_t *pos);
 OSErr SetFPos(int16_t ref, int16_t mode, int32_t offset);
 OSErr GetEOF(int16_t ref, int32_t *size);
 OSErr SetEOF(int16_t ref, int32_t size);
 OSErr FSClose(int16_t ref);
 OSErr FlushVol(int16_t vRef);
-OSErr FSFlush(int16_t ref); // this file to the disk
 
 // What a folder or file is.
 struct CatInfo {
@@ -94,7 +91,6 @@ OSErr GetCatInfo(int16_t vRef, int32_t dirID, ConstStr name, CatInfo *out);
 OSErr SetCatInfo(int16_t vRef, int32_t dirID, ConstStr name,
                  const CatInfo *info); // dates, flags, lock
 // Entry `index` (from 1) of a folder, in the order of names; fnfErr past it.
-OSErr GetIndCatInfo(int16_t vRef, int32_t dirID, int16_t index, CatInfo *out);
 OSErr GetFolderByID(int16_t vRef, int32_t dirID, CatInfo *out);
 
 // Volumes: what the folders lie on. By index from 1.

@@ -14,8 +14,6 @@ struct FontInfo {
 // GetFontName(0)). Case doesn't count.
 void GetFNum(ConstStr name, int16_t *number);
 void GetFontName(int16_t number, Str255 name);
-int16_t CountFonts();
-void GetIndFontName(int16_t index, Str255 name); // from 1, sorted
 
 // Script systems, for text of two bytes a character.
 enum : int16_t { smRoman = 0, smJapanese = 1 };

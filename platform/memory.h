@@ -20,7 +20,6 @@ void SetHandleSize(Handle h, int32_t size);
 // Makes *h another handle with the same bytes. Returns noErr or memFullErr.
 OSErr HandToHand(Handle *h);
 OSErr PtrToHand(const void *from, Handle *h, int32_t size);
-OSErr PtrAndHand(const void *from, Handle h, int32_t size); // appends
 
 void HLock(Handle h);
 void HUnlock(Handle h);
@@ -36,7 +35,6 @@ int32_t GetPtrSize(Ptr p);
 
 // Bytes that may still be taken, out of a budget (by default 256 MiB).
 int32_t FreeMem();
-void MoreMasters();
 
 // Copies `count` bytes; the two may overlap. 0 or less copies nothing.
 void BlockMove(const void *from, void *to, int32_t count);

@@ -7,9 +7,8 @@ MenuHandle GetMenu(int16_t id);                 // from its resource, made once
 MenuHandle GetMenuHandle(int16_t id);           // one already made, or null
 MenuHandle NewMenu(int16_t id, ConstStr title); // empty
 void DisposeMenu(MenuHandle m);                 // it leaves the menu list
-int16_t GetMenuID(MenuHandle m);
-void SetMenuBarFromResource(int16_t id);       // the bar's menus, in order
-void InsertMenu(MenuHandle m, int16_t before); // -1: hierarchical or pop-up
+void SetMenuBarFromResource(int16_t id);        // the bar's menus, in order
+void InsertMenu(MenuHandle m, int16_t before);  // -1: hierarchical or pop-up
 void DeleteMenu(int16_t id);
 void DrawMenuBar();
 
@@ -21,19 +20,14 @@ void DeleteMenuItem(MenuHandle m, int16_t item);
 void SetMenuItemText(MenuHandle m, int16_t item, ConstStr text);
 void GetMenuItemText(MenuHandle m, int16_t item, Str255 text);
 void CheckMenuItem(MenuHandle m, int16_t item, bool checked);
-bool IsMenuItemChecked(MenuHandle m, int16_t item);
 // Any mark shows as a check mark; 0 is none. CheckMenuItem gives 18.
 void SetItemMark(MenuHandle m, int16_t item, uint8_t mark);
 uint8_t GetItemMark(MenuHandle m, int16_t item);
 void SetItemCmd(MenuHandle m, int16_t item, uint8_t character); // 0: none
-uint8_t GetItemCmd(MenuHandle m, int16_t item);
-void SetItemStyle(MenuHandle m, int16_t item, uint8_t style); // 8 outline
+void SetItemStyle(MenuHandle m, int16_t item, uint8_t style);   // 8 outline
 // Item 0 is the whole menu.
 void EnableMenuItem(MenuHandle m, int16_t item);
 void DisableMenuItem(MenuHandle m, int16_t item);
-bool IsMenuItemEnabled(MenuHandle m, int16_t item);
-// Item shows the menu of that id beside it.
-void SetMenuItemHierarchicalID(MenuHandle m, int16_t item, int16_t id);
 
 // Id in the high word, item in the low; 0 for no choice. MenuSelect answers
 // the choice that the event brought. MenuKey finds an enabled item with that

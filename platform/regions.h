@@ -8,8 +8,6 @@ RgnHandle NewRgn(); // empty
 void DisposeRgn(RgnHandle r);
 void SetEmptyRgn(RgnHandle r);
 void RectRgn(RgnHandle r, const Rect *rect);
-void SetRectRgn(RgnHandle r, int16_t left, int16_t top, int16_t right,
-                int16_t bottom);
 void CopyRgn(RgnHandle from, RgnHandle to);
 void OffsetRgn(RgnHandle r, int16_t dh, int16_t dv);
 void InsetRgn(RgnHandle r, int16_t dh, int16_t dv);
@@ -22,15 +20,7 @@ bool EqualRgn(RgnHandle a, RgnHandle b);
 bool PtInRgn(Point p, RgnHandle r);
 bool RectInRgn(const Rect *rect, RgnHandle r); // do they meet?
 void GetRegionBounds(RgnHandle r, Rect *bounds);
-// The rectangles, top to bottom, then left to right. Returns how many there
-// are; at most `max` are written.
-int RegionRects(RgnHandle r, Rect *out, int max);
 
-void SetRect(Rect *r, int16_t left, int16_t top, int16_t right, int16_t bottom);
-void OffsetRect(Rect *r, int16_t dh, int16_t dv);
-void InsetRect(Rect *r, int16_t dh, int16_t dv);
-bool SectRect(const Rect *a, const Rect *b, Rect *out); // false: empty
-void UnionRect(const Rect *a, const Rect *b, Rect *out);
+void InsetRect(Rect *r, int16_t dh, int16_t dv); // too small for it: empty
 bool EmptyRect(const Rect *r);
-bool EqualRect(const Rect *a, const Rect *b);
 bool PtInRect(Point p, const Rect *r);

@@ -14,7 +14,6 @@ constexpr int16_t kProgramResFile = 1;
 Handle GetResource(OSType type, int16_t id);
 Handle Get1Resource(OSType type, int16_t id); // current file alone
 Handle GetNamedResource(OSType type, ConstStr name);
-Handle Get1NamedResource(OSType type, ConstStr name);
 Handle GetIndResource(OSType type, int16_t index); // all files, from 1
 Handle Get1IndResource(OSType type, int16_t index);
 int16_t CountResources(OSType type);
@@ -23,16 +22,13 @@ int16_t Count1Resources(OSType type);
 void GetResInfo(Handle h, int16_t *id, OSType *type, Str255 name);
 void SetResInfo(Handle h, int16_t id, ConstStr name); // null keeps the name
 int16_t HomeResFile(Handle h); // -1 when it is no resource
-int16_t Unique1ID(OSType type);
 
 // The handle's bytes become a resource of the current file.
 void AddResource(Handle h, OSType type, int16_t id, ConstStr name);
 void RemoveResource(Handle h);  // the handle stays, as plain memory
 void ChangedResource(Handle h); // to be written at the next update
 void WriteResource(Handle h);   // into the file's transaction now
-void DetachResource(Handle h);
-void ReleaseResource(Handle h);
-OSErr ResError(); // of the last call of this header
+OSErr ResError();               // of the last call of this header
 
 // Makes the file a resource file; it may be there, if it is empty.
 // HOpenResFile answers a reference, or -1 with the reason in ResError: fnfErr,
@@ -45,7 +41,6 @@ int16_t HOpenResFile(int16_t vRef, int32_t dirID, ConstStr name,
 // Handles of the file's resources go, and what was changed since its last
 // update is dropped.
 void CloseResFile(int16_t ref);
-int16_t CurResFile();
 void UseResFile(int16_t ref);
 
 // Everything changed since the last update becomes lasting, in one step: after

@@ -17,6 +17,3 @@ OSErr PutPrimary(int32_t size, const void *data);
 OSErr GetPrimary(Handle *text); // noTypeErr when there is none
 // Called at a middle click in the terminal's window.
 void SetPrimaryPasteProc(void (*proc)());
-
-OSErr TEToScrap();   // a dialog's text to the clipboard: nothing to do, as
-OSErr TEFromScrap(); // native widgets share it; kept for their callers

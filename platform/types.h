@@ -48,6 +48,8 @@ struct Point {
 };
 struct Rect {
     int16_t top, left, bottom, right;
+
+    bool operator==(const Rect &) const = default;
 };
 struct RGBColor {
     uint16_t red, green, blue; // 0 to 65535

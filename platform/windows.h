@@ -25,18 +25,14 @@ enum : int16_t { // GetWindowKind; below 0 would be a desk accessory
 // From window resource `id`, hidden or shown as it says. Null when there is
 // no such resource.
 WindowPtr GetNewWindow(int16_t id);
-WindowPtr GetNewCWindow(int16_t id);
 void DisposeWindow(WindowPtr w);
 
 WindowPtr FrontWindow(); // the frontmost one shown, or null
 int16_t GetWindowKind(WindowPtr w);
 void SetWTitle(WindowPtr w, ConstStr title);
-void GetWTitle(WindowPtr w, Str255 title);
 
 void ShowWindow(WindowPtr w);
-void HideWindow(WindowPtr w);
 void ShowHide(WindowPtr w, bool show);
-bool IsWindowVisible(WindowPtr w);
 void SelectWindow(WindowPtr w);
 void CollapseWindow(WindowPtr w, bool collapse);
 bool IsWindowCollapsed(WindowPtr w);
@@ -45,8 +41,6 @@ void MoveWindow(WindowPtr w, int16_t h, int16_t v, bool front);
 void SizeWindow(WindowPtr w, int16_t width, int16_t height, bool update);
 void GetWindowPortBounds(WindowPtr w, Rect *local); // top left is 0, 0
 void GetWindowBounds(WindowPtr w, Rect *global);    // of the content
-void SetWindowLimits(WindowPtr w, int16_t minWidth, int16_t minHeight,
-                     int16_t maxWidth, int16_t maxHeight);
 void SetWindowZoomed(WindowPtr w, bool zoomed);
 
 // The desktop: the union of all screens, less panels where that is known.
@@ -58,12 +52,8 @@ RgnHandle GetGrayRgn();
 int16_t FindWindow(const EventRecord *event, WindowPtr *w);
 
 // The native act has already happened when these are called; each answers it.
-void DragWindow(WindowPtr w, const EventRecord *event);
 // High word the height, low word the width after the resize; 0 for no change.
 uint32_t GrowWindow(WindowPtr w, const EventRecord *event, const Rect *limits);
-bool TrackGoAway(WindowPtr w, const EventRecord *event);
-bool TrackBox(WindowPtr w, const EventRecord *event, int16_t part);
-void DrawGrowIcon(WindowPtr w);
 
 // Redrawing. Between the two, drawing is cut to what has to be redrawn.
 void BeginUpdate(WindowPtr w);
@@ -71,7 +61,6 @@ void EndUpdate(WindowPtr w);
 void InvalWindowRect(WindowPtr w, const Rect *r);
 void InvalWindowRgn(WindowPtr w, RgnHandle rgn);
 void ValidWindowRgn(WindowPtr w, RgnHandle rgn);
-void ValidWindowRect(WindowPtr w, const Rect *r);
 // The region still to be redrawn, local coordinates; empty without one.
 void GetWindowUpdateRgn(WindowPtr w, RgnHandle rgn);
 
@@ -81,5 +70,5 @@ void InitCursor(); // the arrow, everywhere
 void SetWaitCursor();
 void ObscureCursor();
 
-void SetWRefCon(WindowPtr w, int32_t value);
-int32_t GetWRefCon(WindowPtr w);
+// Where the text cursor stands: an input method opens its window there.
+void SetCaretRect(WindowPtr w, const Rect *local);

@@ -56,7 +56,6 @@ static void invert(RgnHandle region)
     const WindowPtr old = GetPort();
 
     SetPort(myWindow);
-    SetupInvert();
     InvertRgn(region);
     if (old)
         SetPort(old);

@@ -157,8 +157,6 @@ static void take_input_facts()
 int InitProgram()
 {
     ti = 0;
-    for (int i = 0; i < 10; i++)
-        MoreMasters();
     InitCursor();
     stTicks = int32_t(TickCount());
     SetWaitCursor();
@@ -228,8 +226,7 @@ static void make_window()
 {
     Rect bounds = {0, 0, kBarSize, kBarSize};
 
-    myWindow =
-        gColorQD ? GetNewCWindow(kWindowMain) : GetNewWindow(kWindowMain);
+    myWindow = GetNewWindow(kWindowMain);
     InstallDragForWindow(myWindow);
     install_wheel_handler(myWindow);
     SetLimitRects();

@@ -323,12 +323,11 @@ static void keep_place(const Rect &now, Point *saved)
     *saved = {now.top, now.left};
 }
 
-static void drag_click(const EventRecord &event, WindowPtr window)
+static void drag_click(WindowPtr window)
 {
     Rect place;
 
     LastDrag = int32_t(TickCount());
-    DragWindow(window, &event);
     GetWindowBounds(window, &place);
     if (window == myWindow)
         keep_place(place, GetRectPtr(), true);
@@ -352,10 +351,8 @@ static void grow_click(const EventRecord &event, WindowPtr window)
         SelectWindow(window);
 }
 
-static void zoom_click(const EventRecord &event, WindowPtr window, int16_t part)
+static void zoom_click(WindowPtr window)
 {
-    if (!TrackBox(window, &event, part))
-        return;
     // Where the window manager has an idea of its own of a zoomed window, it
     // offers that as a resize next, and the place is kept then.
     qset.zoomFlags ^= 1;
@@ -384,7 +381,7 @@ static void mouse_click(const EventRecord &event, char mode)
         break;
     case inDrag:
         if (all || (mode == kModeDial && window == FrontWindow()))
-            drag_click(event, window);
+            drag_click(window);
         break;
     case inGrow:
         // Also behind a dialer: a size that isn't followed leaves rows that
@@ -393,13 +390,13 @@ static void mouse_click(const EventRecord &event, char mode)
             grow_click(event, window);
         break;
     case inGoAway:
-        if (all && TrackGoAway(window, &event))
+        if (all)
             CloseToolWindow(window);
         break;
     case inZoomIn:
     case inZoomOut:
         if (all || window == myWindow)
-            zoom_click(event, window, part);
+            zoom_click(window);
         break;
     }
 }
@@ -550,7 +547,6 @@ void DoOSEvent(uint32_t message, WindowPtr front)
 void DoActivate(WindowPtr window, bool active)
 {
     if (window && window == myWindow) {
-        DrawGrowIcon(window);
         if (active) {
             SetPort(myWindow);
             start_cursor();
@@ -580,8 +576,6 @@ void DoUpdate(WindowPtr window)
     SetPort(window);
     BeginUpdate(window);
     term_redraw();
-    DrawGrowIcon(window);
-    DrawControls(window);
     ShowTime(true);
     ShowSize(window, int16_t(MaxLine), int16_t(MaxCol));
     ShowBuf();

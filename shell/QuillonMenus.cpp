@@ -268,7 +268,6 @@ static void do_copy_item(int16_t item)
             DialogCut(front);
         else
             DialogCopy(front);
-        (void)TEToScrap(); // an empty clipboard is no error
     }
 }
 
@@ -278,7 +277,7 @@ static void do_paste_item()
 
     if (!is_dialog(front))
         doPaste();
-    else if (TEFromScrap() == noErr)
+    else
         DialogPaste(front);
 }
 

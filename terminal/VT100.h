@@ -214,7 +214,6 @@ void start_cursor();
 void stop_cursor();
 void SetCRect();
 void MoveProportionalPen(int16_t col, int16_t row);
-void SetupInvert(); // for the next inversion
 
 // ---- colours, font, size -----------------------------------------------
 

@@ -123,7 +123,6 @@ void highlight(const Rect &area)
     SectRgn(rgn2, selRgn, rgn2);
     if (EmptyRgn(rgn2))
         return;
-    SetupInvert();
     InvertRgn(rgn2);
 }
 
@@ -237,7 +236,6 @@ void term_redraw()
     if (cursorInverted)
         InvertRect(&cursRect);
     if (!EmptyRgn(selRgn)) {
-        SetupInvert();
         InvertRgn(selRgn);
     }
 
@@ -247,11 +245,6 @@ void term_redraw()
     TextFace(textstyle);
     TextMode(Invert ? srcBic : srcOr);
     end_port(old);
-}
-
-void SetupInvert()
-{
-    SetHiliteMode();
 }
 
 // ---- cursor ----------------------------------------------------------------
@@ -275,6 +268,8 @@ static void invert_cursor()
 
     InvertRect(&cursRect);
     cursorInverted = !cursorInverted;
+    if (cursorInverted)
+        SetCaretRect(myWindow, &cursRect);
     end_port(old);
 }
 

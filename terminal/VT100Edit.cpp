@@ -712,8 +712,6 @@ void update_bars(RgnHandle region)
         visible = NewRgn();
     GetPortVisibleRegion(myWindow, visible);
     SetPortVisibleRegion(myWindow, region);
-    DrawGrowIcon(myWindow);
-    DrawControls(myWindow);
     ShowTime(true);
     ShowSize(myWindow, int16_t(MaxLine), int16_t(MaxCol));
     ShowBuf();

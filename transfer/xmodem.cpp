@@ -272,9 +272,8 @@ static void menu_click(const EventRecord &event)
         HiliteMenu(0);
 }
 
-static void drag(WindowPtr window, const EventRecord &event)
+static void drag(WindowPtr window)
 {
-    DragWindow(window, &event);
     if (window != zDwin || !zDwin)
         return;
     Rect bounds;
@@ -307,7 +306,7 @@ static void mouse_down(const EventRecord &event)
         menu_click(event);
         break;
     case inDrag:
-        drag(window, event);
+        drag(window);
         break;
     case inContent:
         content_click(window, event);

@@ -122,12 +122,6 @@ bool dialogs_must_go()
 
 // ---- calls up --------------------------------------------------------------
 
-void up_open_files(const char *const *paths, int count)
-{
-    if (count > 0)
-        post(kOpenDocs, {paths, paths + count});
-}
-
 // While the program is asking about one request, another adds nothing.
 void up_quit()
 {

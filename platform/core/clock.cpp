@@ -233,11 +233,6 @@ unsigned wait_until(int64_t deadline, bool port)
     }
 }
 
-void core_wait(uint32_t ticks)
-{
-    wait_until(ticks ? be_now_us() + ticks_to_us(ticks) : 0, true);
-}
-
 void core_wait_input()
 {
     wait_until(be_now_us() + kSecond, false);

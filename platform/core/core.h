@@ -6,22 +6,9 @@
 #include "platform/events.h"
 #include "platform/windows.h"
 
-// ---- text (macroman) -------------------------------------------------------
-
-// Mac Roman to code points and back. 0 to 127 are ASCII; a character that Mac
-// Roman lacks answers 0.
-uint32_t macroman_to_unicode(uint8_t c);
-uint8_t unicode_to_macroman(uint32_t codepoint);
-// Writes at most `size` - 1 bytes and a NUL; answers the bytes needed.
-size_t macroman_to_utf8(const uint8_t *text, size_t count, char *out,
-                        size_t size);
-// `bad` stands for what Mac Roman lacks; 0 drops it.
-size_t utf8_to_macroman(const char *text, uint8_t *out, size_t size,
-                        uint8_t bad);
-
 // ---- canvases (canvas, drawing) --------------------------------------------
 
-struct Canvas; // platform/core/canvas.h
+struct Canvas; // platform/core/drawing/canvas.h
 
 // Called by the windows: a canvas comes, takes another size or scale (its
 // pixels become the back colour white), goes.
@@ -30,7 +17,7 @@ void canvas_resize(Canvas *c, int width, int height, int scale);
 void canvas_dispose(Canvas *c);
 
 // The graphics state of a window: pen, font, face, mode, colours, clip,
-// visible and update regions (platform/core/drawing.cpp keeps them).
+// visible region (drawing.cpp keeps them).
 struct PortState;
 PortState *port_new(Canvas *c);
 void port_dispose(PortState *p);
@@ -62,8 +49,5 @@ void dialog_draw_items(WindowPtr d);
 
 // ---- waiting ---------------------------------------------------------------
 
-// One be_wait with the port watched as the program asked for; presents what is
-// due first. `ticks` at most; 0 asks the display once.
-void core_wait(uint32_t ticks);
-// The same, for core code that waits for an answer of the user's.
+// Waits for an answer of the user's; shows meanwhile what is due.
 void core_wait_input();

@@ -30,12 +30,10 @@ bool DragTextOut(WindowPtr w, const EventRecord *, RgnHandle, const void *text,
 {
     if (!w || length <= 0 || dragOut)
         return false;
-    std::string bytes(static_cast<const char *>(text), size_t(length));
-    std::replace(bytes.begin(), bytes.end(), '\r', '\n');
-    std::erase(bytes, '\0');
+    std::string_view bytes(static_cast<const char *>(text), size_t(length));
     dragOut = true;
     dragTaken = false;
-    be_drag_text(w->id, macroman_to_utf8(bytes).c_str());
+    be_drag_text(w->id, text_to_utf8(bytes).c_str());
     while (dragOut)
         core_wait_input();
     return dragTaken;
@@ -74,14 +72,8 @@ void up_drop(be_win id, int h, int v, uint16_t modifiers, const char *text,
         return;
     auto d = std::make_shared<Dropped>();
     d->hasText = text != nullptr;
-    if (text) {
-        std::string lf = text;
-        size_t at = 0;
-        while ((at = lf.find("\r\n", at)) != std::string::npos)
-            lf.erase(at, 1);
-        d->text = utf8_to_macroman(lf);
-        std::replace(d->text.begin(), d->text.end(), '\n', '\r');
-    }
+    if (text)
+        d->text = text_from_utf8(text);
     for (int n = 0; n < count; n++) {
         FSSpec spec;
         if (FSSpecFromPath(paths[n], &spec) == noErr)

@@ -52,10 +52,7 @@ static bool servesRequests; // within the wait of such a WaitNextEvent
 
 static Point mouse_point(const be_mouse &m)
 {
-    auto cut = [](int32_t n) {
-        return int16_t(std::clamp(n, int32_t(-32768), int32_t(32767)));
-    };
-    return {cut(m.v), cut(m.h)};
+    return {limit16(m.v), limit16(m.h)};
 }
 
 static uint16_t modifiers_of(const be_mouse &m)
@@ -300,28 +297,6 @@ bool EventAvail(uint16_t mask, EventRecord *event)
         *event = fresh;
         return false;
     }
-    return true;
-}
-
-void FlushEvents(uint16_t mask, uint16_t stopMask)
-{
-    std::erase_if(activations, [mask](const EventRecord &) {
-        return mask_has(mask, activateEvt);
-    });
-    for (auto it = entries.begin(); it != entries.end();) {
-        if (!it->act && mask_has(stopMask, it->e.what))
-            return;
-        bool goes = !it->act && mask_has(mask, it->e.what);
-        it = goes ? entries.erase(it) : it + 1;
-    }
-}
-
-bool PostEvent(uint16_t what, uint32_t message)
-{
-    EventRecord e = queue_event(what, nullptr, inContent);
-
-    e.message = message;
-    queue_post(e);
     return true;
 }
 

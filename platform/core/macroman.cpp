@@ -1,6 +1,8 @@
 // Mac Roman to Unicode and back.
 #include "platform/core/macroman.h"
 
+#include <algorithm>
+
 static constexpr char16_t upperHalf[128] = {
     0x00C4, 0x00C5, 0x00C7, 0x00C9, 0x00D1, 0x00D6, 0x00DC, 0x00E1, // 80
     0x00E0, 0x00E2, 0x00E4, 0x00E3, 0x00E5, 0x00E7, 0x00E9, 0x00E8, // 88
@@ -97,4 +99,40 @@ std::string utf8_to_macroman(std::string_view utf8, uint8_t instead,
         out += byte < 0 ? char(instead) : char(byte);
     }
     return out;
+}
+
+std::string text_to_utf8(std::string_view bytes)
+{
+    std::string text(bytes);
+
+    std::replace(text.begin(), text.end(), '\r', '\n');
+    std::erase(text, '\0');
+    return macroman_to_utf8(text);
+}
+
+std::string text_from_utf8(std::string_view utf8)
+{
+    std::string bytes = utf8_to_macroman(utf8);
+    size_t at = 0;
+
+    while ((at = bytes.find("\r\n", at)) != std::string::npos)
+        bytes.erase(at, 1);
+    std::replace(bytes.begin(), bytes.end(), '\n', '\r');
+    return bytes;
+}
+
+std::string bytes_of(const uint8_t *pstr)
+{
+    return {reinterpret_cast<const char *>(pstr + 1), pstr[0]};
+}
+
+std::string pstr_to_utf8(const uint8_t *pstr)
+{
+    return macroman_to_utf8(bytes_of(pstr));
+}
+
+void bytes_to(std::string_view bytes, uint8_t *pstr)
+{
+    pstr[0] = uint8_t(std::min<size_t>(bytes.size(), 255));
+    std::copy_n(bytes.begin(), pstr[0], pstr + 1);
 }

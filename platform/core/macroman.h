@@ -1,4 +1,3 @@
-// platform/core/macroman.h
 // The program's character set on this side of the desktop: one byte a
 // character, Mac Roman. Texts become UTF-8 only where a toolkit, a terminal or
 // a TOML file wants them.
@@ -23,6 +22,16 @@ std::string macroman_to_utf8(std::string_view bytes);
 // malformed sequence, and 0 if there was none.
 std::string utf8_to_macroman(std::string_view utf8, uint8_t instead = '?',
                              char32_t *missing = nullptr);
+
+// Lines end in CR inside and in LF outside. On the way in CR LF counts as one
+// end; on the way out NUL, which ends a text of the desktop's, is dropped.
+std::string text_to_utf8(std::string_view bytes);
+std::string text_from_utf8(std::string_view utf8);
+
+// The program's strings with a length byte.
+std::string bytes_of(const uint8_t *pstr);
+std::string pstr_to_utf8(const uint8_t *pstr);
+void bytes_to(std::string_view bytes, uint8_t *pstr); // cut at 255
 
 // Takes one code point off the front of `rest`; 0xFFFD and one byte less for
 // what is malformed (cut short, overlong, a surrogate, past 0x10FFFF).

@@ -199,17 +199,6 @@ OSErr HandToHand(Handle *h)
     return memError;
 }
 
-OSErr PtrAndHand(const void *from, Handle h, int32_t size)
-{
-    int32_t old = GetHandleSize(h);
-    if (size < 0 || size > INT32_MAX - old)
-        return memError = memFullErr;
-    SetHandleSize(h, old + size);
-    if (memError == noErr)
-        BlockMove(from, *h + old, size);
-    return memError;
-}
-
 void HLock(Handle h)
 {
     memError = noErr;
@@ -298,11 +287,6 @@ int32_t FreeMem()
 {
     int64_t left = budget - used;
     return left < 0 ? 0 : left > INT32_MAX ? INT32_MAX : int32_t(left);
-}
-
-void MoreMasters()
-{
-    // Masters come one by one; there is nothing to prepare.
 }
 
 void BlockMove(const void *from, void *to, int32_t count)

@@ -21,11 +21,8 @@ static void (*primaryPaste)();
 static OSErr text_put(bool primary, int32_t size, const void *data)
 {
     std::string bytes(static_cast<const char *>(data), size_t(size));
-    std::string text = bytes;
 
-    std::replace(text.begin(), text.end(), '\r', '\n');
-    std::erase(text, '\0'); // ends a text of the desktop's
-    put[primary] = {macroman_to_utf8(text), bytes};
+    put[primary] = {text_to_utf8(bytes), bytes};
     be_clip_set(put[primary].utf8.c_str(), primary);
     return noErr;
 }
@@ -40,14 +37,7 @@ static OSErr text_get(bool primary, std::string *bytes)
         *bytes = put[primary].bytes;
         return noErr;
     }
-    std::string lf;
-    for (const char *c = text; *c; c++) {
-        if (*c == '\r' && c[1] == '\n')
-            continue;
-        lf += *c;
-    }
-    *bytes = utf8_to_macroman(lf);
-    std::replace(bytes->begin(), bytes->end(), '\n', '\r');
+    *bytes = text_from_utf8(text);
     return noErr;
 }
 
@@ -114,15 +104,6 @@ OSErr GetPrimary(Handle *text)
 void SetPrimaryPasteProc(void (*proc)())
 {
     primaryPaste = proc;
-}
-
-OSErr TEToScrap()
-{
-    return noErr;
-}
-OSErr TEFromScrap()
-{
-    return noErr;
 }
 
 void up_middle_click(be_win w)

@@ -21,8 +21,7 @@ bool PlaySoundFile(const FSSpec *file)
 
 bool PlayNamedSound(ConstStr name)
 {
-    std::string text =
-        macroman_to_utf8({reinterpret_cast<const char *>(name + 1), name[0]});
+    std::string text = pstr_to_utf8(name);
 
     return !text.empty() && be_sound_named(text.c_str());
 }

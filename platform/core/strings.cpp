@@ -1,64 +1,11 @@
-// Numbers as text, comparing names, and the bridge between the program's
-// strings with a length byte and the outside's.
+// Numbers as text, comparing names, and strings with a length byte.
 //
 // Case is folded for all of Mac Roman. Order and equality without marks go by
 // the base letter, so that accented names stand among the plain ones.
-#include "platform/core/core.h"
-#include "platform/core/macroman.h"
 #include "platform/types.h"
 
 #include <cstdio>
 #include <cstring>
-
-// ---- core.h: Mac Roman and UTF-8 -------------------------------------------
-
-uint32_t macroman_to_unicode(uint8_t c)
-{
-    return macroman_code_point(c);
-}
-
-uint8_t unicode_to_macroman(uint32_t codepoint)
-{
-    int byte = macroman_byte(codepoint);
-    return byte < 0 ? 0 : uint8_t(byte);
-}
-
-size_t macroman_to_utf8(const uint8_t *text, size_t count, char *out,
-                        size_t size)
-{
-    size_t used = 0;
-    bool full = false;
-    std::string one;
-    for (size_t i = 0; i < count; i++) {
-        one.clear();
-        utf8_append(one, macroman_code_point(text[i]));
-        // A character is written whole or not at all.
-        full = full || used + one.size() >= size;
-        if (!full)
-            std::memcpy(out + used, one.data(), one.size());
-        used += one.size();
-        if (!full)
-            out[used] = 0;
-    }
-    if (count == 0 && size > 0)
-        out[0] = 0;
-    return used;
-}
-
-size_t utf8_to_macroman(const char *text, uint8_t *out, size_t size,
-                        uint8_t bad)
-{
-    std::string_view rest(text);
-    size_t used = 0;
-    while (!rest.empty() && used < size) {
-        int byte = macroman_byte(utf8_next(rest));
-        if (byte < 0)
-            byte = bad;
-        if (byte != 0)
-            out[used++] = uint8_t(byte);
-    }
-    return used;
-}
 
 // ---- numbers and conversions -----------------------------------------------
 

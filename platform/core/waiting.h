@@ -1,4 +1,5 @@
-// Waiting, for the parts of the core that need more of it than core_wait.
+// Waiting, for the parts of the core that need more of it than
+// core_wait_input.
 #pragma once
 
 #include "platform/backend.h"

@@ -422,18 +422,6 @@ void be_item_set(be_win win, int number, const be_item_info *info)
     widget->setVisible(info->visible);
 }
 
-void be_item_dispose(be_win win, int number)
-{
-    DeskWindow *w = desk_window(win);
-    if (!w)
-        return;
-    auto found = w->items.find(number);
-    if (found == w->items.end())
-        return;
-    desk_bury(found->second.widget);
-    w->items.erase(found);
-}
-
 void be_item_value(be_win win, int number, int value)
 {
     if (DeskItem *item = find_item(win, number))

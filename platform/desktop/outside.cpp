@@ -11,8 +11,6 @@
 #include <QProcess>
 #include <QUrl>
 
-#include <dlfcn.h>
-
 #ifdef HAVE_CANBERRA
 #include <canberra.h>
 #endif
@@ -90,74 +88,6 @@ void be_drag_text(be_win id, const char *text)
 
 // ---- sounds ----------------------------------------------------------------
 
-#ifdef HAVE_CANBERRA
-// Sounds come through libcanberra, taken in at the first sound: most sessions
-// make none.
-static struct {
-    decltype(&ca_context_create) create;
-    decltype(&ca_context_destroy) destroy;
-    decltype(&ca_context_play) play;
-} canberra;
-static void *canberraLibrary;
-static ca_context *sounds;
-static bool soundsTried;
-
-template <class Function> static bool find(Function &function, const char *name)
-{
-    function = reinterpret_cast<Function>(dlsym(canberraLibrary, name));
-    return function != nullptr;
-}
-
-static bool sounds_ready()
-{
-    if (soundsTried)
-        return sounds != nullptr;
-    soundsTried = true;
-    canberraLibrary = dlopen("libcanberra.so.0", RTLD_NOW | RTLD_LOCAL);
-    if (!canberraLibrary || !find(canberra.create, "ca_context_create") ||
-        !find(canberra.destroy, "ca_context_destroy") ||
-        !find(canberra.play, "ca_context_play"))
-        return false;
-    if (canberra.create(&sounds) != CA_SUCCESS)
-        sounds = nullptr;
-    return sounds != nullptr;
-}
-
-// False when it can't be played. Without a sound server every further try
-// would only cost time, so there is none.
-static bool play(const char *property, const char *value)
-{
-    if (!sounds_ready())
-        return false;
-    int result = canberra.play(sounds, 0, property, value, nullptr);
-    if (result == CA_ERROR_NODRIVER || result == CA_ERROR_NOTAVAILABLE) {
-        canberra.destroy(sounds);
-        sounds = nullptr;
-    }
-    return result == CA_SUCCESS;
-}
-
-bool be_sound_file(const char *path)
-{
-    return play(CA_PROP_MEDIA_FILENAME, path);
-}
-
-bool be_sound_named(const char *name)
-{
-    return play(CA_PROP_EVENT_ID, name);
-}
-#else
-bool be_sound_file(const char *)
-{
-    return false;
-}
-
-bool be_sound_named(const char *)
-{
-    return false;
-}
-#endif
-
 // A host may ring thousands of times in a row; ten a second are heard as one
 // sound anyway. In the background the window asks for attention, too.
 void be_beep()
@@ -174,6 +104,46 @@ void be_beep()
     DeskWindow *w = desk_document();
     if (w && QGuiApplication::applicationState() != Qt::ApplicationActive)
         QApplication::alert(w->top);
+}
+
+#ifdef HAVE_CANBERRA
+static ca_context *sounds; // made at the first sound: most sessions make none
+static bool soundsTried;
+
+// False when it can't be played. Without a sound server every further try
+// would only cost time, so there is none.
+static bool play(const char *property, const char *value)
+{
+    if (!soundsTried && ca_context_create(&sounds) != CA_SUCCESS)
+        sounds = nullptr;
+    soundsTried = true;
+    if (!sounds)
+        return false;
+    int result = ca_context_play(sounds, 0, property, value, nullptr);
+    if (result == CA_ERROR_NODRIVER || result == CA_ERROR_NOTAVAILABLE) {
+        ca_context_destroy(sounds);
+        sounds = nullptr;
+    }
+    return result == CA_SUCCESS;
+}
+
+#else
+#define CA_PROP_MEDIA_FILENAME nullptr
+#define CA_PROP_EVENT_ID nullptr
+static bool play(const char *, const char *)
+{
+    return false;
+}
+#endif
+
+bool be_sound_file(const char *path)
+{
+    return play(CA_PROP_MEDIA_FILENAME, path);
+}
+
+bool be_sound_named(const char *name)
+{
+    return play(CA_PROP_EVENT_ID, name);
 }
 
 // ---- other programs --------------------------------------------------------
@@ -234,7 +204,7 @@ void outside_stop()
 {
 #ifdef HAVE_CANBERRA
     if (sounds)
-        canberra.destroy(sounds);
+        ca_context_destroy(sounds);
     sounds = nullptr;
 #endif
     kept[0] = kept[1] = Kept();

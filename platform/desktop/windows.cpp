@@ -140,25 +140,6 @@ void desk_note_keys(Qt::KeyboardModifiers modifiers)
     heardOfKeys = true;
 }
 
-// The events keep these up to date while one of our windows is active, so that
-// the many questions of an idle program cost no trip to the display. Only
-// before the first event (keys held at the start) has the display to be asked.
-void be_mouse_state(be_mouse *out)
-{
-    if (!heardOfKeys) {
-        held = QGuiApplication::queryKeyboardModifiers();
-        heardOfKeys =
-            QGuiApplication::applicationState() == Qt::ApplicationActive;
-    }
-    QPoint at = mouseAt - desk_origin();
-
-    out->h = at.x();
-    out->v = at.y();
-    out->down = mouseDown_;
-    out->modifiers =
-        mouseDown_ ? desk_mouse_modifiers(held) : keys_modifiers(held);
-}
-
 void window_wheel(DeskWindow *w, QWheelEvent *event)
 {
     int lines = qMax(1, QApplication::wheelScrollLines());
@@ -803,4 +784,23 @@ void be_caret_at(be_win id, const be_rect *local)
     w->caret = r;
     if (w->content->hasFocus())
         QGuiApplication::inputMethod()->update(Qt::ImCursorRectangle);
+}
+
+// The events keep these up to date while one of our windows is active, so that
+// the many questions of an idle program cost no trip to the display. Only
+// before the first event (keys held at the start) has the display to be asked.
+void be_mouse_state(be_mouse *out)
+{
+    if (!heardOfKeys) {
+        held = QGuiApplication::queryKeyboardModifiers();
+        heardOfKeys =
+            QGuiApplication::applicationState() == Qt::ApplicationActive;
+    }
+    QPoint at = mouseAt - desk_origin();
+
+    out->h = at.x();
+    out->v = at.y();
+    out->down = mouseDown_;
+    out->modifiers =
+        mouseDown_ ? desk_mouse_modifiers(held) : keys_modifiers(held);
 }

@@ -2,6 +2,8 @@
 // read it back.
 #include "platform/headless/state.h"
 
+#include "platform/core/widgets/menuparts.h"
+
 #include <algorithm>
 #include <cstring>
 #include <deque>
@@ -102,6 +104,7 @@ void be_window_new(be_win w, const be_window_info *info)
     s->w.cursor = BE_ARROW;
     s->w.visible = s->w.zoomed = s->w.collapsed = false;
     s->w.presents = s->w.focus = 0;
+    s->w.caret = {0, 0, 0, 0};
     s->pixelWidth = s->pixelHeight = 0;
     s->message = -1;
     shown[w] = std::move(s);
@@ -195,9 +198,9 @@ void be_set_cursor(be_win w, be_cursor cursor)
 {
     must(w)->w.cursor = cursor;
 }
-void be_caret_at(be_win w, const be_rect *)
+void be_caret_at(be_win w, const be_rect *local)
 {
-    must(w);
+    must(w)->w.caret = *local;
 }
 
 // ---- menus -----------------------------------------------------------------
@@ -270,11 +273,6 @@ void be_item_set(be_win w, int item, const be_item_info *info)
     i.is_cancel = info->is_cancel;
     must(w)->w.items[item] = i;
     text_changed(w);
-}
-
-void be_item_dispose(be_win w, int item)
-{
-    must(w)->w.items.erase(item);
 }
 
 static HlItem &must_item(be_win w, int item)
@@ -518,6 +516,7 @@ const HlItem *hl_item(WindowPtr w, int item)
 
 const HlMenu *hl_menu(int id)
 {
+    menus_flush();
     auto it = menus.find(id);
 
     return it == menus.end() ? nullptr : &it->second;

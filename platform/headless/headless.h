@@ -123,8 +123,9 @@ struct HlWindow {
     be_rect content;
     bool visible, zoomed, collapsed, resizable, closable, canvas;
     be_cursor cursor;
-    int presents; // be_present calls
-    int focus;    // item with the keys, 0 for none
+    be_rect caret; // local
+    int presents;  // be_present calls
+    int focus;     // item with the keys, 0 for none
     std::map<int, HlItem> items;
 };
 struct HlMenuItem {

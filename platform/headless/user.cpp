@@ -2,6 +2,7 @@
 // desktop's.
 #include "platform/headless/state.h"
 
+#include "platform/appleevents.h"
 #include "platform/controls.h"
 
 #include <algorithm>
@@ -393,19 +394,19 @@ void hl_drop_files(WindowPtr w, int h, int v,
             list.data(), int(list.size()));
 }
 
-bool hl_drag_over(WindowPtr w, int h, int v, bool text, bool files)
-{
-    be_rect r = of(w).content;
-
-    return up_drag_over(of(w).id, r.left + h, r.top + v, text, files);
-}
-
 void hl_open_files(const std::vector<std::string> &paths)
 {
     auto list = pointers(paths);
 
     hlInput = true;
-    up_open_files(list.data(), int(list.size()));
+    ae_queue_start(list.data(), int(list.size()));
+}
+
+bool hl_drag_over(WindowPtr w, int h, int v, bool text, bool files)
+{
+    be_rect r = of(w).content;
+
+    return up_drag_over(of(w).id, r.left + h, r.top + v, text, files);
 }
 
 void hl_quit()

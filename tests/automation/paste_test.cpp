@@ -28,7 +28,7 @@ static std::string pasted()
 
 static void start()
 {
-    myWindow = GetNewCWindow(128);
+    myWindow = GetNewWindow(128);
     ASSERT_NE(myWindow, nullptr);
     ShowWindow(myWindow);
     SetupMenus();

@@ -243,8 +243,6 @@ void up_drag_done(bool taken)
     note("drag done %d", taken);
 }
 
-void up_open_files(const char *const *, int) {}
-
 void up_quit()
 {
     note("quit");

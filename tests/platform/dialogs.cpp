@@ -46,7 +46,7 @@ TEST(Modal, TextsGoBothWaysAndBoxesAreTheProgramsOwn)
     SetDialogItemText(d, 3, PSTR("caf\x8E"));
     ShowWindow(d);
     EXPECT_EQ(hl_item(d, 3)->text, "caf\xC3\xA9");
-    EXPECT_EQ(GetDialogKeyboardFocusItem(d), 3);
+    EXPECT_EQ(hl_window(d)->focus, 3);
     hl_modal([](WindowPtr w) {
         hl_type("\b!\t12");
         hl_hit(w, 4);
@@ -226,7 +226,7 @@ TEST(Modeless, ItemsMoveHideAndTakeTheirMenu)
     SetDialogItemRect(d, 3, &box);
     GetDialogItem(d, 3, &kind, &got);
     EXPECT_EQ(kind, kItemEditText | kItemDisabled);
-    EXPECT_TRUE(EqualRect(&got, &box));
+    EXPECT_TRUE(got == box);
     EXPECT_EQ(hl_item(d, 3)->box.right, 44);
     HideDialogItem(d, 5);
     EXPECT_FALSE(hl_item(d, 5)->visible);
@@ -259,7 +259,7 @@ TEST(Alerts, FillTheirTextsAndAnswerByButtonsAndKeys)
     EXPECT_EQ(Alert(300), 2);
     // With one button every answer is that one.
     hl_modal([](WindowPtr) { hl_type("\x1b"); });
-    EXPECT_EQ(NoteAlert(302), 1);
+    EXPECT_EQ(Alert(302), 1);
     EXPECT_EQ(Alert(-5), -1);
     EXPECT_EQ(FrontWindow(), main);
     EXPECT_EQ(hl_window_titles().size(), 1u);

@@ -32,7 +32,8 @@ Rect random_rect(std::mt19937 &engine)
 TEST(Regions, CombineLikeSetsOfPoints)
 {
     std::mt19937 engine(1);
-    RgnHandle rgns[4] = {NewRgn(), NewRgn(), NewRgn(), NewRgn()};
+    QlRegion own[4];
+    RgnHandle rgns[4] = {&own[0], &own[1], &own[2], &own[3]};
     Bitmap bits[4];
 
     for (int i = 0; i < 8000; i++) {
@@ -69,55 +70,43 @@ TEST(Regions, CombineLikeSetsOfPoints)
         ASSERT_EQ(EmptyRgn(rgns[to]), bits[to].none()) << i;
         // Equal areas have equal lists, however they came about.
         ASSERT_EQ(EqualRgn(rgns[a], rgns[b]), bits[a] == bits[b]) << i;
-        RgnHandle rect = NewRgn(), common = NewRgn();
-        RectRgn(rect, &r);
-        SectRgn(rect, rgns[to], common);
-        ASSERT_EQ(RectInRgn(&r, rgns[to]), !EmptyRgn(common)) << i;
-        DisposeRgn(rect);
-        DisposeRgn(common);
+        QlRegion rect, common;
+        region_set(&rect, r);
+        SectRgn(&rect, rgns[to], &common);
+        ASSERT_EQ(RectInRgn(&r, rgns[to]), !EmptyRgn(&common)) << i;
     }
-    for (RgnHandle r : rgns)
-        DisposeRgn(r);
 }
 
-TEST(Regions, BoundsListMoveAndInset)
+TEST(Regions, BoundsMoveAndInset)
 {
-    RgnHandle r = NewRgn(), b = NewRgn();
-    Rect list[4], all;
+    QlRegion frame, hole, r;
+    auto bounds = [](QlRegion *of) {
+        Rect all;
+        GetRegionBounds(of, &all);
+        return all;
+    };
 
-    SetRectRgn(r, 0, 0, 40, 30);
-    SetRectRgn(b, 10, 10, 20, 20);
-    DiffRgn(r, b, r); // a frame with a hole
-    EXPECT_EQ(RegionRects(r, list, 4), 4);
-    EXPECT_EQ(RegionRects(r, list, 0), 4);
-    EXPECT_EQ(list[1].right, 10);
-    EXPECT_EQ(list[2].left, 20);
-    OffsetRgn(r, -5, 7);
-    GetRegionBounds(r, &all);
-    EXPECT_TRUE(all.left == -5 && all.top == 7 && all.right == 35 &&
-                all.bottom == 37);
-    InsetRgn(r, 2, 3);
-    GetRegionBounds(r, &all);
-    EXPECT_TRUE(all.left == -3 && all.top == 10 && all.right == 33 &&
-                all.bottom == 34);
-    EXPECT_FALSE(PtInRgn({15, 4}, r)); // beside the hole: within the inset
-    EXPECT_TRUE(PtInRgn({15, 2}, r));
+    region_set(&frame, {0, 0, 30, 40});
+    region_set(&hole, {10, 10, 20, 20});
+    DiffRgn(&frame, &hole, &frame);
+    ASSERT_EQ(frame.rects.size(), 4u);
+    EXPECT_EQ(frame.rects[1], (Rect{10, 0, 20, 10}));
+    EXPECT_EQ(frame.rects[2], (Rect{10, 20, 20, 40}));
+    OffsetRgn(&frame, -5, 7);
+    EXPECT_EQ(bounds(&frame), (Rect{7, -5, 37, 35}));
+    InsetRgn(&frame, 2, 3);
+    EXPECT_EQ(bounds(&frame), (Rect{10, -3, 34, 33}));
+    EXPECT_FALSE(PtInRgn({15, 4}, &frame)) << "beside the hole";
+    EXPECT_TRUE(PtInRgn({15, 2}, &frame));
 
-    SetRectRgn(r, 0, 0, 5, 5);
-    InsetRgn(r, 3, 0);
-    EXPECT_TRUE(EmptyRgn(r));
-    OffsetRgn(r, 10, 10);
-    GetRegionBounds(r, &all);
-    EXPECT_TRUE(EmptyRect(&all));
-
-    SetRectRgn(r, 32000, 0, 32700, 10); // stops at the end of the plane
-    OffsetRgn(r, 500, 0);
-    GetRegionBounds(r, &all);
-    EXPECT_TRUE(all.left == 32500 && all.right == 32767);
-    OffsetRgn(r, 500, 0);
-    EXPECT_TRUE(EmptyRgn(r));
-    DisposeRgn(r);
-    DisposeRgn(b);
+    region_set(&r, {0, 0, 5, 5});
+    InsetRgn(&r, 3, 0);
+    EXPECT_TRUE(EmptyRgn(&r));
+    region_set(&r, {0, 32000, 10, 32700}); // stops at the end of the plane
+    OffsetRgn(&r, 500, 0);
+    EXPECT_EQ(bounds(&r), (Rect{0, 32500, 10, 32767}));
+    OffsetRgn(&r, 500, 0);
+    EXPECT_TRUE(EmptyRgn(&r));
 }
 
 } // namespace

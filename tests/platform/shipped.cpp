@@ -4,10 +4,7 @@
 
 #include <cstring>
 
-#include "platform/alerts.h"
 #include "platform/core/files/resforms.h"
-#include "platform/dialogs.h"
-#include "platform/headless/headless.h"
 #include "platform/memory.h"
 #include "platform/menus.h"
 #include "platform/resources.h"
@@ -18,31 +15,6 @@ static int16_t id_of(OSType type, int16_t index)
     int16_t id = 0;
     GetResInfo(GetIndResource(type, index), &id, nullptr, nullptr);
     return id;
-}
-
-TEST(Shipped, EveryDialogAndAlertComesUp)
-{
-    int16_t dialogs = CountResources(FOUR("DLOG"));
-    EXPECT_GE(dialogs, 9);
-    for (int16_t i = 1; i <= dialogs; i++) {
-        int16_t id = id_of(FOUR("DLOG"), i);
-        DialogPtr d = GetNewDialog(id);
-        ASSERT_TRUE(d) << id;
-        EXPECT_GT(CountDITL(d), 0) << id;
-        for (int16_t item = 1; item <= CountDITL(d); item++) {
-            int16_t kind;
-            Rect box;
-            GetDialogItem(d, item, &kind, &box);
-            EXPECT_LT(box.left, box.right) << id << " " << item;
-        }
-        DisposeDialog(d);
-    }
-    int16_t alerts = CountResources(FOUR("ALRT"));
-    EXPECT_GE(alerts, 7);
-    for (int16_t i = 1; i <= alerts; i++) {
-        hl_answer(1);
-        EXPECT_EQ(NoteAlert(id_of(FOUR("ALRT"), i)), 1);
-    }
 }
 
 TEST(Shipped, EveryMenuLoads)

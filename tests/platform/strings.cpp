@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/core/core.h"
 #include "platform/core/macroman.h"
 #include "tests/support/sandbox.h"
 
@@ -33,11 +32,6 @@ TEST(Strings, MalformedUtf8IsReplacedByteByByte)
     };
     for (auto &c : cases)
         EXPECT_EQ(utf8_to_macroman(c.in), c.out) << c.in;
-
-    char small[4];
-    const uint8_t umlauts[] = {0x8A, 0x8A};
-    EXPECT_EQ(macroman_to_utf8(umlauts, 2, small, sizeof small), 4u);
-    EXPECT_STREQ(small, "\xC3\xA4"); // whole characters only
 }
 
 TEST(Strings, OrderAndEqualityOfNames)

@@ -27,12 +27,8 @@ static std::string drain()
             WindowPtr w;
             one += std::to_string(FindWindow(&e, &w));
         }
-        if (e.window) {
-            Str255 title;
-            GetWTitle(e.window, title);
-            one += " " +
-                   std::string(reinterpret_cast<char *>(title + 1), title[0]);
-        }
+        if (e.window)
+            one += " " + hl_window(e.window)->title;
         if (e.what == updateEvt) {
             BeginUpdate(WindowOfMessage(&e));
             EndUpdate(WindowOfMessage(&e));
@@ -59,7 +55,7 @@ TEST(Windows, FrontAndActivationFollowOneAnother)
     SelectWindow(a);
     SelectWindow(b);
     EXPECT_EQ(drain(), "");
-    HideWindow(b);
+    ShowHide(b, false);
     EXPECT_EQ(FrontWindow(), a);
     EXPECT_EQ(drain(), "deactivate Second; activate Main");
     hl_app_active(false);
@@ -221,4 +217,8 @@ TEST(Windows, TypingHidesTheCursorUntilTheMouseMoves)
     EXPECT_EQ(hl_window(w)->cursor, BE_WAIT);
     InitCursor();
     EXPECT_EQ(hl_window(w)->cursor, BE_ARROW);
+    Rect caret = {30, 40, 42, 46};
+    SetCaretRect(w, &caret);
+    EXPECT_EQ(hl_window(w)->caret.left, 40);
+    EXPECT_EQ(hl_window(w)->caret.bottom, 42);
 }

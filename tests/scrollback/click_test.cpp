@@ -28,7 +28,6 @@ void click(const std::vector<Point> &way, uint16_t modifiers = 0)
     }
     hl_after(at + 4, [] { hl_release(); });
     DoClick(way[0], &press);
-    FlushEvents(everyEvent, 0);
 }
 
 // Long enough ago to be no double click.

@@ -15,6 +15,7 @@
 
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -189,11 +190,17 @@ TEST(Output, Dump)
     memset(serialBuffPtr, 'S', size_t(GetPtrSize(serialBuffPtr)));
     putHist(reinterpret_cast<const uint8_t *>("sent"), 4);
     dumpBufs();
+    FSSpec any = {pgmVRef, pgmDir, {1, 'x'}};
+    char path[4096];
+    ASSERT_NE(FSSpecToPath(&any, path, sizeof path), dirNFErr);
+    auto folder = std::filesystem::path(path).parent_path();
     bool found = false;
-    for (int16_t i = 1; GetIndCatInfo(pgmVRef, pgmDir, i, &info) == noErr;
-         i++) {
-        if (memcmp(info.name + 1, "QDump ", 6) != 0)
+    for (const auto &file : std::filesystem::directory_iterator(folder)) {
+        Str255 name;
+        CopyCStringToPascal(file.path().filename().c_str(), name);
+        if (memcmp(name + 1, "QDump ", 6) != 0)
             continue;
+        ASSERT_EQ(GetCatInfo(pgmVRef, pgmDir, name, &info), noErr);
         found = true;
         EXPECT_EQ(memchr(info.name + 1, ':', info.name[0]), nullptr);
         EXPECT_EQ(info.dataLen, 32 + GetPtrSize(serialBuffPtr) + 41 + 256);

@@ -31,12 +31,13 @@ int32_t choice(int menu, int item)
 bool enabled(int menu, int item)
 {
     AdjMenus();
-    return IsMenuItemEnabled(GetMenuHandle(int16_t(menu)), int16_t(item));
+    const HlMenu *m = hl_menu(menu);
+    return m && m->enabled && (!item || m->items.at(size_t(item - 1)).enabled);
 }
 
 bool checked(int menu, int item)
 {
-    return IsMenuItemChecked(GetMenuHandle(int16_t(menu)), int16_t(item));
+    return hl_menu(menu)->items.at(size_t(item - 1)).checked;
 }
 
 } // namespace

@@ -251,7 +251,7 @@ TEST_F(Pass, TheBackgroundHidesTheWindowOnlyIfToldSo)
     hl_app_active(false);
     passes(kModeMain);
     EXPECT_TRUE(Suspended);
-    EXPECT_TRUE(IsWindowVisible(myWindow));
+    EXPECT_TRUE(hl_window(myWindow)->visible);
     hl_app_active(true);
     passes(kModeMain);
     EXPECT_FALSE(Suspended);
@@ -259,10 +259,10 @@ TEST_F(Pass, TheBackgroundHidesTheWindowOnlyIfToldSo)
     qset.bgFlags = 1;
     hl_app_active(false);
     passes(kModeMain);
-    EXPECT_FALSE(IsWindowVisible(myWindow));
+    EXPECT_FALSE(hl_window(myWindow)->visible);
     hl_app_active(true);
     passes(kModeMain);
-    EXPECT_TRUE(IsWindowVisible(myWindow));
+    EXPECT_TRUE(hl_window(myWindow)->visible);
     EXPECT_FALSE(Suspended);
 }
 

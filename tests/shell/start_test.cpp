@@ -196,7 +196,7 @@ TEST(Start, SavedWindowsAreCorrectedAndBroughtBack)
                 write_book(book);
                 start_program();
                 Rect now = bounds_of(myWindow);
-                bool good = EqualRect(&now, &r.expected);
+                bool good = now == r.expected;
                 if (!good)
                     fprintf(stderr, "%d %d %d %d\n", now.top, now.left,
                             now.bottom, now.right);

@@ -81,7 +81,7 @@ TEST_F(Window, SmallMovesAreNoNewPlace)
         run_ticks(10);
         EXPECT_EQ(qsetChanged != 0, r.noted) << r.dh << " " << r.dv;
         Rect now = bounds_of(myWindow);
-        EXPECT_TRUE(EqualRect(&now, GetRectPtr()));
+        EXPECT_TRUE(now == *GetRectPtr());
     }
 }
 
@@ -119,7 +119,7 @@ TEST_F(Window, EachZoomStateHasItsPlace)
     run_ticks(60);
     EXPECT_EQ(qset.zoomFlags & 1, 0);
     Rect now = bounds_of(myWindow);
-    EXPECT_TRUE(EqualRect(&normal, &now));
+    EXPECT_TRUE(normal == now);
     // Large and small fonts have places of their own, too.
     curFSize = 9;
     EXPECT_EQ(GetRectPtr(), &qset.winRectSmall);

@@ -38,7 +38,7 @@ void use_pair(int type)
 void start_line()
 {
     sandbox();
-    myWindow = GetNewCWindow(128);
+    myWindow = GetNewWindow(128);
     must(myWindow != nullptr);
     ShowWindow(myWindow);
     gGlobStrings = NewStrList();

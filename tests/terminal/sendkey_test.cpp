@@ -28,7 +28,7 @@ constexpr uint16_t kCmd = cmdKey, kShift = shiftKey, kOpt = optionKey,
 
 static void set_up()
 {
-    myWindow = GetNewCWindow(128);
+    myWindow = GetNewWindow(128);
     ASSERT_NE(myWindow, nullptr);
     ShowWindow(myWindow);
     SetupMenus();

@@ -50,13 +50,7 @@ static void move_op(Op *op, int dh, int dv)
 
 static int64_t area(const Box &b)
 {
-    return int64_t(b.right - b.left) * (b.bottom - b.top);
-}
-
-static Box around(const Box &a, const Box &b)
-{
-    return {std::min(a.left, b.left), std::min(a.top, b.top),
-            std::max(a.right, b.right), std::max(a.bottom, b.bottom)};
+    return int64_t(b.width()) * b.height();
 }
 
 // A few boxes around all that changed; near ones are united.
@@ -67,7 +61,7 @@ static void add_dirty(Canvas *c, const Box &box)
     for (Box &d : c->dirty) {
         if (d.contains(box))
             return;
-        Box both = around(d, box);
+        Box both = d.around(box);
         if (area(both) <= area(d) + area(box)) {
             d = both;
             return;
@@ -79,7 +73,7 @@ static void add_dirty(Canvas *c, const Box &box)
     }
     Box all = box;
     for (const Box &d : c->dirty)
-        all = around(all, d);
+        all = all.around(d);
     c->dirty.assign(1, all);
 }
 
@@ -143,7 +137,7 @@ static void cover_add_large(const Box &b)
 
 static void cover_add(const Box &b)
 {
-    if (b.bottom - b.top >= kLargeHeight) {
+    if (b.height() >= kLargeHeight) {
         cover_add_large(b);
         return;
     }
@@ -153,7 +147,7 @@ static void cover_add(const Box &b)
     for (int i = 0; i < n; i++) {
         if (row[i].top == b.top && row[i].bottom == b.bottom &&
             row[i].left <= b.right && b.left <= row[i].right) {
-            row[i] = around(row[i], b);
+            row[i] = row[i].around(b);
             return;
         }
     }
@@ -316,7 +310,7 @@ static void fill_uncovered(Canvas *c, int dh, int dv, uint32_t back)
 
     if (c->uncovered != kNoOp && c->ops[c->uncovered].color == back) {
         Box &old = c->ops[c->uncovered].box;
-        old = around(old, box);
+        old = old.around(box);
         return;
     }
     Op op = {};
@@ -498,8 +492,7 @@ void canvas_scroll(Canvas *c, const Box &box, int dh, int dv, uint32_t back)
     if (box.empty() || (dh == 0 && dv == 0))
         return;
     assert(whole(c).contains(box));
-    if (std::abs(dh) >= box.right - box.left ||
-        std::abs(dv) >= box.bottom - box.top) {
+    if (std::abs(dh) >= box.width() || std::abs(dv) >= box.height()) {
         canvas_fill(c, box, back);
         return;
     }
@@ -605,7 +598,7 @@ bool canvas_ok(const Canvas *c)
             Box path = c->roll;
             if (!c->rolling)
                 return false;
-            path = around(path, path.moved(-c->rollH, -c->rollV));
+            path = path.around(path.moved(-c->rollH, -c->rollV));
             if (!path.contains(op.box))
                 return false;
         } else if ((c->rolling && c->roll.meets(op.box)) ||

@@ -22,34 +22,8 @@
 #include <vector>
 
 #include "platform/core/core.h"
+#include "platform/core/drawing/box.h"
 #include "platform/core/drawing/glyphs.h"
-
-struct Box {
-    int32_t left, top, right, bottom;
-
-    bool operator==(const Box &) const = default;
-    bool empty() const { return left >= right || top >= bottom; }
-    bool contains(const Box &b) const
-    {
-        return left <= b.left && top <= b.top && right >= b.right &&
-               bottom >= b.bottom;
-    }
-    bool meets(const Box &b) const
-    {
-        return left < b.right && b.left < right && top < b.bottom &&
-               b.top < bottom;
-    }
-    Box cut(const Box &b) const
-    {
-        return {left > b.left ? left : b.left, top > b.top ? top : b.top,
-                right < b.right ? right : b.right,
-                bottom < b.bottom ? bottom : b.bottom};
-    }
-    Box moved(int dh, int dv) const
-    {
-        return {left + dh, top + dv, right + dh, bottom + dv};
-    }
-};
 
 enum OpKind : uint8_t { kFill, kInvert, kText };
 enum OpFlags : uint8_t {

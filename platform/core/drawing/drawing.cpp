@@ -6,19 +6,19 @@
 
 #include "platform/core/drawing/fontparts.h"
 
-// The drawing area of a port is the cut of its clip region, its visible region
-// and its canvas. Nearly always that is one rectangle, `area`, and then a call
-// costs one comparison more than its record.
+// The drawing area of a port is the cut of its clip rectangle, its visible
+// region and its canvas. Nearly always that is one rectangle, `area`, and then
+// a call costs one comparison more than its record.
 struct PortState {
     Canvas *canvas;
     int16_t penH, penV;
     int16_t font, size, mode;
     uint8_t face;
     uint32_t fore, back;
-    RGBColor foreColor, backColor;
     Strike *strike; // of font, size, face; null: to be looked up
 
-    QlRegion clip, visible;
+    Rect clip;
+    QlRegion visible;
     bool areaKnown;
     bool areaIsRect;
     Box area;       // bounds of the area
@@ -45,8 +45,7 @@ PortState *port_new(Canvas *c)
     p->size = 12;
     p->mode = srcOr;
     p->back = 0xFFFFFF;
-    p->backColor = {0xFFFF, 0xFFFF, 0xFFFF};
-    region_set(&p->clip, kEverywhere);
+    p->clip = kEverywhere;
     region_set(&p->visible, bounds_of(p));
     return p;
 }
@@ -109,25 +108,11 @@ void GlobalToLocal(Point *p)
     p->v = int16_t(p->v - o.v);
 }
 
-void GetClip(RgnHandle r)
-{
-    if (current)
-        CopyRgn(&current->clip, r);
-}
-
-void SetClip(RgnHandle r)
-{
-    if (!current)
-        return;
-    CopyRgn(r, &current->clip);
-    current->areaKnown = false;
-}
-
 void ClipRect(const Rect *r)
 {
     if (!current)
         return;
-    region_set(&current->clip, *r);
+    current->clip = *r;
     current->areaKnown = false;
 }
 
@@ -153,18 +138,13 @@ void SetPortVisibleRegion(WindowPtr w, RgnHandle r)
 
 // ---- the drawing area ------------------------------------------------------
 
-static Box box_of(const Rect &r)
-{
-    return {r.left, r.top, r.right, r.bottom};
-}
-
 static void find_area(PortState *p)
 {
+    Box may = box_of(p->clip).cut(box_of(bounds_of(p)));
     QlRegion bounds;
 
-    region_set(&bounds, bounds_of(p));
-    region_combine(&p->clip, &p->visible, kSect, &p->parts);
-    region_combine(&p->parts, &bounds, kSect, &p->parts);
+    region_set(&bounds, may.rect());
+    region_combine(&p->visible, &bounds, kSect, &p->parts);
     p->area = box_of(region_bounds(&p->parts));
     p->areaIsRect = p->parts.rects.size() <= 1;
     p->areaKnown = true;
@@ -255,11 +235,6 @@ void LineTo(int16_t h, int16_t v)
     MoveTo(h, v);
 }
 
-void PenNormal()
-{
-    // The pen has no other state: one unit, solid, in the fore colour.
-}
-
 void TextFont(int16_t font)
 {
     if (!current || current->font == font)
@@ -290,19 +265,9 @@ void TextMode(int16_t mode)
         current->mode = mode;
 }
 
-int16_t GetPortTextFont()
+int16_t port_font()
 {
     return current ? current->font : int16_t(0);
-}
-
-int16_t GetPortTextSize()
-{
-    return current ? current->size : int16_t(12);
-}
-
-uint8_t GetPortTextFace()
-{
-    return current ? current->face : uint8_t(0);
 }
 
 // Measuring works without a port, too: then with the system's font.
@@ -322,21 +287,16 @@ void GetFontInfo(FontInfo *info)
     *info = {s->ascent, s->descent, s->widest, s->leading};
 }
 
-static int16_t limited(int32_t value)
-{
-    return int16_t(std::clamp<int32_t>(value, INT16_MIN, INT16_MAX));
-}
-
 int16_t CharWidth(uint8_t c)
 {
-    return limited(strike_width(strike(), &c, 1));
+    return limit16(strike_width(strike(), &c, 1));
 }
 
 int16_t TextWidth(const void *text, int16_t first, int16_t count)
 {
     const uint8_t *bytes = static_cast<const uint8_t *>(text) + first;
 
-    return count > 0 ? limited(strike_width(strike(), bytes, count))
+    return count > 0 ? limit16(strike_width(strike(), bytes, count))
                      : int16_t(0);
 }
 
@@ -366,7 +326,7 @@ void DrawText(const void *text, int16_t first, int16_t count)
             for (const Rect &r : p->parts.rects)
                 canvas_text(p->canvas, box_of(r), run);
     }
-    current->penH = limited(current->penH + strike_width(s, bytes, count));
+    current->penH = limit16(current->penH + strike_width(s, bytes, count));
 }
 
 void DrawString(ConstStr s)
@@ -383,7 +343,7 @@ int16_t CharToPixel(const uint8_t *text, int32_t length, int32_t offset)
 {
     int32_t count = std::clamp<int32_t>(offset, 0, length);
 
-    return limited(strike_width(strike(), text, count));
+    return limit16(strike_width(strike(), text, count));
 }
 
 int16_t PixelToChar(const uint8_t *text, int32_t length, int16_t pixel,
@@ -400,11 +360,11 @@ int16_t PixelToChar(const uint8_t *text, int32_t length, int16_t pixel,
             bool firstHalf = pixel < left + (width + 1) / 2;
             if (leading)
                 *leading = firstHalf;
-            return limited(firstHalf ? i : i + 1);
+            return limit16(firstHalf ? i : i + 1);
         }
         left += width;
     }
-    return limited(length);
+    return limit16(length);
 }
 
 // ---- colours ---------------------------------------------------------------
@@ -441,18 +401,14 @@ static uint32_t pixel_of(const RGBColor *c)
 
 void RGBForeColor(const RGBColor *c)
 {
-    if (!current)
-        return;
-    current->foreColor = *c;
-    current->fore = pixel_of(c);
+    if (current)
+        current->fore = pixel_of(c);
 }
 
 void RGBBackColor(const RGBColor *c)
 {
-    if (!current)
-        return;
-    current->backColor = *c;
-    current->back = pixel_of(c);
+    if (current)
+        current->back = pixel_of(c);
 }
 
 void ForeColor(int16_t code)
@@ -465,16 +421,6 @@ void BackColor(int16_t code)
 {
     RGBColor c = color_of_code(code);
     RGBBackColor(&c);
-}
-
-void GetForeColor(RGBColor *c)
-{
-    *c = current ? current->foreColor : RGBColor{0, 0, 0};
-}
-
-void GetBackColor(RGBColor *c)
-{
-    *c = current ? current->backColor : RGBColor{0xFFFF, 0xFFFF, 0xFFFF};
 }
 
 // ---- shapes ----------------------------------------------------------------
@@ -503,12 +449,6 @@ void EraseRgn(RgnHandle r)
         EraseRect(&rect);
 }
 
-void PaintRgn(RgnHandle r)
-{
-    for (const Rect &rect : r->rects)
-        PaintRect(&rect);
-}
-
 // Half way between the two colours, as the classic pattern looks from afar.
 void FillGrayRect(const Rect *r)
 {
@@ -531,6 +471,8 @@ void FrameRect(const Rect *r)
     fill_box({b.right - 1, b.top + 1, b.right, b.bottom - 1}, &PortState::fore);
 }
 
+// A selection is shown by this, too: it can be read on any colour, and a second
+// inversion takes it off exactly.
 void InvertRect(const Rect *r)
 {
     if (PortState *p = drawable())
@@ -544,10 +486,6 @@ void InvertRgn(RgnHandle r)
         InvertRect(&rect);
 }
 
-// A selection is shown by plain inversion, whatever the colours beneath: it
-// reads well on each of them, and a second one takes it off exactly.
-void SetHiliteMode() {}
-
 // Scrolls an area that isn't a rectangle: what can come from inside it is
 // carried over from a copy of the old pixels.
 static void scroll_parts(PortState *p, const Box &box, int dh, int dv,
@@ -556,8 +494,7 @@ static void scroll_parts(PortState *p, const Box &box, int dh, int dv,
     Canvas *c = p->canvas;
     QlRegion target, moved;
 
-    region_set(&target, {int16_t(box.top), int16_t(box.left),
-                         int16_t(box.bottom), int16_t(box.right)});
+    region_set(&target, box.rect());
     region_combine(&target, &p->parts, kSect, &target);
     moved = target;
     OffsetRgn(&moved, int16_t(dh), int16_t(dv));
@@ -581,22 +518,21 @@ static void scroll_parts(PortState *p, const Box &box, int dh, int dv,
         canvas_fill(c, box_of(r), p->back);
 }
 
-static void uncovered_by(const Rect &r, int dh, int dv, QlRegion *out)
+static void uncovered_by(const Box &box, int dh, int dv, QlRegion *out)
 {
-    Rect s = r;
+    Box s = box;
 
-    if (dh == 0 && std::abs(dv) < r.bottom - r.top) {
+    if (dh == 0 && std::abs(dv) < box.height()) {
         if (dv < 0)
-            s.top = int16_t(r.bottom + dv);
+            s.top = box.bottom + dv;
         else
-            s.bottom = int16_t(r.top + dv);
-        region_set(out, s);
+            s.bottom = box.top + dv;
+        region_set(out, s.rect());
         return;
     }
     QlRegion all, moved;
-    region_set(&all, r);
-    OffsetRect(&s, int16_t(dh), int16_t(dv));
-    region_set(&moved, s);
+    region_set(&all, box.rect());
+    region_set(&moved, box.moved(dh, dv).rect());
     region_combine(&all, &moved, kDiff, out);
 }
 
@@ -614,9 +550,7 @@ void ScrollRect(const Rect *r, int16_t dh, int16_t dv, RgnHandle update)
     if (p->areaIsRect) {
         canvas_scroll(p->canvas, box, dh, dv, p->back);
         if (update)
-            uncovered_by({int16_t(box.top), int16_t(box.left),
-                          int16_t(box.bottom), int16_t(box.right)},
-                         dh, dv, update);
+            uncovered_by(box, dh, dv, update);
         return;
     }
     QlRegion uncovered;
@@ -635,7 +569,7 @@ static void present(WindowPtr w, Canvas *c)
     canvas_flush(c);
     for (const Box &b : c->dirty) {
         if (count < int(std::size(dirty)))
-            dirty[count++] = {b.left, b.top, b.right, b.bottom};
+            dirty[count++] = b.out();
     }
     c->dirty.clear();
     if (!count)
@@ -683,13 +617,4 @@ uint32_t draw_pixel(WindowPtr w, int16_t h, int16_t v)
     Canvas *c = w ? window_canvas(w) : nullptr;
 
     return c ? canvas_pixel(c, h, v) : 0xFF000000;
-}
-
-void draw_set_immediate(bool immediate)
-{
-    for (WindowPtr w = window_next(nullptr); w; w = window_next(w)) {
-        if (Canvas *c = window_canvas(w))
-            canvas_flush(c);
-    }
-    canvas_set_immediate(immediate);
 }

@@ -9,3 +9,5 @@
 // Makes an off-screen port the current one: a page to be printed, say. Null
 // is nowhere. SetPort brings a window's back.
 void port_set_current(PortState *p);
+
+int16_t port_font(); // of the current port

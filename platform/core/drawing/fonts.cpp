@@ -6,7 +6,8 @@
 #include <string>
 #include <strings.h>
 
-#include "platform/core/core.h"
+#include "platform/core/drawing/drawparts.h"
+#include "platform/core/macroman.h"
 
 enum : int16_t {
     kSystemFont = 0,
@@ -101,10 +102,7 @@ static bool two_byte(Family *f)
 
 static bool same_name(const char *a, ConstStr b)
 {
-    char name[256];
-
-    macroman_to_utf8(b + 1, b[0], name, sizeof name);
-    return !strcasecmp(a, name);
+    return !strcasecmp(a, pstr_to_utf8(b).c_str());
 }
 
 const char *font_family(int16_t number, FontCoding *coding)
@@ -150,29 +148,22 @@ void GetFNum(ConstStr name, int16_t *number)
     }
 }
 
-static void set_name(const char *from, Str255 name)
-{
-    name[0] = uint8_t(
-        std::min<size_t>(utf8_to_macroman(from, name + 1, 255, '?'), 255));
-}
-
 void GetFontName(int16_t number, Str255 name)
 {
     name[0] = 0;
     if (Family *f = family_at(number)) {
-        set_name(f->name.c_str(), name);
+        bytes_to(utf8_to_macroman(f->name), name);
         return;
     }
     for (const OwnFont &own : kOwnFonts) {
         if (own.number == number)
-            set_name(own.name, name);
+            bytes_to(own.name, name);
     }
 }
 
-// The program's own fonts and the families, in one order.
-static std::vector<const char *> listed_names()
+std::vector<std::string> font_names()
 {
-    std::vector<const char *> names;
+    std::vector<std::string> names;
 
     load_families();
     for (const OwnFont &own : kOwnFonts) {
@@ -180,26 +171,12 @@ static std::vector<const char *> listed_names()
             names.push_back(own.name);
     }
     for (const Family &f : families)
-        names.push_back(f.name.c_str());
-    std::sort(names.begin(), names.end(), [](const char *a, const char *b) {
-        int order = strcasecmp(a, b);
-        return order ? order < 0 : strcmp(a, b) < 0;
+        names.push_back(f.name);
+    std::sort(names.begin(), names.end(), [](auto &a, auto &b) {
+        int order = strcasecmp(a.c_str(), b.c_str());
+        return order ? order < 0 : a < b;
     });
     return names;
-}
-
-int16_t CountFonts()
-{
-    return int16_t(listed_names().size());
-}
-
-void GetIndFontName(int16_t index, Str255 name)
-{
-    std::vector<const char *> names = listed_names();
-
-    name[0] = 0;
-    if (index >= 1 && size_t(index) <= names.size())
-        set_name(names[size_t(index - 1)], name);
 }
 
 int16_t FontToScript(int16_t font)
@@ -230,7 +207,7 @@ int16_t CharacterByteType(const uint8_t *text, int16_t offset, int16_t)
 {
     int16_t i = 0;
 
-    if (FontToScript(GetPortTextFont()) != smJapanese)
+    if (FontToScript(port_font()) != smJapanese)
         return 0;
     while (i < offset) {
         if (!shift_jis_first(text[i])) {
@@ -246,9 +223,6 @@ int16_t CharacterByteType(const uint8_t *text, int16_t offset, int16_t)
 
 void fonts_add_double_byte(ConstStr name)
 {
-    char utf8[256];
-
     load_families();
-    macroman_to_utf8(name + 1, name[0], utf8, sizeof utf8);
-    families.push_back({utf8, be_font_best_fixed(), 1});
+    families.push_back({pstr_to_utf8(name), be_font_best_fixed(), 1});
 }

@@ -6,8 +6,8 @@
 #include <iconv.h>
 #include <string>
 
-#include "platform/core/core.h"
 #include "platform/core/drawing/fontparts.h"
+#include "platform/core/macroman.h"
 
 // ---- what bytes stand for --------------------------------------------------
 
@@ -79,7 +79,7 @@ uint32_t coding_to_unicode(FontCoding coding, uint8_t c)
     }
     if (c < 32 || c == 127)
         return ' ';
-    return macroman_to_unicode(c);
+    return macroman_code_point(c);
 }
 
 uint32_t shift_jis_to_unicode(uint8_t first, uint8_t second)

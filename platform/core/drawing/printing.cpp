@@ -24,11 +24,10 @@ static WindowPtr portBefore;
 // The printable part is where a page begins; paper reaches out around it.
 static void format_from(const be_page &p, PageFormat *format)
 {
-    auto cut = [](int n) { return int16_t(std::clamp(n, -32768, 32767)); };
+    Box paper = {0, 0, p.paperW, p.paperH};
 
-    format->page = {0, 0, cut(p.bottom - p.top), cut(p.right - p.left)};
-    format->paper = {cut(-p.top), cut(-p.left), cut(p.paperH - p.top),
-                     cut(p.paperW - p.left)};
+    format->page = Box{0, 0, p.right - p.left, p.bottom - p.top}.rect();
+    format->paper = paper.moved(-p.left, -p.top).rect();
     format->orientation = p.landscape;
 }
 
@@ -88,8 +87,7 @@ OSErr PMBeginDocument(const PageFormat *format, const PrintSettings *settings,
                       ConstStr title)
 {
     be_page p = format_to(format);
-    std::string name =
-        macroman_to_utf8({reinterpret_cast<const char *>(title + 1), title[0]});
+    std::string name = pstr_to_utf8(title);
 
     if (inDocument)
         return paramErr;

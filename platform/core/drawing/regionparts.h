@@ -6,6 +6,7 @@
 // their rectangles. So equal areas have equal lists.
 #pragma once
 
+#include "platform/core/drawing/box.h"
 #include "platform/regions.h"
 
 #include <vector>

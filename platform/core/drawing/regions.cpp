@@ -5,24 +5,6 @@
 #include <cassert>
 #include <climits>
 
-// Sums of coordinates stop at the ends of the 16-bit plane.
-static int16_t limit(int value)
-{
-    return int16_t(std::clamp(value, SHRT_MIN, SHRT_MAX));
-}
-
-static bool same(const Rect &a, const Rect &b)
-{
-    return a.top == b.top && a.left == b.left && a.bottom == b.bottom &&
-           a.right == b.right;
-}
-
-static bool meet(const Rect &a, const Rect &b)
-{
-    return a.left < b.right && b.left < a.right && a.top < b.bottom &&
-           b.top < a.bottom;
-}
-
 // ---- combining -------------------------------------------------------------
 // Both operands are cut into slabs at every top and bottom of either. Within
 // a slab each is a row of spans, and the spans are combined edge by edge.
@@ -122,7 +104,7 @@ static bool combine_simple(const QlRegion *a, const QlRegion *b, RegionOp op,
     }
     if (ra.size() != 1 || rb.size() != 1)
         return false;
-    if (same(ra[0], rb[0])) {
+    if (ra[0] == rb[0]) {
         if (op == kSect || op == kUnion)
             *out = *a;
         else
@@ -130,12 +112,10 @@ static bool combine_simple(const QlRegion *a, const QlRegion *b, RegionOp op,
         return true;
     }
     if (op == kSect) {
-        Rect r;
-        SectRect(&ra[0], &rb[0], &r);
-        region_set(out, r);
+        region_set(out, box_of(ra[0]).cut(box_of(rb[0])).rect());
         return true;
     }
-    if (op == kDiff && !meet(ra[0], rb[0])) {
+    if (op == kDiff && !box_of(ra[0]).meets(box_of(rb[0]))) {
         *out = *a;
         return true;
     }
@@ -182,13 +162,10 @@ Rect region_bounds(const QlRegion *r)
 {
     if (r->rects.empty())
         return {0, 0, 0, 0};
-    Rect all = r->rects[0];
-    all.bottom = r->rects.back().bottom;
-    for (const Rect &rect : r->rects) {
-        all.left = std::min(all.left, rect.left);
-        all.right = std::max(all.right, rect.right);
-    }
-    return all;
+    Box all = box_of(r->rects[0]);
+    for (const Rect &rect : r->rects)
+        all = all.around(box_of(rect));
+    return all.rect();
 }
 
 bool region_ok(const QlRegion *r)
@@ -234,12 +211,6 @@ void RectRgn(RgnHandle r, const Rect *rect)
     region_set(r, *rect);
 }
 
-void SetRectRgn(RgnHandle r, int16_t left, int16_t top, int16_t right,
-                int16_t bottom)
-{
-    region_set(r, {top, left, bottom, right});
-}
-
 void CopyRgn(RgnHandle from, RgnHandle to)
 {
     if (from != to)
@@ -251,11 +222,12 @@ void OffsetRgn(RgnHandle r, int16_t dh, int16_t dv)
     bool cut = false;
 
     for (Rect &rect : r->rects) {
-        OffsetRect(&rect, dh, dv);
+        rect = box_of(rect).moved(dh, dv).rect();
         cut |= EmptyRect(&rect);
     }
     if (cut)
         std::erase_if(r->rects, [](const Rect &x) { return EmptyRect(&x); });
+    assert(region_ok(r));
 }
 
 // Insetting takes away what lies within (dh, dv) of the outside: that is the
@@ -315,8 +287,7 @@ bool EmptyRgn(RgnHandle r)
 
 bool EqualRgn(RgnHandle a, RgnHandle b)
 {
-    return std::equal(a->rects.begin(), a->rects.end(), b->rects.begin(),
-                      b->rects.end(), same);
+    return a->rects == b->rects;
 }
 
 bool PtInRgn(Point p, RgnHandle r)
@@ -327,10 +298,11 @@ bool PtInRgn(Point p, RgnHandle r)
 
 bool RectInRgn(const Rect *rect, RgnHandle r)
 {
-    if (EmptyRect(rect))
-        return false;
-    return std::any_of(r->rects.begin(), r->rects.end(),
-                       [rect](const Rect &x) { return meet(*rect, x); });
+    Box box = box_of(*rect);
+
+    return !box.empty() &&
+           std::any_of(r->rects.begin(), r->rects.end(),
+                       [&](const Rect &x) { return box.meets(box_of(x)); });
 }
 
 void GetRegionBounds(RgnHandle r, Rect *bounds)
@@ -338,69 +310,18 @@ void GetRegionBounds(RgnHandle r, Rect *bounds)
     *bounds = region_bounds(r);
 }
 
-int RegionRects(RgnHandle r, Rect *out, int max)
-{
-    int count = int(r->rects.size());
-
-    for (int i = 0; i < count && i < max; i++)
-        out[i] = r->rects[size_t(i)];
-    return count;
-}
-
 // ---- rectangles ------------------------------------------------------------
 
-void SetRect(Rect *r, int16_t left, int16_t top, int16_t right, int16_t bottom)
-{
-    *r = {top, left, bottom, right};
-}
-
-void OffsetRect(Rect *r, int16_t dh, int16_t dv)
-{
-    r->left = limit(r->left + dh);
-    r->right = limit(r->right + dh);
-    r->top = limit(r->top + dv);
-    r->bottom = limit(r->bottom + dv);
-}
-
-// A rectangle too small for the inset becomes empty.
 void InsetRect(Rect *r, int16_t dh, int16_t dv)
 {
-    r->left = limit(r->left + dh);
-    r->right = limit(r->right - dh);
-    r->top = limit(r->top + dv);
-    r->bottom = limit(r->bottom - dv);
-    if (EmptyRect(r))
-        *r = {0, 0, 0, 0};
-}
+    Box b = {r->left + dh, r->top + dv, r->right - dh, r->bottom - dv};
 
-bool SectRect(const Rect *a, const Rect *b, Rect *out)
-{
-    Rect r = {std::max(a->top, b->top), std::max(a->left, b->left),
-              std::min(a->bottom, b->bottom), std::min(a->right, b->right)};
-
-    *out = EmptyRect(&r) ? Rect{0, 0, 0, 0} : r;
-    return !EmptyRect(out);
-}
-
-void UnionRect(const Rect *a, const Rect *b, Rect *out)
-{
-    if (EmptyRect(a))
-        *out = *b;
-    else if (EmptyRect(b))
-        *out = *a;
-    else
-        *out = {std::min(a->top, b->top), std::min(a->left, b->left),
-                std::max(a->bottom, b->bottom), std::max(a->right, b->right)};
+    *r = b.empty() ? Rect{0, 0, 0, 0} : b.rect();
 }
 
 bool EmptyRect(const Rect *r)
 {
-    return r->right <= r->left || r->bottom <= r->top;
-}
-
-bool EqualRect(const Rect *a, const Rect *b)
-{
-    return same(*a, *b);
+    return box_of(*r).empty();
 }
 
 bool PtInRect(Point p, const Rect *r)

@@ -314,15 +314,6 @@ static int32_t told(int64_t v)
     return int32_t(std::min(v, kLargest));
 }
 
-OSErr GetFPos(int16_t ref, int32_t *pos)
-{
-    OpenFile *f = file_of(ref);
-    if (!f)
-        return rfNumErr;
-    *pos = told(f->pos);
-    return noErr;
-}
-
 OSErr SetFPos(int16_t ref, int16_t mode, int32_t offset)
 {
     OpenFile *f = file_of(ref);
@@ -361,14 +352,6 @@ OSErr SetEOF(int16_t ref, int32_t size)
         return os_error(errno);
     f->pos = std::min(f->pos, int64_t(size));
     return f->isFork ? set_fork_length(*f, size) : OSErr(noErr);
-}
-
-OSErr FSFlush(int16_t ref)
-{
-    OpenFile *f = file_of(ref);
-    if (!f)
-        return rfNumErr;
-    return fsync(f->fd) == 0 ? OSErr(noErr) : os_error(errno);
 }
 
 OSErr FlushVol(int16_t vRef)

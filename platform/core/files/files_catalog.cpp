@@ -221,36 +221,6 @@ OSErr GetFolderByID(int16_t vRef, int32_t dirID, CatInfo *out)
     return GetCatInfo(vRef, dirID, itself, out);
 }
 
-OSErr GetIndCatInfo(int16_t vRef, int32_t dirID, int16_t index, CatInfo *out)
-{
-    // A folder is mostly walked from 1 up, so the list is read once for that.
-    static std::vector<std::string> names;
-    static std::string listed;
-    std::string path;
-    OSErr err = folder_path(vRef, dirID, path);
-    if (err != noErr)
-        return err;
-    if (index <= 1 || path != listed) {
-        DIR *folder = opendir(path.c_str());
-        if (!folder)
-            return os_error(errno);
-        names.clear();
-        listed = path;
-        while (const dirent *e = readdir(folder)) {
-            std::string name = e->d_name;
-            if (name != "." && name != ".." && name.compare(0, 2, "._") != 0)
-                names.push_back(name);
-        }
-        (void)closedir(folder); // it was only read
-        std::sort(names.begin(), names.end());
-    }
-    if (index < 1 || size_t(index) > names.size())
-        return fnfErr;
-    Str255 name;
-    name_from_bytes(names[size_t(index) - 1], name);
-    return GetCatInfo(vRef, dirID, name, out);
-}
-
 static OSErr set_dates(const std::string &path, const CatInfo *info)
 {
     timespec times[2] = {{0, UTIME_OMIT}, {0, 0}};
@@ -323,11 +293,6 @@ OSErr HSetFInfo(int16_t vRef, int32_t dirID, ConstStr name, const FInfo *info)
 OSErr FSpGetFInfo(const FSSpec *s, FInfo *info)
 {
     return HGetFInfo(s->vRefNum, s->parID, s->name, info);
-}
-
-OSErr FSpSetFInfo(const FSSpec *s, const FInfo *info)
-{
-    return HSetFInfo(s->vRefNum, s->parID, s->name, info);
 }
 
 OSErr ResolveAliasFile(FSSpec *spec, bool *isFolder, bool *wasAlias)

@@ -60,30 +60,24 @@ Answer ask_page_and_wait(bool setup, const be_page *start)
 
 // ---- texts -----------------------------------------------------------------
 
-static std::string prompt_text(ConstStr s)
-{
-    return s ? macroman_to_utf8(std::string_view(
-                   reinterpret_cast<const char *>(s + 1), s[0]))
-             : std::string();
-}
-
 static std::string name_text(ConstStr s)
 {
     constexpr char32_t kMalformed = 0xFFFD;
     if (!s)
         return {};
-    std::string bytes(reinterpret_cast<const char *>(s + 1), s[0]);
+    std::string bytes = bytes_of(s);
     std::string_view rest(bytes);
     while (!rest.empty())
         if (utf8_next(rest) == kMalformed)
-            return prompt_text(s);
+            return pstr_to_utf8(s);
     return bytes;
 }
 
 static Answer ask(be_ask_kind kind, ConstStr prompt, ConstStr name,
                   const char *folder)
 {
-    std::string promptText = prompt_text(prompt), nameText = name_text(name);
+    std::string promptText = prompt ? pstr_to_utf8(prompt) : "";
+    std::string nameText = name_text(name);
     be_ask_info info = {kind, promptText.c_str(), nameText.c_str(), folder, 0};
     return ask_and_wait(&info);
 }

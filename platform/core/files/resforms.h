@@ -1,7 +1,6 @@
-// platform/core/resforms.h
 // The byte forms of the resources that the platform itself reads: windows,
-// dialogs, alerts, menus. tools/rescomp writes them from
-// resources/*.toml; menus, dialogs, alerts and windows read them by ResReader.
+// dialogs, alerts, menus. tools/rescomp writes them from resources/*.toml;
+// menus, dialogs, alerts and windows read them by ResReader.
 //
 // Everything is big-endian and packed, with no filling. A "pstring" is a length
 // byte and that many bytes; a "text" is a 16-bit length and that many bytes,
@@ -37,8 +36,9 @@
 //         u16 region, pstring short text, pstring long text
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include "platform/types.h"
+
+#include <vector>
 
 namespace resforms {
 
@@ -46,7 +46,7 @@ namespace resforms {
 constexpr uint8_t kMenuEnabled = 1;
 constexpr uint8_t kItemEnabled = 1;
 constexpr uint8_t kItemSeparator = 2; // MENU only; its text is "-"
-constexpr uint8_t kItemHidden = 4;    // DLOG only; until ShowDialogItem
+constexpr uint8_t kItemHidden = 4;    // DLOG only
 
 // WIND and DLOG flags
 constexpr uint8_t kWindowVisible = 1;
@@ -107,6 +107,15 @@ struct ResReader {
         return v;
     }
     int16_t i16() { return int16_t(u16()); }
+    Rect rect()
+    {
+        Rect r = {}; // in a fixed order, so not in one expression
+        r.top = i16();
+        r.left = i16();
+        r.bottom = i16();
+        r.right = i16();
+        return r;
+    }
     // A pstring in place: its length byte's address, or an empty string.
     const uint8_t *pstring()
     {
@@ -130,3 +139,7 @@ struct ResReader {
         return s;
     }
 };
+
+// Reads resource `id` of `type` into `bytes`; the reader stays with them. Not
+// `ok` when there is no such resource.
+ResReader read_form(OSType type, int16_t id, std::vector<uint8_t> *bytes);

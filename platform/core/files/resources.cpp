@@ -219,11 +219,6 @@ Handle GetNamedResource(OSType type, ConstStr name)
     return load(find_name(false, type, name));
 }
 
-Handle Get1NamedResource(OSType type, ConstStr name)
-{
-    return load(find_name(true, type, name));
-}
-
 Handle GetIndResource(OSType type, int16_t index)
 {
     return load(find_index(false, type, index));
@@ -263,16 +258,6 @@ int16_t HomeResFile(Handle h)
 {
     const Res *r = res_of(h);
     return r ? r->home->ref : int16_t(-1);
-}
-
-int16_t Unique1ID(OSType type)
-{
-    make_program_file();
-    resError = noErr;
-    for (int id = 128; id <= 32767; id++)
-        if (!openFiles[current]->map.count({type, int16_t(id)}))
-            return int16_t(id);
-    return -1;
 }
 
 OSErr ResError()
@@ -424,25 +409,6 @@ void WriteResource(Handle h)
         resError = put(*r);
 }
 
-void DetachResource(Handle h)
-{
-    Res *r = res_of(h);
-    if (!r)
-        return;
-    byHandle.erase(h);
-    r->handle = nullptr;
-    r->changed = false;
-}
-
-void ReleaseResource(Handle h)
-{
-    Res *r = res_of(h);
-    if (!r)
-        return;
-    DetachResource(h);
-    DisposeHandle(h);
-}
-
 // ---- files -----------------------------------------------------------------
 
 void HCreateResFile(int16_t vRef, int32_t dirID, ConstStr name)
@@ -539,13 +505,6 @@ void CloseResFile(int16_t ref)
         current = openFiles.size() - 1;
     else if (current > at)
         current--;
-}
-
-int16_t CurResFile()
-{
-    make_program_file();
-    resError = noErr;
-    return openFiles[current]->ref;
 }
 
 void UseResFile(int16_t ref)

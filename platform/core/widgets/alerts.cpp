@@ -3,14 +3,13 @@
 #include "platform/alerts.h"
 
 #include "platform/core/files/resforms.h"
+#include "platform/core/macroman.h"
 #include "platform/core/widgets/dialogparts.h"
 #include "platform/drawing.h"
-#include "platform/memory.h"
-#include "platform/resources.h"
 
 #include <algorithm>
 
-enum Icon : int16_t { kStop = 0, kNote = 1, kCaution = 2, kProgram = 3 };
+enum Icon : int16_t { kStop = 0, kCaution = 2, kProgram = 3 };
 
 constexpr int16_t kWidth = 440, kEdge = 20, kGap = 12;
 constexpr int16_t kIconSize = 48;
@@ -69,19 +68,12 @@ struct AlertText {
     std::string message, explanation;
 };
 
-static std::string bytes_of(const uint8_t *s)
-{
-    return {reinterpret_cast<const char *>(s + 1), s[0]};
-}
-
 static bool read_alert(int16_t id, AlertText *a)
 {
-    Handle h = GetResource(FOUR("ALRT"), id);
+    std::vector<uint8_t> bytes;
+    ResReader r = read_form(FOUR("ALRT"), id, &bytes);
     size_t length;
 
-    if (!h)
-        return false;
-    ResReader r = {*h, *h + GetHandleSize(h)};
     a->place = r.u8();
     a->defaultButton = r.u8();
     a->cancelButton = r.u8();
@@ -159,10 +151,6 @@ int16_t Alert(int16_t id)
 int16_t StopAlert(int16_t id)
 {
     return run_alert(id, kStop);
-}
-int16_t NoteAlert(int16_t id)
-{
-    return run_alert(id, kNote);
 }
 int16_t CautionAlert(int16_t id)
 {

@@ -2,14 +2,12 @@
 // as a mouse event; its steps wait beside the queue for TrackControl.
 #include "platform/controls.h"
 
-#include "platform/core/macroman.h"
 #include "platform/core/queue.h"
 #include "platform/core/waiting.h"
 #include "platform/core/widgets/dialogparts.h"
 
 #include <algorithm>
 #include <deque>
-#include <string>
 
 // The back end counts controls among the items of their window, above those of
 // any dialog.
@@ -19,8 +17,7 @@ struct QlControl {
     WindowPtr w;
     int item;
     Rect bounds;
-    Str255 title;
-    int16_t value, min, max, proc;
+    int16_t value, min, max;
     int32_t page;
     bool visible, dimmed;
 };
@@ -48,13 +45,11 @@ static bool known(ControlHandle c)
 
 static void control_out(ControlHandle c)
 {
-    std::string title = macroman_to_utf8(
-        {reinterpret_cast<const char *>(c->title + 1), c->title[0]});
     be_item_info info = {};
 
     info.kind = BE_SCROLLBAR;
-    info.box = rect_out(c->bounds);
-    info.text = title.c_str();
+    info.box = box_of(c->bounds).out();
+    info.text = "";
     info.value = c->value;
     info.min = c->min;
     info.max = c->max;
@@ -73,9 +68,9 @@ WindowPtr control_window(ControlHandle c)
     return c ? c->w : nullptr;
 }
 
-ControlHandle NewControl(WindowPtr w, const Rect *bounds, ConstStr title,
+ControlHandle NewControl(WindowPtr w, const Rect *bounds, ConstStr,
                          bool visible, int16_t value, int16_t min, int16_t max,
-                         int16_t proc, int32_t)
+                         int16_t, int32_t)
 {
     if (!w)
         return nullptr;
@@ -84,32 +79,23 @@ ControlHandle NewControl(WindowPtr w, const Rect *bounds, ConstStr title,
     c->w = w;
     c->item = ++lastItem;
     c->bounds = *bounds;
-    if (title)
-        std::copy_n(title, title[0] + 1, c->title);
     c->min = min;
     c->max = std::max(min, max);
     c->value = std::clamp(value, c->min, c->max);
-    c->proc = proc;
     c->visible = visible;
     all.push_back(c);
     control_out(c);
     return c;
 }
 
-void DisposeControl(ControlHandle c)
-{
-    if (!known(c))
-        return;
-    be_item_dispose(c->w->id, c->item);
-    std::erase(all, c);
-    delete c;
-}
-
 void controls_dispose_of(WindowPtr w)
 {
-    for (size_t n = all.size(); n-- > 0;)
-        if (all[n]->w == w)
-            DisposeControl(all[n]);
+    std::erase_if(all, [w](ControlHandle c) {
+        bool goes = c->w == w;
+        if (goes)
+            delete c;
+        return goes;
+    });
 }
 
 // ---- values ----------------------------------------------------------------
@@ -117,10 +103,6 @@ void controls_dispose_of(WindowPtr w)
 int16_t GetControlValue(ControlHandle c)
 {
     return c ? c->value : int16_t(0);
-}
-int16_t GetControlMinimum(ControlHandle c)
-{
-    return c ? c->min : int16_t(0);
 }
 int16_t GetControlMaximum(ControlHandle c)
 {
@@ -138,27 +120,16 @@ void SetControlValue(ControlHandle c, int16_t value)
     be_item_value(c->w->id, c->item, value);
 }
 
-static void set_range(ControlHandle c, int16_t min, int16_t max)
-{
-    max = std::max(min, max);
-    if (c->min == min && c->max == max)
-        return;
-    c->min = min;
-    c->max = max;
-    c->value = std::clamp(c->value, min, max);
-    control_out(c);
-}
-
-void SetControlMinimum(ControlHandle c, int16_t min)
-{
-    if (c)
-        set_range(c, min, c->max);
-}
-
 void SetControlMaximum(ControlHandle c, int16_t max)
 {
-    if (c)
-        set_range(c, c->min, max);
+    if (!c)
+        return;
+    max = std::max(c->min, max);
+    if (c->max == max)
+        return;
+    c->max = max;
+    c->value = std::min(c->value, max);
+    control_out(c);
 }
 
 void SetControlViewSize(ControlHandle c, int32_t size)
@@ -176,7 +147,7 @@ void GetControlBounds(ControlHandle c, Rect *bounds)
 
 static void set_bounds(ControlHandle c, const Rect &r)
 {
-    if (EqualRect(&c->bounds, &r))
+    if (c->bounds == r)
         return;
     c->bounds = r;
     control_out(c);
@@ -186,9 +157,7 @@ void MoveControl(ControlHandle c, int16_t h, int16_t v)
 {
     if (!c)
         return;
-    Rect r = c->bounds;
-    OffsetRect(&r, int16_t(h - r.left), int16_t(v - r.top));
-    set_bounds(c, r);
+    set_bounds(c, box_of(c->bounds).moved_to(h, v).rect());
 }
 
 void SizeControl(ControlHandle c, int16_t width, int16_t height)
@@ -227,25 +196,6 @@ void HiliteControl(ControlHandle c, int16_t state)
     c->dimmed = dimmed;
     control_out(c);
 }
-
-void GetControlTitle(ControlHandle c, Str255 title)
-{
-    title[0] = 0;
-    if (c)
-        std::copy_n(c->title, c->title[0] + 1, title);
-}
-
-void SetControlTitle(ControlHandle c, ConstStr title)
-{
-    if (!c || std::equal(title, title + title[0] + 1, c->title))
-        return;
-    std::copy_n(title, title[0] + 1, c->title);
-    control_out(c);
-}
-
-// The widgets draw themselves.
-void DrawControls(WindowPtr) {}
-void UpdateControls(WindowPtr, RgnHandle) {}
 
 // ---- tracking --------------------------------------------------------------
 
@@ -311,7 +261,6 @@ void up_scroll(be_win w, int item, int part, int value)
 
     if (!window)
         return;
-    auto cut = [](int n) { return int16_t(std::clamp(n, -32768, 32767)); };
     if (part == 0) {
         if (pressHeld)
             steps.push_back({press, item, 0, 0});
@@ -328,7 +277,7 @@ void up_scroll(be_win w, int item, int part, int value)
     // Of a thumb that moves faster than the view can follow, its newest place.
     if (part == inThumb && !steps.empty() && steps.back().part == inThumb &&
         steps.back().press == press && steps.back().item == item)
-        steps.back().value = cut(value);
+        steps.back().value = limit16(value);
     else
-        steps.push_back({press, item, int16_t(part), cut(value)});
+        steps.push_back({press, item, int16_t(part), limit16(value)});
 }

@@ -13,8 +13,6 @@
 #include "platform/core/queue.h"
 #include "platform/core/waiting.h"
 #include "platform/core/widgets/menuparts.h"
-#include "platform/memory.h"
-#include "platform/resources.h"
 
 #include <algorithm>
 
@@ -29,24 +27,6 @@ constexpr uint32_t kFilterTicks = 10;
 static std::string paramTexts[4]; // ^0 to ^3
 
 // ---- texts -----------------------------------------------------------------
-
-static std::string bytes_of(ConstStr s)
-{
-    return {reinterpret_cast<const char *>(s + 1), s[0]};
-}
-
-static void bytes_to(const std::string &bytes, Str255 out)
-{
-    out[0] = uint8_t(std::min<size_t>(bytes.size(), 255));
-    std::copy_n(bytes.begin(), out[0], out + 1);
-}
-
-// Lines end in CR inside and in LF outside.
-static std::string text_out(std::string bytes)
-{
-    std::replace(bytes.begin(), bytes.end(), '\r', '\n');
-    return macroman_to_utf8(bytes);
-}
 
 void ParamText(ConstStr p0, ConstStr p1, ConstStr p2, ConstStr p3)
 {
@@ -82,6 +62,11 @@ static DialogItem *item_of(DialogPtr d, int16_t item)
     return &d->dialog->items[size_t(item - 1)];
 }
 
+static int16_t count_of(DialogPtr d)
+{
+    return d && d->dialog ? int16_t(d->dialog->items.size()) : int16_t(0);
+}
+
 static bool is_edit(const DialogItem *i)
 {
     return i->kind == BE_EDIT || i->kind == BE_PASSWORD;
@@ -91,12 +76,12 @@ static bool is_edit(const DialogItem *i)
 static void item_out(DialogPtr d, int16_t item)
 {
     DialogItem *i = item_of(d, item);
-    std::string text = text_out(i->text);
+    std::string text = text_to_utf8(i->text);
     std::string name = macroman_to_utf8(i->name);
     be_item_info info = {};
 
     info.kind = i->kind;
-    info.box = rect_out(i->box);
+    info.box = box_of(i->box).out();
     info.text = text.c_str();
     info.name = name.empty() ? nullptr : name.c_str();
     info.value = i->value;
@@ -125,7 +110,7 @@ DialogPtr dialog_make(const WindowMake *make, std::vector<DialogItem> items,
     d->dialog->items = std::move(items);
     d->dialog->defaultItem = defaultItem;
     d->dialog->cancelItem = cancelItem;
-    int16_t count = CountDITL(d);
+    int16_t count = count_of(d);
     for (int16_t item = count; item >= 1; item--)
         if (is_edit(item_of(d, item)) && !item_of(d, item)->hidden)
             d->dialog->focus = item;
@@ -184,10 +169,7 @@ static DialogItem read_item(ResReader *r)
 
     i.kind = kind_from(r->u8());
     uint8_t flags = r->u8();
-    i.box.top = r->i16();
-    i.box.left = r->i16();
-    i.box.bottom = r->i16();
-    i.box.right = r->i16();
+    i.box = r->rect();
     int16_t parameter = r->i16();
     const uint8_t *text = r->text(&length);
     i.text.assign(reinterpret_cast<const char *>(text), length);
@@ -228,18 +210,12 @@ static DialogItem read_item(ResReader *r)
 
 DialogPtr GetNewDialog(int16_t id)
 {
-    Handle h = GetResource(FOUR("DLOG"), id);
-    if (!h)
-        return nullptr;
-    std::vector<uint8_t> bytes(*h, *h + GetHandleSize(h));
-    ResReader r = {bytes.data(), bytes.data() + bytes.size()};
+    std::vector<uint8_t> bytes;
+    ResReader r = read_form(FOUR("DLOG"), id, &bytes);
     WindowMake make = {};
     Str255 title;
 
-    make.bounds.top = r.i16();
-    make.bounds.left = r.i16();
-    make.bounds.bottom = r.i16();
-    make.bounds.right = r.i16();
+    make.bounds = r.rect();
     uint8_t flags = r.u8();
     uint8_t place = r.u8();
     uint8_t manner = r.u8();
@@ -273,11 +249,6 @@ void DisposeDialog(DialogPtr d)
     DisposeWindow(d);
 }
 
-int16_t CountDITL(DialogPtr d)
-{
-    return d && d->dialog ? int16_t(d->dialog->items.size()) : int16_t(0);
-}
-
 void GetDialogItem(DialogPtr d, int16_t item, int16_t *kind, Rect *box)
 {
     static constexpr int16_t kinds[] = {
@@ -300,7 +271,7 @@ void SetDialogItemRect(DialogPtr d, int16_t item, const Rect *box)
 {
     DialogItem *i = item_of(d, item);
 
-    if (!i || EqualRect(&i->box, box))
+    if (!i || i->box == *box)
         return;
     Rect old = i->box;
     i->box = *box;
@@ -342,7 +313,7 @@ void SetDialogItemText(DialogPtr d, int16_t item, ConstStr text)
     if (bytes == i->text)
         return;
     i->text = bytes;
-    be_item_text(d->id, item, text_out(bytes).c_str());
+    be_item_text(d->id, item, text_to_utf8(bytes).c_str());
 }
 
 int16_t GetDialogItemValue(DialogPtr d, int16_t item)
@@ -379,7 +350,7 @@ void SetDialogItemMenu(DialogPtr d, int16_t item, MenuHandle m)
 
     if (!i || !m)
         return;
-    i->menu = GetMenuID(m);
+    i->menu = menu_id(m);
     item_out(d, item);
 }
 
@@ -395,24 +366,15 @@ void EnableDialogItem(DialogPtr d, int16_t item, bool enabled)
     item_out(d, item);
 }
 
-static void show_item(DialogPtr d, int16_t item, bool show)
+void HideDialogItem(DialogPtr d, int16_t item)
 {
     DialogItem *i = item_of(d, item);
 
-    if (!i || i->hidden == !show)
+    if (!i || i->hidden)
         return;
-    i->hidden = !show;
+    i->hidden = true;
     item_out(d, item);
     InvalWindowRect(d, &i->box);
-}
-
-void ShowDialogItem(DialogPtr d, int16_t item)
-{
-    show_item(d, item, true);
-}
-void HideDialogItem(DialogPtr d, int16_t item)
-{
-    show_item(d, item, false);
 }
 
 void SelectDialogItemText(DialogPtr d, int16_t item, int16_t start, int16_t end)
@@ -427,11 +389,6 @@ void SelectDialogItemText(DialogPtr d, int16_t item, int16_t start, int16_t end)
     d->dialog->shownFocus = true;
     be_item_focus(d->id, item, std::clamp<int>(start, 0, length),
                   std::clamp<int>(end, 0, length));
-}
-
-int16_t GetDialogKeyboardFocusItem(DialogPtr d)
-{
-    return d && d->dialog ? d->dialog->focus : int16_t(0);
 }
 
 void SetDialogDefaultItem(DialogPtr d, int16_t item)
@@ -485,7 +442,7 @@ void DialogDelete(DialogPtr d)
 
 int16_t dialog_user_item_at(WindowPtr w, Point at)
 {
-    for (int16_t item = CountDITL(w); item >= 1; item--) {
+    for (int16_t item = count_of(w); item >= 1; item--) {
         const DialogItem *i = item_of(w, item);
         if (i->kind == BE_USER && i->reports && !i->dimmed && !i->hidden &&
             PtInRect(at, &i->box))
@@ -502,7 +459,7 @@ void dialog_draw_items(WindowPtr d)
     GetWindowUpdateRgn(d, todo);
     BeginUpdate(d);
     SetPort(d);
-    for (int16_t item = 1; item <= CountDITL(d); item++) {
+    for (int16_t item = 1; item <= count_of(d); item++) {
         const DialogItem *i = item_of(d, item);
         if (i->kind == BE_USER && i->proc && !i->hidden &&
             RectInRgn(&i->box, todo))
@@ -705,7 +662,7 @@ void ModalDialog(ModalFilterProc filter, int16_t *item)
 
 bool GetColor(ConstStr prompt, const RGBColor *start, RGBColor *out)
 {
-    std::string text = text_out(bytes_of(prompt));
+    std::string text = pstr_to_utf8(prompt);
     be_ask_info ask = {};
 
     ask.kind = BE_ASK_COLOR;
@@ -753,11 +710,10 @@ void up_item_text(be_win w, int item, const char *text)
 
     if (!i || !is_edit(i))
         return;
-    std::string bytes = utf8_to_macroman(text);
-    std::replace(bytes.begin(), bytes.end(), '\n', '\r');
+    std::string bytes = text_from_utf8(text);
     if (bytes.size() > size_t(i->max)) {
         bytes.resize(size_t(i->max));
-        be_item_text(w, item, text_out(bytes).c_str());
+        be_item_text(w, item, text_to_utf8(bytes).c_str());
     }
     i->text = bytes;
 }

@@ -5,15 +5,13 @@
 #include "platform/menus.h"
 
 #include "platform/core/core.h"
+#include "platform/core/drawing/fontparts.h"
 #include "platform/core/files/resforms.h"
 #include "platform/core/macroman.h"
 #include "platform/core/outside.h"
 #include "platform/core/queue.h"
 #include "platform/core/waiting.h"
 #include "platform/core/widgets/menuparts.h"
-#include "platform/fonts.h"
-#include "platform/memory.h"
-#include "platform/resources.h"
 
 #include <algorithm>
 #include <string>
@@ -48,16 +46,6 @@ static void (*willOpen)();
 static bool popupOpen;
 static int16_t popupItem;
 
-static std::string text_out(const std::string &bytes)
-{
-    return macroman_to_utf8(bytes);
-}
-
-static std::string bytes_of(ConstStr s)
-{
-    return {reinterpret_cast<const char *>(s + 1), s[0]};
-}
-
 static void touch(MenuHandle m)
 {
     m->changed = anyChanged = true;
@@ -83,10 +71,10 @@ static void menu_out(MenuHandle m)
 {
     std::vector<std::string> texts;
     std::vector<be_menu_item> items;
-    std::string title = text_out(m->title);
+    std::string title = macroman_to_utf8(m->title);
 
     for (const MenuItem &i : m->items)
-        texts.push_back(text_out(i.text));
+        texts.push_back(macroman_to_utf8(i.text));
     for (size_t n = 0; n < m->items.size(); n++) {
         const MenuItem &i = m->items[n];
         items.push_back({texts[n].c_str(), char(i.command), i.enabled,
@@ -148,7 +136,7 @@ void DisposeMenu(MenuHandle m)
     delete m;
 }
 
-int16_t GetMenuID(MenuHandle m)
+int16_t menu_id(MenuHandle m)
 {
     return m ? m->id : int16_t(0);
 }
@@ -157,11 +145,8 @@ MenuHandle GetMenu(int16_t id)
 {
     if (MenuHandle made = GetMenuHandle(id))
         return made;
-    Handle h = GetResource(FOUR("MENU"), id);
-    if (!h)
-        return nullptr;
-    std::vector<uint8_t> bytes(*h, *h + GetHandleSize(h));
-    ResReader r = {bytes.data(), bytes.data() + bytes.size()};
+    std::vector<uint8_t> bytes;
+    ResReader r = read_form(FOUR("MENU"), id, &bytes);
     int16_t ownID = r.i16();
     uint8_t flags = r.u8();
     ConstStr title = r.pstring();
@@ -191,12 +176,11 @@ MenuHandle GetMenu(int16_t id)
 
 void SetMenuBarFromResource(int16_t id)
 {
-    Handle h = GetResource(FOUR("MBAR"), id);
-    if (!h)
-        return;
-    std::vector<uint8_t> bytes(*h, *h + GetHandleSize(h));
-    ResReader r = {bytes.data(), bytes.data() + bytes.size()};
+    std::vector<uint8_t> bytes;
+    ResReader r = read_form(FOUR("MBAR"), id, &bytes);
 
+    if (!r.ok)
+        return;
     bar.clear();
     for (int count = r.u16(); count > 0 && r.ok; count--) {
         int16_t menu = r.i16();
@@ -278,21 +262,12 @@ void GetMenuItemText(MenuHandle m, int16_t item, Str255 text)
 {
     MenuItem *i = item_of(m, item);
 
-    text[0] = 0;
-    if (!i)
-        return;
-    text[0] = uint8_t(std::min<size_t>(i->text.size(), 255));
-    std::copy_n(i->text.begin(), text[0], text + 1);
+    bytes_to(i ? i->text : "", text);
 }
 
 void CheckMenuItem(MenuHandle m, int16_t item, bool checked)
 {
     SetItemMark(m, item, checked ? resforms::kCheckMark : uint8_t(0));
-}
-
-bool IsMenuItemChecked(MenuHandle m, int16_t item)
-{
-    return GetItemMark(m, item) != 0;
 }
 
 void SetItemMark(MenuHandle m, int16_t item, uint8_t mark)
@@ -312,13 +287,6 @@ void SetItemCmd(MenuHandle m, int16_t item, uint8_t character)
 {
     if (MenuItem *i = item_of(m, item))
         change(m, &i->command, character);
-}
-
-uint8_t GetItemCmd(MenuHandle m, int16_t item)
-{
-    const MenuItem *i = item_of(m, item);
-
-    return i ? i->command : uint8_t(0);
 }
 
 void SetItemStyle(MenuHandle m, int16_t item, uint8_t style)
@@ -344,19 +312,11 @@ void DisableMenuItem(MenuHandle m, int16_t item)
     enable(m, item, false);
 }
 
-bool IsMenuItemEnabled(MenuHandle m, int16_t item)
+static bool usable(MenuHandle m, int16_t item)
 {
     const MenuItem *i = item_of(m, item);
 
-    if (!m || !m->enabled)
-        return false;
-    return item == 0 || (i && i->enabled);
-}
-
-void SetMenuItemHierarchicalID(MenuHandle m, int16_t item, int16_t id)
-{
-    if (MenuItem *i = item_of(m, item))
-        change(m, &i->submenu, id);
+    return i && m->enabled && i->enabled;
 }
 
 // ---- choices ---------------------------------------------------------------
@@ -385,7 +345,7 @@ int32_t MenuSelect(const EventRecord *event)
     int16_t menu = int16_t(event->message >> 16);
     int16_t item = int16_t(event->message & 0xFFFF);
     // It may have been dimmed since the menu was opened.
-    if (!IsMenuItemEnabled(GetMenuHandle(menu), item))
+    if (!usable(GetMenuHandle(menu), item))
         return 0;
     HiliteMenu(title_of(menu));
     events_hold_modifiers(event->modifiers);
@@ -407,8 +367,8 @@ int32_t MenuKey(uint8_t character)
     for (int16_t id : ids) {
         MenuHandle m = GetMenuHandle(id);
         for (int16_t item = 1; item <= CountMenuItems(m); item++) {
-            if (folded(GetItemCmd(m, item)) != folded(character) ||
-                !IsMenuItemEnabled(m, item))
+            if (folded(item_of(m, item)->command) != folded(character) ||
+                !usable(m, item))
                 continue;
             HiliteMenu(title_of(id));
             return choice_of(id, item);
@@ -443,9 +403,7 @@ int32_t PopUpMenuSelect(MenuHandle m, int16_t top, int16_t left, int16_t item)
     MenuHandle listed = GetMenuHandle(m->id);
     if (listed && listed != m)
         touch(listed);
-    if (!IsMenuItemEnabled(m, popupItem) || popupItem == 0)
-        return 0;
-    return choice_of(m->id, popupItem);
+    return usable(m, popupItem) ? choice_of(m->id, popupItem) : 0;
 }
 
 void SetMenuWillOpenProc(void (*proc)())
@@ -455,12 +413,10 @@ void SetMenuWillOpenProc(void (*proc)())
 
 void CreateStandardFontMenu(MenuHandle m, int16_t after, int16_t)
 {
-    int16_t count = CountFonts();
-
-    for (int16_t n = 1; n <= count; n++) {
+    for (const std::string &font : font_names()) {
         Str255 name;
-        GetIndFontName(n, name);
-        InsertMenuItem(m, name, int16_t(after + n - 1));
+        bytes_to(utf8_to_macroman(font), name);
+        InsertMenuItem(m, name, after++);
     }
 }
 

@@ -34,24 +34,6 @@ constexpr int64_t kOfferEvery = 500000; // a size that was not taken
 
 // ---- small things ----------------------------------------------------------
 
-static std::string text_out(ConstStr s)
-{
-    return macroman_to_utf8({reinterpret_cast<const char *>(s + 1), s[0]});
-}
-
-be_rect rect_out(const Rect &r)
-{
-    return {r.left, r.top, r.right, r.bottom};
-}
-
-Rect rect_in(const be_rect &r)
-{
-    auto cut = [](int32_t n) {
-        return int16_t(std::clamp(n, int32_t(SHRT_MIN), int32_t(SHRT_MAX)));
-    };
-    return {cut(r.top), cut(r.left), cut(r.bottom), cut(r.right)};
-}
-
 static int16_t width_of(const Rect &r)
 {
     return int16_t(r.right - r.left);
@@ -143,7 +125,7 @@ static void invalidate(WindowPtr w)
 WindowPtr window_make(const WindowMake *make)
 {
     WindowPtr w = new QlWindow{};
-    std::string title = text_out(make->title);
+    std::string title = pstr_to_utf8(make->title);
 
     w->id = ++lastId;
     w->kind = make->kind;
@@ -160,7 +142,7 @@ WindowPtr window_make(const WindowMake *make)
 
     be_window_info info = {};
     info.kind = make->native;
-    info.content = rect_out(w->bounds);
+    info.content = box_of(w->bounds).out();
     info.title = title.c_str();
     info.resizable = make->resizable;
     info.closable = make->closable;
@@ -195,26 +177,19 @@ void window_place(Rect *bounds, uint8_t place)
         std::max<int>(screen.left, std::min<int>(left, screen.right - width));
     top = std::max<int>(screen.top + 24,
                         std::min<int>(top, screen.bottom - height));
-    SetRect(bounds, int16_t(left), int16_t(top), int16_t(left + width),
-            int16_t(top + height));
+    *bounds = box_of(*bounds).moved_to(left, top).rect();
 }
 
 WindowPtr GetNewWindow(int16_t id)
 {
-    Handle h = GetResource(FOUR("WIND"), id);
-    if (!h)
-        return nullptr;
-    std::vector<uint8_t> bytes(*h, *h + GetHandleSize(h));
-    ResReader r = {bytes.data(), bytes.data() + bytes.size()};
+    std::vector<uint8_t> bytes;
+    ResReader r = read_form(FOUR("WIND"), id, &bytes);
     WindowMake make = {};
 
     make.native = BE_DOCUMENT;
     make.kind = userKind;
     make.canvas = true;
-    make.bounds.top = r.i16();
-    make.bounds.left = r.i16();
-    make.bounds.bottom = r.i16();
-    make.bounds.right = r.i16();
+    make.bounds = r.rect();
     uint8_t flags = r.u8();
     uint8_t place = r.u8();
     int16_t minWidth = r.i16();
@@ -228,15 +203,10 @@ WindowPtr GetNewWindow(int16_t id)
     window_place(&make.bounds, place);
     WindowPtr w = window_make(&make);
     if (minWidth > 0 || minHeight > 0)
-        SetWindowLimits(w, minWidth, minHeight, SHRT_MAX, SHRT_MAX);
+        be_window_limits(w->id, minWidth, minHeight, SHRT_MAX, SHRT_MAX);
     if (flags & resforms::kWindowVisible)
         ShowWindow(w);
     return w;
-}
-
-WindowPtr GetNewCWindow(int16_t id)
-{
-    return GetNewWindow(id);
 }
 
 void DisposeWindow(WindowPtr w)
@@ -269,14 +239,7 @@ void SetWTitle(WindowPtr w, ConstStr title)
     if (!w || std::equal(title, title + title[0] + 1, w->title))
         return;
     std::copy_n(title, title[0] + 1, w->title);
-    be_window_title(w->id, text_out(title).c_str());
-}
-
-void GetWTitle(WindowPtr w, Str255 title)
-{
-    title[0] = 0;
-    if (w)
-        std::copy_n(w->title, w->title[0] + 1, title);
+    be_window_title(w->id, pstr_to_utf8(title).c_str());
 }
 
 void ShowWindow(WindowPtr w)
@@ -290,27 +253,18 @@ void ShowWindow(WindowPtr w)
     retarget();
 }
 
-void HideWindow(WindowPtr w)
+void ShowHide(WindowPtr w, bool show)
 {
+    if (show) {
+        ShowWindow(w);
+        return;
+    }
     if (!w || !w->visible)
         return;
     w->visible = false;
     SetEmptyRgn(w->update);
     be_window_show(w->id, false);
     retarget();
-}
-
-void ShowHide(WindowPtr w, bool show)
-{
-    if (show)
-        ShowWindow(w);
-    else
-        HideWindow(w);
-}
-
-bool IsWindowVisible(WindowPtr w)
-{
-    return w && w->visible;
 }
 
 void SelectWindow(WindowPtr w)
@@ -343,14 +297,14 @@ bool IsWindowCollapsed(WindowPtr w)
 static void bounds_out(WindowPtr w)
 {
     if (w->zoomed) {
-        bool same = EqualRect(&w->bounds, &w->native_bounds);
+        bool same = w->bounds == w->native_bounds;
         w->growPending = !same && !w->growAnswered;
         anyUnsized |= w->growPending;
         return;
     }
     w->native_bounds = w->bounds;
     w->growPending = false;
-    be_rect r = rect_out(w->bounds);
+    be_rect r = box_of(w->bounds).out();
     be_window_bounds(w->id, &r);
 }
 
@@ -369,8 +323,7 @@ void MoveWindow(WindowPtr w, int16_t h, int16_t v, bool front)
     if (!w)
         return;
     if (w->bounds.left != h || w->bounds.top != v) {
-        SetRect(&w->bounds, h, v, int16_t(h + width_of(w->bounds)),
-                int16_t(v + height_of(w->bounds)));
+        w->bounds = box_of(w->bounds).moved_to(h, v).rect();
         bounds_out(w);
     }
     if (front)
@@ -409,13 +362,6 @@ void GetWindowBounds(WindowPtr w, Rect *global)
         *global = w->bounds;
 }
 
-void SetWindowLimits(WindowPtr w, int16_t minWidth, int16_t minHeight,
-                     int16_t maxWidth, int16_t maxHeight)
-{
-    if (w)
-        be_window_limits(w->id, minWidth, minHeight, maxWidth, maxHeight);
-}
-
 void SetWindowZoomed(WindowPtr w, bool zoomed)
 {
     if (!w || w->zoomed == zoomed)
@@ -429,7 +375,7 @@ void GetScreenBounds(Rect *bounds)
     be_rect r;
 
     be_screen(&r);
-    *bounds = rect_in(r);
+    *bounds = box_of(r).rect();
 }
 
 RgnHandle GetGrayRgn()
@@ -457,8 +403,6 @@ int16_t FindWindow(const EventRecord *event, WindowPtr *w)
     }
 }
 
-void DragWindow(WindowPtr, const EventRecord *) {}
-
 uint32_t GrowWindow(WindowPtr w, const EventRecord *, const Rect *limits)
 {
     if (!w || !w->growPending)
@@ -479,22 +423,12 @@ uint32_t GrowWindow(WindowPtr w, const EventRecord *, const Rect *limits)
     w->bounds.left = w->native_bounds.left;
     w->bounds.top = w->native_bounds.top;
     if (width == width_of(w->bounds) && height == height_of(w->bounds)) {
-        if (!EqualRect(&w->bounds, &w->native_bounds))
+        if (w->bounds != w->native_bounds)
             bounds_out(w);
         return 0;
     }
     return uint32_t(height) << 16 | uint32_t(width);
 }
-
-bool TrackGoAway(WindowPtr w, const EventRecord *)
-{
-    return w != nullptr;
-}
-bool TrackBox(WindowPtr w, const EventRecord *, int16_t)
-{
-    return w != nullptr;
-}
-void DrawGrowIcon(WindowPtr) {} // the frame is the desktop's
 
 void windows_offer_sizes()
 {
@@ -590,14 +524,6 @@ void ValidWindowRgn(WindowPtr w, RgnHandle rgn)
         DiffRgn(w->update, rgn, w->update);
 }
 
-void ValidWindowRect(WindowPtr w, const Rect *r)
-{
-    static RgnHandle area = NewRgn();
-
-    RectRgn(area, r);
-    ValidWindowRgn(w, area);
-}
-
 void GetWindowUpdateRgn(WindowPtr w, RgnHandle rgn)
 {
     if (w)
@@ -659,15 +585,13 @@ void ObscureCursor()
     show_cursor(w, BE_HIDDEN);
 }
 
-void SetWRefCon(WindowPtr w, int32_t value)
+void SetCaretRect(WindowPtr w, const Rect *local)
 {
-    if (w)
-        w->refCon = value;
-}
-
-int32_t GetWRefCon(WindowPtr w)
-{
-    return w ? w->refCon : 0;
+    if (!w || w->caret == *local)
+        return;
+    w->caret = *local;
+    be_rect out = box_of(*local).out();
+    be_caret_at(w->id, &out);
 }
 
 // ---- calls up --------------------------------------------------------------
@@ -692,7 +616,7 @@ void up_resized(be_win id, const be_rect *content, bool finished)
 
     if (!w || !finished)
         return;
-    w->native_bounds = rect_in(*content);
+    w->native_bounds = box_of(*content).rect();
     if (width_of(w->native_bounds) == width_of(w->bounds) &&
         height_of(w->native_bounds) == height_of(w->bounds)) {
         w->growPending = false;
@@ -711,9 +635,7 @@ void up_moved(be_win id, const be_rect *content)
     if (!w ||
         (w->bounds.left == content->left && w->bounds.top == content->top))
         return;
-    Rect at = rect_in(*content);
-    SetRect(&w->bounds, at.left, at.top, int16_t(at.left + width_of(w->bounds)),
-            int16_t(at.top + height_of(w->bounds)));
+    w->bounds = box_of(w->bounds).moved_to(content->left, content->top).rect();
     queue_frame(w, inDrag);
 }
 
@@ -725,7 +647,7 @@ void up_zoom(be_win id, bool zoomed, const be_rect *content)
         return;
     w->zoomed = zoomed;
     w->growAnswered = false;
-    w->native_bounds = rect_in(*content);
+    w->native_bounds = box_of(*content).rect();
     queue_frame(w, zoomed ? inZoomOut : inZoomIn);
 }
 

@@ -3,8 +3,9 @@
 #pragma once
 
 #include "platform/core/core.h"
+#include "platform/core/drawing/box.h"
 
-struct Dialog; // platform/core/dialogs.h
+struct Dialog; // dialogparts.h
 
 struct QlWindow {
     be_win id;
@@ -19,7 +20,7 @@ struct QlWindow {
     PortState *port;
     RgnHandle update; // still to be redrawn, local
     be_cursor cursor;
-    int32_t refCon;
+    Rect caret;     // local, as the back end knows it
     Dialog *dialog; // null for a plain window
 
     // The user has given the window another size than the program knows. It is
@@ -58,6 +59,3 @@ bool windows_dirty(); // false: no window has anything to be redrawn
 
 // Offers sizes that are still pending anew. Called at each event wait.
 void windows_offer_sizes();
-
-be_rect rect_out(const Rect &r);
-Rect rect_in(const be_rect &r);
