@@ -1,3 +1,4 @@
+// The calls up, one line each.
 #include "tests/desktop/recorder.h"
 
 #include <cstdarg>
@@ -126,20 +127,26 @@ void up_mouse(be_win w, int h, int v, uint16_t modifiers, bool down)
     note("mouse %d %d,%d %04X %s", w, h, v, modifiers, down ? "down" : "up");
 }
 
-void up_middle_click(be_win w)
-{
-    note("middle %d", w);
-}
-
-void up_wheel(be_win w, int delta)
-{
-    note("wheel %d %d", w, delta);
-}
-
-void up_close(be_win w)
-{
-    note("close %d", w);
-}
+// clang-format off
+void up_middle_click(be_win w) { note("middle %d", w); }
+void up_wheel(be_win w, int delta) { note("wheel %d %d", w, delta); }
+void up_close(be_win w) { note("close %d", w); }
+void up_moved(be_win w, const be_rect *c) { note("moved %d %d,%d", w, c->left, c->top); }
+void up_zoom(be_win w, bool zoomed, const be_rect *) { note("zoom %d %d", w, zoomed); }
+void up_collapsed(be_win w, bool collapsed) { note("collapsed %d %d", w, collapsed); }
+void up_active(be_win w, bool active) { note("active %d %d", w, active); }
+void up_app_active(bool) {}
+void up_scale(be_win w) { note("scale %d", w); }
+void up_menu(int32_t menu, int item, uint16_t) { note("menu %d item %d", menu, item); }
+void up_popup_done(int32_t menu, int item) { note("popup %d item %d", menu, item); }
+void up_item_hit(be_win w, int item) { note("hit %d item %d", w, item); }
+void up_item_value(be_win w, int item, int value) { note("value %d item %d is %d", w, item, value); }
+void up_item_text(be_win w, int item, const char *text) { note("text %d item %d '%s'", w, item, text); }
+void up_item_focus(be_win w, int item) { note("focus %d item %d", w, item); }
+void up_scroll(be_win w, int item, int part, int value) { note("scroll %d item %d part %d at %d", w, item, part, value); }
+void up_drag_done(bool taken) { note("drag done %d", taken); }
+void up_quit() { note("quit"); }
+// clang-format on
 
 void up_resized(be_win w, const be_rect *c, bool finished)
 {
@@ -147,73 +154,11 @@ void up_resized(be_win w, const be_rect *c, bool finished)
          finished ? "" : " still");
 }
 
-void up_moved(be_win w, const be_rect *c)
-{
-    note("moved %d %d,%d", w, c->left, c->top);
-}
-
-void up_zoom(be_win w, bool zoomed, const be_rect *)
-{
-    note("zoom %d %d", w, zoomed);
-}
-
-void up_collapsed(be_win w, bool collapsed)
-{
-    note("collapsed %d %d", w, collapsed);
-}
-
-void up_active(be_win w, bool active)
-{
-    note("active %d %d", w, active);
-}
-
-void up_app_active(bool) {}
-
-void up_scale(be_win w)
-{
-    note("scale %d", w);
-}
-
 void up_menu_will_open()
 {
     note("menu will open");
     if (onMenuWillOpen)
         onMenuWillOpen();
-}
-
-void up_menu(int32_t menu, int item, uint16_t)
-{
-    note("menu %d item %d", menu, item);
-}
-
-void up_popup_done(int32_t menu, int item)
-{
-    note("popup %d item %d", menu, item);
-}
-
-void up_item_hit(be_win w, int item)
-{
-    note("hit %d item %d", w, item);
-}
-
-void up_item_value(be_win w, int item, int value)
-{
-    note("value %d item %d is %d", w, item, value);
-}
-
-void up_item_text(be_win w, int item, const char *text)
-{
-    note("text %d item %d '%s'", w, item, text);
-}
-
-void up_item_focus(be_win w, int item)
-{
-    note("focus %d item %d", w, item);
-}
-
-void up_scroll(be_win w, int item, int part, int value)
-{
-    note("scroll %d item %d part %d at %d", w, item, part, value);
 }
 
 void up_answer(bool ok, uint32_t value, const char *const *paths, int count)
@@ -236,16 +181,6 @@ void up_drop(be_win w, int, int, uint16_t, const char *text,
 {
     note("drop %d '%s' %d %s", w, text ? text : "", count,
          count ? paths[0] : "");
-}
-
-void up_drag_done(bool taken)
-{
-    note("drag done %d", taken);
-}
-
-void up_quit()
-{
-    note("quit");
 }
 
 be_session_answer up_session_end(be_may_ask *)

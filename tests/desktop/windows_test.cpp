@@ -55,6 +55,10 @@ TEST_F(Windows, ResizeIsToldOnceAndAtTheEnd)
     EXPECT_TRUE(turn_until("resized 1 350x220"));
     EXPECT_FALSE(was_heard("resized 1 330x220"));
 
+    be_window_limits(1, 120, 80, 600, 400); // of the content
+    EXPECT_EQ(desk_window(1)->top->minimumSize(), QSize(120, 80 + bar));
+    EXPECT_EQ(desk_window(1)->top->maximumSize(), QSize(600, 400 + bar));
+
     // What the program asks for itself is no news.
     heard.clear();
     be_rect wanted = {100, 120, 500, 420};
@@ -62,15 +66,6 @@ TEST_F(Windows, ResizeIsToldOnceAndAtTheEnd)
     turn(300);
     EXPECT_EQ(content(1)->size(), QSize(400, 300));
     EXPECT_EQ(take_heard(), "");
-}
-
-TEST_F(Windows, LimitsHoldForTheContent)
-{
-    open(1, BE_DOCUMENT, 300, 200);
-    be_window_limits(1, 120, 80, 600, 400);
-    int bar = desk_window(1)->bar->height();
-    EXPECT_EQ(desk_window(1)->top->minimumSize(), QSize(120, 80 + bar));
-    EXPECT_EQ(desk_window(1)->top->maximumSize(), QSize(600, 400 + bar));
 }
 
 TEST_F(Windows, ZoomIsToldWithItsPlaceAndNoResize)
@@ -194,23 +189,21 @@ TEST_F(Windows, DropsAreOfferedFirst)
     QMimeData text, file;
     text.setText(QStringLiteral("hello"));
     file.setUrls({QUrl::fromLocalFile(QStringLiteral("/tmp/some file"))});
-    auto enter = [this](QMimeData *data) {
-        QDragEnterEvent event(QPoint(5, 5), Qt::CopyAction, data,
-                              Qt::LeftButton, Qt::NoModifier);
+    auto offer = [this](auto event) {
         QApplication::sendEvent(content(1), &event);
         return event.isAccepted();
     };
-    auto move = [this](QMimeData *data) {
-        QDragMoveEvent event(QPoint(50, 5), Qt::CopyAction, data,
-                             Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(content(1), &event);
-        return event.isAccepted();
+    auto enter = [&](QMimeData *data) {
+        return offer(QDragEnterEvent({5, 5}, Qt::CopyAction, data,
+                                     Qt::LeftButton, Qt::NoModifier));
     };
-    auto drop = [this](QMimeData *data) {
-        QDropEvent event(QPointF(50, 5), Qt::CopyAction, data, Qt::LeftButton,
-                         Qt::NoModifier);
-        QApplication::sendEvent(content(1), &event);
-        return event.isAccepted();
+    auto move = [&](QMimeData *data) {
+        return offer(QDragMoveEvent({50, 5}, Qt::CopyAction, data,
+                                    Qt::LeftButton, Qt::NoModifier));
+    };
+    auto drop = [&](QMimeData *data) {
+        return offer(QDropEvent({50, 5}, Qt::CopyAction, data, Qt::LeftButton,
+                                Qt::NoModifier));
     };
 
     // A drag comes in over a place that refuses it, and goes on to one that

@@ -4,8 +4,11 @@
 #include "platform/alerts.h"
 #include "platform/clock.h"
 #include "platform/controls.h"
+#include "platform/core/files/resforms.h"
 #include "platform/drawing.h"
+#include "platform/memory.h"
 #include "platform/menus.h"
+#include "platform/resources.h"
 #include "tests/support/ui.h"
 
 #include <gtest/gtest.h>
@@ -293,6 +296,23 @@ TEST(Resources, EveryDialogCanBeShown)
     }
     EXPECT_GT(dialogs, 5);
     EXPECT_GT(alerts, 5);
+}
+
+TEST(Resources, EveryMenuAndListIsWhole)
+{
+    SetMenuBarFromResource(301);
+    for (int16_t i = 1; i <= CountResources(FOUR("MENU")); i++) {
+        int16_t id = 0;
+        GetResInfo(GetIndResource(FOUR("MENU"), i), &id, nullptr, nullptr);
+        EXPECT_GT(CountMenuItems(GetMenu(id)), 0) << id;
+    }
+    for (int16_t i = 1; i <= CountResources(FOUR("STR#")); i++) {
+        Handle h = GetIndResource(FOUR("STR#"), i);
+        ResReader r{*h, *h + GetHandleSize(h)};
+        for (int n = r.u16(); n > 0; n--)
+            r.pstring();
+        EXPECT_TRUE(r.ok && r.p == r.end) << i;
+    }
 }
 
 static std::string steps;

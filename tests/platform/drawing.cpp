@@ -272,33 +272,4 @@ TEST(Presenting, AtMostSixtyTimesASecond)
     EXPECT_EQ(hl_window(w)->presents, shown);
 }
 
-TEST(Presenting, UpdatesAreCutToWhatChanged)
-{
-    WindowPtr w = ui_window();
-    Rect all = {0, 0, 200, 300}, part = {20, 30, 40, 60};
-    SetPort(w);
-    BeginUpdate(w);
-    EndUpdate(w);
-    EraseRect(&all);
-
-    InvalWindowRect(w, &part);
-    BeginUpdate(w);
-    PaintRect(&all);
-    EndUpdate(w);
-    EXPECT_EQ(draw_pixel(w, 30, 20), kBlack);
-    EXPECT_EQ(draw_pixel(w, 59, 39), kBlack);
-    EXPECT_EQ(draw_pixel(w, 29, 20), kWhite);
-    EXPECT_EQ(draw_pixel(w, 60, 39), kWhite);
-    PaintRect(&all);
-    EXPECT_EQ(draw_pixel(w, 299, 199), kBlack);
-
-    Point p = {7, 9};
-    LocalToGlobal(&p);
-    EXPECT_TRUE(p.h == 109 && p.v == 207);
-    GlobalToLocal(&p);
-    EXPECT_TRUE(p.h == 9 && p.v == 7);
-    DisposeWindow(w);
-    EXPECT_EQ(GetPort(), nullptr);
-}
-
 } // namespace

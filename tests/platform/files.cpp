@@ -1,3 +1,4 @@
+// Files: names, forks, kinds, locks, folders, and what a full disk does.
 #include "platform/files.h"
 
 #include <gtest/gtest.h>
@@ -75,10 +76,26 @@ static std::string fork_of(const Place &at, const std::string &name)
     return bytes;
 }
 
-// Nothing that a host sends as a name may reach another folder.
-TEST(Files, NamesStayInTheirFolder)
-{
+class Files : public testing::Test {
+protected:
     Place at;
+    int16_t ref = 0;
+    int32_t n = 0;
+    CatInfo cat = {};
+    FInfo info = {};
+    FSSpec spec = {};
+    std::string path;
+
+    // What a folder's numbers stand for.
+    std::string folder(int16_t vRef, int32_t dir)
+    {
+        return folder_path(vRef, dir, path) == noErr ? path : "";
+    }
+};
+
+// Nothing that a host sends as a name may reach another folder.
+TEST_F(Files, NamesStayInTheirFolder)
+{
     struct {
         std::string name, onDisk;
         OSErr err;
@@ -106,11 +123,8 @@ TEST(Files, NamesStayInTheirFolder)
     EXPECT_EQ(HCreate(at.vRef, 999999, P("x"), kEdit, kText), dirNFErr);
 }
 
-TEST(Files, LinksAreNotFollowedForWriting)
+TEST_F(Files, LinksAreNotFollowedForWriting)
 {
-    Place at;
-    int16_t ref;
-    FInfo info = {};
     fs::path outside = at.root / "outside";
     std::ofstream(outside) << "precious";
     fs::create_symlink(outside, at.path("link"));
@@ -133,10 +147,8 @@ TEST(Files, LinksAreNotFollowedForWriting)
     EXPECT_TRUE(fs::exists(outside));
 }
 
-TEST(Files, OnlyPlainFilesAreOpened)
+TEST_F(Files, OnlyPlainFilesAreOpened)
 {
-    Place at;
-    int16_t ref;
     fs::create_directory(at.path("folder"));
     ASSERT_EQ(mkfifo(at.path("pipe").c_str(), 0600), 0);
     EXPECT_EQ(HOpen(at.vRef, at.dir, P("folder"), fsRdPerm, &ref), fnfErr);
@@ -147,11 +159,8 @@ TEST(Files, OnlyPlainFilesAreOpened)
     EXPECT_EQ(HOpen(at.vRef, at.dir, P("none"), fsRdPerm, &ref), dirNFErr);
 }
 
-TEST(Files, PositionsAndEnds)
+TEST_F(Files, PositionsAndEnds)
 {
-    Place at;
-    int16_t ref;
-    int32_t n;
     char block[16];
     at.write("f", "0123456789");
     ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsRdWrPerm, &ref), noErr);
@@ -180,11 +189,10 @@ TEST(Files, PositionsAndEnds)
     EXPECT_EQ(FSClose(0), rfNumErr);
 }
 
-TEST(Files, PermissionsOfOpenFiles)
+TEST_F(Files, PermissionsOfOpenFiles)
 {
-    Place at;
     int16_t a, b;
-    int32_t n = 1;
+    n = 1;
     at.write("f", "abc");
     ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsRdPerm, &a), noErr);
     EXPECT_EQ(FSWrite(a, &n, "x"), wrPermErr);
@@ -200,25 +208,22 @@ TEST(Files, PermissionsOfOpenFiles)
         many.push_back(a);
     EXPECT_EQ(HOpen(at.vRef, at.dir, P("f"), fsRdPerm, &a), tmfoErr);
     EXPECT_GE(many.size(), 32u);
-    for (int16_t ref : many)
-        EXPECT_EQ(FSClose(ref), noErr);
+    for (int16_t one : many)
+        EXPECT_EQ(FSClose(one), noErr);
 }
 
-// A file whose size passes 32 bits is read through, and told as the largest.
-TEST(Files, HugeFilesAreTold)
+// A file whose size passes 32 bits is read through, and reported as the
+// largest.
+TEST_F(Files, HugeFilesAreCut)
 {
-    Place at;
-    int16_t ref;
-    int32_t n;
-    CatInfo info;
     at.write("f", "");
     ASSERT_EQ(truncate(at.path("f").c_str(), off_t(5) << 30), 0);
     ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsRdWrPerm, &ref), noErr);
     EXPECT_EQ(GetEOF(ref, &n), noErr);
     EXPECT_EQ(n, INT32_MAX);
-    EXPECT_EQ(GetCatInfo(at.vRef, at.dir, P("f"), &info), noErr);
-    EXPECT_EQ(info.dataLen, INT32_MAX);
-    EXPECT_EQ(info.dataForkOpen, 1);
+    EXPECT_EQ(GetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
+    EXPECT_EQ(cat.dataLen, INT32_MAX);
+    EXPECT_EQ(cat.dataForkOpen, 1);
     EXPECT_EQ(SetFPos(ref, fsFromLEOF, 0), noErr);
     EXPECT_EQ(put(ref, "end"), noErr);
     EXPECT_EQ(SetFPos(ref, fsFromLEOF, -3), noErr);
@@ -226,11 +231,8 @@ TEST(Files, HugeFilesAreTold)
     EXPECT_EQ(FSClose(ref), noErr);
 }
 
-TEST(Files, ForkAndInfoFollowTheFile)
+TEST_F(Files, ForkAndInfoFollowTheFile)
 {
-    Place at;
-    FInfo info;
-    CatInfo cat;
     make_two_forks(at, "f", "data", "resource");
     EXPECT_EQ(at.read("f"), "data");
     EXPECT_EQ(fork_of(at, "f"), "resource");
@@ -262,9 +264,8 @@ TEST(Files, ForkAndInfoFollowTheFile)
 
 // A file without a fork has an empty one; a new one may not inherit a fork
 // that a file of that name has left behind.
-TEST(Files, ForksAreNeitherInventedNorInherited)
+TEST_F(Files, ForksAreNeitherInventedNorInherited)
 {
-    Place at;
     at.write("plain", "x");
     EXPECT_EQ(fork_of(at, "plain"), "");
     EXPECT_FALSE(fs::exists(at.path("._plain")));
@@ -278,7 +279,6 @@ TEST(Files, ForksAreNeitherInventedNorInherited)
     // Nor is one made by a file of such a name, or lost to one.
     make_two_forks(at, "g", "data", "resource");
     make_two_forks(at, "g.new", "data", "its own");
-    int16_t ref;
     EXPECT_EQ(HCreate(at.vRef, at.dir, P("._g"), kEdit, kText), bdNamErr);
     EXPECT_EQ(HRename(at.vRef, at.dir, P("f"), P("._g")), bdNamErr);
     fs::remove(at.path("._g"));
@@ -294,10 +294,8 @@ TEST(Files, ForksAreNeitherInventedNorInherited)
 }
 
 // A fork grows, shrinks, is opened again, and may lie before other entries.
-TEST(Files, ForkInAForeignSidecar)
+TEST_F(Files, ForkInAForeignSidecar)
 {
-    Place at;
-    int16_t ref;
     at.write("f", "data");
     // Entry 2 (fork, 3 bytes at 82), then entry 4 (comment) behind it.
     std::string side("\0\5\x16\7\0\2\0\0", 8);
@@ -324,29 +322,22 @@ TEST(Files, ForkInAForeignSidecar)
 
 // Sidecars come from anywhere; one that lies about itself is an error or no
 // fork, never a read beyond it.
-TEST(Files, DamagedSidecars)
+TEST_F(Files, DamagedSidecars)
 {
-    Place at;
     make_two_forks(at, "f", "data", "resource");
     std::string good = at.read("._f");
-    CatInfo cat;
+    std::vector<std::string> damaged;
+    for (size_t i = 0; i < good.size(); i++)
+        damaged.push_back(good.substr(0, i));
     for (size_t i = 0; i < 82; i++)
         for (int v : {0, 1, 0x7F, 0xFF}) {
-            std::string bad = good;
-            bad[i] = char(v);
-            at.write("._f", bad);
-            int16_t ref;
-            if (HOpenRF(at.vRef, at.dir, P("f"), fsRdPerm, &ref) == noErr) {
-                EXPECT_LE(get(ref, 1000).size(), good.size());
-                EXPECT_EQ(FSClose(ref), noErr);
-            }
-            EXPECT_EQ(GetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
+            damaged.push_back(good);
+            damaged.back()[i] = char(v);
         }
-    for (size_t n = 0; n < good.size(); n++) {
-        at.write("._f", good.substr(0, n));
-        int16_t ref;
+    for (const std::string &bad : damaged) {
+        at.write("._f", bad);
         if (HOpenRF(at.vRef, at.dir, P("f"), fsRdPerm, &ref) == noErr) {
-            EXPECT_LE(get(ref, 1000).size(), n);
+            EXPECT_LE(get(ref, 1000).size(), bad.size());
             EXPECT_EQ(FSClose(ref), noErr);
         }
         EXPECT_EQ(GetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
@@ -354,11 +345,8 @@ TEST(Files, DamagedSidecars)
     EXPECT_EQ(at.read("f"), "data");
 }
 
-TEST(Files, LockDatesAndFlags)
+TEST_F(Files, LockDatesAndFlags)
 {
-    Place at;
-    CatInfo cat;
-    int16_t ref;
     make_two_forks(at, "f", "data", "resource");
     ASSERT_EQ(GetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
     cat.created = 3000000000u;
@@ -386,11 +374,9 @@ TEST(Files, LockDatesAndFlags)
 }
 
 // Where attributes don't work the sidecar keeps the type; a file that nobody
-// gave a type is told by its name and its bytes.
-TEST(Files, TypesWithoutAttributes)
+// gave a type gets one by its name and its bytes.
+TEST_F(Files, TypesWithoutAttributes)
 {
-    Place at;
-    FInfo info;
     struct {
         const char *name;
         std::string bytes;
@@ -422,11 +408,8 @@ TEST(Files, TypesWithoutAttributes)
     EXPECT_EQ(fork_of(at, "f"), "resource");
 }
 
-TEST(Files, SidecarsStandInForAttributes)
+TEST_F(Files, SidecarsStandInForAttributes)
 {
-    Place at;
-    FInfo info;
-    CatInfo cat;
     noAttributes = true;
     ASSERT_EQ(HCreate(at.vRef, at.dir, P("f"), kEdit, kText), noErr);
     EXPECT_TRUE(fs::exists(at.path("._f")));
@@ -455,11 +438,8 @@ TEST(Files, SidecarsStandInForAttributes)
     EXPECT_EQ(at.read("._h"), "mine");
 }
 
-TEST(Files, FoldersKeepTheirNumbers)
+TEST_F(Files, FoldersKeepTheirNumbers)
 {
-    Place at;
-    FSSpec spec;
-    CatInfo cat;
     fs::create_directory(at.path("sub"));
     ASSERT_EQ(GetCatInfo(at.vRef, at.dir, P("sub"), &cat), noErr);
     EXPECT_TRUE(cat.isFolder);
@@ -482,7 +462,6 @@ TEST(Files, FoldersKeepTheirNumbers)
     std::string odd = std::to_string(spec.parID);
     pid_t child = fork();
     if (child == 0) {
-        std::string path;
         bool ok = folder_path(at.vRef, sub, path) == noErr &&
                   path == at.path("sub") &&
                   folder_path(spec.vRefNum, spec.parID, path) == noErr &&
@@ -497,9 +476,8 @@ TEST(Files, FoldersKeepTheirNumbers)
     EXPECT_EQ(GetFolderByID(at.vRef, sub, &cat), dirNFErr);
 }
 
-TEST(Files, VolumesAndAliases)
+TEST_F(Files, VolumesAndAliases)
 {
-    Place at;
     VolInfo volume, same;
     at.write("a", "a");
     ASSERT_EQ(GetVolInfo(at.vRef, &volume), noErr);
@@ -525,7 +503,6 @@ TEST(Files, VolumesAndAliases)
                  {"to-nothing", "", false, true, fnfErr},
                  {"none", "", false, false, fnfErr}};
     for (auto &c : cases) {
-        FSSpec spec;
         bool isFolder = false, wasAlias = false;
         spec.vRefNum = at.vRef;
         spec.parID = at.dir;
@@ -540,66 +517,62 @@ TEST(Files, VolumesAndAliases)
     }
 }
 
-TEST(Files, PlacesAreMadeUnderTheUsersOwn)
+TEST_F(Files, PlacesAreMadeUnderTheUsersOwn)
 {
-    Place at;
-    int16_t vRef;
-    int32_t dir;
-    std::string path;
-    EXPECT_EQ(FindFolder(0, kPrefFolder, false, &vRef, &dir), dirNFErr);
-    struct {
-        OSType kind;
-        const char *where;
-    } cases[] = {{kPrefFolder, ".config/quillon"},
-                 {kLogsFolder, ".local/state/quillon"},
-                 {kAuxFolder, ".local/share/quillon"},
-                 {kDownloadsFolder, "Downloads"}};
-    for (auto &c : cases) {
-        ASSERT_EQ(FindFolder(0, c.kind, true, &vRef, &dir), noErr) << c.where;
-        ASSERT_EQ(folder_path(vRef, dir, path), noErr);
-        EXPECT_EQ(path, at.root / c.where);
-    }
+    auto found = [&](OSType kind) {
+        int16_t vRef;
+        int32_t dir;
+        OSErr err = FindFolder(0, kind, true, &vRef, &dir);
+        return err == noErr ? folder(vRef, dir) : "";
+    };
+    const std::pair<OSType, const char *> cases[] = {
+        {kPrefFolder, ".config/quillon"},
+        {kLogsFolder, ".local/state/quillon"},
+        {kAuxFolder, ".local/share/quillon"},
+        {kDownloadsFolder, "Downloads"}};
+    for (auto &[kind, where] : cases)
+        EXPECT_EQ(found(kind), at.root / where);
     std::ofstream(at.root / ".config/user-dirs.dirs")
         << "# comment\nXDG_DOWNLOAD_DIR=\"$HOME/Incoming\"\n";
-    ASSERT_EQ(FindFolder(0, kDownloadsFolder, true, &vRef, &dir), noErr);
-    ASSERT_EQ(folder_path(vRef, dir, path), noErr);
-    EXPECT_EQ(path, at.root / "Incoming");
+    EXPECT_EQ(found(kDownloadsFolder), at.root / "Incoming");
     setenv("XDG_CONFIG_HOME", "not/absolute", 1);
-    ASSERT_EQ(FindFolder(0, kPrefFolder, true, &vRef, &dir), noErr);
-    ASSERT_EQ(folder_path(vRef, dir, path), noErr);
-    EXPECT_EQ(path, at.root / ".config/quillon");
-    EXPECT_EQ(FindFolder(0, FOUR("none"), true, &vRef, &dir), dirNFErr);
+    EXPECT_EQ(found(kPrefFolder), at.root / ".config/quillon");
+    EXPECT_EQ(found(FOUR("none")), "");
 }
 
-TEST(Files, PathsOfTheCommandLine)
+TEST_F(Files, PathsOfTheCommandLine)
 {
-    Place at;
-    FSSpec spec;
-    char path[4096];
+    struct {
+        const char *given, *path;
+        OSErr err;
+    } cases[] = {
+        {"f", "work/f", noErr},
+        {"./f", "work/f", noErr},
+        {"../work/f", "work/f", noErr},
+        {".//f", "work/f", noErr},
+        {"..", "", noErr},
+        {"new", "work/new", fnfErr},
+        {"none/new", nullptr, dirNFErr},
+        {"", nullptr, bdNamErr},
+    };
     at.write("f", "x");
     fs::current_path(at.path(""));
-    for (const char *given : {"f", "./f", "../work/f", ".//f"}) {
-        EXPECT_EQ(FSSpecFromPath(given, &spec), noErr) << given;
-        ASSERT_EQ(FSSpecToPath(&spec, path, sizeof path), noErr);
-        EXPECT_EQ(path, at.path("f"));
+    for (auto &c : cases) {
+        char back[4096] = "";
+        EXPECT_EQ(FSSpecFromPath(c.given, &spec), c.err) << c.given;
+        if (!c.path)
+            continue;
+        ASSERT_EQ(FSSpecToPath(&spec, back, sizeof back), noErr);
+        EXPECT_EQ(fs::path(back), *c.path ? at.root / c.path : at.root);
+        EXPECT_EQ(FSSpecToPath(&spec, back, 3), bdNamErr);
     }
-    EXPECT_EQ(FSSpecFromPath("..", &spec), noErr);
-    ASSERT_EQ(FSSpecToPath(&spec, path, sizeof path), noErr);
-    EXPECT_EQ(path, at.root);
-    EXPECT_EQ(FSSpecFromPath("new", &spec), fnfErr);
-    EXPECT_EQ(S(spec.name), "new");
-    EXPECT_EQ(FSSpecFromPath("none/new", &spec), dirNFErr);
-    EXPECT_EQ(FSSpecFromPath("", &spec), bdNamErr);
-    EXPECT_EQ(FSSpecToPath(&spec, path, 3), bdNamErr);
     EXPECT_EQ(FSMakeFSSpec(at.vRef, at.dir, P("f"), &spec), noErr);
     EXPECT_EQ(FSMakeFSSpec(at.vRef, at.dir, P("g"), &spec), fnfErr);
 }
 
-// A full disk is told, and what was written before it stays.
-TEST(Files, WritePastALimit)
+// A full disk is reported, and what was written before it stays.
+TEST_F(Files, WritePastALimit)
 {
-    Place at;
-    int16_t ref;
     ASSERT_EQ(HCreate(at.vRef, at.dir, P("f"), kEdit, kText), noErr);
     ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsWrPerm, &ref), noErr);
     signal(SIGXFSZ, SIG_IGN);
@@ -609,7 +582,7 @@ TEST(Files, WritePastALimit)
     limit.rlim_cur = 1000;
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
     std::string bytes(1500, 'x');
-    int32_t n = 1500;
+    n = 1500;
     EXPECT_EQ(FSWrite(ref, &n, bytes.data()), dskFulErr);
     EXPECT_EQ(n, 1000);
     EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
@@ -617,16 +590,14 @@ TEST(Files, WritePastALimit)
     EXPECT_EQ(at.read("f").size(), 1000u);
 }
 
-TEST(Files, UncachedWritesArriveWhole)
+TEST_F(Files, UncachedWritesArriveWhole)
 {
-    Place at;
-    int16_t ref;
     ASSERT_EQ(HCreate(at.vRef, at.dir, P("f"), kEdit, kText), noErr);
     ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsWrPerm, &ref), noErr);
     std::string block(1 << 20, '\0'), all;
     for (int i = 0; i < 20; i++) {
         block[size_t(i)] = char(i + 1);
-        int32_t n = int32_t(block.size());
+        n = int32_t(block.size());
         ASSERT_EQ(FSWriteUncached(ref, &n, block.data()), noErr);
         ASSERT_EQ(n, int32_t(block.size()));
         all += block;

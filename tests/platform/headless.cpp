@@ -63,22 +63,6 @@ TEST(Line, DeliversAtItsSpeedAndAnswersWhatItHears)
     close(fd);
 }
 
-TEST(Line, IsAPseudoTerminalWhereAPortIsWanted)
-{
-    (void)hl_line_open(HL_PTY);
-    int fd = port_open(hl_line_path());
-    ASSERT_GT(fd, 0);
-    clock_watch_port(fd);
-    hl_line_say("\r\n\x11\xFF", 20000);
-    EXPECT_EQ(read_for(fd, 10), "\r\n\x11\xFF");
-    EXPECT_EQ(port_write(fd, "\r\x03", 2), 2);
-    EXPECT_EQ(hl_line_heard(), "\r\x03");
-    hl_line_hangup();
-    char byte;
-    EXPECT_EQ(port_read(fd, &byte, 1), kPortGone);
-    port_close(fd);
-}
-
 TEST(ClockDeathTest, ALoopWithoutProgressFails)
 {
     hl_spin_limit(100000);

@@ -1,9 +1,9 @@
+// Relocatable blocks: moving, locking, the budget, failures.
 #include "platform/memory.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <vector>
 
 // A kept pointer must show at once, so a debug build moves at every resize;
 // the bytes stay.
@@ -99,24 +99,4 @@ TEST(Memory, BudgetBoundsWhatCanBeTaken)
         EXPECT_EQ(NewHandle(wrong), nullptr);
         EXPECT_EQ(NewPtr(wrong), nullptr);
     }
-}
-
-// A store that grows by small steps must not copy itself at each of them.
-TEST(Memory, GrowthBySmallStepsKeepsAll)
-{
-    mem_set_budget(int64_t(64) << 20);
-    Handle h = NewHandle(0);
-    std::vector<uint8_t> all;
-    for (int i = 0; i < 2000; i++) {
-        uint8_t piece[97];
-        for (size_t k = 0; k < sizeof piece; k++)
-            piece[k] = uint8_t(size_t(i) * 31 + k);
-        SetHandleSize(h, int32_t(all.size() + sizeof piece));
-        ASSERT_EQ(MemError(), noErr);
-        std::memcpy(*h + all.size(), piece, sizeof piece);
-        all.insert(all.end(), piece, piece + sizeof piece);
-    }
-    ASSERT_EQ(size_t(GetHandleSize(h)), all.size());
-    EXPECT_EQ(std::memcmp(*h, all.data(), all.size()), 0);
-    DisposeHandle(h);
 }

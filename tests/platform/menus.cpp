@@ -110,7 +110,10 @@ TEST_F(Menus, APopUpWaitsForItsChoice)
     AppendMenu(other, PSTR("B"));
 
     hl_popup_choice(2);
-    EXPECT_EQ(PopUpMenuSelect(other, 10, 20, 1), 20 << 16 | 2);
+    EXPECT_EQ(PopUpMenuSelect(other, 10, 30, 2), 20 << 16 | 2);
+    EXPECT_EQ(hl_popup().h, 30);
+    EXPECT_EQ(hl_popup().v, 10);
+    EXPECT_EQ(hl_popup().item, 2);
     EXPECT_EQ(hl_menu(20)->items[1].text, "B");
     EXPECT_EQ(PopUpMenuSelect(other, 10, 20, 1), 0); // let go
     DisableMenuItem(other, 1);

@@ -1,3 +1,4 @@
+// Asking for files and folders.
 #include "platform/navigation.h"
 
 #include <gtest/gtest.h>

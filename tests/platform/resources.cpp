@@ -1,3 +1,4 @@
+// Resources and books: what lasts, what is refused, and saves that are killed.
 #include "platform/resources.h"
 
 #include <gtest/gtest.h>

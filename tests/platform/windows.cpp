@@ -111,11 +111,18 @@ TEST(Windows, UpdatesCutDrawingToWhatIsInvalid)
     EXPECT_EQ(draw_pixel(w, 25, 15), 0xFFFFFFu);
     GetWindowUpdateRgn(w, rgn);
     EXPECT_TRUE(EmptyRgn(rgn));
+    Point p = {7, 9};
+    LocalToGlobal(&p);
+    EXPECT_TRUE(p.h == 109 && p.v == 207);
+    GlobalToLocal(&p);
+    EXPECT_TRUE(p.h == 9 && p.v == 7);
     // What a wait shows is what was drawn.
     (void)WaitNextEvent(everyEvent, &e, 5, nullptr);
     EXPECT_EQ(hl_pixel(w, 15, 15), 0x000000u);
     EXPECT_EQ(hl_pixel(w, 25, 15), 0xFFFFFFu);
     DisposeRgn(rgn);
+    DisposeWindow(w);
+    EXPECT_EQ(GetPort(), nullptr);
 }
 
 TEST(Windows, AFinishedResizeIsAPressInTheGrowBox)

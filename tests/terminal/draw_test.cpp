@@ -197,6 +197,7 @@ TEST(Cursor, BlinksByTheCaretTime)
     hl_advance_ticks(1);
     docursor();
     EXPECT_EQ(cursorInverted, 1);
+    EXPECT_EQ(hl_window(myWindow)->caret.left, cursRect.left);
     EXPECT_EQ(cursRect.left, 2 * CharWid + 3);
     EXPECT_EQ(cursRect.bottom - cursRect.top, LineHeight - Ascent);
     EXPECT_TRUE(has_ink(0, 2, kBlack));
