@@ -3,7 +3,7 @@
 
 #include "platform/dialogs.h"
 
-// From alert resource `id`, with the ParamText of the moment. Answers the
+// From alert resource `id`, with the ParamText of the moment. Returns the
 // item hit: 1 for the default button. -1 when there is no such resource.
 int16_t Alert(int16_t id);
 int16_t StopAlert(int16_t id);

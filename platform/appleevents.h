@@ -5,7 +5,7 @@
 #include "platform/files.h"
 #include "platform/types.h"
 
-// Each handler answers noErr or an error to be told. `files` lasts for the
+// Each handler returns noErr or an error code. `files` lasts for the
 // call. One high-level event is served for each AEProcessAppleEvent.
 struct AppleEventHandlers {
     OSErr (*openApp)();

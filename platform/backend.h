@@ -200,7 +200,7 @@ void be_dismiss();
 
 void be_clip_set(const char *text, bool primary);
 const char *be_clip_get(bool primary); // null when there is no text
-// Drags a text out of a window; up_drag_done tells the end.
+// Drags a text out of a window; up_drag_done reports the end.
 void be_drag_text(be_win w, const char *text);
 void be_beep();
 bool be_sound_file(const char *path);
@@ -224,8 +224,7 @@ bool be_print_begin(const be_page *page, const char *title);
 bool be_print_page(const uint32_t *pixels, int width, int height, int dpi);
 bool be_print_end();
 
-// ==== calls up, defined by the core
-// ================================================
+// ==== calls up, defined by the core ==========================================
 
 // A key press in window `w`. `text` is what it types (UTF-8, may be several
 // characters or empty), `character` the classic character of a named key (0

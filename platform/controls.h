@@ -46,7 +46,7 @@ int16_t FindControl(const struct EventRecord *event, WindowPtr w,
 
 // Follows the press to its end, calling `action` for each step (the thumb,
 // too, with its new value already set). Returns the part, 0 when let go
-// outside. The display is served meanwhile. A press without a token (told by
-// its place alone) is the newest one.
+// outside. The display is served meanwhile. An event without a token stands
+// for the newest press.
 int16_t TrackControl(ControlHandle c, const struct EventRecord *event,
                      ControlActionProc action);

@@ -51,8 +51,8 @@ void DialogDelete(DialogPtr d);
 
 // Does the event belong to a modeless dialog (the front one, for keys)?
 bool IsDialogEvent(const EventRecord *event);
-// Lets the dialog have it. True when an enabled item was hit: then `d` and
-// `item` tell which. A key goes on to the widget it was typed at.
+// Lets the dialog have it. True when an enabled item was hit: `d` and
+// `item` then say which. A key goes on to the widget it was typed at.
 bool DialogSelect(const EventRecord *event, DialogPtr *d, int16_t *item);
 
 // Serves the front dialog until an enabled item is hit. `filter` (may be

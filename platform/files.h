@@ -42,7 +42,7 @@ void GetProgramFolder(int16_t *vRef, int32_t *dirID);
 
 OSErr FSMakeFSSpec(int16_t vRef, int32_t dirID, ConstStr name, FSSpec *out);
 // From a native path (bytes); for arguments of the command line. A missing
-// file answers fnfErr with `out` filled, if its folder is there.
+// file returns fnfErr with `out` filled, if its folder is there.
 OSErr FSSpecFromPath(const char *path, FSSpec *out);
 // The path that it names, for messages and other programs. `size` bytes.
 OSErr FSSpecToPath(const FSSpec *spec, char *out, size_t size);
@@ -69,7 +69,7 @@ OSErr FSRead(int16_t ref, int32_t *count, void *data);
 OSErr FSWrite(int16_t ref, int32_t *count, const void *data);
 // The same at the present position, leaving the system's cache alone.
 OSErr FSWriteUncached(int16_t ref, int32_t *count, const void *data);
-// Files of 2 GiB and more are told as 0x7FFFFFFF by the 32-bit calls.
+// The 32-bit calls report files of 2 GiB and more as 0x7FFFFFFF.
 OSErr SetFPos(int16_t ref, int16_t mode, int32_t offset);
 OSErr GetEOF(int16_t ref, int32_t *size);
 OSErr SetEOF(int16_t ref, int32_t size);

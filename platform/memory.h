@@ -13,7 +13,7 @@ void DisposeHandle(Handle h); // null is nothing
 int32_t GetHandleSize(Handle h);
 
 // Growing keeps the content. On failure the block stays as it was and
-// MemError() tells memFullErr. A locked block can't grow.
+// MemError() is memFullErr. A locked block can't grow.
 // Growth by small steps is amortised: it costs a move only now and then.
 void SetHandleSize(Handle h, int32_t size);
 

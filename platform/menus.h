@@ -29,7 +29,7 @@ void SetItemStyle(MenuHandle m, int16_t item, uint8_t style);   // 8 outline
 void EnableMenuItem(MenuHandle m, int16_t item);
 void DisableMenuItem(MenuHandle m, int16_t item);
 
-// Id in the high word, item in the low; 0 for no choice. MenuSelect answers
+// Id in the high word, item in the low; 0 for no choice. MenuSelect returns
 // the choice that the event brought. MenuKey finds an enabled item with that
 // Command letter (without case).
 int32_t MenuSelect(const struct EventRecord *event);

@@ -7,7 +7,7 @@
 
 // One file to open.
 bool NavGetFile(ConstStr prompt, FSSpec *out);
-// Several. At most `max` are written; answers how many were chosen.
+// Several. At most `max` are written; returns how many were chosen.
 int NavGetFiles(ConstStr prompt, FSSpec *out, int max);
 // Where to put a file. The user has agreed when one of that name exists.
 bool NavPutFile(ConstStr prompt, ConstStr name, FSSpec *out);

@@ -5,5 +5,5 @@
 #include "platform/types.h"
 
 // The value, or 0 with *exists false. A malformed file counts as empty and is
-// told once on standard error.
+// reported once on standard error.
 int32_t PrefInteger(const char *key, bool *exists);

@@ -9,8 +9,8 @@
 
 constexpr int16_t kProgramResFile = 1;
 
-// The blob's handle stays the file's until DetachResource; asking again gives
-// the same handle. Null when there is none; ResError tells resNotFound.
+// The blob's handle stays the file's; asking again gives the same handle. Null
+// when there is none; ResError tells resNotFound.
 Handle GetResource(OSType type, int16_t id);
 Handle Get1Resource(OSType type, int16_t id); // current file alone
 Handle GetNamedResource(OSType type, ConstStr name);

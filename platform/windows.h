@@ -51,7 +51,7 @@ RgnHandle GetGrayRgn();
 // comes from the native act, so `where` needs no hit test of its own.
 int16_t FindWindow(const EventRecord *event, WindowPtr *w);
 
-// The native act has already happened when these are called; each answers it.
+// The native act has already happened when this is called.
 // High word the height, low word the width after the resize; 0 for no change.
 uint32_t GrowWindow(WindowPtr w, const EventRecord *event, const Rect *limits);
 

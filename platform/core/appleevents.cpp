@@ -44,7 +44,7 @@ static OSErr open_docs(const std::vector<std::string> &paths)
     for (const std::string &path : paths) {
         FSSpec spec;
         OSErr err = FSSpecFromPath(path.c_str(), &spec);
-        // The handler tells of a file that isn't there, by its name.
+        // The handler's message names a file that isn't there.
         if (err == noErr || err == fnfErr)
             files.push_back(spec);
     }
@@ -118,6 +118,20 @@ bool nobody_to_ask()
 bool dialogs_must_go()
 {
     return QuitIsWaiting() || nobody_to_ask();
+}
+
+void wait_for_user(const bool &done)
+{
+    bool dismissed = false;
+
+    while (!done) {
+        if (!dismissed && dialogs_must_go()) {
+            dismissed = true;
+            be_dismiss();
+        } else {
+            core_wait_input();
+        }
+    }
 }
 
 // ---- calls up --------------------------------------------------------------

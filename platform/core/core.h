@@ -1,4 +1,4 @@
-// What the parts of the core share with each other and with nobody else.
+// What the parts of the core share. Nothing above includes it.
 #pragma once
 
 #include "platform/backend.h"
@@ -49,5 +49,5 @@ void dialog_draw_items(WindowPtr d);
 
 // ---- waiting ---------------------------------------------------------------
 
-// Waits for an answer of the user's; shows meanwhile what is due.
+// Waits until the user does something; shows meanwhile what is due.
 void core_wait_input();

@@ -1,7 +1,7 @@
 // The event queue: what the back end hands up, in the order in which the
 // program is to see it.
 //
-// Activations come first, since they only tell what has happened already, then
+// Activations come first, since they report what has happened already, then
 // keys, mouse and the rest in the order they came, and redrawing when nothing
 // else is left.
 #include "platform/events.h"
@@ -14,6 +14,7 @@
 #include "platform/core/widgets/winrec.h"
 
 #include <algorithm>
+#include <cassert>
 #include <deque>
 
 // The display is asked at most once in this time while bytes pour in.
@@ -60,6 +61,21 @@ static uint16_t modifiers_of(const be_mouse &m)
     return uint16_t((m.modifiers & ~btnState) | (m.down ? 0 : btnState));
 }
 
+// Everything that waits is about a window that exists, or about none.
+// Usage: assert(queue_ok());
+[[maybe_unused]] static bool queue_ok()
+{
+    auto fits = [](const EventRecord &e) {
+        return !e.window || window_exists(e.window);
+    };
+    return entries.size() <= kQueueMax &&
+           std::all_of(
+               activations.begin(), activations.end(),
+               [&](auto &e) { return e.what == activateEvt && fits(e); }) &&
+           std::all_of(entries.begin(), entries.end(),
+                       [&](auto &n) { return fits(n.e); });
+}
+
 EventRecord queue_event(uint16_t what, WindowPtr w, int16_t part)
 {
     be_mouse m;
@@ -94,7 +110,7 @@ void queue_activate(WindowPtr w, bool active)
 {
     EventRecord e;
 
-    // Off and on again before anybody saw it is nothing at all.
+    // Off and on again, unseen, cancel each other.
     for (auto it = activations.begin(); it != activations.end(); ++it) {
         if (it->window == w && bool(it->modifiers & activeFlag) != active) {
             activations.erase(it);
@@ -105,6 +121,7 @@ void queue_activate(WindowPtr w, bool active)
     e.message = uint32_t(window_id(w));
     e.modifiers = uint16_t((e.modifiers & ~activeFlag) | (active ? 1 : 0));
     activations.push_back(e);
+    assert(queue_ok());
 }
 
 bool queue_has(uint16_t what, WindowPtr w, int16_t part)
@@ -131,6 +148,7 @@ void queue_forget(WindowPtr w)
     std::erase_if(activations,
                   [w](const EventRecord &e) { return e.window == w; });
     std::erase_if(entries, [w](const Entry &n) { return n.e.window == w; });
+    assert(queue_ok());
 }
 
 bool queue_take(const std::function<bool(const EventRecord &)> &fits,
@@ -434,7 +452,7 @@ void up_wheel(be_win w, int delta)
     if (!window || !window->wheel)
         return;
     queue_act(everyEvent, window, [window, delta] {
-        (void)window->wheel(window->wheelHandler, delta, window); // its own
+        (void)window->wheel(window->wheelHandler, delta, window);
     });
 }
 

@@ -58,10 +58,16 @@ void mem_set_budget(int64_t bytes)
 
 // ---- helpers ---------------------------------------------------------------
 
+[[maybe_unused]] static bool master_ok(const Master *m)
+{
+    return m->mark == kAlive && m->block && m->size >= 0 &&
+           m->size <= m->capacity && m->size <= used;
+}
+
 static Master *master_of(Handle h)
 {
     Master *m = reinterpret_cast<Master *>(h);
-    assert(m->mark == kAlive);
+    assert(master_ok(m));
     return m;
 }
 
@@ -181,6 +187,7 @@ void SetHandleSize(Handle h, int32_t size)
     }
     used += grow;
     m->size = size;
+    assert(master_ok(m));
 }
 
 OSErr PtrToHand(const void *from, Handle *h, int32_t size)
@@ -236,7 +243,7 @@ OSErr MemError()
 static PtrHead *head_of(Ptr p)
 {
     PtrHead *head = reinterpret_cast<PtrHead *>(p) - 1;
-    assert(head->mark == kAlive);
+    assert(head->mark == kAlive && head->size >= 0 && head->size <= used);
     return head;
 }
 

@@ -1,11 +1,13 @@
 // Events that come from outside, for the parts of the core that make them.
 #pragma once
 
-// May no dialog go on standing? A request to quit is waiting behind it, or the
-// session ends and lets nobody be asked. Whoever waits for the user asks this
-// at each turn and puts its question away as if it had been cancelled.
+// True when an open dialog has to close: a request to quit waits behind it, or
+// the session ends and allows no question. Every loop that waits for the user
+// checks this at each turn, and then cancels its question.
 bool dialogs_must_go();
 
-// The session ends without a question: what would be asked about saving is
-// answered by saving.
+// Waits until a call up sets `done`; cancels what is open if it has to close.
+void wait_for_user(const bool &done);
+
+// The session ends and allows no question: changes are saved without asking.
 bool nobody_to_ask();

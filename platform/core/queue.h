@@ -7,7 +7,7 @@
 
 #include <functional>
 
-// What the `token` of a mouse event says: where it came from. The message of a
+// The `token` of a mouse event: where it came from. The message of a
 // press in the content or a user item is the press's number; of a menu choice,
 // the choice.
 enum EventSource : uint32_t {
@@ -41,7 +41,7 @@ bool queue_take(const std::function<bool(const EventRecord &)> &fits,
 // would serve a request from outside, one may be served from within the wait.
 bool events_serves_requests();
 
-// EventAvail and null events tell these modifiers until WaitNextEvent.
+// EventAvail and null events carry these modifiers until WaitNextEvent.
 void events_hold_modifiers(uint16_t modifiers);
 
 // Every event that leaves the queue: which press is being tracked.

@@ -7,7 +7,7 @@
 int64_t ticks_to_us(int64_t ticks);
 
 // Shows what is due, then waits by be_wait until input, the deadline or, with
-// `port`, the port. Answers what be_wait answered. Shows what falls due
+// `port`, the port. Returns what be_wait returned. Shows what falls due
 // meanwhile. A deadline of 0 asks the display once.
 unsigned wait_until(int64_t deadline, bool port);
 

@@ -1,4 +1,3 @@
-// platform/desktop/asking.cpp
 // Questions by the desktop's own dialogs: files, folders, saving, colours.
 #include "platform/desktop/qtasking.h"
 

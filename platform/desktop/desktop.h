@@ -1,4 +1,3 @@
-// platform/desktop/desktop.h
 // What the files of the desktop back end share. Nothing in it leaves this
 // folder: above, only platform/backend.h is known.
 #pragma once
@@ -26,7 +25,7 @@ extern const unsigned char desk_icon[kIconSize * kIconSize * 4];
 // ---- calls up ---------------------------------------------------------------
 
 // Set by every call up. A wait that finds it set ends, and clears it; so what
-// is told between two waits (showing a window makes it active) ends the next.
+// happens between two waits (showing a window makes it active) ends the next.
 extern bool gHeard;
 
 // Every call up goes through here: up<up_close>(w).
@@ -87,7 +86,7 @@ void desk_bury_all();
 
 void windows_stop(); // disposes of what the program has left
 
-// The pointer and the keys, as the events told them.
+// The pointer and the keys, as the events reported them.
 void desk_note_mouse(QPoint global, bool down, Qt::KeyboardModifiers held);
 void desk_note_keys(Qt::KeyboardModifiers held);
 uint16_t desk_mouse_modifiers(Qt::KeyboardModifiers held);
@@ -100,7 +99,7 @@ QString desk_label(const char *text);
 // The bar of a document that has just been made takes the menus there are.
 void menus_attach(QMenuBar *bar);
 QMenuBar *menus_new_bar(QWidget *parent);
-// After native events: tells of a pop-up that closed without a choice.
+// After native events: reports a pop-up that closed without a choice.
 void menus_settle();
 void menus_dismiss(); // closes a pop-up
 void menus_stop();
@@ -120,7 +119,7 @@ void items_focus_changed(QWidget *now);
 // Gives the keys of a dialog that comes up to its first field, or else to its
 // default button, unless something has them.
 void items_first_focus(DeskWindow *w);
-// Keys of dialogs: stores the press and answers its token. While one is handed
+// Keys of dialogs: stores the press and returns its token. While one is handed
 // on to its target, it isn't to be stored again.
 uint32_t items_store_key(QWidget *target, const QKeyEvent &event);
 bool items_forwarding();

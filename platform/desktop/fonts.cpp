@@ -1,4 +1,3 @@
-// platform/desktop/fonts.cpp
 // Installed faces: families, metrics, and glyphs as 8-bit masks with full
 // hinting and whole advances, so that every row of a screen lines up.
 #include "platform/desktop/desktop.h"
@@ -14,7 +13,7 @@
 // ---- state ------------------------------------------------------------------
 
 static std::vector<QRawFont> fonts; // be_font n is fonts[n - 1]; never closed
-static std::vector<uint8_t> mask;   // of the glyph told last
+static std::vector<uint8_t> mask;   // of the newest glyph
 
 // Texts that callers hold on to.
 static std::vector<QByteArray> familyNames, fixedNames;
@@ -53,8 +52,8 @@ int be_font_list(const char **names, int max, bool fixed)
     return count;
 }
 
-// Faces that tell 0 from O and 1 from l at small sizes, with line graphics that
-// we draw ourselves anyway; the desktop's own choice comes last.
+// Faces in which 0 and O, 1 and l differ at small sizes, with line graphics
+// that we draw ourselves anyway; the desktop's own choice comes last.
 const char *be_font_best_fixed()
 {
     static const char *const known[] = {

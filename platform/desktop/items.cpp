@@ -1,4 +1,3 @@
-// platform/desktop/items.cpp
 // Items of dialogs and scroll bars, as native widgets under their numbers, and
 // the keys that dialogs hand on to them.
 #include "platform/desktop/items.h"
@@ -37,29 +36,15 @@ void ItemUser::paintEvent(QPaintEvent *)
     window_paint_canvas(w, &painter, geometry());
 }
 
-// The place says which item it is, so nothing else is told.
+// The place says which item it is, so no up_item_hit follows.
 void ItemUser::mousePressEvent(QMouseEvent *event)
 {
-    if (event->button() != Qt::LeftButton)
-        return;
-    QPoint at = event->globalPosition().toPoint();
-
-    desk_note_mouse(at, true, event->modifiers());
-    at -= desk_origin();
-    up<up_mouse>(win, at.x(), at.y(), desk_mouse_modifiers(event->modifiers()),
-                 true);
+    window_button(win, event, true);
 }
 
 void ItemUser::mouseReleaseEvent(QMouseEvent *event)
 {
-    if (event->button() != Qt::LeftButton)
-        return;
-    QPoint at = event->globalPosition().toPoint();
-
-    desk_note_mouse(at, false, event->modifiers());
-    at -= desk_origin();
-    up<up_mouse>(win, at.x(), at.y(), desk_mouse_modifiers(event->modifiers()),
-                 false);
+    window_button(win, event, false);
 }
 
 void ItemUser::mouseDoubleClickEvent(QMouseEvent *event)
@@ -363,7 +348,7 @@ static void set_range(DeskItem *item, const be_item_info *info)
     QWidget *widget = item->widget;
 
     if (item->kind == BE_PROGRESS) {
-        // A range of nothing would show a bar that runs to and fro for ever.
+        // A range of nothing would show a bar that runs to and fro forever.
         static_cast<QProgressBar *>(widget)->setRange(
             info->min, qMax(info->max, info->min + 1));
     } else if (item->kind == BE_SCROLLBAR) {

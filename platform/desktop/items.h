@@ -1,4 +1,3 @@
-// platform/desktop/items.h
 // Widgets of dialogs that behave as the program expects of its items: a box
 // doesn't toggle itself, a scroll bar's steps are the program's.
 #pragma once

@@ -1,4 +1,3 @@
-// platform/desktop/keys.cpp
 // The one table of keys, and the chords that stand for Command.
 #include "platform/desktop/keys.h"
 

@@ -1,4 +1,3 @@
-// platform/desktop/keys.h
 // From the toolkit's key events to classic ones: a character byte, a virtual
 // key code and modifier bits.
 #pragma once
@@ -22,7 +21,7 @@ struct KeyStroke {
 // are Option, Ctrl is Control.
 uint16_t keys_modifiers(Qt::KeyboardModifiers modifiers);
 
-// Follows AltGr, which no modifier set tells of. Call for every press and
+// Follows AltGr, which is in no set of modifiers. Call for every press and
 // release, before keys_translate.
 void keys_follow(const QKeyEvent &event);
 

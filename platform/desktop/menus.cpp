@@ -1,4 +1,3 @@
-// platform/desktop/menus.cpp
 // The menu bar and pop-up menus. A menu that is open stops nothing: it is a
 // window like others, and the program runs on behind it.
 #include "platform/desktop/desktop.h"
@@ -30,7 +29,7 @@ static QPointer<QMenuBar> menuBar;
 static int32_t hilited;
 
 // The pop-up that is open, 0 for none, and whether an item of it (or of a menu
-// beside it) has been chosen. A menu closes before it tells the choice.
+// beside it) has been chosen. A menu closes before it reports the choice.
 static int32_t popup;
 static bool popupClosed;
 

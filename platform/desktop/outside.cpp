@@ -1,4 +1,3 @@
-// platform/desktop/outside.cpp
 // Clipboard, dragging text out, sounds, and files for other programs.
 #include "platform/desktop/qtwindows.h"
 
@@ -18,7 +17,7 @@
 // ---- clipboard -------------------------------------------------------------
 
 // A look at another program's clipboard is a trip to that program, which may
-// be slow to answer; so a text is kept until the desktop tells of a change.
+// be slow to answer; so a text is kept until the desktop reports a change.
 struct Kept {
     bool known = false, any = false;
     QByteArray text;

@@ -1,4 +1,3 @@
-// platform/desktop/paper.cpp
 // Paper: two small dialogs of ours (page setup, print) and the printer's pages.
 // Where there is no printer, pages go into a PDF file.
 #include "platform/desktop/desktop.h"

@@ -1,4 +1,3 @@
-// platform/desktop/asking.h
 // A dialog for one file or several, or a folder, that never holds up the loop:
 // what the toolkit would ask by a box that must be answered (replace the file?)
 // opens beside it instead.

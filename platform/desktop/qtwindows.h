@@ -1,4 +1,3 @@
-// platform/desktop/windows.h
 // The two widgets of a window: the one that the desktop frames, and the
 // content, which shows the core's pixels or holds a dialog's items.
 #pragma once
@@ -60,6 +59,9 @@ private:
 
     DeskWindow *window;
 };
+
+// Reports the left button, pressed or let go; ignores the others.
+void window_button(be_win w, QMouseEvent *event, bool down);
 
 // Turns of the wheel in a window, wherever in it they come from.
 void window_wheel(DeskWindow *w, QWheelEvent *event);

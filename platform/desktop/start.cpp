@@ -1,4 +1,3 @@
-// platform/desktop/start.cpp
 // Opening the display, time, and the one place that waits.
 #include "platform/desktop/desktop.h"
 #include "platform/desktop/keys.h"
@@ -238,7 +237,7 @@ static Alarm *alarm_;
 static QSocketNotifier *readNotifier;
 static QSocketNotifier *writeNotifier;
 static int watchedFd = -1;
-static unsigned fired; // BE_READ, BE_WRITE: what they told since the wait began
+static unsigned fired; // BE_READ, BE_WRITE: since the wait began
 
 static void unwatch()
 {
@@ -282,7 +281,7 @@ static unsigned port_state(int fd, bool read, bool write)
     if (poll(&p, 1, 0) <= 0)
         return 0;
     unsigned state = 0;
-    // A hang-up is told by a read, so it counts as something to be read.
+    // A hang-up shows at a read, so it counts as something to be read.
     if (read && (p.revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL)))
         state |= BE_READ;
     if (write && (p.revents & (POLLOUT | POLLHUP | POLLERR | POLLNVAL)))

@@ -1,4 +1,3 @@
-// platform/desktop/windows.cpp
 // Windows, what is shown in them, and what the user does to them.
 #include "platform/desktop/qtwindows.h"
 
@@ -32,10 +31,10 @@ static std::vector<QPointer<QWidget>> graveyard;
 static QPoint mouseAt;
 static bool mouseDown_;
 static Qt::KeyboardModifiers held;
-static bool heardOfKeys; // an event, or a look while active, has told of them
+static bool heardOfKeys; // from an event, or by a look while active
 
 // A native move or resize counts as finished after this rest: the desktop
-// tells of every step and of no end.
+// reports every step but no end.
 constexpr int kStill = 120; // ms
 
 // What a start costs is measured from outside; see bench/start.py.
@@ -140,6 +139,18 @@ void desk_note_keys(Qt::KeyboardModifiers modifiers)
     heardOfKeys = true;
 }
 
+void window_button(be_win w, QMouseEvent *event, bool down)
+{
+    QPoint at = event->globalPosition().toPoint();
+
+    if (event->button() != Qt::LeftButton)
+        return;
+    desk_note_mouse(at, down, event->modifiers());
+    at -= desk_origin();
+    up<up_mouse>(w, at.x(), at.y(), desk_mouse_modifiers(event->modifiers()),
+                 down);
+}
+
 void window_wheel(DeskWindow *w, QWheelEvent *event)
 {
     int lines = qMax(1, QApplication::wheelScrollLines());
@@ -181,7 +192,7 @@ void TopWidget::settle_soon()
     still.start();
 }
 
-// Tells what has become of the window. A zoom tells its place with it, so no
+// Reports what has become of the window. A zoom carries its place, so no
 // resize follows; a place that the program asked for is no news.
 void TopWidget::settled()
 {
@@ -311,13 +322,13 @@ void window_paint_canvas(DeskWindow *w, QPainter *painter, const QRect &part)
     painter->drawImage(QRectF(part), w->image, source);
 }
 
-static void tell_first_paint()
+static void log_first_paint()
 {
-    static bool told;
+    static bool logged;
 
-    if (told)
+    if (logged)
         return;
-    told = true;
+    logged = true;
     qCDebug(startLog, "first paint at %lld us of the monotonic clock",
             (long long)be_now_us());
 }
@@ -346,7 +357,7 @@ void ContentWidget::paintEvent(QPaintEvent *event)
     QRegion shown = event->region() & QRect(QPoint(0, 0), covered);
     for (const QRect &r : shown)
         window_paint_canvas(window, &painter, r);
-    tell_first_paint();
+    log_first_paint();
 }
 
 static void apply_cursor(DeskWindow *w)
@@ -366,18 +377,10 @@ void ContentWidget::mousePressEvent(QMouseEvent *event)
 {
     if (!window)
         return;
-    QPoint at = event->globalPosition().toPoint();
-
-    if (event->button() == Qt::MiddleButton) {
+    if (event->button() == Qt::MiddleButton)
         up<up_middle_click>(window->id);
-        return;
-    }
-    if (event->button() != Qt::LeftButton)
-        return;
-    desk_note_mouse(at, true, event->modifiers());
-    at -= desk_origin();
-    up<up_mouse>(window->id, at.x(), at.y(),
-                 desk_mouse_modifiers(event->modifiers()), true);
+    else
+        window_button(window->id, event, true);
 }
 
 void ContentWidget::mouseDoubleClickEvent(QMouseEvent *event)
@@ -387,14 +390,8 @@ void ContentWidget::mouseDoubleClickEvent(QMouseEvent *event)
 
 void ContentWidget::mouseReleaseEvent(QMouseEvent *event)
 {
-    if (!window || event->button() != Qt::LeftButton)
-        return;
-    QPoint at = event->globalPosition().toPoint();
-
-    desk_note_mouse(at, false, event->modifiers());
-    at -= desk_origin();
-    up<up_mouse>(window->id, at.x(), at.y(),
-                 desk_mouse_modifiers(event->modifiers()), false);
+    if (window)
+        window_button(window->id, event, false);
 }
 
 void ContentWidget::mouseMoveEvent(QMouseEvent *event)
@@ -418,8 +415,8 @@ void ContentWidget::enterEvent(QEnterEvent *event)
     desk_note_mouse(event->globalPosition().toPoint(), mouseDown_, held);
 }
 
-// Out of the window no move is told, so this is the last place known; it lies
-// outside of the content, which is all that the program asks about.
+// Outside of the window no move is reported, so this is the last place known;
+// it lies outside of the content, which is all that the program asks about.
 void ContentWidget::leaveEvent(QEvent *)
 {
     mouseAt = QCursor::pos();
@@ -436,8 +433,8 @@ bool ContentWidget::offered(const QMimeData *mime, QPoint local)
                             mime->hasUrls());
 }
 
-// A drag that is refused as it enters is not told about again, but whether it
-// may be dropped depends on the place.
+// A drag that is refused as it enters isn't offered again, but whether it may
+// be dropped depends on the place.
 void ContentWidget::dragEnterEvent(QDragEnterEvent *event)
 {
     const QMimeData *mime = event->mimeData();
@@ -667,8 +664,8 @@ void be_window_title(be_win id, const char *title)
         w->top->setWindowTitle(QString::fromUtf8(title));
 }
 
-// A zoomed window has its size from the desktop. What the program asks for is
-// then answered by what it is: a finished resize.
+// A zoomed window has its size from the desktop. A request for another one is
+// followed by a report of the true size, as after a resize.
 void be_window_bounds(be_win id, const be_rect *content)
 {
     DeskWindow *w = desk_window(id);

@@ -33,6 +33,7 @@ struct AskAnswer {
 };
 static std::deque<AskAnswer> askAnswers;
 static std::deque<int> popupChoices;
+static HlPopup lastPopup;
 static bool dragTaken;
 
 static be_page page = {595, 842, 18, 18, 577, 824, false, 1, 9999, 1};
@@ -226,16 +227,22 @@ void be_menu_hilite(int32_t id)
     hilited = id;
 }
 
-void be_menu_popup(int32_t id, int, int, int)
+void be_menu_popup(int32_t id, int h, int v, int at)
 {
+    lastPopup = {id, h, v, at};
     if (!menus.count(id))
-        hl_fail("a pop-up of a menu that was never told of");
+        hl_fail("a pop-up of a menu that was never set");
     int item = 0;
     if (!popupChoices.empty()) {
         item = popupChoices.front();
         popupChoices.pop_front();
     }
     hl_after(0, [id, item] { up_popup_done(id, item); });
+}
+
+const HlPopup &hl_popup()
+{
+    return lastPopup;
 }
 
 void hl_popup_choice(int item)

@@ -1,5 +1,5 @@
 // Faces made of nothing: sizes follow by rule from the size asked for, and each
-// character has a pattern of its own, so that tests can tell them apart.
+// character has a pattern of its own, so that tests can distinguish them.
 #include "platform/headless/state.h"
 
 #include <cstring>

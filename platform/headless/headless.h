@@ -1,10 +1,10 @@
 // The back end for tests: a scripted user, a scripted line, a clock that moves
-// only when told, and a record of all that was shown, asked and played.
+// only on request, and a record of all that was shown, asked and played.
 //
 // Time stands still while code runs. It moves when the program waits: to the
 // nearest of the wait's end, the next scripted act and the next byte due on
 // the line; and by a millisecond at each empty read of the port. A wait that
-// nothing can end, or a loop that asks for the time for ever, stops the test
+// nothing can end, or a loop that asks for the time forever, stops the test
 // with a message that names the windows on show.
 //
 // Acts of the user (hl_type, hl_click...) happen at once: their events lie in
@@ -76,6 +76,11 @@ void hl_zoom(WindowPtr w, bool zoomed);
 bool hl_choose(int menu, int item, uint16_t modifiers = 0);
 // The choice in pop-ups to come, in order; 0 lets one go. None queued: 0.
 void hl_popup_choice(int item);
+// The newest pop-up: its menu, the global place, the item under that.
+struct HlPopup {
+    int menu, h, v, item;
+};
+const HlPopup &hl_popup();
 
 void hl_hit(WindowPtr w, int item); // button, box, radio; user item: a press
 void hl_pick(WindowPtr w, int item, int value);        // pop-up of a dialog
@@ -176,7 +181,7 @@ enum HlLineKind {
     HL_SOCKET, // a socket pair: fast, no line discipline
     HL_PTY,    // a pseudo-terminal: hl_line_path() can be opened as a port
 };
-// Makes the line. Answers the descriptor that the program reads and writes
+// Makes the line. Returns the descriptor that the program reads and writes
 // (non-blocking); -1 with HL_PTY, whose path is opened by the program.
 int hl_line_open(HlLineKind kind);
 const char *hl_line_path();

@@ -48,7 +48,7 @@ static int open_pty()
         ptsname_r(ours, path, sizeof path))
         hl_fail("no pseudo-terminal");
     no_wait(ours);
-    // Raw from the start, whoever opens it.
+    // Raw from the start.
     int slave = open(path, O_RDWR | O_NOCTTY);
     if (slave >= 0 && tcgetattr(slave, &t) == 0) {
         cfmakeraw(&t);

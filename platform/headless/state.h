@@ -1,5 +1,5 @@
 // What the files of the headless back end share: the windows and menus as the
-// core told of them, the script of acts to come, and the clock.
+// core set them, the script of acts to come, and the clock.
 #pragma once
 
 #include "platform/core/core.h"

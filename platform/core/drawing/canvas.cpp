@@ -204,6 +204,7 @@ static void prune(Canvas *c)
     c->ops.resize(kept);
     c->text.swap(text);
     c->pruneAt = std::max(kPruneAt, 2 * kept);
+    assert(canvas_ok(c));
 }
 
 // ---- rolling ---------------------------------------------------------------
@@ -229,6 +230,7 @@ static void settle(Canvas *c)
     c->rolling = false;
     c->rollH = c->rollV = 0;
     c->uncovered = kNoOp;
+    assert(canvas_ok(c));
 }
 
 // Gives `take` the parts of an operation inside and outside of `box`.
@@ -276,6 +278,7 @@ static void start_rolling(Canvas *c, const Box &box)
     c->ops.swap(sorted);
     c->rolling = true;
     c->roll = box;
+    assert(canvas_ok(c));
 }
 
 static bool rolls_on(const Canvas *c, const Box &box, int dh, int dv)

@@ -506,7 +506,7 @@ static void scroll_parts(PortState *p, const Box &box, int dh, int dv,
     for (const Rect &r : moved.rects) {
         canvas_fill(c, box_of(r), p->back); // so that it counts as changed
         canvas_flush(c);
-        size_t width = size_t((r.right - r.left) * c->scale);
+        auto width = size_t(r.right - r.left) * size_t(c->scale);
         for (int y = r.top * c->scale; y < r.bottom * c->scale; y++) {
             ptrdiff_t to = ptrdiff_t(y) * c->stride + r.left * c->scale;
             ptrdiff_t from =

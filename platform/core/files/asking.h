@@ -1,4 +1,3 @@
-// platform/core/asking.h
 // One question at a time to the user by a dialog of the desktop's own (files,
 // paper, a colour). The back end opens it and returns; its answer comes by
 // up_answer, which this module defines.

@@ -108,7 +108,7 @@ static bool has_journal(const std::string &path)
         return false;
     bool yes = read(fd, head, sizeof head) == ssize_t(sizeof head) &&
                std::memcmp(head, magic, sizeof magic) == 0;
-    (void)close(fd); // it was only read
+    (void)close(fd);
     return yes;
 }
 
@@ -136,7 +136,7 @@ static int open_locked(const std::string &path, bool writing, OSErr *err)
         *err = mapReadErr;
     if (*err == noErr)
         return fd;
-    (void)close(fd); // nothing was written
+    (void)close(fd);
     return -1;
 }
 

@@ -19,7 +19,7 @@
 
 static constexpr int kMostFiles = 64;
 static constexpr int16_t kFirstRef = 101;
-static constexpr int64_t kLargest = INT32_MAX; // what 32-bit calls can tell
+static constexpr int64_t kLargest = INT32_MAX; // what 32-bit calls can report
 
 // How much is written past the cache before its pages are given back.
 static constexpr int64_t kCacheStep = int64_t(8) << 20;
@@ -53,11 +53,21 @@ static void make_table()
     tableMade = true;
 }
 
+[[maybe_unused]] static bool file_ok(const OpenFile &f)
+{
+    bool plain = f.place.base == 0 && f.place.length == 0 && !f.isEmpty;
+    return f.pos >= 0 && f.place.base >= 0 && f.place.length >= 0 &&
+           (f.isFork || plain) && !(f.isEmpty && f.writing);
+}
+
 static OpenFile *file_of(int16_t ref)
 {
     make_table();
     int i = ref - kFirstRef;
-    return i >= 0 && i < kMostFiles && table[i].fd >= 0 ? &table[i] : nullptr;
+    if (i < 0 || i >= kMostFiles || table[i].fd < 0)
+        return nullptr;
+    assert(file_ok(table[i]));
+    return &table[i];
 }
 
 bool file_is_open(const struct stat &st, bool forWriting)
@@ -166,7 +176,7 @@ OSErr HOpenRF(int16_t vRef, int32_t dirID, ConstStr name, int8_t permission,
     err = open_plain(path, permission, &fd, &st);
     if (err != noErr)
         return err;
-    (void)close(fd); // opened only to see that it may be
+    (void)close(fd);
 
     OpenFile f = {};
     f.fd = -1;
@@ -262,7 +272,7 @@ OSErr FSWrite(int16_t ref, int32_t *count, const void *data)
         return wrPermErr;
     if (wanted < 0)
         return paramErr;
-    // An AppleDouble entry tells its length in 32 bits.
+    // An AppleDouble entry keeps its length in 32 bits.
     if (f->isFork && f->place.base + f->pos + wanted > kLargest)
         return dskFulErr;
     const uint8_t *from = static_cast<const uint8_t *>(data);
@@ -298,7 +308,7 @@ OSErr FSWriteUncached(int16_t ref, int32_t *count, const void *data)
     int64_t end = f->place.base + f->pos;
     if (end - f->uncached < 2 * kCacheStep)
         return err;
-    // Both are advice; what they answer changes nothing.
+    // Both are advice; their results change nothing.
     (void)sync_file_range(f->fd, end - kCacheStep, kCacheStep,
                           SYNC_FILE_RANGE_WRITE);
     (void)posix_fadvise(f->fd, f->uncached, end - kCacheStep - f->uncached,
@@ -309,7 +319,7 @@ OSErr FSWriteUncached(int16_t ref, int32_t *count, const void *data)
 
 // ---- positions and lengths -------------------------------------------------
 
-static int32_t told(int64_t v)
+static int32_t limit32(int64_t v)
 {
     return int32_t(std::min(v, kLargest));
 }
@@ -335,7 +345,7 @@ OSErr GetEOF(int16_t ref, int32_t *size)
     OpenFile *f = file_of(ref);
     if (!f)
         return rfNumErr;
-    *size = told(length_of(*f));
+    *size = limit32(length_of(*f));
     return noErr;
 }
 

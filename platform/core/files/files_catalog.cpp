@@ -62,7 +62,7 @@ OSErr HCreate(int16_t vRef, int32_t dirID, ConstStr name, OSType creator,
     int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0)
         return errno == ENOENT ? missing_error(path) : os_error(errno);
-    (void)close(fd); // nothing was written
+    (void)close(fd);
     err = set_sidecar_aside(path);
     if (err != noErr) {
         (void)unlink(path.c_str()); // it is empty still
@@ -73,8 +73,8 @@ OSErr HCreate(int16_t vRef, int32_t dirID, ConstStr name, OSType creator,
     FileExtra extra;
     extra.info.fdType = type;
     extra.info.fdCreator = creator;
-    // The file is there and can be written; that its kind can't be kept (on a
-    // file system of another make) is no reason to refuse it.
+    // Some file systems can't keep a kind. The file can be written all the
+    // same.
     (void)write_extra(path, extra);
     return noErr;
 }
@@ -192,7 +192,7 @@ static OSErr cat_of(const std::string &path, CatInfo *out)
     ForkPlace place;
     if (find_fork(fd, place) == noErr)
         out->rsrcLen = int32_t(std::min<int64_t>(place.length, INT32_MAX));
-    (void)close(fd); // it was only read
+    (void)close(fd);
     return noErr;
 }
 
@@ -317,7 +317,7 @@ OSErr ResolveAliasFile(FSSpec *spec, bool *isFolder, bool *wasAlias)
 
 // ---- volumes ---------------------------------------------------------------
 
-// A mark that tells volumes of the same name apart, by the mount point. No
+// A mark by the mount point, which differs for volumes of the same name. No
 // byte of it is a control character or ":", since it stands in path strings.
 static uint32_t volume_mark(const std::string &point)
 {

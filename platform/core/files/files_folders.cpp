@@ -117,7 +117,7 @@ static std::string downloads_folder()
             if (found.compare(0, 5, "$HOME") == 0)
                 found = home + found.substr(5);
         }
-        (void)std::fclose(f); // it was only read
+        (void)std::fclose(f);
         if (found.size() > 1 && found[0] == '/' && found != home + "/")
             return found;
     }
@@ -345,7 +345,7 @@ static void know_table()
     known = true;
     int fd = open_table();
     if (fd >= 0)
-        (void)close(fd); // it was only read
+        (void)close(fd);
 }
 
 int volume_count()

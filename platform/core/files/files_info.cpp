@@ -130,7 +130,7 @@ bool is_sidecar(const std::string &path)
     struct stat st;
     bool yes = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) &&
                pread(fd, mark, 4, 0) == 4 && get_u32(mark) == kDoubleMagic;
-    (void)close(fd); // it was only read
+    (void)close(fd);
     return yes;
 }
 
@@ -212,7 +212,7 @@ static std::string rebuilt(int fd, const uint8_t *info, ForkPlace &place)
     return head + body + fork;
 }
 
-// A new file beside `path`, under a name that nobody's sidecar has. -1: errno.
+// A new file beside `path`, under a name that no sidecar has. -1: errno.
 static int temporary_beside(const std::string &path, std::string &name)
 {
     std::string folder = parent_of(path) == "/" ? "" : parent_of(path);
@@ -255,7 +255,7 @@ OSErr make_fork(const std::string &path, int &fd, ForkPlace &place)
         (void)close(fresh);
         return err;
     }
-    (void)close(fd); // the old one, which was only read
+    (void)close(fd); // the old one
     fd = fresh;
     return noErr;
 }
@@ -319,7 +319,7 @@ static void guess_info(const std::string &path, FInfo &info)
     if (fd >= 0 && fstat(fd, &st) == 0 && S_ISREG(st.st_mode))
         n = pread(fd, first, sizeof first, 0);
     if (fd >= 0)
-        (void)close(fd); // it was only read
+        (void)close(fd);
     if (n < 0)
         return;
     std::string name = last_of(path);
@@ -353,7 +353,7 @@ bool read_extra(const std::string &path, FileExtra &extra)
         bool found = info != entries.end() && info->second.length >= kInfoLen &&
                      pread(fd, bytes, kInfoLen, info->second.offset) ==
                          ssize_t(kInfoLen);
-        (void)close(fd); // it was only read
+        (void)close(fd);
         if (found && get_u32(bytes) != 0) {
             info_from_bytes(extra, bytes);
             return true;

@@ -1,4 +1,3 @@
-// platform/core/filesparts.h
 // What the parts of the file service share: paths behind folder numbers, the
 // meaning of errno, and where type, creator and resource fork of a file lie.
 // Nothing outside platform/core/files*, resources and prefs includes it.
@@ -19,7 +18,7 @@ OSErr os_error(int error);
 // A folder number stands for an absolute path, a volume number for a mount
 // point. Both are kept in a table of the state folder and never change.
 
-constexpr int32_t kRootDirID = 2; // the mount point of whatever volume
+constexpr int32_t kRootDirID = 2; // a volume's mount point
 
 // Path without a slash at its end (but for "/"). nsvErr, dirNFErr.
 OSErr folder_path(int16_t vRef, int32_t dirID, std::string &path);
@@ -59,7 +58,7 @@ struct FileExtra {
     uint32_t created = 0;
 };
 
-// False if nothing is stored; `info` then has what name and content tell.
+// False if nothing is stored; `info` is then guessed from name and content.
 bool read_extra(const std::string &path, FileExtra &extra);
 OSErr write_extra(const std::string &path, const FileExtra &extra);
 

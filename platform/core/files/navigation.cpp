@@ -29,33 +29,20 @@ void up_answer(bool ok, uint32_t value, const char *const *paths, int count)
     answered = true;
 }
 
-static Answer wait_for_answer()
-{
-    bool dismissed = false;
-
-    while (!answered) {
-        if (!dismissed && dialogs_must_go()) {
-            dismissed = true;
-            be_dismiss();
-        } else {
-            core_wait_input();
-        }
-    }
-    return answer;
-}
-
 Answer ask_and_wait(const be_ask_info *info)
 {
     answered = false;
     be_ask(info);
-    return wait_for_answer();
+    wait_for_user(answered);
+    return answer;
 }
 
 Answer ask_page_and_wait(bool setup, const be_page *start)
 {
     answered = false;
     be_page_ask(setup, start);
-    return wait_for_answer();
+    wait_for_user(answered);
+    return answer;
 }
 
 // ---- texts -----------------------------------------------------------------

@@ -1,4 +1,3 @@
-// platform/core/resimage.h
 // The program's own resources, compiled in. tools/rescomp generates the
 // definition from resources/*.toml.
 //

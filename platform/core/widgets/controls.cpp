@@ -7,6 +7,7 @@
 #include "platform/core/widgets/dialogparts.h"
 
 #include <algorithm>
+#include <cassert>
 #include <deque>
 
 // The back end counts controls among the items of their window, above those of
@@ -37,6 +38,15 @@ struct Step {
 static std::deque<Step> steps;
 static uint32_t press; // the newest
 static bool pressHeld; // its end hasn't come
+
+// Usage: assert(controls_ok());
+[[maybe_unused]] static bool controls_ok()
+{
+    return std::all_of(all.begin(), all.end(), [](ControlHandle c) {
+        return window_exists(c->w) && c->item > kFirstItem &&
+               c->item <= lastItem && c->min <= c->value && c->value <= c->max;
+    });
+}
 
 static bool known(ControlHandle c)
 {
@@ -85,6 +95,7 @@ ControlHandle NewControl(WindowPtr w, const Rect *bounds, ConstStr,
     c->visible = visible;
     all.push_back(c);
     control_out(c);
+    assert(controls_ok());
     return c;
 }
 
@@ -96,6 +107,7 @@ void controls_dispose_of(WindowPtr w)
             delete c;
         return goes;
     });
+    assert(controls_ok());
 }
 
 // ---- values ----------------------------------------------------------------
@@ -130,6 +142,7 @@ void SetControlMaximum(ControlHandle c, int16_t max)
     c->max = max;
     c->value = std::min(c->value, max);
     control_out(c);
+    assert(controls_ok());
 }
 
 void SetControlViewSize(ControlHandle c, int32_t size)
@@ -237,7 +250,7 @@ int16_t TrackControl(ControlHandle c, const EventRecord *event,
     uint32_t number = event->message;
 
     if (event->token == 0)
-        number = press; // told by its place alone: the newest one
+        number = press;
     else if ((event->token & kSourceMask) != kFromScroll)
         return 0;
     for (;;) {
@@ -247,7 +260,7 @@ int16_t TrackControl(ControlHandle c, const EventRecord *event,
         if (s.item != c->item)
             continue;
         last = s.part;
-        // The thumb is already there: the widget needn't be told.
+        // The widget's thumb is there already.
         if (s.part == inThumb)
             c->value = std::clamp(s.value, c->min, c->max);
         if (action)

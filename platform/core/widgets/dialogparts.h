@@ -15,7 +15,7 @@ struct DialogItem {
     std::string name; // for accessibility
     int16_t value, min, max;
     int16_t menu; // pop-up
-    bool reports; // a hit is told
+    bool reports; // a hit becomes an event
     bool dimmed;
     bool hidden;
     bool multiline;

@@ -1,6 +1,6 @@
 // Dialogs: a model of items by number, shown by the back end's widgets.
 //
-// The program's texts and values live here; a widget tells of each edit at
+// The program's texts and values live here; a widget reports each edit at
 // once, so that GetDialogItemText never has to ask. Keys go the other way
 // round: the program sees each one first, and DialogSelect sends it on to the
 // widget that it was typed at.
@@ -15,6 +15,7 @@
 #include "platform/core/widgets/menuparts.h"
 
 #include <algorithm>
+#include <cassert>
 
 constexpr uint8_t kReturn = 0x0D, kEnter = 0x03, kEscape = 0x1B;
 
@@ -72,6 +73,14 @@ static bool is_edit(const DialogItem *i)
     return i->kind == BE_EDIT || i->kind == BE_PASSWORD;
 }
 
+// Usage: assert(dialog_ok(d));
+[[maybe_unused]] static bool dialog_ok(DialogPtr d)
+{
+    const DialogItem *focus = item_of(d, d->dialog->focus);
+
+    return d->dialog->focus == 0 || (focus && is_edit(focus));
+}
+
 // Gives the widget all its properties.
 static void item_out(DialogPtr d, int16_t item)
 {
@@ -116,6 +125,7 @@ DialogPtr dialog_make(const WindowMake *make, std::vector<DialogItem> items,
             d->dialog->focus = item;
     for (int16_t item = 1; item <= count; item++)
         item_out(d, item);
+    assert(dialog_ok(d));
     return d;
 }
 
@@ -387,6 +397,7 @@ void SelectDialogItemText(DialogPtr d, int16_t item, int16_t start, int16_t end)
     int length = int(i->text.size());
     d->dialog->focus = item;
     d->dialog->shownFocus = true;
+    assert(dialog_ok(d));
     be_item_focus(d->id, item, std::clamp<int>(start, 0, length),
                   std::clamp<int>(end, 0, length));
 }
@@ -726,5 +737,6 @@ void up_item_focus(be_win w, int item)
     if (i && is_edit(i)) {
         d->dialog->focus = int16_t(item);
         d->dialog->shownFocus = true;
+        assert(dialog_ok(d));
     }
 }

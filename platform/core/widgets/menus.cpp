@@ -14,6 +14,7 @@
 #include "platform/core/widgets/menuparts.h"
 
 #include <algorithm>
+#include <cassert>
 #include <string>
 #include <vector>
 
@@ -43,7 +44,7 @@ static void (*willOpen)();
 
 // ---- the pop-up that is open -----------------------------------------------
 
-static bool popupOpen;
+static bool popupOpen, popupDone;
 static int16_t popupItem;
 
 static void touch(MenuHandle m)
@@ -190,20 +191,28 @@ void SetMenuBarFromResource(int16_t id)
     barChanged = true;
 }
 
+// The bar and the list beside it hold each menu once, and only such as exist.
+// Usage: assert(menus_ok());
+[[maybe_unused]] static bool menus_ok()
+{
+    for (const auto *list : {&bar, &beside}) {
+        for (int16_t id : *list)
+            if (!GetMenuHandle(id) ||
+                std::count(list->begin(), list->end(), id) != 1)
+                return false;
+    }
+    return true;
+}
+
 void InsertMenu(MenuHandle m, int16_t before)
 {
-    if (!m)
+    std::vector<int16_t> &list = before == -1 ? beside : bar;
+
+    if (!m || std::find(list.begin(), list.end(), m->id) != list.end())
         return;
-    if (before == -1) {
-        if (std::find(beside.begin(), beside.end(), m->id) == beside.end())
-            beside.push_back(m->id);
-        return;
-    }
-    if (std::find(bar.begin(), bar.end(), m->id) != bar.end())
-        return;
-    bar.insert(before ? std::find(bar.begin(), bar.end(), before) : bar.end(),
-               m->id);
-    barChanged = true;
+    list.insert(std::find(list.begin(), list.end(), before), m->id);
+    barChanged |= before != -1;
+    assert(menus_ok());
 }
 
 void DeleteMenu(int16_t id)
@@ -211,6 +220,7 @@ void DeleteMenu(int16_t id)
     std::erase(beside, id);
     if (std::erase(bar, id))
         barChanged = true;
+    assert(menus_ok());
 }
 
 void DrawMenuBar()
@@ -387,18 +397,12 @@ int32_t PopUpMenuSelect(MenuHandle m, int16_t top, int16_t left, int16_t item)
     if (!m || m->items.empty() || popupOpen)
         return 0;
     popupOpen = true;
+    popupDone = false;
     popupItem = 0;
     menu_out(m); // another menu may have gone out under this number
     be_menu_popup(m->id, left, top, std::max<int16_t>(item, 1));
-    bool dismissed = false;
-    while (popupOpen) {
-        if (!dismissed && dialogs_must_go()) {
-            dismissed = true;
-            be_dismiss();
-        } else {
-            core_wait_input();
-        }
-    }
+    wait_for_user(popupDone);
+    popupOpen = false;
     // The list's own menu of that number comes back.
     MenuHandle listed = GetMenuHandle(m->id);
     if (listed && listed != m)
@@ -442,5 +446,5 @@ void up_menu(int32_t menu, int item, uint16_t modifiers)
 void up_popup_done(int32_t, int item)
 {
     popupItem = int16_t(item);
-    popupOpen = false;
+    popupDone = true;
 }

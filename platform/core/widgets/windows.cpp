@@ -14,13 +14,14 @@
 #include "platform/resources.h"
 
 #include <algorithm>
+#include <cassert>
 #include <climits>
 #include <string>
 #include <vector>
 
 // ---- the windows -----------------------------------------------------------
-// All that exist, front to back, hidden ones too. `active` is the one that was
-// told of last; window_retarget keeps it equal to FrontWindow().
+// All that exist, front to back, hidden ones too. `active` had the newest
+// activation; retarget() keeps it equal to FrontWindow().
 
 static std::vector<WindowPtr> order;
 static WindowPtr active;
@@ -43,7 +44,7 @@ static int16_t height_of(const Rect &r)
     return int16_t(r.bottom - r.top);
 }
 
-static bool known(WindowPtr w)
+bool window_exists(WindowPtr w)
 {
     return w && std::find(order.begin(), order.end(), w) != order.end();
 }
@@ -95,18 +96,34 @@ WindowPtr FrontWindow()
     return nullptr;
 }
 
-// Tells the windows concerned when another one has come to the front.
+// Usage: assert(windows_ok());
+[[maybe_unused]] static bool windows_ok()
+{
+    for (size_t i = 0; i < order.size(); i++) {
+        WindowPtr w = order[i];
+        bool twice =
+            std::find(order.begin(), order.begin() + i, w) != order.begin() + i;
+        bool hiddenUpdate = !w->visible && !EmptyRgn(w->update);
+        if (twice || w->id <= 0 || w->id > lastId || !w->canvas || !w->port ||
+            hiddenUpdate || (!anyInvalid && !EmptyRgn(w->update)))
+            return false;
+    }
+    return active == FrontWindow();
+}
+
+// Queues the activations when another window has come to the front.
 static void retarget()
 {
     WindowPtr front = FrontWindow();
 
-    if (front == active)
-        return;
-    if (active)
-        queue_activate(active, false);
-    active = front;
-    if (active)
-        queue_activate(active, true);
+    if (front != active) {
+        if (active)
+            queue_activate(active, false);
+        active = front;
+        if (active)
+            queue_activate(active, true);
+    }
+    assert(windows_ok());
 }
 
 static void to_front(WindowPtr w)
@@ -152,6 +169,7 @@ WindowPtr window_make(const WindowMake *make)
     w->canvas = canvas_new(width_of(w->bounds), height_of(w->bounds),
                            be_window_scale(w->id));
     w->port = port_new(w->canvas);
+    assert(windows_ok());
     return w;
 }
 
@@ -211,7 +229,7 @@ WindowPtr GetNewWindow(int16_t id)
 
 void DisposeWindow(WindowPtr w)
 {
-    if (!known(w))
+    if (!window_exists(w))
         return;
     controls_dispose_of(w);
     dialog_dispose_items(w);
@@ -269,7 +287,7 @@ void ShowHide(WindowPtr w, bool show)
 
 void SelectWindow(WindowPtr w)
 {
-    if (!known(w))
+    if (!window_exists(w))
         return;
     to_front(w);
     be_window_front(w->id);
@@ -392,7 +410,7 @@ RgnHandle GetGrayRgn()
 
 int16_t FindWindow(const EventRecord *event, WindowPtr *w)
 {
-    *w = known(event->window) ? event->window : nullptr;
+    *w = window_exists(event->window) ? event->window : nullptr;
     switch (event->token & kSourceMask) {
     case kFromMenu:
         return inMenuBar;

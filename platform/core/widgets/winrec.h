@@ -26,11 +26,11 @@ struct QlWindow {
     // The user has given the window another size than the program knows. It is
     // offered by a press in the grow box until GrowWindow takes it.
     bool growPending;
-    bool growAnswered; // GrowWindow has told of native_bounds
+    bool growAnswered; // GrowWindow has reported native_bounds
     Rect native_bounds;
     int64_t growOffered; // when last, microseconds
 
-    // An update event that nobody answered with BeginUpdate is not offered
+    // An update event that no BeginUpdate followed is not offered
     // again at once, so that it can't hold the loop in a spin.
     bool updateOffered;
     int64_t updateAgain;
@@ -48,6 +48,8 @@ struct WindowMake {
 };
 // Hidden, in front of the others in the order.
 WindowPtr window_make(const WindowMake *make);
+
+bool window_exists(WindowPtr w); // false for null, too
 
 // Puts a rectangle where a place code of resforms.h wants it.
 void window_place(Rect *bounds, uint8_t place);
