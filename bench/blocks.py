@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
-"""Figures of the block protocols, beside peers over the same relay.
+"""Figures of the block protocols and Kermit, beside peers over one relay.
 
     blocks.py BIN-DIR [PART...]
 
-Parts: line delay free idle; without a name, all.
+Parts: line delay text free idle; without a name, all.
 
 line and delay send 128 KiB of random bytes over 115200 bit/s, with 0 and 100
-ms on the way, and count from the first to the last byte on the line. free has
-no limit and a larger file; its time, and the CPU time of each end, are those
-of the stream. Every pair is run in turn with the peers' own pair, and told as
+ms on the way, and count from the first to the last byte on the line; text is
+line with text, for Kermit, whose bytes depend on what they mean. free has no
+limit and a larger file; its time, and the CPU time of each end, are those of
+the stream. Every pair is run in turn with the peers' own pair, and told as
 a ratio to it: speed of at least 1 (free: 0.8) and CPU of at most 1 are asked
 for. idle is the CPU time of a receiver whose sender says nothing.
 """
@@ -26,6 +27,27 @@ RATE = 11520  # bytes a second of 115200 bit/s
 KIB = 1 << 10
 LIMIT = 300
 
+# gkermit's buffer is a little shorter than the 9000 bytes it can announce.
+def gkermit(length):
+    return (f"Kermit {length}, gkermit",
+            ["gkermit", "-q", "-i", "-P", "-S", "-e", length, "-s", "file"],
+            ["gkermit", "-q", "-i", "-P", "-S", "-w", "-e", length, "-r"],
+            ["send", "k", "--kermit-length", length, "file"],
+            ["receive", "k", "--kermit-length", length, "IN"])
+
+
+def ckermit(length):
+    words = ("set quiet on, set transfer mode manual, set file type binary, "
+             "set file names literal, set attributes off, set window 1, "
+             "set streaming off, set control prefixed all, set delay 0, "
+             f"set send packet-length {length}, set block-check 3, "
+             f"set receive packet-length {length}, ")
+    return (f"Kermit {length}, C-Kermit",
+            ["kermit", "-Y", "-l", "0", "-C", words + "send file, exit"],
+            ["kermit", "-Y", "-l", "0", "-C", words + "receive, exit"],
+            *gkermit(length)[3:])
+
+
 # name, then of theirs and ours: sender, receiver. IN is the folder to receive
 # in, where the receiver is started; the file is called "file" on both sides.
 PROTOCOLS = [
@@ -36,6 +58,9 @@ PROTOCOLS = [
      ["receive", "x", "--name", "file", "IN"]),
     ("YMODEM", ["sb", "-q", "-b", "-k", "file"], ["rb", "-q", "-b"],
      ["send", "Y", "file"], ["receive", "y", "IN"]),
+    gkermit("90"),
+    gkermit("8980"),
+    ckermit("9000"),
 ]
 PAIRS = [("theirs", "theirs"), ("theirs", "ours"), ("ours", "theirs"),
          ("ours", "ours")]
@@ -47,6 +72,8 @@ PARTS = [
     ("line", "115200 bit/s, 128 KiB", 128 * KIB, 1, 6, f"--rate {RATE}", 1.0),
     ("delay", "115200 bit/s, 100 ms each way, 128 KiB", 128 * KIB, 1, 12,
      f"--rate {RATE} --delay 100", 1.0),
+    ("text", "text over 115200 bit/s, 128 KiB", 128 * KIB, 1, 12,
+     f"--rate {RATE}", 1.0),
     ("free", "no limit, 2 MiB", 2048 * KIB, 5, 1, f"--end {2048 * KIB}", 0.8),
 ]
 
@@ -62,8 +89,12 @@ class Bench:
             os.mkdir(path)
             self.env[f"XDG_{place}_HOME"] = path
 
-    def make_file(self, size):
-        self.bytes = random.Random(size).randbytes(size)
+    def make_file(self, size, text):
+        chance = random.Random(size)
+        self.bytes = chance.randbytes(size)
+        if text:  # lines of 58 letters on average
+            letters = b"abcdefghijklmnopqrstuvwxyz ,." * 2 + b"\n"
+            self.bytes = bytes(chance.choices(letters, k=size))
         with open(os.path.join(self.home, "file"), "wb") as out:
             out.write(self.bytes)
 
@@ -119,6 +150,8 @@ def print_pairs(name, size, results, floor, free):
         words = f"    {pair[0]:6} -> {pair[1]:6}  speed x {speed:.3f}"
         if not free:
             words += f", {size / RATE / median(runs, time):.3f} of the line"
+            wire = size / median(runs, "a_bytes")
+            words += f", payload to wire {wire:.3f}"
         if speed < floor - 0.005:
             words += f" (below {floor})"
         for end, side, verb in ((0, "a_work", "send"), (1, "b_work",
@@ -150,13 +183,15 @@ def main():
         for name, title, size, turns, together, relay, floor in PARTS:
             if wanted and name not in wanted:
                 continue
-            bench.make_file(size)
+            bench.make_file(size, name == "text")
+            protocols = [p for p in PROTOCOLS
+                         if name != "text" or p[0].startswith("Kermit")]
             print(f"{title}, {turns} turns:", flush=True)
-            calls = [(protocol, pair, relay) for protocol in PROTOCOLS
+            calls = [(protocol, pair, relay) for protocol in protocols
                      for _ in range(turns) for pair in PAIRS]
             with concurrent.futures.ThreadPoolExecutor(together) as pool:
                 runs = list(pool.map(lambda call: bench.run(*call), calls))
-            for protocol in PROTOCOLS:
+            for protocol in protocols:
                 results = {pair: [run for call, run in zip(calls, runs)
                                   if call[:2] == (protocol, pair)]
                            for pair in PAIRS}

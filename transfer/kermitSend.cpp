@@ -201,13 +201,18 @@ static void prepare()
     zftype = 'B';
     Ascii = 0;
     (void)filesize(curSendFSS, 0); // TotalBytes has it
+    n = numtry = 0;
+    state = 'S';
+    if (cant_send(curSendFSS)) {
+        gSkippedFiles++;
+        state = 'A';
+        return;
+    }
     if (Ascii)
         crm = 'z';
     ztype();
     zprog(0, TotalBytes);
     ResetXferTimer();
-    n = numtry = 0;
-    state = 'S';
 }
 
 static void run_states()

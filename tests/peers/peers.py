@@ -20,6 +20,7 @@ import sys
 import time
 
 import blocks
+import kermit
 import zhost
 from rig import (PARTIAL, Child, Failure, Place, Programs, Skipped, check,
                  content, digest, judge, our_receiver, our_sender, ours, relay,
@@ -28,7 +29,9 @@ from rig import (PARTIAL, Child, Failure, Place, Programs, Skipped, check,
 KINDS = ("ring", "random", "control", "text")
 SIZES = (0, 1, 127, 128, 1023, 1024, 1025, 4096, 1 << 20)
 GROUPS = {"block-sizes": blocks.block_sizes,
-          "block-faults": blocks.block_faults}
+          "block-faults": blocks.block_faults,
+          "kermit-sizes": kermit.kermit_sizes,
+          "kermit-faults": kermit.kermit_faults}
 
 
 def group(function):
