@@ -79,10 +79,10 @@ int32_t getnak()
         if (UserCancel)
             return 1;
         int32_t c = readock(Rxtimeout, 1);
-        bool starter = c == '*' || c == 'G' || c == 'K' || c == 'C';
+        bool asks_crc = c == 'G' || c == 'K' || c == 'C';
         if (c == TIMEOUT)
             return 1;
-        if (zprot == 'Z' ? c != '*' : starter && checksum_only())
+        if (zprot == 'Z' ? c != '*' : asks_crc && checksum_only())
             continue;
         switch (c) {
         case '*':

@@ -351,6 +351,8 @@ def run_all(cases, jobs):
                 word, why = "failed", f"{type(e).__name__}: {e}"
             with lock:
                 counts[word] += 1
+                if why in ("whole", "ended"):
+                    counts[why] = counts.get(why, 0) + 1
                 print(f"{word} {time.monotonic() - start:6.2f} s  {name}"
                       f"{': ' + why if why else ''}", flush=True)
 

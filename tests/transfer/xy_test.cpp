@@ -320,6 +320,7 @@ TEST(XYmodem, CancelsEndEveryStateAtOnce)
                  EXPECT_FALSE(worked);
              });
         EXPECT_LE(TickCount() - start, 180u) << r.before; // with its rest
+        EXPECT_EQ(UserCancel, 0) << r.before;
         EXPECT_EQ(data, kData7) << r.before;
         EXPECT_EQ(zDlog, nullptr) << r.before;
     }
