@@ -223,10 +223,6 @@ static bool compose_block(const uint8_t *buf, int16_t sector, int32_t length)
     memcpy(part + 3, buf, size_t(first));
     if (AWriteBlock(sOut, int16_t(3 + first), part) != 0)
         return false;
-
-    // What the receiver has said up to now was about something else. Its reply
-    // to this block can't come before the end is out, but may be there as soon
-    // as it is.
     uint8_t end[kFirstPart + 2];
     memcpy(end, buf + first, size_t(rest));
     if (Crcflg) {
@@ -239,15 +235,16 @@ static bool compose_block(const uint8_t *buf, int16_t sector, int32_t length)
             sum = uint8_t(sum + buf[i]);
         end[rest++] = sum;
     }
-    if (!Optiong)
-        purgeline();
     return AWriteBlock(sOut, int16_t(rest), end) == 0;
 }
 
-// Both parts leave the machine together: the line waits for the check no
-// longer than that takes to compute, and a fast one is called once.
+// Both parts leave by one call of the system. What the receiver has said
+// before was about something else; its reply to this block may be there as
+// soon as the block is out, so nothing is dropped behind it.
 static bool put_block(const uint8_t *buf, int16_t sector, int32_t length)
 {
+    if (!Optiong)
+        purgeline();
     awGather(true);
     bool good = compose_block(buf, sector, length);
     awGather(false);

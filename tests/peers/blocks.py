@@ -110,6 +110,20 @@ def block_sizes(seed, everything):
         for file, data in files.items():
             yield f"{file}, {name}", functools.partial(transfer, name,
                                                        {file: data})
+    yield "a name that is taken", names_taken
+
+
+def names_taken():
+    """A file without a name gets one beside the file that has it."""
+    with Place() as place:
+        first, second = content("text", 128), content("random", 256)
+        path = place.put("f", second)
+        with open(os.path.join(place.into, "f"), "wb") as f:
+            f.write(first)
+        done = relay(place, send("x")([path]), receive("x")(place.into, "f"))
+        check(done.a == 0 and done.b == 0, done)
+        check(place.received() == {b"f": first, b"f #1": second},
+              "there are", list(place.received()))
 
 
 FAULTS = {

@@ -293,20 +293,29 @@ static void settings(const wishes &w)
     gCarrierRate = uint32_t(w.baud);
 }
 
+// The name that was given, or the first one behind it that no file has.
+static std::string free_name(const std::string &name)
+{
+    std::string text = name;
+    Str255 wanted;
+    CatInfo info;
+
+    for (int n = 1;; n++) {
+        CopyCStringToPascal(text.c_str(), wanted);
+        if (GetCatInfo(zRcvVol, zRcvDirID, wanted, &info) != noErr)
+            return text;
+        text = name + " #" + std::to_string(n);
+    }
+}
+
 // A file without a name gets the one that was given, one that exists a new one
 // beside it.
 static void answer_question(WindowPtr window, const std::string &name)
 {
-    static int tries;
     const HlItem *field = hl_item(window, 2);
 
-    if (field && field->kind == BE_EDIT) {
-        std::string text = name;
-        if (tries > 0)
-            text += " #" + std::to_string(tries);
-        tries++;
-        hl_edit(window, 2, text.c_str());
-    }
+    if (field && field->kind == BE_EDIT)
+        hl_edit(window, 2, free_name(name).c_str());
     hl_hit(window, 1);
 }
 
