@@ -133,7 +133,9 @@ inline void answer_all()
 {
     hl_modal([](WindowPtr w) {
         static int answer;
-        hl_hit(w, 1 + answer++ % 3);
+        const HlItem *field = hl_item(w, 2); // asks for a name: the one it has
+        bool name = field && field->kind == BE_EDIT;
+        hl_hit(w, name ? 1 : 1 + answer++ % 3);
         answer_all();
     });
 }
