@@ -2,37 +2,15 @@
 // it was, or gives resources that can be read, changed and saved.
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <string>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "platform/files.h"
 #include "platform/memory.h"
 #include "platform/resources.h"
+#include "tests/support/sandbox.h"
 
 static FSSpec book;
-static char path[64];
-
-static void write_file(const uint8_t *data, size_t size)
-{
-    int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (fd < 0 || write(fd, data, size) != ssize_t(size))
-        abort();
-    close(fd);
-}
-
-static bool file_is(const uint8_t *data, size_t size)
-{
-    std::string now(size + 1, '\0');
-    int fd = open(path, O_RDONLY);
-    ssize_t n = fd < 0 ? -1 : read(fd, now.data(), now.size());
-    if (fd >= 0)
-        close(fd);
-    return n == ssize_t(size) && std::memcmp(now.data(), data, size) == 0;
-}
+static std::string path;
 
 static int16_t open_book(int8_t permission)
 {
@@ -65,19 +43,15 @@ static void change_book(int16_t ref)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (!path[0]) {
-        char folder[] = "/dev/shm/quillon-fuzz-XXXXXX";
-        if (!mkdtemp(folder))
-            abort();
-        setenv("HOME", folder, 1);
-        std::strcpy(path, folder);
-        std::strcat(path, "/book");
-        (void)FSSpecFromPath(path, &book);
+    const std::string bytes(reinterpret_cast<const char *>(data), size);
+    if (path.empty()) {
+        path = fresh_sandbox(true).root / "book";
+        (void)FSSpecFromPath(path.c_str(), &book);
     }
-    write_file(data, size);
+    write_bytes(path, bytes);
     int16_t ref = open_book(fsRdWrPerm);
     if (ref < 0) {
-        if (!file_is(data, size))
+        if (read_bytes(path) != bytes)
             abort();
         return 0;
     }

@@ -11,34 +11,20 @@
 #include "shell/Inits.h"
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
+#include "tests/support/sandbox.h"
 
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <unistd.h>
 
 // The program is started once on a book of its own; each input then replaces
 // the entry, its list, the settings and the global strings.
-static char place[] = "/dev/shm/quillon-fuzz-XXXXXX";
-
-static void remove_place()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(place, ignored);
-}
-
 static void start()
 {
     const char *why;
     int argc = 0;
 
-    if (!mkdtemp(place))
-        abort();
-    atexit(remove_place);
-    for (const char *name :
-         {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
-        setenv(name, place, 1);
+    fresh_sandbox(true);
     be_start(&argc, nullptr, &why);
     hl_line_open(HL_SOCKET);
     ae_queue_start(nullptr, 0);

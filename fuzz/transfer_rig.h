@@ -23,6 +23,8 @@
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "terminal/VT100.h"
+#include "tests/support/frames.h"
+#include "tests/support/sandbox.h"
 #include "transfer/Names.h"
 #include "transfer/Util.h"
 #include "transfer/rz.h"
@@ -32,8 +34,7 @@
 #include "transfer/zmaclo.h"
 #include "transfer/zstats.h"
 
-// ---- the line
-// --------------------------------------------------------------
+// ---- the line -------------------------------------------------------------
 // In memory: these take the place of the port layer's own, and a run doesn't
 // ask the system for a byte. What the program sends is heard by nobody.
 
@@ -111,8 +112,7 @@ bool port_keeps(int)
 }
 void port_drop(int) {}
 
-// ---- the window
-// ------------------------------------------------------------
+// ---- the window -----------------------------------------------------------
 // It is made anew for each run. A corner of it has to do.
 
 struct Canvas;
@@ -153,22 +153,11 @@ inline void use_folder()
 
 inline void start()
 {
-    char form[] = "/dev/shm/quillon-fuzz-XXXXXX";
     if (!top.empty())
         return;
-    if (!mkdtemp(form))
-        abort();
-    top = form;
-    atexit([] {
-        std::error_code ignored;
-        std::filesystem::remove_all(top, ignored);
-    });
-    std::filesystem::create_directory(top + "/in");
-    std::filesystem::create_directory(top + "/state");
-    for (const char *name :
-         {"XDG_STATE_HOME", "XDG_CONFIG_HOME", "HOME", "XDG_DATA_HOME"})
-        setenv(name, (top + "/state").c_str(), 1);
-    fclose(fopen((top + "/sentinel").c_str(), "w"));
+    top = fresh_sandbox(true).root / "here";
+    std::filesystem::create_directories(top + "/in");
+    write_bytes(top + "/sentinel", "");
     MaxLine = 24;
     MaxCol = 80;
     InitPage();
@@ -217,7 +206,7 @@ inline void end()
         (void)e;
         beside++;
     }
-    if (beside != 3)
+    if (beside != 2)
         abort();
     for (const auto &e : std::filesystem::directory_iterator(top + "/in"))
         std::filesystem::remove_all(e.path());
@@ -242,8 +231,7 @@ inline void watch(int run, int ticks, int turn = 0)
     });
 }
 
-// ---- what the other side says
-// -------------------------------------------------
+// ---- what the other side says ----------------------------------------------
 
 // A byte 0xFF is a pause.
 inline void say_raw(const uint8_t *bytes, size_t size)
@@ -278,70 +266,33 @@ struct composer {
 
     uint8_t next() { return p < end ? *p++ : 0; }
 
-    void escaped(uint8_t c)
+    // With bit 7 of `damage` the check isn't that of the bytes.
+    void add(std::string bytes, uint8_t damage)
     {
-        if (!(c & 0x60)) {
-            out += char(ZDLE);
-            c ^= 0x40;
-        }
-        out += char(c);
-    }
-
-    // The check over `bytes`, the last of which went out unescaped or not.
-    void check(const std::string &bytes, uint8_t damage)
-    {
-        const uint8_t *b = reinterpret_cast<const uint8_t *>(bytes.data());
-        const int32_t n = int32_t(bytes.size());
-        if (wide) {
-            uint32_t crc = ~crc32_run(b, n, 0xFFFFFFFF) ^ (damage >> 7);
-            for (int i = 0; i < 4; i++, crc >>= 8)
-                escaped(uint8_t(crc));
-        } else {
-            uint16_t crc = crc16_run(b, n, 0) ^ (damage >> 7);
-            escaped(uint8_t(crc >> 8));
-            escaped(uint8_t(crc));
-        }
+        if (damage & 0x80)
+            bytes[bytes.find_last_not_of("\r\x8A\x11")] ^= 1;
+        out += bytes;
     }
 
     void header(int form, uint8_t type, uint32_t data, uint8_t damage)
     {
-        std::string bytes(1, char(type));
-        for (int i = 0; i < 4; i++, data >>= 8)
-            bytes += char(data);
+        const std::string bytes = four(data);
+
         if (type == ZFILE)
             reached = 0;
         wide = form == 3;
-        out += form == 1 ? "**" : "*";
-        out += char(ZDLE);
-        out += form == 1 ? 'B' : form == 2 ? 'A' : 'C';
-        if (form != 1) {
-            for (char c : bytes)
-                escaped(uint8_t(c));
-            check(bytes, damage);
-            return;
-        }
-        uint16_t crc =
-            crc16_run(reinterpret_cast<const uint8_t *>(bytes.data()), 5, 0) ^
-            (damage >> 7);
-        bytes += char(crc >> 8);
-        bytes += char(crc);
-        for (char c : bytes) {
-            char hex[3];
-            snprintf(hex, sizeof hex, "%02x", uint8_t(c));
-            out += hex;
-        }
-        out += "\r\n\x11";
+        add(form == 1   ? hex_frame(type, bytes)
+            : form == 2 ? bin16_frame(type, bytes)
+                        : bin32_frame(type, bytes),
+            damage);
     }
 
-    void subpacket(std::string data, uint8_t step)
+    void subpacket(const std::string &data, uint8_t step)
     {
+        const char last = char(ZCRCE + (step >> 3 & 3));
+
         reached += uint32_t(data.size());
-        for (char c : data)
-            escaped(uint8_t(c));
-        char last = char(ZCRCE + (step >> 3 & 3));
-        out += char(ZDLE);
-        out += last;
-        check(data + last, step);
+        add(wide ? packet32(data, last) : packet16(data, last), step);
     }
 
     void take(uint8_t step)

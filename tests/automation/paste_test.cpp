@@ -12,7 +12,7 @@
 #include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
 #include "terminal/VT100.h"
-#include "tests/support/hostline.h"
+#include "tests/support/farend.h"
 
 #include <string>
 #include <sys/socket.h>

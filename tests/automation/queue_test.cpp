@@ -14,7 +14,7 @@
 #include "serial/ModemIO.h"
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
-#include "tests/support/hostline.h"
+#include "tests/support/farend.h"
 #include "tests/support/sandbox.h"
 #include "transfer/xmodem.h"
 

@@ -1,574 +1,376 @@
-// The demo host, driven over its pseudo-terminal in real time: what a person,
-// a dialer and a transfer program meet there.
+// The demo host as a program behind a pseudo-terminal: what it says to what it
+// hears, the files it gives and takes, and that it ends with its line.
 #include <gtest/gtest.h>
 
+#include "tests/support/farend.h"
+#include "tests/support/sandbox.h"
+
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <string>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <termios.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
 using namespace std::chrono;
 
+namespace {
+
+enum { kPlain, kModem, kBare }; // bare: no program to be found
+
 constexpr int kPatience = 10000; // ms; only a fault waits so long
 
-struct host {
+// The program, and our end of its line. It must end by itself when the line is
+// closed, and leave no file behind.
+struct Host {
+    Sandbox temp;
     int fd = -1;
     pid_t pid = -1;
     std::string seen; // not yet matched
-    std::string temp; // its folder for files
+
+    explicit Host(int as = kPlain);
+    ~Host();
+    void say(const std::string &text) const;
+    void listen(int ms);
+    std::string expect(const std::string &text);
+    void choose(const std::string &key);
 };
 
-static std::string program()
+Host::Host(int as)
 {
-    return std::string(TOOLS_DIR) + "/quillon-demohost";
-}
+    pty line = make_pty();
 
-static host start(bool modem, const char *path = nullptr)
-{
-    host h;
-    char name[64], scratch[] = "/tmp/demohost-test-XXXXXX";
-    int master = posix_openpt(O_RDWR | O_NOCTTY);
-
-    EXPECT_EQ(grantpt(master), 0);
-    EXPECT_EQ(unlockpt(master), 0);
-    ptsname_r(master, name, sizeof name);
-    h.fd = open(name, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    h.temp = mkdtemp(scratch);
-    h.pid = fork();
-    if (h.pid == 0) {
-        std::string number = std::to_string(master);
-        setenv("TMPDIR", h.temp.c_str(), 1);
+    fcntl(line.master, F_SETFL, 0);
+    fd = open(line.path, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    pid = fork();
+    if (pid == 0) {
+        setenv("TMPDIR", temp.root.c_str(), 1);
         setenv("SHELL", "/bin/sh", 1);
         unsetenv("ENV");
-        if (path)
-            setenv("PATH", path, 1);
-        execl(program().c_str(), "quillon-demohost", "--fd", number.c_str(),
-              modem ? "--modem" : nullptr, nullptr);
+        if (as == kBare)
+            setenv("PATH", "/nowhere", 1);
+        execl(TOOLS_DIR "/quillon-demohost", "quillon-demohost", "--fd",
+              std::to_string(line.master).c_str(),
+              as == kModem ? "--modem" : nullptr, nullptr);
         _exit(127);
     }
-    close(master);
-    return h;
+    close(line.master);
 }
 
-static void say(host &h, const std::string &text)
+Host::~Host()
 {
-    size_t at = 0;
-    while (at < text.size()) {
-        ssize_t n = write(h.fd, text.data() + at, text.size() - at);
-        if (n > 0) {
+    int status = -1, ms = 0;
+
+    close(fd);
+    while (waitpid(pid, &status, WNOHANG) == 0 && ms < kPatience)
+        ms += 10 + 0 * usleep(10000);
+    if (ms >= kPatience) {
+        ADD_FAILURE() << "the host outlived its line";
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+    }
+    EXPECT_TRUE(WIFEXITED(status) || ms >= kPatience);
+    EXPECT_TRUE(std::filesystem::is_empty(temp.root)) << "files were left";
+}
+
+void Host::say(const std::string &text) const
+{
+    for (size_t at = 0; at < text.size();) {
+        ssize_t n = write(fd, text.data() + at, text.size() - at);
+        pollfd p = {fd, POLLOUT, 0};
+        if (n > 0)
             at += size_t(n);
-        } else {
-            pollfd p = {h.fd, POLLOUT, 0};
+        else
             ASSERT_GT(poll(&p, 1, kPatience), 0) << "the host takes nothing";
-        }
     }
 }
 
-static void listen_for(host &h, int ms)
+void Host::listen(int ms)
 {
     char buf[4096];
-    pollfd p = {h.fd, POLLIN, 0};
+    pollfd p = {fd, POLLIN, 0};
+    ssize_t n = poll(&p, 1, ms) > 0 ? read(fd, buf, sizeof buf) : 0;
 
-    if (poll(&p, 1, ms) > 0) {
-        ssize_t n = read(h.fd, buf, sizeof buf);
-        if (n > 0)
-            h.seen.append(buf, size_t(n));
-    }
+    if (n > 0)
+        seen.append(buf, size_t(n));
 }
 
 // Waits for `text`; what stands before it is returned, and both are taken.
-static std::string expect(host &h, const std::string &text)
+std::string Host::expect(const std::string &text)
 {
     auto end = steady_clock::now() + milliseconds(kPatience);
     size_t at;
 
-    while ((at = h.seen.find(text)) == std::string::npos) {
+    while ((at = seen.find(text)) == std::string::npos) {
         if (steady_clock::now() > end) {
-            ADD_FAILURE() << "never came: \"" << text << "\" in \"" << h.seen
-                          << "\"";
+            ADD_FAILURE() << "\"" << text << "\" never came: " << seen;
             return "";
         }
-        listen_for(h, 50);
+        listen(50);
     }
-    std::string before = h.seen.substr(0, at);
-    h.seen.erase(0, at + text.size());
+    std::string before = seen.substr(0, at);
+    seen.erase(0, at + text.size());
     return before;
 }
 
-static std::string quiet_for(host &h, int ms)
+void Host::choose(const std::string &key)
 {
-    auto end = steady_clock::now() + milliseconds(ms);
-    while (steady_clock::now() < end)
-        listen_for(h, 10);
-    std::string s = h.seen;
-    h.seen.clear();
-    return s;
+    expect("Your choice: ");
+    say(key + "\r");
 }
 
-// Closes the line; the host must end by itself and leave nothing behind.
-static void finish(host &h)
+// What is said, what has to come for it, and what must not stand before that.
+// The first two may be empty; dots are a rest of so many tenths of a second.
+struct Step {
+    const char *say, *answer, *not_before = nullptr;
+};
+
+void play(Host &h, const std::vector<Step> &steps)
 {
-    int status = -1;
-    close(h.fd);
-    for (int i = 0; i < 500; i++) {
-        if (waitpid(h.pid, &status, WNOHANG) == h.pid) {
-            EXPECT_TRUE(WIFEXITED(status));
-            EXPECT_EQ(rmdir(h.temp.c_str()), 0) << "files were left";
-            return;
-        }
-        std::this_thread::sleep_for(milliseconds(10));
+    for (const Step &s : steps) {
+        SCOPED_TRACE(s.say);
+        if (s.say[0] == '.')
+            usleep(useconds_t(strlen(s.say) * 100000));
+        else
+            h.say(s.say);
+        const std::string before = h.expect(s.answer);
+        EXPECT_TRUE(!s.not_before ||
+                    before.find(s.not_before) == std::string::npos)
+            << before;
     }
-    kill(h.pid, SIGKILL);
-    waitpid(h.pid, &status, 0);
-    ADD_FAILURE() << "the host outlived its line";
 }
 
-static void choose(host &h, const char *key)
-{
-    expect(h, "Your choice: ");
-    say(h, std::string(key) + "\r");
-}
+// clang-format off
+const char kPrompt[] = "Your choice: ";
 
-static void enter_menu(host &h)
-{
-    h = start(false);
-}
-
-TEST(DemoHost, Modem)
+TEST(DemoHost, Conversations)
 {
     static const struct {
-        const char *command, *answer;
+        const char *what;
+        int as;
+        std::vector<Step> steps;
     } rows[] = {
-        {"AT", "\r\nOK\r\n"},
-        {"at", "\r\nOK\r\n"},
+        // Within a second of other bytes, or with a fourth, it is plain text.
+        {"escapes and hangs up", kModem,
+         {{"ATS6=0S12=10\r", "OK"}, {"ATDT5551234\r", "CONNECT 38400\r\n"},
+          {"", "login: "}, {"a+++", "a+++"}, {"....", ""}, {"++++", "++++"},
+          {"....", ""}, {"+++", "\r\nOK\r\n", "OK"}, {"ATO\r", "CONNECT"},
+          {"\r", "Password: "}, {"...", ""}, {"+++", "OK"}, {"ATH\r", "OK"},
+          {"AT\r", "OK"}}},
+        {"logs in, and three times not", kModem,
+         {{"ATS6=0\rATD1234\r", "login: "}, {"mary\r", "Password: "},
+          {"se\bsecret\r", "Good day, mary.", "secret"}, {"", kPrompt},
+          {"x\r", "NO CARRIER"}, {"ATD1\r", "login: "}, {"\r", "login: "},
+          {"\r", "login: "}, {"\r", "NO CARRIER"}}},
+        // Programs send their set-up string to whatever is there.
+        {"modem commands at the prompt", kPlain,
+         {{"", kPrompt}, {"ATZ\r", "\r\nOK\r\n"}, {"", kPrompt},
+          {"AT&F E1 Q0 V1\r", "OK"}, {"", kPrompt}, {"ATS6=0\r", "OK"},
+          {"", kPrompt}, {"ATDT5550000\r", "BUSY"},
+          {"ATDT5551234\r", "CONNECT"}, {"", "login: "}}},
+        {"pages", kPlain,
+         {{"", kPrompt}, {"1\r", "\33[0;1;37;40m"}, {"", "\33[1;4;7m"},
+          {"", "Press a key"}, {" ", kPrompt}, {"2\r", "\33(B"},
+          {"", "\33(0lqqqq"}, {"", "\x0e"}, {"", "\x0f"}, {"", "\xC9\xCD"},
+          {"", "Press a key"}, {" ", kPrompt}, {"3\r", "\33[2;1H|"},
+          {"", "\33[B\33[2C"}, {"", "\0337"}, {"", "\33[70`"},
+          {"", "Press a key"}, {" ", kPrompt}, {"4\r", "\33[5;15r"},
+          {"", "\33M"}, {"", "\33[r"}, {"", "\33[2L"}, {"", "\33[3@"},
+          {"", "Press a key"}, {" ", kPrompt}, {"q\r", "There is no \"q\""}}},
+        {"pager", kPlain,
+         {{"", kPrompt}, {"5\r", "00023 "}, {"", "--MORE--", "00024 "},
+          {" ", "00046 "}, {"", "--MORE--"}, {"q", kPrompt},
+          {"5\r", "--MORE--"}, {" ", "--MORE--"}, {" ", "--MORE--"},
+          {" ", "--MORE--"}, {" ", "--MORE--"}, {" ", "00120 "},
+          {"", "Press a key"}}},
+        // "b" and "c" come while "a" is being taken.
+        {"slow prompt", kPlain,
+         {{"", kPrompt}, {"7\r", "\n> "}, {"abc\r", "a"}, {"..", ""},
+          {"\r", "took 1 bytes"}, {"", "\n> "}, {"\r", kPrompt}}},
+        {"answerback", kPlain,
+         {{"", kPrompt}, {"9\r", "\x05"}, {"me\r", "\"me^M\""},
+          {"", kPrompt}, {"9\r", "no answerback"}}},
+        {"shell", kPlain,
+         {{"", kPrompt}, {"s\r", "\33[6n"}, {"\33[30;100R", ""},
+          {"echo $TERM-$((6*7)); stty size; exit\r", "vt100-42"},
+          {"", "30 100"}, {"", "Back at the demo host"}, {"", kPrompt}}},
+        {"programs that are missing", kBare,
+         {{"", kPrompt}, {"f\r", "Number: "}, {"1\r", kPrompt},
+          {"z\r", "ZMODEM needs the program \"sz\" of the package lrzsz"},
+          {"", kPrompt}, {"g\r", kPrompt},
+          {"k\r",
+           "Kermit needs the program \"gkermit\" of the package gkermit"}}},
+        // Whatever the host is at, it goes when its line goes.
+        {"ends as a modem", kModem, {}},
+        {"ends in the pager", kPlain, {{"", kPrompt}, {"5\r", "--MORE--"}}},
+        {"ends in a flood", kPlain, {{"", kPrompt}, {"6\r", "00100 "}}},
+        {"ends in a slow prompt", kPlain, {{"", kPrompt}, {"7\r", "> "}}},
+        {"ends in the echo", kPlain, {{"", kPrompt}, {"8\r", "Ctrl-C"}}},
+        {"ends in a shell", kPlain, {{"", kPrompt}, {"s\r", "\33[6n"}}},
+        {"ends in a list", kPlain, {{"", kPrompt}, {"f\r", "Number: "}}},
+    };
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.what);
+        Host h(r.as);
+        play(h, r.steps);
+    }
+}
+
+// Each answer comes behind the echo of its command, which may be off.
+TEST(DemoHost, Modem)
+{
+    static const Step rows[] = {
+        {"AT", "\r\nOK\r\n"}, {"at", "\r\nOK\r\n"},
         {"ATI", "modem and host in one\r\n\r\nOK\r\n"},
         {"ATNONSENSE", "\r\nERROR\r\n"},
         {"ATE1V1Q0 X4 &C1&D2 M0L3", "\r\nOK\r\n"},
         {"ATS7=45S7?", "\r\n045\r\n\r\nOK\r\n"},
-        {"ATS99=1", "\r\nERROR\r\n"},
-        {"ATS6=256", "\r\nERROR\r\n"},
-        {"ATO", "\r\nERROR\r\n"}, // no call to go back to
-        {"ATH", "\r\nOK\r\n"},
-        {"ATS6=0", "\r\nOK\r\n"}, // no wait before a call, for this test
-        {"ATDT555 0000", "\r\nBUSY\r\n"},
+        {"ATS99=1", "\r\nERROR\r\n"}, {"ATS6=256", "\r\nERROR\r\n"},
+        {"ATO", "\r\nERROR\r\n"}, {"ATH", "\r\nOK\r\n"},
+        {"ATS6=0", "\r\nOK\r\n"}, {"ATDT555 0000", "\r\nBUSY\r\n"},
         {"ATDP5551111", "\r\nNO CARRIER\r\n"},
         {"ATD555-2222", "\r\nNO ANSWER\r\n"},
-        {"ATDT5553333", "\r\nNO DIALTONE\r\n"},
+        {"ATDT5553333", "\r\nNO DIALTONE\r\n"}, {"ATE0V0", "\r0\r"},
+        {"ATX0", "0\r"}, {"ATDT5550000", "7\r"}, {"A/", "7\r"},
+        {"not a command\rATZ", "\r\nOK\r\n"},
     };
-    host h = start(true);
+    bool echo = true;
+    Host h(kModem);
 
-    for (const auto &r : rows) {
-        say(h, std::string(r.command) + "\r");
-        std::string before = expect(h, r.answer);
-        EXPECT_EQ(before.rfind(std::string(r.command) + "\r", 0), 0u)
-            << "no echo of " << r.command << ": " << before;
+    for (const Step &s : rows) {
+        const std::string line = std::string(s.say) + "\r";
+        h.say(strcmp(s.say, "A/") == 0 ? s.say : line);
+        const std::string all = h.expect(s.answer) + s.answer;
+        EXPECT_EQ(all.rfind(echo ? line : s.answer, 0), 0u) << all;
+        echo = echo && strcmp(s.say, "ATE0V0") != 0;
     }
-    say(h, "ATE0V0\r");
-    expect(h, "0\r");
-    say(h, "ATX0\r");
-    EXPECT_EQ(expect(h, "0\r"), "") << "echo was off";
-    say(h, "ATDT5550000\r");
-    expect(h, "7\r");
-    say(h, "A/");
-    EXPECT_EQ(expect(h, "7\r"), "");
-    say(h, "not a command\rATZ\r");
-    EXPECT_EQ(expect(h, "\r\nOK\r\n"), "");
-    say(h, "ATX\bS9=0\r"); // edited
-    expect(h, "OK");
-    finish(h);
+    play(h, {{"ATX\bS9=0\r", "OK"}}); // edited
 }
-
-TEST(DemoHost, CallEscapeAndHangUp)
-{
-    host h = start(true);
-
-    say(h, "ATS6=0S12=10\r");
-    expect(h, "OK");
-    say(h, "ATDT5551234\r");
-    expect(h, "CONNECT 38400\r\n");
-    expect(h, "login: ");
-    // Within a second of other bytes, or with a fourth, it is plain text.
-    say(h, "a+++");
-    expect(h, "a+++");
-    EXPECT_EQ(quiet_for(h, 400), "");
-    say(h, "++++");
-    expect(h, "++++");
-    EXPECT_EQ(quiet_for(h, 400), "");
-    say(h, "+++");
-    expect(h, "\r\nOK\r\n");
-    say(h, "ATO\r");
-    expect(h, "CONNECT");
-    say(h, "\r");
-    expect(h, "Password: ");
-    std::this_thread::sleep_for(milliseconds(250));
-    say(h, "+++");
-    expect(h, "OK");
-    say(h, "ATH\r");
-    expect(h, "OK");
-    EXPECT_EQ(quiet_for(h, 100), "\r\n");
-    say(h, "AT\r");
-    expect(h, "OK");
-    finish(h);
-}
-
-TEST(DemoHost, Login)
-{
-    host h = start(true);
-
-    say(h, "ATS6=0\rATD1234\r");
-    expect(h, "login: ");
-    say(h, "mary\r");
-    expect(h, "Password: ");
-    say(h, "se\bsecret\r");
-    EXPECT_EQ(expect(h, "Good day, mary.").find("secret"), std::string::npos)
-        << "the password was shown";
-    choose(h, "x");
-    expect(h, "NO CARRIER");
-    say(h, "ATD1\r");
-    for (int i = 0; i < 3; i++) {
-        expect(h, "login: ");
-        say(h, "\r");
-    }
-    expect(h, "NO CARRIER");
-    finish(h);
-}
-
-// Programs send their set-up string to whatever is there.
-TEST(DemoHost, ModemCommandsAtThePrompt)
-{
-    host h;
-    enter_menu(h);
-
-    choose(h, "ATZ");
-    expect(h, "\r\nOK\r\n");
-    choose(h, "AT&F E1 Q0 V1");
-    expect(h, "OK");
-    choose(h, "ATS6=0");
-    expect(h, "OK");
-    choose(h, "ATDT5550000");
-    expect(h, "BUSY");
-    say(h, "ATDT5551234\r");
-    expect(h, "CONNECT");
-    expect(h, "login: ");
-    finish(h);
-}
-
-TEST(DemoHost, TerminalPages)
-{
-    static const struct {
-        const char *key;
-        std::vector<const char *> marks;
-    } rows[] = {
-        {"1", {"\x1b[0;1;37;40m", "\x1b[1;4;7m"}},
-        {"2", {"\x1b(0lqqqq", "\x1b(B", "\x0e", "\x0f", "\xC9\xCD"}},
-        {"3",
-         {"\x1b[2;1H|", "\x1b[B\x1b[2C",
-          "\x1b"
-          "7",
-          "\x1b[70`"}},
-        {"4", {"\x1b[5;15r", "\x1bM", "\x1b[r", "\x1b[2L", "\x1b[3@"}},
-    };
-    host h;
-    enter_menu(h);
-
-    for (const auto &r : rows) {
-        choose(h, r.key);
-        std::string page = expect(h, "Press a key");
-        for (const char *m : r.marks)
-            EXPECT_NE(page.find(m), std::string::npos)
-                << "page " << r.key << " lacks " << m;
-        say(h, " ");
-    }
-    choose(h, "q");
-    expect(h, "There is no \"q\"");
-    finish(h);
-}
-
-TEST(DemoHost, Pager)
-{
-    host h;
-    enter_menu(h);
-
-    choose(h, "5");
-    std::string page = expect(h, "--MORE--");
-    EXPECT_NE(page.find("00023 "), std::string::npos);
-    EXPECT_EQ(page.find("00024 "), std::string::npos);
-    say(h, " ");
-    expect(h, "00046 ");
-    expect(h, "--MORE--");
-    say(h, "q");
-    choose(h, "5");
-    for (int i = 0; i < 5; i++) {
-        expect(h, "--MORE--");
-        say(h, " ");
-    }
-    expect(h, "00120 ");
-    expect(h, "Press a key");
-    finish(h);
-}
-
-TEST(DemoHost, SlowPromptForgetsWhatComesTooSoon)
-{
-    host h;
-    enter_menu(h);
-
-    choose(h, "7");
-    expect(h, "\n> ");
-    say(h, "abc\r"); // "b" and "c" come while "a" is being taken
-    expect(h, "a");
-    std::this_thread::sleep_for(milliseconds(200));
-    say(h, "\r");
-    expect(h, "took 1 bytes");
-    expect(h, "\n> ");
-    say(h, "\r");
-    expect(h, "Your choice");
-    finish(h);
-}
+// clang-format on
 
 TEST(DemoHost, EchoGivesBackEveryByte)
 {
     std::string all;
-    host h;
-    enter_menu(h);
+    Host h;
 
     for (int c = 0; c < 256; c++) {
         if (c != 3)
             all += char(c);
     }
-    choose(h, "8");
-    expect(h, "Ctrl-C ends.\r\n\r\n");
-    say(h, all);
-    expect(h, all);
-    say(h, "\x03");
-    expect(h, "255 bytes");
-    finish(h);
-}
-
-TEST(DemoHost, Answerback)
-{
-    host h;
-    enter_menu(h);
-
-    choose(h, "9");
-    expect(h, "\x05");
-    say(h, "me\r");
-    expect(h, "\"me^M\"");
-    choose(h, "9");
-    expect(h, "no answerback");
-    finish(h);
+    h.choose("8");
+    h.expect("Ctrl-C ends.\r\n\r\n");
+    h.say(all);
+    EXPECT_EQ(h.expect(all), "");
+    play(h, {{"\x03", "255 bytes"}});
 }
 
 // A flood is held by XOFF, stopped by Ctrl-C, and waits for a reader.
 TEST(DemoHost, Flood)
 {
-    host h;
-    enter_menu(h);
+    Host h;
 
-    choose(h, "6");
-    expect(h, "00100 ");
-    say(h, "\x13");
-    quiet_for(h, 300);
-    EXPECT_EQ(quiet_for(h, 200), "") << "XOFF didn't hold it";
-    say(h, "\x11");
-    listen_for(h, 1000);
-    std::this_thread::sleep_for(milliseconds(200)); // and nobody reads
-    say(h, "\x03");
-    std::string rest = expect(h, "^C");
-    EXPECT_EQ(rest.find("10000 "), std::string::npos);
-    finish(h);
-}
-
-TEST(DemoHost, Shell)
-{
-    host h;
-    enter_menu(h);
-
-    choose(h, "s");
-    expect(h, "\x1b[6n");
-    say(h, "\x1b[30;100R");
-    say(h, "echo $TERM-$((6*7)); stty size; exit\r");
-    expect(h, "vt100-42");
-    expect(h, "30 100");
-    expect(h, "Back at the demo host");
-    expect(h, "Your choice");
-    finish(h);
+    h.choose("6");
+    play(h, {{"", "00100 "}, {"\x13", ""}});
+    for (int i = 0; i < 30; i++)
+        h.listen(10); // what was on its way
+    h.seen.clear();
+    h.listen(200);
+    EXPECT_EQ(h.seen, "") << "XOFF didn't hold it";
+    h.say("\x11");
+    h.listen(1000);
+    usleep(200000); // and nobody reads
+    play(h, {{"\x03", "^C", "10000 "}});
 }
 
 // ---- files -----------------------------------------------------------------
 
-static bool have(const char *tool)
-{
-    return system(
-               (std::string("command -v ") + tool + " >/dev/null").c_str()) ==
-           0;
-}
-
-// Runs a transfer program here, with the line as its input and output. The
-// host may speak again before the program has ended, so what came last is
-// left in `seen` even where the program was given it.
-static int run_here(host &h, std::vector<std::string> words,
-                    const std::string &folder)
+// Runs a transfer program with the line as its input and output. The host may
+// speak again before the program has ended, so what came last stays in `seen`
+// even where the program was given it.
+void run_here(Host &h, const std::string &command, const Sandbox &folder)
 {
     int ends[2];
+    const int kinds = SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK;
+    const std::string line =
+        "cd " + folder.root.string() + " && exec " + command + " 2>/dev/null";
+
     signal(SIGPIPE, SIG_IGN); // the program may end before it has heard all
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    ASSERT_EQ(socketpair(AF_UNIX, kinds, 0, ends), 0);
     pid_t pid = fork();
     if (pid == 0) {
-        std::vector<char *> args;
-        for (std::string &w : words)
-            args.push_back(w.data());
-        args.push_back(nullptr);
         signal(SIGPIPE, SIG_DFL);
+        fcntl(ends[1], F_SETFL, 0);
         dup2(ends[1], 0);
         dup2(ends[1], 1);
-        dup2(open("/dev/null", O_WRONLY), 2);
-        if (chdir(folder.c_str()) == 0)
-            execvp(args[0], args.data());
+        execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
         _exit(127);
     }
     close(ends[1]);
-    fcntl(ends[0], F_SETFL, O_NONBLOCK);
-    std::string out, last; // towards the program; what came last
-    out.swap(h.seen);
-    int status = -1;
     auto end = steady_clock::now() + milliseconds(4 * kPatience);
-    for (;;) {
+    size_t given = 0; // of `seen`
+    ssize_t n = -1;
+    while (n != 0 && steady_clock::now() < end) {
         char buf[4096];
-        pollfd p[2] = {{h.fd, POLLIN, 0}, {ends[0], POLLIN, 0}};
-        if (!out.empty())
-            p[1].events |= POLLOUT;
-        poll(p, 2, 100);
-        ssize_t n = read(h.fd, buf, sizeof buf);
-        if (n > 0) {
-            out.append(buf, size_t(n));
-            last.append(buf, size_t(n));
-            last.erase(0, last.size() - std::min(last.size(), size_t(4096)));
-        }
-        n = out.empty() ? 0 : write(ends[0], out.data(), out.size());
+        pollfd p = {ends[0], POLLIN, 0};
+        h.listen(5);
+        n = write(ends[0], h.seen.data() + given, h.seen.size() - given);
+        given += size_t(std::max<ssize_t>(n, 0));
+        n = poll(&p, 1, 5) > 0 ? read(ends[0], buf, sizeof buf) : -1;
         if (n > 0)
-            out.erase(0, size_t(n));
-        n = read(ends[0], buf, sizeof buf);
-        if (n > 0)
-            say(h, std::string(buf, size_t(n)));
-        else if (n == 0 || steady_clock::now() > end)
-            break;
+            h.say({buf, size_t(n)});
     }
-    h.seen = last;
+    h.seen.erase(0, given - std::min(given, size_t(4096)));
     kill(pid, SIGTERM);
-    waitpid(pid, &status, 0);
+    waitpid(pid, nullptr, 0);
     close(ends[0]);
-    return status;
-}
-
-static std::string content(const std::string &path)
-{
-    std::string s;
-    FILE *f = fopen(path.c_str(), "rb");
-    char buf[4096];
-    size_t n;
-    while (f && (n = fread(buf, 1, sizeof buf, f)) > 0)
-        s.append(buf, n);
-    if (f)
-        fclose(f);
-    return s;
 }
 
 TEST(DemoHost, FetchAndGive)
 {
     static const struct {
-        const char *key;
-        std::vector<std::string> receive, send;
+        const char *key, *receive, *send, *given;
     } rows[] = {
-        {"z", {"rz", "-b", "-q"}, {"sz", "-b", "-q", "mine.bin"}},
-        {"1",
-         {"rx", "-b", "-q", "-c", "readme.txt"},
-         {"sx", "-b", "-q", "-k", "mine.bin"}},
-        {"k",
-         {"gkermit", "-q", "-i", "-r"},
-         {"gkermit", "-q", "-i", "-s", "mine.bin"}},
+        {"z", "rz -b -q", "sz -b -q mine.bin", "20000 bytes"},
+        {"1", "rx -b -q -c readme.txt", "sx -b -q -k mine.bin", "20096 bytes"},
+        {"k", "gkermit -q -i -r", "gkermit -q -i -s mine.bin", "20000 bytes"},
     };
-    char folder[] = "/tmp/demohost-files-XXXXXX";
-    std::string dir = mkdtemp(folder), data;
+    Sandbox dir;
+    std::string data;
 
-    if (!have("rz") || !have("gkermit"))
+    if (system("command -v rz >/dev/null && command -v gkermit >/dev/null"))
         GTEST_SKIP() << "no transfer programs here";
     for (int i = 0; i < 20000; i++)
         data += char(i * i / 7);
-    FILE *f = fopen((dir + "/mine.bin").c_str(), "wb");
-    fwrite(data.data(), 1, data.size(), f);
-    fclose(f);
-
+    write_bytes(dir.root / "mine.bin", data);
     for (const auto &r : rows) {
         SCOPED_TRACE(r.key);
-        host h;
-        enter_menu(h);
-        choose(h, "f");
-        std::string list = expect(h, "Number: ");
-        size_t at = list.find("  readme.txt, ");
+        const std::string entry = "  readme.txt, ";
+        Host h;
+        h.choose("f");
+        std::string list = h.expect("Number: ");
+        size_t at = list.find(entry);
         ASSERT_NE(at, std::string::npos);
-        size_t size =
-            size_t(atol(list.c_str() + at + strlen("  readme.txt, ")));
-        say(h, std::string(1, list[at - 1]) + "\r");
-        choose(h, r.key);
-        expect(h, "Receive it now.\r\n");
+        size_t size = size_t(atol(list.c_str() + at + entry.size()));
+        h.say(std::string(1, list[at - 1]) + "\r");
+        h.choose(r.key);
+        h.expect("Receive it now.\r\n");
         run_here(h, r.receive, dir);
-        expect(h, "The transfer is complete");
+        h.expect("The transfer is complete");
         // By XMODEM a file has its padding behind it.
-        size_t came = content(dir + "/readme.txt").size();
+        size_t came = read_bytes(dir.root / "readme.txt").size();
         EXPECT_TRUE(came >= size && came < size + 128) << came;
-        unlink((dir + "/readme.txt").c_str());
-
-        choose(h, "g");
-        choose(h, r.key);
-        expect(h, "Send it now.\r\n");
+        std::filesystem::remove(dir.root / "readme.txt");
+        h.choose("g");
+        h.choose(r.key);
+        h.expect("Send it now.\r\n");
         run_here(h, r.send, dir);
-        // Kermit sends names in capitals.
-        expect(h, *r.key == '1' ? "20096 bytes" : "20000 bytes");
-        finish(h);
+        h.expect(r.given);
     }
-    unlink((dir + "/mine.bin").c_str());
-    rmdir(dir.c_str());
 }
 
-TEST(DemoHost, MissingProgramsAreNamed)
-{
-    host h = start(false, "/nowhere");
-
-    choose(h, "f");
-    expect(h, "Number: ");
-    say(h, "1\r");
-    choose(h, "z");
-    expect(h, "ZMODEM needs the program \"sz\" of the package lrzsz");
-    choose(h, "g");
-    choose(h, "k");
-    expect(h, "Kermit needs the program \"gkermit\" of the package gkermit");
-    finish(h);
-}
-
-// Whatever the host is at, it goes when its line goes.
-TEST(DemoHost, EndsWithItsLine)
-{
-    for (const char *key : {"5", "6", "7", "8", "s", "f"}) {
-        SCOPED_TRACE(key);
-        host h;
-        enter_menu(h);
-        choose(h, key);
-        listen_for(h, 200);
-        finish(h);
-    }
-    host h = start(true);
-    finish(h);
-}
+} // namespace

@@ -1,6 +1,5 @@
 """Running the program against its peers: folders, programs, lines."""
 
-import ctypes
 import hashlib
 import os
 import random
@@ -17,7 +16,6 @@ import time
 
 PARTIAL = b"\xa5"  # behind the name of an incomplete file
 ENDED_LATE = 137   # a program that the relay had to kill
-LIBC = ctypes.CDLL(None)
 
 
 class Failure(Exception):
@@ -220,18 +218,10 @@ def relay(place, a, b, options=(), limit=90):
                   (int(figures["a_bytes"]), int(figures["b_bytes"]))).sound()
 
 
-def without_override():
-    """Root obeys the bits of files, too. (PR_CAPBSET_DROP of
-    CAP_DAC_OVERRIDE and CAP_DAC_READ_SEARCH, at the next exec.)"""
-    for capability in (1, 2):
-        LIBC.prctl(24, capability, 0, 0, 0)
-
-
 class Child:
     """A program with one end of a socket as its line."""
 
-    def __init__(self, place, command, cwd, name, file_limit=None,
-                 obey_bits=False):
+    def __init__(self, place, command, cwd, name, file_limit=None):
         self.text_path = os.path.join(place.root, name + ".txt")
         self.socket, theirs = socket.socketpair()
         # A slow line holds little.
@@ -239,18 +229,14 @@ class Child:
             end.setsockopt(socket.SOL_SOCKET, socket.SO_SNDBUF, 4096)
 
         def prepare():
-            if obey_bits and os.getuid() == 0:
-                without_override()
-            if file_limit is not None:
-                signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-                resource.setrlimit(resource.RLIMIT_FSIZE,
-                                   (file_limit, file_limit))
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (file_limit, file_limit))
 
         with open(self.text_path, "wb") as text:
             self.process = subprocess.Popen(
                 command, cwd=cwd, env=place.environment(), stdin=theirs,
                 stdout=theirs, stderr=text,
-                preexec_fn=prepare if obey_bits or file_limit else None)
+                preexec_fn=prepare if file_limit else None)
         theirs.close()
         self.code = None
 

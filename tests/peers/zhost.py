@@ -137,8 +137,3 @@ class Host:
         self.send(subpacket(parts[-1], ZCRCE))
         self.send(binary_header(ZEOF, max(pos, len(data))))
         return self.expect(ZRINIT, ZRPOS, ZFERR)[0] == ZRINIT
-
-    def finish(self):
-        self.send(hex_header(ZFIN))
-        self.expect(ZFIN)
-        self.send(b"OO")

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/core/line/portparts.h"
-#include "tests/support/hostline.h"
+#include "tests/support/farend.h"
 #include "tests/support/sandbox.h"
 
 #include <cerrno>

@@ -58,6 +58,12 @@ TEST(Click, ADragSelectsInEitherDirection)
     EXPECT_EQ(findline, 1);
     EXPECT_STREQ(hl_clip_text(true), "ha beta gamma\ndelta ep");
     later();
+    click({cell(0, 0), cell(0, 17)}); // just behind the text
+    EXPECT_STREQ(hl_clip_text(true), "alpha beta gamma");
+    later();
+    click({cell(0, 3), cell(1, 1)});
+    EXPECT_NE(corner(1, 0), corner(1, 1)) << "one column is shown selected";
+    later();
     click({cell(2, 4), cell(0, 2)});
     EXPECT_SELECTED(0, 2, 2, 4);
     later();

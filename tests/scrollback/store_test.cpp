@@ -61,8 +61,9 @@ TEST(Savline, KeepsTwoBlankLinesInARow)
     EXPECT_EQ(savlines, 0); // none before the first text
     save("text");
     for (int i = 0; i < 5; i++)
-        save("\r\n");
+        save(i % 2 ? "\n" : "\r\n");
     EXPECT_EQ(savlines, 3);
+    EXPECT_EQ(stored(2), "");
     save("~");
     EXPECT_EQ(savlines, 3);
     save("text");

@@ -11,7 +11,7 @@
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "terminal/VT100.h"
-#include "tests/support/hostline.h"
+#include "tests/support/farend.h"
 #include "tests/support/sandbox.h"
 #include "transfer/Names.h"
 #include "transfer/xmodem.h"

@@ -10,7 +10,7 @@
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "shell/Inits.h"
-#include "tests/support/hostline.h"
+#include "tests/support/farend.h"
 #include "transfer/xmodem.h"
 
 #include <cstring>

@@ -12,7 +12,7 @@
 #include "serial/ModemIO.h"
 #include "shell/Inits.h"
 #include "terminal/VT100.h"
-#include "tests/support/hostline.h"
+#include "tests/support/farend.h"
 #include "transfer/Names.h"
 #include "transfer/xmodem.h"
 #include "transfer/zmaclo.h"

@@ -18,6 +18,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using std::string;
@@ -196,6 +197,10 @@ TEST(Names, HostileOnesStayInTheFolder)
     const row rows[] = {
         {"up", "../x", "..:x"},
         {"rooted", "/etc/x", ":etc:x"},
+        {"a slash", "/", ":"},
+        {"into a folder", "folder/x", "folder:x"},
+        {"like a partial file", "known\xA5", "known\xA5"},
+        {"1000 bytes", string(1000, 'n'), string(30, 'n')},
         {"our own separator", "a:b::c", "a;b;;c"},
         {"a profile", ".bashrc", ".bashrc"},
         {"empty", "", ""},
@@ -254,9 +259,10 @@ TEST(Names, LinksInTheWayAreNotFollowed)
     fs::create_symlink(scratch() + "/../target", scratch() + "/link");
     fs::create_symlink(scratch() + "/../nowhere", scratch() + "/dangling");
     fs::create_directory(scratch() + "/folder");
+    ASSERT_EQ(mkfifo((scratch() + "/pipe").c_str(), 0600), 0);
     // 3 overwrites the link; a folder can't be overwritten.
     for (int answer : {3, 1}) {
-        for (string name : {"link", "dangling", "folder"}) {
+        for (string name : {"link", "dangling", "folder", "pipe"}) {
             start_bench();
             scripted_peer peer{
                 {{1,

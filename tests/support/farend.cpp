@@ -1,5 +1,5 @@
 // A line whose other end is the case.
-#include "tests/support/hostline.h"
+#include "tests/support/farend.h"
 
 #include "automation/AsciiSend.h"
 #include "connect/Settings.h"
