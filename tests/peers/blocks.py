@@ -66,14 +66,15 @@ def same(got, wanted, pads):
     return digest(got) == digest(wanted)
 
 
-def transfer(ends, files, options=(), limit=60, sure=True):
+def transfer(ends, files, options=(), limit=None, sure=True):
     """One call with all the files. Returns "whole" or "ended": what came
     under its own name is whole either way."""
     _, pads, sender, receiver = ENDS[ends]
     with Place() as place:
         paths = [place.put(n, d) for n, d in files.items()]
         done = relay(place, sender(paths),
-                     receiver(place.into, next(iter(files))), options, limit)
+                     receiver(place.into, next(iter(files))), options,
+                     limit or 60 + 3 * len(files))  # rb rests between files
         complete = done.a == 0 and done.b == 0
         check(complete or not sure, done)
         got = place.received()
