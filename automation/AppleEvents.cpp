@@ -3,10 +3,11 @@
 
 #include <cstring>
 
+#include "base/Program.h"
 #include "connect/PhoneBook.h"
 #include "connect/Settings.h"
 #include "scrollback/NPrint.h"
-#include "shell/Quillon.h"
+#include "terminal/VT100.h"
 
 constexpr OSErr kNotHandled = -1708;
 

@@ -1,4 +1,3 @@
-// automation/AsciiSend.cpp
 // The queue of text to the line, and its pacing.
 #include "automation/AsciiSend.h"
 
@@ -6,6 +5,7 @@
 
 #include "automation/Script.h"
 #include "base/ErrMsg.h"
+#include "base/Program.h"
 #include "base/chars.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
@@ -15,7 +15,7 @@
 #include "resources/names.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
-#include "shell/Quillon.h"
+#include "terminal/HostCursor.h"
 #include "terminal/VT100.h"
 #include "transfer/xmodem.h"
 

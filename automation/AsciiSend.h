@@ -1,4 +1,3 @@
-// automation/AsciiSend.h
 // The one queue of text to the line: keys, paste, macros, scripts, files, the
 // dialer's commands. Each source appends a chunk; sendSomeAscii takes it out a
 // little at a time, by the pacing of the connection. Times are ticks.

@@ -7,7 +7,6 @@
 #include "platform/drawing.h"
 #include "platform/memory.h"
 #include "scrollback/Selection.h"
-#include "shell/Quillon.h"
 #include "terminal/VT100.h"
 
 constexpr OSErr kRefused = -1857; // the drop isn't accepted

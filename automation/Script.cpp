@@ -1,4 +1,3 @@
-// automation/Script.cpp
 // Scripts: the waits, and the files they come from.
 #include "automation/Script.h"
 

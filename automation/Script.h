@@ -1,4 +1,3 @@
-// automation/Script.h
 // Scripts: text files that run a line at a time from the event pass.
 #pragma once
 

@@ -1,4 +1,3 @@
-// base/DPopup.cpp
 // Pop-up menus in dialogs.
 #include "base/DPopup.h"
 

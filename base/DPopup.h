@@ -1,4 +1,3 @@
-// base/DPopup.h
 // Pop-up menus in dialogs: up to ten of them, in one table. Items come in
 // pairs: an even item is the label, the next one the pop-up, and both stand
 // for the same row (item / 2). `up_set` is given the label's number; clicks

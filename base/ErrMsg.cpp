@@ -1,4 +1,3 @@
-// base/ErrMsg.cpp
 // What the user hears of failures.
 #include "base/ErrMsg.h"
 
@@ -11,11 +10,11 @@
 #include "platform/resources.h"
 #include "platform/sound.h"
 #include "resources/names.h"
-#include "shell/Quillon.h"
-#include "terminal/VT100.h"
 
 constexpr int32_t kWarnTicks = 120;
 constexpr int16_t kFlashDrop = 10; // a short notice sits this much lower
+
+message_hooks gMessageHooks;
 
 static Str255 erStr;
 static bool inError; // PrtError runs; its own failures are not reported
@@ -61,18 +60,11 @@ int16_t PrtError(int16_t code, ConstStr text)
     if (inError)
         return code;
     inError = true;
-    if (myWindow) {
-        // A copy: drawing may report something of its own meanwhile.
-        Str255 words;
-        pstrcpy(words, errorString(code, text));
-        if (curcol != 0)
-            crlf();
-        drawCString("###  ");
-        drawPString(words);
-        crlf();
-    } else {
-        ShowWarn(errorString(code, text));
-    }
+    // A copy: drawing may report something of its own meanwhile.
+    Str255 words;
+    pstrcpy(words, errorString(code, text));
+    if (!gMessageHooks.in_terminal || !gMessageHooks.in_terminal(words))
+        ShowWarn(words);
     inError = false;
     return code;
 }
@@ -90,8 +82,12 @@ static void pass_time(int32_t ticks)
 {
     uint32_t start = TickCount();
 
-    while (int32_t(TickCount() - start) < ticks)
-        MainEventLoop(kNoUserEvents, kModeSmall);
+    while (int32_t(TickCount() - start) < ticks) {
+        if (gMessageHooks.pass)
+            gMessageHooks.pass();
+        else
+            Delay(1, nullptr);
+    }
 }
 
 void ShowWarn(ConstStr text)

@@ -1,4 +1,3 @@
-// base/ErrMsg.h
 // Everything that tells the user of a failure. Loudest first: a stop alert,
 // which waits for an answer; a warning that beeps and goes after two seconds;
 // a line "###  ..." in the terminal, which a running connection bears. The
@@ -16,6 +15,14 @@ constexpr int16_t kUserCancelled = 128; // its own words, nothing behind them
 // The words for `code`, with `text` behind them. The result lies in one
 // buffer and is good until the next call.
 uint8_t *errorString(int16_t code, ConstStr text);
+
+// What a message needs of the parts above, set by MakeUPPs. Before that, time
+// passes without a pass, and a line for the terminal becomes a warning.
+struct message_hooks {
+    void (*pass)(); // one pass that leaves keys and mouse alone
+    bool (*in_terminal)(ConstStr text); // a line; false: there is no window
+};
+extern message_hooks gMessageHooks;
 
 // Stop alert 302. Waits for the user.
 void ErrorAlert(ConstStr text, int16_t code);

@@ -1,4 +1,3 @@
-// base/PathStr.cpp
 // Path strings.
 #include "base/PathStr.h"
 

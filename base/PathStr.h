@@ -1,4 +1,3 @@
-// base/PathStr.h
 // Path strings: how a folder or a file is remembered in a setting. A folder is
 // its volume's name, the byte 1, the four bytes of the volume's creation date,
 // ":" and the folder's number; a file adds ":" and its name. Volumes 1 and 2

@@ -1,4 +1,3 @@
-// base/atol.cpp
 // Numbers out of text.
 #include "base/atol.h"
 

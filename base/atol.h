@@ -1,4 +1,3 @@
-// base/atol.h
 // Numbers out of zero-terminated text. Both skip spaces (not tabs), take one
 // sign, and read digits until a byte that is none; too large a number wraps
 // in 32 bits. The value is stored also when there was no digit, as 0. The

@@ -1,4 +1,3 @@
-// base/chars.h
 // The control characters that text, keys and protocols share. Those of the
 // protocols keep the capitals of their published descriptions.
 #pragma once

@@ -1,4 +1,3 @@
-// base/dates.cpp
 // Dates of 1904 and of 1970.
 #include "base/dates.h"
 

@@ -1,4 +1,3 @@
-// base/dates.h
 // Dates as this program counts them, in seconds since the start of 1904 by
 // local time, and as the line and other systems do, in seconds since the start
 // of 1970 by universal time.

@@ -1,4 +1,3 @@
-// base/facts.cpp
 // The facts about the platform and the program's places.
 #include "base/facts.h"
 

@@ -1,4 +1,3 @@
-// base/facts.h
 // The facts about the platform and the program's places, taken once at the
 // start (shell/Inits) and constant from then on.
 #pragma once

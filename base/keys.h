@@ -1,4 +1,3 @@
-// base/keys.h
 // Virtual key codes: the place of a key, whatever character it brings. The
 // characters of keys without text stand in chars.h.
 #pragma once

@@ -1,4 +1,3 @@
-// base/pstr.cpp
 // Length-prefixed strings.
 #include "base/pstr.h"
 

@@ -1,4 +1,3 @@
-// base/pstr.h
 // Length-prefixed strings: a length byte and that many bytes, no terminator.
 // Byte values are not interpreted. A buffer for one is 256 bytes; pstrcpy
 // alone asks for no more room than the text it copies.

@@ -4,13 +4,12 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "base/MenuBar.h"
 #include "base/pstr.h"
 #include "connect/PhoneBook.h"
 #include "connect/Settings.h"
 #include "platform/memory.h"
-#include "platform/menus.h"
 #include "platform/resources.h"
-#include "shell/QuillonMenus.h"
 
 constexpr OSType kDial = FOUR("Dial");
 constexpr uint8_t kOutlineStyle = 8;

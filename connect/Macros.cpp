@@ -1,12 +1,11 @@
 // The Macros menu for the connection's set.
 #include "connect/Macros.h"
 
+#include "base/MenuBar.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
-#include "platform/menus.h"
 #include "platform/resources.h"
 #include "resources/names.h"
-#include "shell/QuillonMenus.h"
 
 constexpr int16_t kFirstMacroItem = kLastItemMacros + 1;
 constexpr int16_t kMostMacros = 10;

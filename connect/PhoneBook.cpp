@@ -6,9 +6,11 @@
 
 #include "base/ErrMsg.h"
 #include "base/PathStr.h"
+#include "base/Program.h"
 #include "base/pstr.h"
 #include "connect/Dial.h"
 #include "connect/DialDir.h"
+#include "connect/LineSetters.h"
 #include "connect/Macros.h"
 #include "connect/PhoneBookParts.h"
 #include "platform/memory.h"
@@ -20,9 +22,6 @@
 #include "scrollback/SaveText.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
-#include "shell/Inits.h"
-#include "shell/Quillon.h"
-#include "shell/QuillonMenus.h"
 #include "terminal/VT100.h"
 #include "transfer/xmodem.h"
 

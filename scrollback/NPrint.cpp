@@ -4,16 +4,14 @@
 
 #include <algorithm>
 
+#include "base/MenuBar.h"
 #include "base/chars.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/drawing.h"
-#include "platform/menus.h"
 #include "platform/printing.h"
 #include "scrollback/Selection.h"
 #include "scrollback/savbuf.h"
-#include "shell/Inits.h"
-#include "shell/QuillonMenus.h"
 #include "terminal/VT100.h"
 
 // ---- the page --------------------------------------------------------------

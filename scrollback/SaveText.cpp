@@ -4,22 +4,19 @@
 
 #include <cstring>
 
+#include "base/AskFile.h"
 #include "base/ErrMsg.h"
+#include "base/MenuBar.h"
 #include "base/PathStr.h"
+#include "base/Program.h"
 #include "base/chars.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/files.h"
-#include "platform/menus.h"
 #include "platform/resources.h"
 #include "platform/sound.h"
 #include "resources/names.h"
 #include "scrollback/Selection.h"
-#include "shell/Inits.h"
-#include "shell/QuillonMenus.h"
-#include "transfer/Names.h"
-#include "transfer/xmodem.h"
-#include "transfer/zmaclo.h"
 
 Str255 gAppendBase;
 FSSpec gAppendFSS;
@@ -38,7 +35,7 @@ static int16_t write_new(const FSSpec &file, const uint8_t *text, int32_t size)
     const OSErr error = FSpOpenDF(&file, fsWrPerm, &ref);
     if (error != noErr)
         return error;
-    (void)FSWriteNoCache(ref, &size, text);
+    (void)FSWriteUncached(ref, &size, text);
     return FSClose(ref);
 }
 
@@ -78,14 +75,14 @@ static OSErr append_bytes(int16_t ref, const uint8_t *text, int32_t size)
     int32_t count = size, one = 1;
 
     (void)SetFPos(ref, fsFromLEOF, 0);
-    const OSErr error = FSWriteNoCache(ref, &count, text);
+    const OSErr error = FSWriteUncached(ref, &count, text);
     if (error != noErr)
         PrtErrorSTR(error, kListErrors, kStrCantWriteFile);
     // Every piece ends its line, and an empty line stands behind it.
     if (size == 0 || text[size - 1] != cr)
-        (void)FSWriteNoCache(ref, &one, &cr);
+        (void)FSWriteUncached(ref, &one, &cr);
     one = 1;
-    (void)FSWriteNoCache(ref, &one, &cr);
+    (void)FSWriteUncached(ref, &one, &cr);
     return error;
 }
 

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "automation/AsciiSend.h"
 #include "automation/DragEm.h"
+#include "connect/Settings.h"
 #include "platform/clock.h"
 #include "platform/controls.h"
 #include "platform/drawing.h"
@@ -16,9 +18,7 @@
 #include "scrollback/find.h"
 #include "scrollback/savbuf.h"
 #include "serial/ModemIO.h"
-#include "shell/Inits.h"
-#include "shell/Quillon.h"
-#include "shell/QuillonWindow.h"
+#include "terminal/HostCursor.h"
 #include "terminal/VT100.h"
 
 int16_t stSel = -1, stCol;
@@ -332,7 +332,7 @@ void remSel()
     scrolled = v != savlines;
     give_back_memory();
     PrtBufK = int16_t(savcount / 1024);
-    ShowBuf();
+    gWindowHooks.showBuf();
 
     Rect bounds;
     GetWindowPortBounds(myWindow, &bounds);
@@ -443,6 +443,31 @@ static void scroll_along(const tracking &t, Point p)
     }
     scrollPage(t.top, int16_t(to));
     sb_flush();
+}
+
+void cmdClick()
+{
+    Str255 prefix;
+    int32_t size = 0;
+
+    if (sendCount || asciiSend || stSel < 0)
+        return;
+    GetFromStrList(gLocalStrings, kStrCmdClick, prefix);
+    const uint8_t *text = prepSel(&size);
+    int32_t room = kSendBuf - 1 - prefix[0];
+    if (size > room)
+        size = room;
+    memcpy(sendBuf, prefix + 1, prefix[0]);
+    if (text && size > 0)
+        memcpy(sendBuf + prefix[0], text, size_t(size));
+    else
+        size = 0;
+    sendBuf[prefix[0] + size] = '\r';
+    sendCount = uint16_t(prefix[0] + size + 1);
+    sendPtr = sendBuf;
+    unprepSel();
+    SetSel(-1, 0, -1, 0);
+    scr_to_bot();
 }
 
 // Asks for the host's cursor to come here; do_vtpos moves it.

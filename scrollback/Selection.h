@@ -38,4 +38,6 @@ void DoClick(Point point, const EventRecord *event);
 const uint8_t *prepSel(int32_t *size);
 void unprepSel();
 void offerSel(); // what is selected is what a middle click pastes, anywhere
+void cmdClick(); // queues it as typed text, behind the prefix of its
+                 // connection, and clears it
 void remSel();   // takes selected text out of the store

@@ -4,14 +4,13 @@
 
 #include <algorithm>
 
+#include "base/facts.h"
 #include "platform/controls.h"
 #include "platform/drawing.h"
 #include "platform/events.h"
 #include "platform/windows.h"
 #include "scrollback/Selection.h"
 #include "scrollback/savbuf.h"
-#include "shell/Inits.h"
-#include "shell/Quillon.h"
 #include "terminal/VT100.h"
 
 ControlHandle sbar_ctl;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/WindowPlace.h"
 #include "connect/Settings.h"
 #include "platform/dialogs.h"
 #include "platform/memory.h"
@@ -14,7 +15,6 @@
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
 #include "scrollback/savbuf.h"
-#include "shell/QuillonWindow.h"
 
 char find_str[256];
 int32_t findline = -1;

@@ -6,13 +6,12 @@
 #include <cassert>
 #include <cstring>
 
-#include "base/ErrMsg.h"
+#include "base/Capture.h"
 #include "base/chars.h"
 #include "connect/Settings.h"
 #include "platform/alerts.h"
 #include "platform/clock.h"
 #include "platform/controls.h"
-#include "platform/files.h"
 #include "platform/memory.h"
 #include "platform/resources.h"
 #include "platform/sound.h"
@@ -21,10 +20,7 @@
 #include "scrollback/View.h"
 #include "scrollback/find.h"
 #include "serial/IOKitSerial.h"
-#include "shell/Quillon.h"
-#include "shell/QuillonWindow.h"
 #include "terminal/VT100.h"
-#include "transfer/xmodem.h"
 
 constexpr int kBlanksKept = 2; // of blank lines in a row
 
@@ -249,7 +245,7 @@ static void show_size()
         return;
     PrtBufK = k;
     if (myWindow)
-        ShowBuf();
+        gWindowHooks.showBuf();
 }
 
 // Whether a line is kept, and the count of blank lines. A lone "~" counts as
@@ -361,7 +357,7 @@ void clr_savbuf()
     GetIndString(what, kListTexts, kStrAskClear);
     ParamText(what, nullptr, nullptr, nullptr);
     if (qset.globFlags & kGlobAskClear) {
-        SetArrowCursor();
+        InitCursor();
         if (CautionAlert(kAlertAsk) != 1) {
             savAllow = savcount;
             return;
@@ -376,7 +372,7 @@ void clr_savbuf()
     if (savhdl && GetHandleSize(savhdl) > kTextAfterClear)
         SetHandleSize(savhdl, kTextAfterClear);
     PrtBufK = 0;
-    ShowBuf();
+    gWindowHooks.showBuf();
 }
 
 // ---- the scroll bar --------------------------------------------------------
@@ -439,13 +435,9 @@ void PutLine(uint8_t *line, int16_t length)
     }
 
     const uint8_t kept = line[n];
-    int32_t count = n + 1;
     line[n] = kCR;
-    const OSErr error = FSWrite(recRef, &count, line);
+    const OSErr error = WriteCapture(line, n + 1, kStrCantCapture);
     line[n] = kept;
-    if (error != noErr) {
-        StopCapture();
-        PrtErrorSTR(error, kListErrors, kStrCantCapture);
+    if (error != noErr)
         SysBeep(3);
-    }
 }

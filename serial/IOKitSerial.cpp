@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "base/ErrMsg.h"
+#include "base/MenuBar.h"
 #include "base/pstr.h"
 #include "connect/Dial.h"
 #include "connect/Settings.h"
@@ -15,7 +16,6 @@
 #include "platform/resources.h"
 #include "resources/names.h"
 #include "serial/ModemIO.h"
-#include "shell/QuillonMenus.h"
 #include "shell/QuillonWindow.h"
 
 constexpr int32_t kNameBlock = 256;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "automation/AsciiSend.h"
+#include "base/Capture.h"
 #include "base/ErrMsg.h"
 #include "base/chars.h"
 #include "base/pstr.h"
@@ -226,16 +227,6 @@ static void idle()
     }
 }
 
-static void write_capture(const uint8_t *bytes, int32_t count)
-{
-    OSErr error = FSWrite(recRef, &count, bytes);
-
-    if (error != noErr) {
-        StopCapture();
-        PrtErrorSTR(error, kListErrors, kStrCantWriteFile);
-    }
-}
-
 int16_t ReadPort()
 {
     const uint8_t mask = cset.termFlags & kTermStrip8 ? 0x7F : 0xFF;
@@ -276,7 +267,8 @@ int16_t ReadPort()
     }
     lscroll = uint8_t(scrolled);
     if (asciiReceive == 'C' && held > 0)
-        write_capture(staged, held);
+        (void)WriteCapture(staged, held,
+                           kStrCantWriteFile); // it reports its error
     return batch != nullptr;
 }
 

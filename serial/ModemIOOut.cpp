@@ -3,6 +3,7 @@
 // of the send queue. Input is in ModemIO.cpp.
 #include "serial/ModemIO.h"
 
+#include "base/facts.h"
 #include "base/pstr.h"
 #include "platform/clock.h"
 #include "platform/files.h"
@@ -10,7 +11,6 @@
 #include "platform/ports.h"
 #include "platform/sound.h"
 #include "serial/IOKitSerial.h"
-#include "shell/Inits.h"
 #include "transfer/Util.h"
 #include "transfer/sz.h"
 #include "transfer/xmodem.h"

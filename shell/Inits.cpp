@@ -5,7 +5,9 @@
 #include "automation/AsciiSend.h"
 #include "automation/DragEm.h"
 #include "automation/Script.h"
+#include "base/Capture.h"
 #include "base/ErrMsg.h"
+#include "base/WindowPlace.h"
 #include "base/pstr.h"
 #include "connect/Dial.h"
 #include "connect/DialDir.h"
@@ -29,12 +31,14 @@
 #include "scrollback/find.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
+#include "shell/Clipboard.h"
 #include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
 #include "shell/QuillonWindow.h"
 #include "terminal/SendKey.h"
 #include "terminal/VT100.h"
 #include "transfer/xmodem.h"
+#include "transfer/zm.h"
 #include "transfer/zmaclo.h"
 
 // ---- constants -------------------------------------------------------------
@@ -52,7 +56,6 @@ constexpr int16_t kLastPixel = 1;    // so that termrect holds all of a column
 int32_t stTicks;
 uint16_t ti;
 uint16_t timing[20];
-uint8_t gInitializing = 1;
 
 Str255 longvers;
 
@@ -66,12 +69,37 @@ static void stamp()
         timing[ti++] = uint16_t(int32_t(TickCount()) - stTicks);
 }
 
+// A line of its own, which a running connection bears.
+static bool say_in_terminal(ConstStr text)
+{
+    if (!myWindow)
+        return false;
+    if (curcol != 0)
+        crlf();
+    drawCString("###  ");
+    drawPString(text);
+    crlf();
+    return true;
+}
+
 void MakeUPPs()
 {
     // Actions of controls and drawing procedures are given where they are
     // used; these two have no other place.
     SetMenuWillOpenProc(AdjMenus);
     SetPrimaryPasteProc(doPastePrimary);
+
+    gMessageHooks = {
+        [] { MainEventLoop(kNoUserEvents, kModeSmall); },
+        say_in_terminal,
+    };
+    gWindowHooks = {
+        ShowBar,
+        ShowBuf,
+        ShowSize,
+        SizeWind,
+        [](uint8_t c, uint16_t modifiers) { RunKey(c, modifiers, keyDown); },
+        sendbrk};
 }
 
 // The version resource: numbers and a region in six bytes, then the short and

@@ -6,6 +6,7 @@
 // window stands, and settings need the open port.
 #pragma once
 
+#include "base/Program.h"
 #include "base/facts.h"
 #include "platform/types.h"
 
@@ -23,9 +24,8 @@ void finish_up();
 
 void MakeUPPs(); // registers the callbacks that controls and dialogs use
 
-extern int32_t stTicks;       // TickCount at the start of InitProgram
-extern uint16_t ti;           // next free stamp
-extern uint16_t timing[20];   // ticks since stTicks at fixed points; unread
-extern uint8_t gInitializing; // 1 until FinishInitFoneOpen is done
+extern int32_t stTicks;     // TickCount at the start of InitProgram
+extern uint16_t ti;         // next free stamp
+extern uint16_t timing[20]; // ticks since stTicks at fixed points; unread
 
 extern Str255 longvers; // the version as people read it

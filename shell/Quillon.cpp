@@ -44,13 +44,9 @@ constexpr int16_t kBarLeft = 10, kBarRight = 205;
 
 // ---- state -----------------------------------------------------------------
 
-uint8_t moreToDo = 1;
-uint8_t Suspended;
 uint8_t gWasFront;
-WindowPtr myWindow;
 int16_t dialDItem = -1;
 uint32_t ConnectTime;
-int16_t reqRow = -1, reqCol;
 
 // The pass may be turned from within itself. These belong to the source of
 // events and not to who asked, so they live across all of it.
@@ -439,8 +435,7 @@ static void command_key(const EventRecord &event, int32_t now)
         // By its place, so that the break's key is found on every layout.
         if (code == kKeyB)
             c = 'B';
-        DoMenu(ChoiceOfKey(c, event.modifiers), event.modifiers,
-               int16_t(event.what));
+        RunKey(c, event.modifiers, int16_t(event.what));
     }
 }
 
@@ -566,20 +561,4 @@ void DoActivate(WindowPtr window, bool active)
     }
     if (active && !resuming)
         SetArrowCursor();
-}
-
-void DoUpdate(WindowPtr window)
-{
-    if (!window || window != myWindow)
-        return;
-    WindowPtr port = GetPort();
-    SetPort(window);
-    BeginUpdate(window);
-    term_redraw();
-    ShowTime(true);
-    ShowSize(window, int16_t(MaxLine), int16_t(MaxCol));
-    ShowBuf();
-    ShowComm();
-    EndUpdate(window);
-    SetPort(port);
 }

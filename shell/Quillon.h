@@ -9,22 +9,15 @@
 
 #include <cstdint>
 
+#include "base/Program.h"
 #include "platform/events.h"
 #include "platform/types.h"
 #include "platform/windows.h"
+#include "terminal/VT100.h"
 
-extern uint8_t moreToDo;       // the program runs while this is nonzero
-extern uint8_t Suspended;      // in the background
-extern uint8_t gWasFront;      // main window was in front at the last suspend
-extern WindowPtr myWindow;     // the terminal window, null until a book opens
-extern int16_t dialDItem;      // what the user told the waiting dialer, or -1
-extern uint32_t ConnectTime;   // seconds since 1904, start of the timer shown
-extern int16_t reqRow, reqCol; // where do_vtpos moves the cursor; -1: nowhere
-
-// Modes of a pass.
-constexpr char kModeMain = 'M';  // a main window stands
-constexpr char kModeSmall = 'S'; // a message box is up, or no window yet
-constexpr char kModeDial = 'D';  // the dialer reads from the modem
+extern uint8_t gWasFront;    // main window was in front at the last suspend
+extern int16_t dialDItem;    // what the user told the waiting dialer, or -1
+extern uint32_t ConnectTime; // seconds since 1904, start of the timer shown
 
 // Masks for WaitNextEvent.
 constexpr uint16_t kAllEvents = 0xFFFF;
@@ -39,4 +32,3 @@ void MainEventLoop(uint16_t mask, char mode);
 
 void DoOSEvent(uint32_t message, WindowPtr front);
 void DoActivate(WindowPtr window, bool active);
-void DoUpdate(WindowPtr window);

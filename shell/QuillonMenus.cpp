@@ -9,6 +9,7 @@
 #include "connect/Dial.h"
 #include "connect/DialDir.h"
 #include "connect/Dialogs.h"
+#include "connect/LineSetters.h"
 #include "connect/Macros.h"
 #include "connect/PhoneBook.h"
 #include "connect/Settings.h"
@@ -28,6 +29,7 @@
 #include "scrollback/savbuf.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
+#include "shell/Clipboard.h"
 #include "shell/Inits.h"
 #include "shell/Quillon.h"
 #include "shell/QuillonWindow.h"
@@ -39,9 +41,7 @@
 
 // ---- constants -------------------------------------------------------------
 
-constexpr OSType kText = FOUR("TEXT");
 constexpr uint16_t kModifier = cmdKey | shiftKey | optionKey;
-constexpr uint8_t kCheckStyleOutline = 8;
 
 constexpr const char *xconv_types = "SMBT"; // by item from 1
 
@@ -81,12 +81,6 @@ constexpr absent_item absent[] = {
 
 // ---- state -----------------------------------------------------------------
 
-MenuHandle DeskMenu, FileMenu, EditMenu, DialMenu, SettingMenu;
-MenuHandle MacroMenu, MiscMenu, RcvMenu, SendMenu, xconvMenu;
-MenuHandle BaudMenu, BBitsMenu, pfontMenu;
-int16_t xconvOffset = 0;
-int16_t maxDial;
-
 DialogPtr bufDlog;
 WindowPtr bufDwin;
 
@@ -117,24 +111,6 @@ static bool is_dialog(WindowPtr w)
 static bool is_accessory(WindowPtr w)
 {
     return w && GetWindowKind(w) < 0;
-}
-
-static void clear_selection()
-{
-    if (stSel >= 0)
-        SetSel(-1, 0, -1, 0);
-}
-
-void chkMenu(MenuHandle menu, int16_t item, int16_t first, int16_t last)
-{
-    for (int16_t i = first; menu && i <= last; i++)
-        CheckMenuItem(menu, i, i == item);
-}
-
-void outlineMenu(MenuHandle menu, int16_t item, int16_t first, int16_t last)
-{
-    for (int16_t i = first; menu && i <= last; i++)
-        SetItemStyle(menu, i, i == item ? kCheckStyleOutline : 0);
 }
 
 // ---- the menus' commands ---------------------------------------------------
@@ -600,7 +576,7 @@ static void adjust_clipboard(WindowPtr front, bool sel)
     } else if (front &&
                (front == myWindow || front == bufDwin || front == srch_dwin)) {
         canCopy = front == myWindow ? sel : true;
-        canPaste = ScrapHasFlavor(kText);
+        canPaste = ScrapHasFlavor(kTextFlavor);
     }
     enable(EditMenu, 1, is_accessory(front));
     enable(EditMenu, 3, canCopy);
@@ -637,7 +613,7 @@ void AdjMenus()
     SetArrowCursor();
 }
 
-int32_t ChoiceOfKey(uint8_t character, uint16_t modifiers)
+void RunKey(uint8_t character, uint16_t modifiers, int16_t what)
 {
     AdjMenus();
     for (const absent_item &row : absent) {
@@ -646,7 +622,7 @@ int32_t ChoiceOfKey(uint8_t character, uint16_t modifiers)
     }
     int32_t choice = MenuKey(character);
     AdjMenus();
-    return choice;
+    DoMenu(choice, modifiers, what);
 }
 
 void SetupMenus()
@@ -676,170 +652,4 @@ void SetupMenus()
     InsertMenu(pfontMenu, -1);
     SetMenuWillOpenProc(AdjMenus);
     DrawMenuBar();
-}
-
-// ---- setters of the connection's line --------------------------------------
-
-void do_parity(char letter)
-{
-    int16_t word = kParityNone;
-    char stored = 'N';
-
-    if (letter == 'E') {
-        word = kParityEven;
-        stored = 'E';
-    } else if (letter == 'O') {
-        word = kParityOdd;
-        stored = 'O';
-    }
-    if (word != parity)
-        set_changed = 1;
-    parity = word;
-    cset.parityChar = stored;
-    set_port();
-}
-
-void do_sbit(char letter)
-{
-    uint16_t word = kStop1;
-    char stored = '1';
-
-    if (letter == '2') {
-        word = kStop2;
-        stored = '2';
-    } else if (letter == '5') {
-        word = kStop15;
-        stored = '5';
-    }
-    if (word != stopBits)
-        set_changed = 1;
-    stopBits = word;
-    cset.stopChar = stored;
-    set_port();
-}
-
-void do_dbit(char letter)
-{
-    int16_t word = letter == '7' ? kData7 : kData8;
-
-    if (word != data)
-        set_changed = 1;
-    data = word;
-    cset.dataChar = letter == '7' ? '7' : '8';
-    set_port();
-}
-
-void set_echo(uint8_t on)
-{
-    if (cset.echoFlag != on)
-        set_changed = 1;
-    cset.echoFlag = on;
-    localEcho = on;
-}
-
-void set_xon(uint8_t value)
-{
-    constexpr uint32_t kWait = 60; // ticks for CTS to come
-
-    if (value == 1)
-        value = kFlowXon;
-    cset.flowFlags = value;
-    SetFlow(value);
-    if (value & kFlowCTS) {
-        uint32_t until = TickCount() + kWait;
-        while (ctsHeld() && TickCount() < until)
-            Delay(1, nullptr);
-        if (ctsHeld()) {
-            ShowWarnSTR(kListErrors, kStrNoCTS);
-            cset.flowFlags = uint8_t(value & ~kFlowHard);
-            SetFlow(cset.flowFlags);
-            return;
-        }
-    }
-    if ((value & kFlowRTS) && sysVers < 1536)
-        (void)CautionAlert(kAlertFlowMayLose);
-}
-
-void set_buf_save()
-{
-    CheckMenuItem(EditMenu, kEditKeepLines, (cset.bufFlags & 1) == 0);
-}
-
-void set_dconv(char letter)
-{
-    int16_t item = 1;
-    char stored = letter;
-
-    switch (letter) {
-    case 'M':
-        item = 2;
-        break;
-    case 'B':
-        item = 3;
-        break;
-    case 'T':
-        item = 4;
-        break;
-    default:
-        stored = 'S';
-        break;
-    }
-    if (cset.dconvChar != uint8_t(stored))
-        set_changed = 1;
-    op_xconv = stored;
-    cset.dconvChar = uint8_t(stored);
-    chkMenu(xconvMenu, int16_t(item + xconvOffset), int16_t(1 + xconvOffset),
-            int16_t(4 + xconvOffset));
-}
-
-// ---- clipboard -------------------------------------------------------------
-
-OSErr doCopy(const void *address, int32_t size)
-{
-    OSErr err = ClearCurrentScrap();
-
-    if (err == noErr)
-        err = PutScrapFlavor(kText, size, address);
-    return err;
-}
-
-// Gives text to the send queue, which owns the block from then on.
-static void paste_block(Handle block)
-{
-    clear_selection();
-    scr_to_bot();
-    asSendHdl(block, int16_t(localEcho & 1));
-}
-
-void doPaste()
-{
-    int32_t size = 0;
-
-    if (!ScrapHasFlavor(kText) || GetScrapFlavorSize(kText, &size) != noErr)
-        return;
-    Handle block = NewHandle(size);
-    if (!block)
-        return;
-    HLock(block);
-    OSErr err = GetScrapFlavorData(kText, &size, *block);
-    HUnlock(block);
-    if (err != noErr || size <= 0) {
-        DisposeHandle(block);
-        return;
-    }
-    if (size < GetHandleSize(block))
-        SetHandleSize(block, size);
-    paste_block(block);
-}
-
-void doPastePrimary()
-{
-    Handle block = nullptr;
-
-    if (GetPrimary(&block) != noErr || !block)
-        return;
-    if (GetHandleSize(block) > 0)
-        paste_block(block);
-    else
-        DisposeHandle(block);
 }

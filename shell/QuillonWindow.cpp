@@ -7,9 +7,11 @@
 #include "automation/AsciiSend.h"
 #include "automation/DragEm.h"
 #include "base/DPopup.h"
+#include "base/WindowPlace.h"
 #include "base/chars.h"
 #include "base/pstr.h"
 #include "connect/DialDir.h"
+#include "connect/LineSetters.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
 #include "platform/dialogs.h"
@@ -57,9 +59,7 @@ int16_t baud_right, bits_right;
 Rect dragRect;
 Point GrowPt;
 
-int16_t difRow, difCol;
 int16_t badTrys;
-int16_t aheadPos;
 static uint8_t fastCurs; // far from the place: keys go out without a wait
 
 static uint32_t ldiff;    // elapsed value last drawn
@@ -219,6 +219,14 @@ void ShowComm()
     close_bar(state);
 }
 
+void ShowBar()
+{
+    ShowTime(true);
+    ShowSize(myWindow, int16_t(MaxLine), int16_t(MaxCol));
+    ShowBuf();
+    ShowComm();
+}
+
 // ---- the bar's pop-ups -----------------------------------------------------
 
 // The three formats that the pop-up offers; item 0 is any other.
@@ -268,31 +276,6 @@ void bot_bar_click(Point point)
 }
 
 // ---- sending by the mouse --------------------------------------------------
-
-void cmdClick()
-{
-    Str255 prefix;
-    int32_t size = 0;
-
-    if (sendCount || asciiSend || stSel < 0)
-        return;
-    GetFromStrList(gLocalStrings, kStrCmdClick, prefix);
-    const uint8_t *text = prepSel(&size);
-    int32_t room = kSendBuf - 1 - prefix[0];
-    if (size > room)
-        size = room;
-    memcpy(sendBuf, prefix + 1, prefix[0]);
-    if (text && size > 0)
-        memcpy(sendBuf + prefix[0], text, size_t(size));
-    else
-        size = 0;
-    sendBuf[prefix[0] + size] = kCR;
-    sendCount = uint16_t(prefix[0] + size + 1);
-    sendPtr = sendBuf;
-    unprepSel();
-    SetSel(-1, 0, -1, 0);
-    scr_to_bot();
-}
 
 // Ends a move of the host's cursor; with a beep if it didn't arrive.
 static void end_move(bool arrived)
@@ -400,30 +383,6 @@ Rect *GetRectPtr()
     return rect;
 }
 
-// Would the middle of the title strip lie on a screen, with the window there?
-static bool title_on_screen(int16_t h, int16_t v, int16_t width)
-{
-    Rect strip = {int16_t(v - 18), h, v, int16_t(h + width)};
-
-    InsetRect(&strip, 5, 2);
-    return RectInRgn(&strip, GetGrayRgn());
-}
-
-void RestoreWinLoc(WindowPtr window, Point point)
-{
-    if (title_on_screen(point.h, point.v, window_right(window)))
-        MoveWindow(window, point.h, point.v, false);
-}
-
-void RestoreWinPos(WindowPtr window, const Rect *rect)
-{
-    int16_t width = int16_t(rect->right - rect->left);
-
-    SizeWindow(window, width, int16_t(rect->bottom - rect->top), true);
-    if (title_on_screen(rect->left, rect->top, width))
-        MoveWindow(window, rect->left, rect->top, false);
-}
-
 static void place_scroll_bar(const Rect &bounds)
 {
     if (!sbar_ctl)
@@ -449,21 +408,6 @@ void SizeWind(WindowPtr window, const Rect *rect)
         InsetRect(&bounds, 1, 1);
         SetDialogItemRect(bufDlog, 1, &bounds);
     }
-}
-
-void KeepWindowVisible(WindowPtr window)
-{
-    constexpr int16_t kLeast = 20;
-    Rect bounds;
-
-    GetWindowBounds(window, &bounds);
-    RgnHandle seen = NewRgn();
-    RectRgn(seen, &bounds);
-    SectRgn(seen, GetGrayRgn(), seen);
-    GetRegionBounds(seen, &bounds);
-    DisposeRgn(seen);
-    if (bounds.bottom - bounds.top < kLeast)
-        MoveWindow(window, 4, 40, false);
 }
 
 // Least and most of height and width, as GrowWindow takes them.

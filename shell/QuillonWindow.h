@@ -5,12 +5,11 @@
 
 #include <cstdint>
 
+#include "base/WindowPlace.h"
 #include "platform/events.h"
 #include "platform/types.h"
 #include "platform/windows.h"
-
-// Height of the status bar; the scroll bar is as wide.
-constexpr int16_t kBarSize = 16;
+#include "terminal/HostCursor.h"
 
 // Right ends of the speed and the line format as last drawn, plus 2: the
 // regions of their pop-ups.
@@ -20,17 +19,15 @@ extern Rect dragRect; // where a window may be dragged
 extern Point GrowPt;  // click point of the last grow of the main window
 
 // ---- the host's cursor -----------------------------------------------------
-// do_vtpos is under way while reqRow (Quillon.h) is not negative.
+// do_vtpos is under way while reqRow (terminal/HostCursor.h) is not negative.
 
-extern int16_t difRow, difCol; // last distance on each axis
-extern int16_t badTrys;        // keys that led away from the place
-extern int16_t aheadPos;       // keys sent since the last look
+extern int16_t badTrys; // keys that led away from the place
 
 void do_vtpos(int32_t limit); // one step; `limit` is the send limit tick
-void cmdClick();              // queues the selection as typed text
 
 // ---- status bar ------------------------------------------------------------
 
+void ShowBar(); // all of it
 void ShowTime(bool force);
 void ShowSize(WindowPtr window, int16_t rows, int16_t cols);
 void ShowBuf();
@@ -41,17 +38,11 @@ void bot_bar_click(Point point);
 
 void GrowWin(WindowPtr window, Point where);
 void SizeWind(WindowPtr window, const Rect *rect);
-void RestoreWinLoc(WindowPtr window, Point point);
-void RestoreWinPos(WindowPtr window, const Rect *rect);
 
 // The saved rectangle that now applies, in qset; never null, and never all
 // zeros. Callers store through it.
 Rect *GetRectPtr();
 void SetLimitRects(); // takes the screen's bounds
-
-// Moves the main window to (4, 40) if less than 20 units of its height are
-// visible.
-void KeepWindowVisible(WindowPtr window);
 
 // ---- mouse -----------------------------------------------------------------
 

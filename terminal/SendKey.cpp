@@ -1,4 +1,3 @@
-// terminal/SendKey.cpp
 // Keys into bytes.
 #include "terminal/SendKey.h"
 
@@ -8,16 +7,12 @@
 #include "base/keys.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
-#include "platform/menus.h"
 #include "platform/resources.h"
 #include "platform/windows.h"
 #include "resources/names.h"
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
-#include "shell/Quillon.h"
-#include "shell/QuillonMenus.h"
 #include "terminal/VT100.h"
-#include "transfer/zm.h"
 
 constexpr int16_t kFirstArrowEntry = 27; // up, down, right, left
 constexpr uint8_t kBreakString = 0xDD;   // alone in an entry: a break
@@ -174,8 +169,7 @@ static bool edit_key(uint8_t character, uint8_t keycode, uint16_t modifiers)
     GetIndString(text, kListKeys, entry_of(keycode));
     if (text[0] > 0)
         return false;
-    AdjMenus();
-    DoMenu(MenuKey(keycode), modifiers, keyDown);
+    gWindowHooks.menuKey(keycode, modifiers);
     return true;
 }
 
@@ -265,7 +259,7 @@ static void send_function(uint8_t keycode)
         return;
     GetIndString(text, kListKeys, entry);
     if (text[0] == 1 && text[1] == kBreakString)
-        sendbrk();
+        gWindowHooks.sendBreak();
     else
         send_string(text);
 }

@@ -1,4 +1,3 @@
-// terminal/SendKey.h
 // Keys into bytes. Nothing is written here: all goes to the send queue, so
 // that a key typed while text is being sent stands behind it.
 #pragma once

@@ -25,7 +25,6 @@
 #include "scrollback/View.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
-#include "shell/Quillon.h"
 #include "terminal/VT100Parts.h"
 #include "terminal/VT100Tables.h"
 

@@ -23,6 +23,25 @@ constexpr uint16_t NO_ROW = 0xFFFF; // the link of the bottom row
 constexpr int kMaxParams = 10;
 constexpr int kPenMargin = 3; // pixels left of and above the text
 
+// Height of the status bar; the scroll bar is as wide.
+constexpr int16_t kBarSize = 16;
+
+// ---- the window around the text ----------------------------------------
+
+extern WindowPtr myWindow; // the terminal window, null until a book opens
+
+// What the terminal needs of the program above it, set by MakeUPPs. Until
+// then each does nothing.
+struct window_hooks {
+    void (*showBar)(); // draws the whole status bar
+    void (*showBuf)(); // draws the size of the store in it
+    void (*showSize)(WindowPtr window, int16_t rows, int16_t cols);
+    void (*sizeWindow)(WindowPtr window, const Rect *rect);
+    void (*menuKey)(uint8_t character, uint16_t modifiers); // runs a command
+    void (*sendBreak)(); // the break of a key, after a second of silence
+};
+extern window_hooks gWindowHooks;
+
 // ---- rows --------------------------------------------------------------
 // Walking nxtlin from toplin meets exactly MaxLine rows and ends at botlin.
 // scrtop and scrbot are on that walk, scrtop not after scrbot. curlin_array
@@ -206,7 +225,8 @@ void cursor_attributes();
 // ---- drawing -----------------------------------------------------------
 
 void flushCRT();                             // draws the waiting run
-void term_redraw();                          // repaints the window
+void term_redraw();                          // repaints the text
+void DoUpdate(WindowPtr window);             // redraws the terminal's window
 void disp_tline(int16_t row, int16_t index); // window row from 1, screen
                                              // row from 0
 void docursor(); // the blink step, once a turn of the main loop

@@ -6,16 +6,29 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/Program.h"
 #include "platform/clock.h"
+#include "platform/controls.h"
 #include "platform/drawing.h"
 #include "platform/sound.h"
 #include "platform/windows.h"
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
 #include "scrollback/savbuf.h"
-#include "shell/Quillon.h"
-#include "shell/QuillonWindow.h"
 #include "terminal/VT100Parts.h"
+
+// ---- the window ------------------------------------------------------------
+
+WindowPtr myWindow;
+
+window_hooks gWindowHooks = {
+    [] {},
+    [] {},
+    [](WindowPtr, int16_t, int16_t) {},
+    [](WindowPtr, const Rect *) {},
+    [](uint8_t, uint16_t) {},
+    [] {},
+};
 
 // ---- state -----------------------------------------------------------------
 
@@ -245,6 +258,19 @@ void term_redraw()
     TextFace(textstyle);
     TextMode(Invert ? srcBic : srcOr);
     end_port(old);
+}
+
+void DoUpdate(WindowPtr window)
+{
+    if (!window || window != myWindow)
+        return;
+    const WindowPtr old = GetPort();
+    SetPort(window);
+    BeginUpdate(window);
+    term_redraw();
+    gWindowHooks.showBar();
+    EndUpdate(window);
+    SetPort(old);
 }
 
 // ---- cursor ----------------------------------------------------------------

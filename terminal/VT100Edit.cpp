@@ -8,17 +8,21 @@
 #include <cstring>
 
 #include "automation/AsciiSend.h"
-#include "platform/controls.h"
+#include "base/Capture.h"
+#include "base/facts.h"
 #include "platform/drawing.h"
 #include "platform/windows.h"
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
 #include "scrollback/savbuf.h"
-#include "shell/Inits.h"
-#include "shell/Quillon.h"
-#include "shell/QuillonWindow.h"
+#include "terminal/HostCursor.h"
 #include "terminal/VT100Parts.h"
-#include "transfer/xmodem.h"
+
+// ---- the host's cursor on its way to a place -------------------------------
+
+int16_t reqRow = -1, reqCol;
+int16_t difRow, difCol;
+int16_t aheadPos;
 
 // ---- the saved cursor ------------------------------------------------------
 
@@ -712,10 +716,7 @@ void update_bars(RgnHandle region)
         visible = NewRgn();
     GetPortVisibleRegion(myWindow, visible);
     SetPortVisibleRegion(myWindow, region);
-    ShowTime(true);
-    ShowSize(myWindow, int16_t(MaxLine), int16_t(MaxCol));
-    ShowBuf();
-    ShowComm();
+    gWindowHooks.showBar();
     SetPortVisibleRegion(myWindow, visible);
     ValidWindowRgn(myWindow, sbarRgn);
     end_port(old);

@@ -4,14 +4,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/facts.h"
 #include "platform/controls.h"
 #include "platform/drawing.h"
 #include "platform/windows.h"
 #include "scrollback/View.h"
 #include "scrollback/savbuf.h"
-#include "shell/Inits.h"
-#include "shell/Quillon.h"
-#include "shell/QuillonWindow.h"
 #include "terminal/VT100Parts.h"
 
 // ---- colours ---------------------------------------------------------------
@@ -311,11 +309,11 @@ void ResizeWind(WindowPtr window, const Rect *rect)
         clear_screen();
         home_cursor();
     }
-    SizeWind(window, &bounds);
+    gWindowHooks.sizeWindow(window, &bounds);
     setFont(cset.termType);
     if (MaxLine != before)
         init_term();
-    ShowSize(window, int16_t(MaxLine), int16_t(MaxCol));
+    gWindowHooks.showSize(window, int16_t(MaxLine), int16_t(MaxCol));
     start_cursor();
     end_port(old);
 }

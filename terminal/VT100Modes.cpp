@@ -3,6 +3,8 @@
 #include "terminal/VT100.h"
 
 #include "automation/AsciiSend.h"
+#include "base/Sounds.h"
+#include "base/facts.h"
 #include "platform/drawing.h"
 #include "platform/memory.h"
 #include "platform/resources.h"
@@ -11,11 +13,9 @@
 #include "scrollback/View.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
-#include "shell/Inits.h"
 #include "terminal/SendKey.h"
 #include "terminal/VT100Parts.h"
 #include "terminal/VT100Tables.h"
-#include "transfer/Names.h"
 
 // ---- state -----------------------------------------------------------------
 

@@ -9,7 +9,6 @@
 #include "platform/sound.h"
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
-#include "shell/Quillon.h"
 #include "terminal/VT100Parts.h"
 
 // ---- rows ------------------------------------------------------------------

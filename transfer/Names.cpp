@@ -3,8 +3,10 @@
 #include "transfer/Names.h"
 
 #include "automation/Script.h"
+#include "base/AskFile.h"
 #include "base/ErrMsg.h"
 #include "base/PathStr.h"
+#include "base/Sounds.h"
 #include "base/facts.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
@@ -55,12 +57,6 @@ int16_t SendSlot(int32_t index)
     return sendFSS[index] && hostnames[index];
 }
 
-int16_t MyGetFile(int32_t, const void *, FSSpec *spec)
-{
-    static const uint8_t none[1] = {0};
-    return NavGetFile(none, spec);
-}
-
 int32_t MultiGetFile()
 {
     static const uint8_t none[1] = {0};
@@ -80,15 +76,6 @@ int32_t MultiGetFile()
     DisposePtr(reinterpret_cast<Ptr>(chosen));
     return mgCount;
 }
-
-int16_t MyPutFile(ConstStr prompt, ConstStr defaultName, FSSpec *spec)
-{
-    return NavPutFile(prompt, defaultName, spec);
-}
-
-// The save dialog's answer holds nothing that has to be given back here; the
-// call stays as the mark of its end.
-void DoNavDisposeReply() {}
 
 int16_t ReceiveFile()
 {
@@ -481,28 +468,4 @@ OSErr DoAutoOpen(const FSSpec *spec)
         return err;
     }
     return 1;
-}
-
-// A sound file of that name in a folder.
-static bool play_in(int16_t volume, int32_t folder, ConstStr name)
-{
-    FSSpec file;
-    return FSMakeFSSpec(volume, folder, name, &file) == noErr &&
-           PlaySoundFile(&file);
-}
-
-int16_t PlaySound(int16_t index)
-{
-    Str255 name, sub;
-    CatInfo info;
-
-    GetIndString(name, kListSounds, index);
-    if (name[0] == 0)
-        return 0;
-    if (PlayNamedSound(name) || play_in(gAuxFilesVRef, gAuxFilesDirID, name))
-        return 1;
-    GetIndString(sub, kListNames, kStrSoundFolder);
-    return sub[0] != 0 &&
-           GetCatInfo(gAuxFilesVRef, gAuxFilesDirID, sub, &info) == noErr &&
-           info.isFolder && play_in(gAuxFilesVRef, info.dirID, name);
 }

@@ -1,7 +1,7 @@
 // Names, folders and what becomes of a received file: the open and save
 // dialogs of the transfers and of capture, the receive folder and its repair,
 // unique names on our side and fit names for the host's, the table of file
-// kinds, the sound at the end and the automatic opening.
+// kinds, and the automatic opening.
 //
 // Folders are a volume number and a folder number; -1 as zRcvDirID means
 // that the receive folder hasn't been looked up yet.
@@ -29,21 +29,12 @@ extern uint8_t needName; // the file came without a name; ask at the end
 
 // ---- dialogs ---------------------------------------------------------------
 
-// One file; 1 if chosen. The first two arguments are not applied: all files
-// are shown.
-int16_t MyGetFile(int32_t selector, const void *types, FSSpec *spec);
-
 // Several files, into sendFSS, hostnames and mgCount. Returns their number.
 int32_t MultiGetFile();
 
 // Makes sure that slot `index` of sendFSS and hostnames has its blocks.
 // Returns 0 if memory is short or the index is out of range.
 int16_t SendSlot(int32_t index);
-
-// The save dialog of a text file. 1 if a name was chosen; the caller ends
-// with DoNavDisposeReply either way.
-int16_t MyPutFile(ConstStr prompt, ConstStr defaultName, FSSpec *spec);
-void DoNavDisposeReply();
 
 // Where capture goes, into logFSS; an old file of that name is deleted.
 int16_t ReceiveFile();
@@ -99,5 +90,3 @@ int16_t BinTypeCheck(const uint8_t *data, int32_t len, ConstStr name,
 OSErr DoAutoOpen(const FSSpec *spec);
 OSErr CheckAppName(int16_t length, const uint8_t *name, FSSpec *spec);
 OSErr OpenWithDoc(const FSSpec *application, const FSSpec *document);
-
-int16_t PlaySound(int16_t index); // 1 if a sound played

@@ -2,6 +2,7 @@
 
 #include "transfer/rz.h"
 
+#include "base/Sounds.h"
 #include "base/atol.h"
 #include "base/dates.h"
 #include "base/facts.h"

@@ -4,6 +4,7 @@
 
 #include "transfer/rz.h"
 
+#include "base/Program.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
 #include "resources/names.h"

@@ -2,6 +2,7 @@
 
 #include "transfer/sz.h"
 
+#include "base/Sounds.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"

@@ -4,7 +4,11 @@
 #include "transfer/xmodem.h"
 
 #include "automation/AsciiSend.h"
+#include "base/AskFile.h"
+#include "base/Capture.h"
 #include "base/ErrMsg.h"
+#include "base/MenuBar.h"
+#include "base/Program.h"
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/appleevents.h"
@@ -60,10 +64,6 @@ int16_t dSendItem = 1 + kItemSendXmodem1K;
 const char rcvtypes[] = "AkXYGZ";
 const char sendtypes[] = "AkxXyYZ";
 Str255 StrSendAscii;
-
-int16_t recRef;
-uint8_t asciiReceive;
-static int16_t recVol; // the capture file's volume, while recRef is set
 
 uint8_t *gSecBuf;
 int32_t gSecBufSize;
@@ -556,27 +556,6 @@ OSErr fbWrite(int16_t ref, int32_t count, const uint8_t *bytes)
 
 OSErr StartCapture(const FSSpec *spec)
 {
-    (void)FSpCreate(spec, textcreator, FOUR("TEXT")); // it may be there
     DoNavDisposeReply();
-    OSErr err = FSpOpenDF(spec, fsRdWrPerm, &recRef);
-    if (err != noErr) {
-        recRef = 0;
-        return err;
-    }
-    (void)SetFPos(recRef, fsFromLEOF, 0); // the end of an open file exists
-    recVol = spec->vRefNum;
-    asciiReceive = qset.globFlags & kGlobCaptureLines ? 'L' : 'C';
-    set_file_item(kItemFileCapture, kStrStopCapture);
-    return noErr;
-}
-
-void StopCapture()
-{
-    if (!asciiReceive)
-        return;
-    (void)FSClose(recRef); // write errors have been told
-    recRef = 0;
-    asciiReceive = 0;
-    set_file_item(kItemFileCapture, kStrStartCapture);
-    (void)FlushVol(recVol);
+    return OpenCapture(spec, qset.globFlags & kGlobCaptureLines ? 'L' : 'C');
 }

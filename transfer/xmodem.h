@@ -12,6 +12,7 @@
 // protocols' descriptions count them; zsleep takes seconds.
 #pragma once
 
+#include "base/Capture.h"
 #include "base/chars.h"
 #include "platform/files.h"
 #include "platform/types.h"
@@ -41,10 +42,6 @@ extern const char rcvtypes[];  // protocol letters by item, "AkXYGZ"
 extern const char sendtypes[]; // the same for sending, "AkxXyYZ"
 extern Str255 StrSendAscii;    // text of File menu item 2 when idle
 
-// ---- capture ---------------------------------------------------------------
-
-extern int16_t recRef;       // the open capture file, 0 if none
-extern uint8_t asciiReceive; // 0 off, 'C' bytes as they come, 'L' lines
 
 // ---- buffers ---------------------------------------------------------------
 
@@ -116,4 +113,3 @@ OSErr FSWriteNoCache(int16_t ref, int32_t *count, const uint8_t *bytes);
 // Capture to `spec`, behind what the file holds. The mode is qset's. Returns
 // the error of opening the file.
 OSErr StartCapture(const FSSpec *spec);
-void StopCapture(); // safe when off

@@ -2,6 +2,7 @@
 
 #include "transfer/zmaclo.h"
 
+#include "base/Program.h"
 #include "base/chars.h"
 #include "base/facts.h"
 #include "base/pstr.h"
@@ -46,7 +47,6 @@ uint8_t lastc;
 int32_t Eofseen;
 uint8_t dupeAction;
 int32_t op_xconv = 'S';
-OSType textcreator = FOUR("ttxt");
 
 file_work work;
 

@@ -28,7 +28,6 @@ extern uint8_t lastc;          // last input byte that text kept
 extern int32_t Eofseen;        // a Ctrl-Z was met in text
 extern uint8_t dupeAction;     // 0 undecided, 1 new name, 2 skip, 3 over
 extern int32_t op_xconv;       // local conversion: 'S' 'M' 'T' 'B'
-extern OSType textcreator;     // creator of text files
 
 // A block at stream position `pos`. 0, an error code, or -1 when the file is
 // to be skipped; anything but 0 makes the protocol give the file up.

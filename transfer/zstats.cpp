@@ -3,6 +3,8 @@
 #include "transfer/zstats.h"
 
 #include "base/ErrMsg.h"
+#include "base/Program.h"
+#include "base/WindowPlace.h"
 #include "base/facts.h"
 #include "base/pstr.h"
 #include "connect/Dial.h"
@@ -12,7 +14,6 @@
 #include "platform/resources.h"
 #include "platform/windows.h"
 #include "resources/names.h"
-#include "shell/QuillonWindow.h"
 #include "terminal/VT100.h"
 #include "transfer/MacBinary.h"
 #include "transfer/Names.h"

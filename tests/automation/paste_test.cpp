@@ -9,6 +9,7 @@
 #include "platform/memory.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
+#include "shell/Inits.h"
 #include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
 #include "terminal/VT100.h"
@@ -34,6 +35,7 @@ static void start()
     SetupMenus();
     ASSERT_EQ(SerAlloc(), 0);
     asInit();
+    MakeUPPs();
     InitPage();
     cset.termFlags = kTermNoAutoLF;
     use_pair(SOCK_STREAM);

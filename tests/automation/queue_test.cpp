@@ -12,7 +12,9 @@
 #include "platform/ports.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
+#include "shell/Inits.h"
 #include "shell/Quillon.h"
+#include "terminal/HostCursor.h"
 #include "terminal/VT100.h"
 #include "tests/support/farend.h"
 #include "tests/support/sandbox.h"
@@ -51,6 +53,7 @@ static void start()
     use_pair(SOCK_SEQPACKET); // each write arrives as one message
     SerAlloc();
     asInit();
+    MakeUPPs();
     InitPage();
     cset.termFlags = kTermNoAutoLF;
     begun = int32_t(TickCount());

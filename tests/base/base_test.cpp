@@ -7,6 +7,7 @@
 #include "platform/headless/headless.h"
 #include "platform/resources.h"
 #include "resources/names.h"
+#include "shell/Inits.h"
 #include "shell/Quillon.h"
 #include "terminal/VT100.h"
 #include "tests/support/sandbox.h"
@@ -124,6 +125,7 @@ TEST(Errors, LineInTheTerminal)
 {
     myWindow = GetNewWindow(128);
     ASSERT_NE(myWindow, nullptr);
+    MakeUPPs();
     InitPage();
 
     EXPECT_EQ(PrtError(17321, PSTR(" x")), 17321);

@@ -112,6 +112,7 @@ void start_bench(char convert, bool escape)
         init_term();
         absmove(0, 0);
     } else {
+        MakeUPPs();
         InitPage();
         if (SerAlloc() != 0 || AllocXferBuf(1500) < 1500)
             abort();

@@ -46,6 +46,7 @@ void start_line()
     must(SerAlloc() == 0);
     fillBuffer();
     asInit();
+    MakeUPPs();
     InitPage();
     FindFolder(0, kPrefFolder, true, &pgmVRef, &pgmDir);
     cset.termFlags = kTermNoAutoLF;

@@ -60,6 +60,7 @@ void open_terminal(int rows, int cols)
     if (SerAlloc() != 0)
         return;
     asInit();
+    MakeUPPs();
     myWindow = GetNewWindow(128);
     SetPort(myWindow);
     sbar_ctl = NewControl(myWindow, &bar, PSTR(""), true, 0, 0, 0,

@@ -11,6 +11,7 @@
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
 #include "scrollback/savbuf.h"
+#include "shell/Inits.h"
 #include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
 #include "terminal/SendKey.h"
@@ -33,6 +34,7 @@ static void set_up()
     ShowWindow(myWindow);
     SetupMenus();
     asInit();
+    MakeUPPs();
     InitPage();
     cset.bsKey = 8;
     cset.termFlags = kTermNoAutoLF;
