@@ -10,6 +10,7 @@
 #include "connect/Settings.h"
 #include "platform/drawing.h"
 #include "platform/printing.h"
+#include "resources/names.h"
 #include "scrollback/Selection.h"
 #include "scrollback/savbuf.h"
 #include "terminal/VT100.h"
@@ -39,12 +40,12 @@ void init_print()
 
 void savePrtInfo() {}
 
-// Every fixed-width or other font, by name, from item 1.
+// Every font by name, behind the item for the terminal's own.
 void BuildPrintFontMenu()
 {
     constexpr int16_t kFirstID = 160;
 
-    CreateStandardFontMenu(pfontMenu, 0, kFirstID);
+    CreateStandardFontMenu(pfontMenu, kItemPrintFontSame, kFirstID);
 }
 
 static bool need_format()

@@ -3,6 +3,7 @@
 #include "scrollback/Selection.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 
 #include "automation/AsciiSend.h"
@@ -43,6 +44,16 @@ static bool same(place a, place b)
     return a.line == b.line && a.col == b.col;
 }
 
+bool sel_ok()
+{
+    constexpr int kWidest = 2 * kMaxCols;
+
+    if (stSel < 0)
+        return true;
+    return before({stSel, stCol}, {endSel, endCol}) && stCol >= 0 &&
+           stCol <= kWidest && endCol >= 0 && endCol <= kWidest;
+}
+
 // Columns of a row; a double-byte character takes two cells of the record.
 static int row_width()
 {
@@ -80,6 +91,7 @@ void SetSel(int16_t startLine, int16_t startCol, int16_t endLine,
     stCol = a.col;
     endSel = b.line;
     endCol = b.col;
+    assert(sel_ok());
     CalcSel(view_top());
 }
 
@@ -98,6 +110,7 @@ void lineLost()
         endCol = 0;
     if (stSel == endSel && stCol >= endCol)
         SetSel(-1, 0, -1, 0);
+    assert(sel_ok());
 }
 
 // Horizontal place of a column's left edge. With a font of variable width
@@ -233,6 +246,7 @@ static int32_t end_offset(int32_t line, int16_t col)
 
 const uint8_t *prepSel(int32_t *size)
 {
+    assert(!inPrep && sav_ok());
     inPrep = 1;
     prepSavCount = savcount;
     prepSavLines = savlines;
@@ -264,6 +278,7 @@ void unprepSel()
     blanklines = prepBlankLines;
     inPrep = 0;
     sav_fit();
+    assert(sav_ok());
 }
 
 void offerSel()
@@ -291,6 +306,7 @@ static void join_lines(int32_t from, int32_t to, int32_t first, int32_t last)
     savcount -= bytes;
     savlines -= last - first;
     entry[savlines] = savcount;
+    assert(sav_ok());
 }
 
 static void give_back_memory()

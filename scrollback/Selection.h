@@ -21,6 +21,9 @@ extern int16_t LClickRow, LClickCol; // where tracking last ended
 extern int32_t clickTime;            // tick of the last release
 extern int16_t clickLine, clickCol;  // the last press
 
+// The ends stand in order. Usage: assert(sel_ok());
+bool sel_ok();
+
 // Sets the selection; a startLine of -1, or two equal ends, clears it.
 void SetSel(int16_t startLine, int16_t startCol, int16_t endLine,
             int16_t endColumn);

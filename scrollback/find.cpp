@@ -83,20 +83,25 @@ static void show_line(int32_t line)
     scrollPage(int16_t(v), int16_t(std::clamp<int32_t>(line - 2, 0, savlines)));
 }
 
-// The first three ways out leave the preparation standing; the next one
-// starts from there.
+// Where the text stands next, or -1. The screen is in the store meanwhile, and
+// out of it again on every way from here.
+static int32_t search_on()
+{
+    int32_t at = -1;
+
+    (void)prepSel(nullptr); // only to push the screen
+    if (savcount > 0 && findline < savlines)
+        at = str_find(sav_offset(findline + 1));
+    if (at >= 0)
+        findline = pos2line(at);
+    unprepSel();
+    return at;
+}
+
 int16_t find_it()
 {
-    prepSel(nullptr);
-    if (!find_str[0] || savcount == 0 || findline >= savlines)
+    if (!find_str[0] || search_on() < 0)
         return 0;
-    const int32_t at = str_find(sav_offset(findline + 1));
-    if (at < 0) {
-        unprepSel();
-        return 0;
-    }
-    findline = pos2line(at);
-    unprepSel();
     show_line(findline);
     SetSel(int16_t(findline), 0, int16_t(findline + 1), 0);
     return 1;
@@ -116,11 +121,11 @@ void open_find()
             RestoreWinLoc(srch_dwin, qset.findWinLoc);
         CopyCStringToPascal(find_str, text);
         SetDialogItemText(srch_dlog, kItemFindText, text);
-        SelectDialogItemText(srch_dlog, kItemFindText, 0, 32767);
         EnableDialogItem(srch_dlog, kItemFindFind, find_str[0] != 0);
         ShowWindow(srch_dwin);
         findline = -1;
     }
+    SelectDialogItemText(srch_dlog, kItemFindText, 0, 32767);
     SelectWindow(srch_dwin);
 }
 
@@ -148,7 +153,7 @@ bool do_search(EventRecord *event, DialogPtr *dialog, int16_t *item)
     EnableDialogItem(srch_dlog, kItemFindFind, text[0] != 0);
     if (event->what == keyDown && !hit)
         findline = -1; // the text was edited: from the top
-    if (hit && *item == kItemFindFind && !find_it())
+    if (hit && *item == kItemFindFind && find_str[0] && !find_it())
         SysBeep(6);
     return key || hit;
 }

@@ -137,17 +137,10 @@ static bool make_blocks()
     return true;
 }
 
-// A search that found nothing to look for leaves its preparation standing,
-// and with it the locks; a locked block can't grow.
 static bool grow(Handle block, int32_t step)
 {
-    const int8_t state = HGetState(block);
-
-    HUnlock(block);
     SetHandleSize(block, GetHandleSize(block) + step);
-    const bool grown = MemError() == noErr;
-    HSetState(block, state);
-    return grown;
+    return MemError() == noErr;
 }
 
 // False: the store is full.
@@ -291,6 +284,7 @@ bool savline(const uint8_t *line)
             sb_update(int16_t(savlines), int16_t(savlines), 0);
     }
     show_size();
+    assert(entries()[savlines - 1] + length + 1 == savcount);
     return true;
 }
 
@@ -334,7 +328,7 @@ void DelLines(int16_t first, int16_t last)
         stSel = int16_t(stSel - count);
         endSel = int16_t(endSel - count);
     }
-    assert(entries()[savlines] == savcount);
+    assert(sav_ok() && sel_ok());
 }
 
 const uint8_t *GetLinePtr(int32_t line, int16_t *length)
@@ -367,6 +361,7 @@ void clr_savbuf()
         SetSel(-1, 0, -1, 0);
     scr_to_bot();
     savcount = savlines = savAllow = 0;
+    assert(sav_ok());
     findline = -1;
     sb_update(0, 0, 2);
     if (savhdl && GetHandleSize(savhdl) > kTextAfterClear)

@@ -100,6 +100,7 @@ void MakeUPPs()
         SizeWind,
         [](uint8_t c, uint16_t modifiers) { RunKey(c, modifiers, keyDown); },
         sendbrk};
+    gTransferPass = TransferPass;
 }
 
 // The version resource: numbers and a region in six bytes, then the short and
@@ -322,7 +323,7 @@ int FinishInitFoneOpen()
     curFSize = qset.termFontSize;
     if (curFSize < kLeastSize || curFSize > kMostSize)
         curFSize = curFSize < kLeastSize ? kLeastSize : kMostSize;
-    if (SerAlloc() != 0 || AllocXferBuf(kXferBuf) < kXferBuf) {
+    if (SerAlloc() != 0 || !AllocRows() || AllocXferBuf(kXferBuf) < kXferBuf) {
         ErrorAlert(nullptr, memFullErr);
         return 0;
     }

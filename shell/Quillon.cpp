@@ -27,6 +27,7 @@
 #include "shell/QuillonWindow.h"
 #include "terminal/SendKey.h"
 #include "terminal/VT100.h"
+#include "transfer/xmodem.h"
 #include "transfer/zstats.h"
 
 // ---- constants -------------------------------------------------------------
@@ -55,6 +56,10 @@ static int32_t sLastGNE; // tick of the last WaitNextEvent
 static bool gotOne;      // the last one returned an event
 static int32_t LastDrag; // tick of the last window drag; nothing reads it
 
+// Of a pass in the mode of a transfer.
+static uint32_t transferSleep;     // ticks that it may wait
+static transfer_pass transferGave; // what came of it
+
 static bool resuming; // DoActivate is called for a return to the foreground
 
 // ---- the program -----------------------------------------------------------
@@ -78,8 +83,16 @@ int QuillonMain()
 
 // ---- jobs of a pass --------------------------------------------------------
 
+// The clock goes on while a transfer has the line; nothing else does.
 static void slow_jobs(int32_t now, char mode)
 {
+    if (mode == kModeTransfer) {
+        if (now > cursTick) {
+            cursTick = now + kSlowJobs;
+            TickClock();
+        }
+        return;
+    }
     if (mode != kModeSmall && now > cursTick) {
         cursTick = now + kSlowJobs;
         AdjCursor();
@@ -106,10 +119,16 @@ static void send_jobs(char mode)
 
 // Takes the next event, if it is time to ask for one: asking is the dearest
 // call of the loop, and at high speeds it isn't made on every pass.
-static void fetch_event(EventRecord *event, uint16_t mask, int32_t now)
+static void fetch_event(EventRecord *event, uint16_t mask, char mode,
+                        int32_t now)
 {
     uint32_t sleep = Suspended ? 10 : 5;
 
+    if (mode == kModeTransfer) {
+        // XferEvent has judged whether it is time to ask, and how long to wait.
+        gotOne = WaitNextEvent(mask, event, transferSleep, nullptr);
+        return;
+    }
     if (ModemActive)
         sleep = gLastModemRead <= 4 ? 1 : 0;
     if (!gotOne && gStillinBuf > kBusyInput && now < sLastGNE + 2)
@@ -117,6 +136,14 @@ static void fetch_event(EventRecord *event, uint16_t mask, int32_t now)
     if (WNEIsImplemented)
         gotOne = WaitNextEvent(mask, event, sleep, nullptr);
     sLastGNE = now;
+}
+
+// ---- transfers -------------------------------------------------------------
+
+static void cancel_transfer()
+{
+    UserCancel = 1;
+    transferGave = kPassCancelled;
 }
 
 // ---- filters of keys -------------------------------------------------------
@@ -205,6 +232,22 @@ static void type_ahead_key(EventRecord *event)
     }
 }
 
+// The only dialog of a transfer is its status window, whose one button ends the
+// transfer. A key is for the transfer as well.
+static bool serve_status_window(EventRecord *event)
+{
+    DialogPtr dialog = nullptr;
+    int16_t item = 0;
+
+    if (!IsDialogEvent(event))
+        return false;
+    if (DialogSelect(event, &dialog, &item) && item == kItemStatusCancel) {
+        cancel_transfer();
+        return true;
+    }
+    return !is_key(*event);
+}
+
 // Whose the event is: keys and clicks go to the front, a redrawing or a change
 // of activation names its window.
 static WindowPtr window_of(const EventRecord &event, WindowPtr front)
@@ -246,16 +289,17 @@ static bool serve_dialogs(EventRecord *event, WindowPtr front, char mode)
 
 static void menu_click(const EventRecord &event, char mode)
 {
-    EventRecord fresh;
+    EventRecord fresh = {};
 
-    AdjMenus();
+    if (mode != kModeTransfer)
+        AdjMenus();
     int32_t choice = MenuSelect(&event);
-    (void)EventAvail(4, &fresh);
-    int16_t menu = int16_t(uint32_t(choice) >> 16);
-    if (mode != kModeMain && !(menu == kMenuQuillon && int16_t(choice) >= 2))
-        HiliteMenu(0);
-    else
+    if (mode != kModeTransfer)
+        (void)EventAvail(4, &fresh);
+    if (MenuServes(choice, mode))
         DoMenu(choice, fresh.modifiers, int16_t(event.what));
+    else
+        HiliteMenu(0);
 }
 
 // A press in the scroll bar is served in every mode. True if it was one.
@@ -276,6 +320,11 @@ static bool scroll_click(const EventRecord &event, WindowPtr window)
 
 static void content_click(const EventRecord &event, WindowPtr window, char mode)
 {
+    if (mode == kModeTransfer) {
+        if (window && window == zDwin && window != FrontWindow())
+            SelectWindow(window);
+        return;
+    }
     if (mode != kModeDial && window != FrontWindow()) {
         SelectWindow(window);
         return;
@@ -319,12 +368,20 @@ static void keep_place(const Rect &now, Point *saved)
     *saved = {now.top, now.left};
 }
 
-static void drag_click(WindowPtr window)
+// During a transfer the status window alone has a place that is kept.
+static void drag_click(WindowPtr window, char mode)
 {
     Rect place;
 
     LastDrag = int32_t(TickCount());
     GetWindowBounds(window, &place);
+    if (mode == kModeTransfer) {
+        if (window && window == zDwin) {
+            qset.xferWinLoc = {place.top, place.left};
+            qsetChanged = 1;
+        }
+        return;
+    }
     if (window == myWindow)
         keep_place(place, GetRectPtr(), true);
     else if (window == ddir_dwin)
@@ -376,8 +433,9 @@ static void mouse_click(const EventRecord &event, char mode)
         content_click(event, window, mode);
         break;
     case inDrag:
-        if (all || (mode == kModeDial && window == FrontWindow()))
-            drag_click(window);
+        if (all || mode == kModeTransfer ||
+            (mode == kModeDial && window == FrontWindow()))
+            drag_click(window, mode);
         break;
     case inGrow:
         // Also behind a dialer: a size that isn't followed leaves rows that
@@ -439,6 +497,23 @@ static void command_key(const EventRecord &event, int32_t now)
     }
 }
 
+// Keys during a transfer: a cancel, the level of its traces, the view, and the
+// output that a lost XON holds.
+static void transfer_key(const EventRecord &event)
+{
+    uint8_t c = key_char(event);
+
+    if ((event.modifiers & cmdKey) && c == '.') {
+        cancel_transfer();
+        return;
+    }
+    if (c >= '0' && c <= '9')
+        Verbose = c - '0';
+    (void)CheckScrollKeys(c, key_code(event), event.modifiers);
+    if (c == XON || c == 'Q' || c == 'q')
+        ReleaseOutput();
+}
+
 static void key_press(const EventRecord &event, bool command, int32_t now)
 {
     constexpr uint8_t kCommandMode = 3; // of keyFlags
@@ -453,42 +528,19 @@ static void key_press(const EventRecord &event, bool command, int32_t now)
 
 // ---- the pass --------------------------------------------------------------
 
-void MainEventLoop(uint16_t mask, char mode)
+static void dispatch(const EventRecord &event, WindowPtr front, char mode,
+                     bool command, int32_t now)
 {
-    constexpr char kModeBare = 'Z'; // asked of by nobody: no sending
-    EventRecord event = {};
-    int32_t now = int32_t(TickCount());
-
-    gMetaEsc = 0;
-    slow_jobs(now, mode);
-    if (ScriptFlag == -1)
-        do_script();
-    if (mode != kModeBare)
-        send_jobs(mode);
-    fetch_event(&event, mask, now);
-    bool got = gotOne; // a pass turned by what follows asks for events anew
-    if (!got && ScriptFlag == -2)
-        ScriptFlag = -1;
-
-    // Not before the wait: the desktop may bring another window to the front
-    // in it.
-    WindowPtr front = FrontWindow();
-    if (is_key(event) && (event.modifiers & cmdKey))
-        CmdEvent(&event);
-    bool command = (event.modifiers & cmdKey) != 0;
-    if (event.what == diskEvt)
-        event.what = nullEvent;
-    filter_keys(&event, front, mode);
-    if (serve_dialogs(&event, front, mode) || !got)
-        return;
-
     switch (event.what) {
     case mouseDown:
         mouse_click(event, mode);
         break;
     case keyDown:
     case autoKey:
-        key_press(event, command, now);
+        if (mode == kModeTransfer)
+            transfer_key(event);
+        else
+            key_press(event, command, now);
         break;
     case updateEvt:
         DoUpdate(WindowOfMessage(&event));
@@ -504,6 +556,59 @@ void MainEventLoop(uint16_t mask, char mode)
         (void)AEProcessAppleEvent(&event); // its sender hears of an error
         break;
     }
+}
+
+// What becomes of one event while a transfer has the line.
+static void transfer_event(EventRecord *event)
+{
+    if (!serve_status_window(event))
+        dispatch(*event, FrontWindow(), kModeTransfer, false, 0);
+}
+
+void MainEventLoop(uint16_t mask, char mode)
+{
+    constexpr char kModeBare = 'Z'; // no caller uses this mode: no sending
+    const bool transfer = mode == kModeTransfer;
+    EventRecord event = {};
+    int32_t now = int32_t(TickCount());
+
+    gMetaEsc = 0;
+    slow_jobs(now, mode);
+    if (!transfer && ScriptFlag == -1)
+        do_script();
+    if (!transfer && mode != kModeBare)
+        send_jobs(mode);
+    fetch_event(&event, mask, mode, now);
+    bool got = gotOne; // a pass turned by what follows asks for events anew
+    if (transfer) {
+        transferGave = got ? kPassEvent : kPassEmpty;
+        if (got)
+            transfer_event(&event);
+        return;
+    }
+    if (!got && ScriptFlag == -2)
+        ScriptFlag = -1;
+
+    // Not before the wait: the desktop may bring another window to the front
+    // in it.
+    WindowPtr front = FrontWindow();
+    if (is_key(event) && (event.modifiers & cmdKey))
+        CmdEvent(&event);
+    bool command = (event.modifiers & cmdKey) != 0;
+    if (event.what == diskEvt)
+        event.what = nullEvent;
+    filter_keys(&event, front, mode);
+    if (!serve_dialogs(&event, front, mode) && got)
+        dispatch(event, front, mode, command, now);
+}
+
+transfer_pass TransferPass(uint32_t sleep)
+{
+    constexpr uint16_t kMask = everyEvent & ~highLevelEventMask;
+
+    transferSleep = sleep;
+    MainEventLoop(kMask, kModeTransfer);
+    return transferGave;
 }
 
 // ---- routed events ---------------------------------------------------------

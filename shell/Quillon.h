@@ -14,6 +14,7 @@
 #include "platform/types.h"
 #include "platform/windows.h"
 #include "terminal/VT100.h"
+#include "transfer/xmodem.h"
 
 extern uint8_t gWasFront;    // main window was in front at the last suspend
 extern int16_t dialDItem;    // what the user told the waiting dialer, or -1
@@ -29,6 +30,11 @@ int QuillonMain();
 
 // One pass. It waits for at most 10 ticks, in WaitNextEvent.
 void MainEventLoop(uint16_t mask, char mode);
+
+// A pass in the mode of a transfer, which waits for at most `sleep` ticks.
+// Requests from outside stay in the queue, and so does all that would send,
+// type or start anything.
+transfer_pass TransferPass(uint32_t sleep);
 
 void DoOSEvent(uint32_t message, WindowPtr front);
 void DoActivate(WindowPtr window, bool active);

@@ -1,22 +1,15 @@
-// Commands: the menus, what each item does, what is dimmed when, and the
-// setters of the line's parameters.
+// Commands. A table tells of each item what it does and when it can be chosen;
+// the menus' dimming, the Command keys and DoMenu all go by it.
 #include "shell/QuillonMenus.h"
 
 #include "automation/AsciiSend.h"
-#include "automation/Script.h"
 #include "base/ErrMsg.h"
-#include "base/pstr.h"
 #include "connect/Dial.h"
 #include "connect/DialDir.h"
-#include "connect/Dialogs.h"
-#include "connect/LineSetters.h"
-#include "connect/Macros.h"
 #include "connect/PhoneBook.h"
 #include "connect/Settings.h"
 #include "platform/alerts.h"
-#include "platform/clock.h"
 #include "platform/drawing.h"
-#include "platform/memory.h"
 #include "platform/resources.h"
 #include "platform/scrap.h"
 #include "platform/sound.h"
@@ -45,63 +38,26 @@ constexpr uint16_t kModifier = cmdKey | shiftKey | optionKey;
 
 constexpr const char *xconv_types = "SMBT"; // by item from 1
 
-// Items of the hierarchical menus within menu 345.
-constexpr int16_t kLastRcvItem = 6, kLastSendItem = 13;
+// Within the menu of all transfers each list ends with a separator.
+constexpr int16_t kSendBase = kLastItemReceive + 1;
+constexpr int16_t kConvertBase = kSendBase + kLastItemSend + 1;
 
-// Items of File and Edit that other items are matched against.
-constexpr int16_t kFileSendText = 2, kFileRcvDefault = 6, kFileSendDefault = 8;
-constexpr int16_t kEditKeepLines = 15, kMiscShowControls = 8;
-
-// What the program doesn't have: its item is dimmed, and a choice that comes
-// by another way does nothing. `shifted` tells that its key with Shift is
-// another command, which is there. A row goes when its command comes.
-struct absent_item {
-    int16_t menu, item;
-    bool shifted = false;
-};
-// clang-format off
-constexpr absent_item absent[] = {
-    {kMenuDial, 1},      // dial directory
-    {kMenuDial, 3},      // dial the marked entries
-    {kMenuSettings, 1, true}, // dialogs; with Shift the echo's switch
-    {kMenuSettings, 2},
-    {kMenuSettings, 3},
-    {kMenuSettings, 4},
-    {kMenuSettings, 5},
-    {kMenuSettings, 7},
-    {kMenuSettings, 8},
-    {kMenuSettings, 9},
-    {kMenuSettings, 10},
-    {kMenuSettings, 11},
-    {kMenuMacros, 1},     // dialogs on macro sets
-    {kMenuMacros, 2},
-    {kMenuMacros, 3},     // scripts
-};
-// clang-format on
+constexpr int16_t kReadStats = 888; // no menu has it
+constexpr int16_t kEveryItem = INT16_MAX;
 
 // ---- state -----------------------------------------------------------------
 
 DialogPtr bufDlog;
 WindowPtr bufDwin;
 
+// How a command was chosen.
+struct Choice {
+    int16_t item;
+    uint16_t modifiers;
+    bool byKey; // by its Command key
+};
+
 // ---- helpers ---------------------------------------------------------------
-
-static bool is_absent(int16_t menu, int16_t item, bool shiftedKey)
-{
-    for (const absent_item &row : absent) {
-        if (row.menu == menu && row.item == item)
-            return !(shiftedKey && row.shifted);
-    }
-    return false;
-}
-
-static void enable(MenuHandle menu, int16_t item, bool on)
-{
-    if (on)
-        EnableMenuItem(menu, item);
-    else
-        DisableMenuItem(menu, item);
-}
 
 static bool is_dialog(WindowPtr w)
 {
@@ -113,7 +69,26 @@ static bool is_accessory(WindowPtr w)
     return w && GetWindowKind(w) < 0;
 }
 
-// ---- the menus' commands ---------------------------------------------------
+static bool is_front(WindowPtr w)
+{
+    return w && FrontWindow() == w;
+}
+
+// Any of these modifier keys was held.
+static bool held(const Choice &c, uint16_t keys)
+{
+    return (c.modifiers & keys) != 0;
+}
+
+// A command that needs nothing to know of how it was chosen.
+template <auto act> static void plain(const Choice &)
+{
+    (void)act(); // each reports its own errors
+}
+
+static void nothing(const Choice &) {}
+
+// ---- the application's menu, and tool windows ------------------------------
 
 void DoAboutDialog()
 {
@@ -148,29 +123,57 @@ void CloseToolWindow(WindowPtr window)
     }
 }
 
-static void do_receive_item(int16_t item, uint16_t modifiers)
+// ---- File ------------------------------------------------------------------
+
+static void receive(const Choice &c)
 {
-    if (item < 1 || item > 5)
-        return;
-    if (modifiers & kModifier)
-        do_drcv(uint8_t(rcvtypes[item]));
+    if (held(c, kModifier))
+        do_drcv(uint8_t(rcvtypes[c.item]));
     else
-        Xreceive(int16_t(item + 1));
+        Xreceive(int16_t(c.item + 1));
 }
 
-static void do_send_item(int16_t item, uint16_t modifiers)
+static void send(const Choice &c)
 {
-    if (item < 1 || item > 6)
-        return;
-    if (modifiers & kModifier)
-        do_dsend(uint8_t(sendtypes[item]));
+    if (held(c, kModifier))
+        do_dsend(uint8_t(sendtypes[c.item]));
     else
-        Xsend(int16_t(item + 1));
+        Xsend(int16_t(c.item + 1));
 }
 
-static void do_quit(bool byKey)
+static void convert(const Choice &c)
 {
-    if (byKey && (qset.globFlags & kGlobAskQuit)) {
+    set_dconv(xconv_types[c.item - 1]);
+}
+
+static void capture(const Choice &)
+{
+    Xreceive(1);
+}
+
+static void send_text(const Choice &)
+{
+    Xsend(1);
+}
+
+static void receive_default(const Choice &)
+{
+    Xreceive(dRcvItem);
+}
+
+static void send_default(const Choice &)
+{
+    Xsend(dSendItem);
+}
+
+static void close_front(const Choice &)
+{
+    CloseToolWindow(FrontWindow());
+}
+
+static void quit(const Choice &c)
+{
+    if (c.byKey && (qset.globFlags & kGlobAskQuit)) {
         SetArrowCursor();
         if (StopAlert(kAlertQuit) == 2)
             return;
@@ -179,75 +182,35 @@ static void do_quit(bool byKey)
         moreToDo = 0;
 }
 
-static void do_file(int16_t item, uint16_t modifiers, bool byKey)
-{
-    switch (item) {
-    case 1:
-        Xreceive(1);
-        break;
-    case kFileSendText:
-        Xsend(1);
-        break;
-    case 3:
-        CloseToolWindow(FrontWindow());
-        break;
-    case kFileRcvDefault:
-        Xreceive(dRcvItem);
-        break;
-    case kFileSendDefault:
-        Xsend(dSendItem);
-        break;
-    case 11:
-        if (byKey && (modifiers & shiftKey) && gAppendOK)
-            DoAppendLast();
-        else
-            DoAppendSel();
-        break;
-    case 12:
-        DoAppendLast();
-        break;
-    case 13:
-        (void)writeBuffer();
-        break; // it tells its own errors
-    case 14:
-        PgSetup();
-        break;
-    case 15:
-        PrtSel();
-        break;
-    case 17:
-        do_quit(byKey);
-        break;
-    }
-}
+// ---- Edit ------------------------------------------------------------------
 
-// Cut, copy, and copy and send back, which is item 7.
-static void do_copy_item(int16_t item)
+// Cut, copy, and copy and send back.
+static void copy(const Choice &c)
 {
     WindowPtr front = FrontWindow();
 
-    if (front && front == myWindow) {
+    if (is_front(myWindow)) {
         int32_t size = 0;
         const uint8_t *text = prepSel(&size);
         OSErr err = doCopy(text, size);
         if (err != noErr)
             SysBeep(5);
         unprepSel();
-        if (item == 3)
+        if (c.item == kItemEditCut)
             remSel();
-        else if (item == 7)
+        else if (c.item == kItemEditCopyPaste)
             doPaste();
-    } else if (is_dialog(front) && item != 7) {
+    } else if (is_dialog(front) && c.item != kItemEditCopyPaste) {
         // The clipboard isn't cleared first: the field shares it, and what it
         // has just been given would go.
-        if (item == 3)
+        if (c.item == kItemEditCut)
             DialogCut(front);
         else
             DialogCopy(front);
     }
 }
 
-static void do_paste_item()
+static void paste(const Choice &)
 {
     WindowPtr front = FrontWindow();
 
@@ -257,10 +220,28 @@ static void do_paste_item()
         DialogPaste(front);
 }
 
+static void clear(const Choice &)
+{
+    WindowPtr front = FrontWindow();
+
+    if (is_dialog(front))
+        DialogDelete(front);
+    else
+        remSel();
+}
+
+static void select_all(const Choice &)
+{
+    if (!is_front(myWindow))
+        return;
+    SetSel(0, 0, int16_t(MaxLine + savlines - 1), int16_t(MaxCol));
+    offerSel();
+}
+
 // The type-ahead window comes, comes forward, or goes.
 static void do_type_ahead()
 {
-    if (bufDwin && bufDwin == FrontWindow()) {
+    if (is_front(bufDwin)) {
         CloseToolWindow(bufDwin);
     } else if (bufDwin) {
         SelectWindow(bufDwin);
@@ -278,74 +259,42 @@ static void do_type_ahead()
     }
 }
 
-static void do_edit(int16_t item, uint16_t modifiers)
+static void find_again(const Choice &)
 {
-    WindowPtr front = FrontWindow();
-
-    switch (item) {
-    case 3:
-    case 4:
-    case 7:
-        do_copy_item(item);
-        break;
-    case 5:
-        do_paste_item();
-        break;
-    case 6:
-        if (is_dialog(front))
-            DialogDelete(front);
-        else
-            remSel();
-        break;
-    case 9:
-        if (front && front == myWindow) {
-            SetSel(0, 0, int16_t(MaxLine + savlines - 1), int16_t(MaxCol));
-            offerSel();
-        }
-        break;
-    case 10:
-        do_type_ahead();
-        break;
-    case 12:
-        open_find();
-        break;
-    case 13:
-        if (!find_it())
-            SysBeep(6);
-        break;
-    case 14:
-        if (modifiers & shiftKey) {
-            clear_screen();
-            home_cursor();
-            scr_to_bot();
-        }
-        clr_savbuf();
-        break;
-    case kEditKeepLines:
-        cset.bufFlags ^= 1;
-        set_buf_save();
-        break;
-    }
+    if (!find_it())
+        SysBeep(6);
 }
 
-static void do_dial_menu(int16_t item, uint16_t modifiers, bool byKey)
+static void clear_store(const Choice &c)
 {
-    if (byKey && (modifiers & shiftKey) && item == 1) {
-        item = 3;
-        modifiers = 0;
-        if (is_absent(kMenuDial, item, false))
-            return;
+    if (held(c, shiftKey)) {
+        clear_screen();
+        home_cursor();
+        scr_to_bot();
     }
-    if (item == 4) {
-        kill_script();
-        HangUp();
-    } else {
-        do_dial(item, modifiers);
-    }
+    clr_savbuf();
 }
 
-// The key of the connection dialog, with Shift, is the switch of the echo.
-static void flip_echo()
+static void keep_lines(const Choice &)
+{
+    cset.bufFlags ^= 1;
+    set_buf_save();
+}
+
+// ---- Dial, Settings, Macros ------------------------------------------------
+
+static void dial(const Choice &c)
+{
+    do_dial(c.item, c.modifiers);
+}
+
+static void hang_up(const Choice &)
+{
+    kill_script();
+    HangUp();
+}
+
+static void flip_echo(const Choice &)
 {
     Str255 text;
 
@@ -357,178 +306,327 @@ static void flip_echo()
     MessageFlash(text, 100);
 }
 
-static void do_settings(int16_t item, uint16_t modifiers, bool byKey)
+static void macro(const Choice &c)
 {
-    bool fromList = ddir_dwin && FrontWindow() == ddir_dwin;
+    const int n = c.item - kLastItemMacros;
 
-    switch (item) {
-    case 1:
-        if (byKey && (modifiers & shiftKey))
-            flip_echo();
-        else
-            edit_aconn(fromList);
-        break;
-    case 2:
-        term_aset(fromList);
-        break;
-    case 3:
-        pace_set();
-        break;
-    case 4:
-        xfer_set();
-        break;
-    case 5:
-        zmod_parms();
-        break;
-    case 7:
-        glob_set();
-        break;
-    case 8:
-        term_prefs();
-        break;
-    case 9:
-        prt_options();
-        break;
-    case 10:
-        modem_set();
-        break;
-    case 11:
-        if (gColorQD)
-            color2_set();
-        else
-            color_set();
-        break;
-    case 12:
-        (void)SetRcvFolder();
-        break; // no choice changes nothing
-    }
+    doMacro(int16_t(n == 10 ? 0 : n)); // the tenth has the digit 0
 }
 
-static void do_macros(int16_t item)
-{
-    constexpr int16_t kFirstMacro = 4; // macro n is item n + 4
+// ---- Misc ------------------------------------------------------------------
 
-    if (item == 1)
-        (void)edit_macros(false);
-    else if (item == 2)
-        select_macro();
-    else if (item == 3)
-        run_script();
-    else if (item > kFirstMacro)
-        doMacro(item - kFirstMacro == 10 ? int16_t(0)
-                                         : int16_t(item - kFirstMacro));
+static void clear_terminal(const Choice &)
+{
+    scr_to_bot();
+    clear_screen();
+    home_cursor();
+}
+
+static void send_break(const Choice &c)
+{
+    DoBreak(held(c, shiftKey | optionKey) ? qset.breakLong : qset.breakShort);
+}
+
+static void show_keys(const Choice &)
+{
+    (void)Alert(kAlertKeys); // it has one button
+}
+
+static void show_mouse(const Choice &)
+{
+    (void)Alert(kAlertMouse);
+}
+
+static void reset(const Choice &c)
+{
+    reset_term();
+    if (held(c, optionKey) && cset.hasPhone)
+        SendModInit();
 }
 
 // Control bytes act, or show as glyphs. Then the modes that a host has set go:
 // it can't take them back any more.
-static void flip_controls()
+static void flip_controls(const Choice &)
 {
     interpret_control = !interpret_control;
-    CheckMenuItem(MiscMenu, kMiscShowControls, !interpret_control);
+    CheckMenuItem(MiscMenu, kItemMiscShowControls, !interpret_control);
     if (!interpret_control)
         clrAttrib();
 }
 
-static void do_misc(int16_t item, uint16_t modifiers)
+static void discard_input(const Choice &c)
 {
-    WindowPtr front = FrontWindow();
+    if (held(c, optionKey))
+        dumpBufs();
+    purgeBuffer(120);
+}
 
-    switch (item) {
-    case 1:
-        scr_to_bot();
-        clear_screen();
-        home_cursor();
-        break;
-    case 2:
-        DoBreak(modifiers & (shiftKey | optionKey) ? qset.breakLong
-                                                   : qset.breakShort);
-        break;
-    case 3:
-        (void)Alert(kAlertKeys);
-        break;
-    case 4:
-        (void)Alert(kAlertMouse);
-        break;
-    case 6:
-        reset_term();
-        if ((modifiers & optionKey) && cset.hasPhone)
-            SendModInit();
-        break;
-    case 7:
-        SendModInit();
-        break;
-    case kMiscShowControls:
-        flip_controls();
-        break;
-    case 9:
-        if (modifiers & optionKey)
-            dumpBufs();
-        purgeBuffer(120);
-        break;
-    case 10:
-        if (front && (front == myWindow || front == ddir_dwin))
-            CollapseWindow(front, true);
-        break;
-    case 888:
-        ShowReadStats();
-        break;
-    }
+static void minimize(const Choice &)
+{
+    if (is_front(myWindow) || is_front(ddir_dwin))
+        CollapseWindow(FrontWindow(), true);
 }
 
 // The speed is read in 16 bits here, so that rates above 32767 come out
 // negative and end as 2400. The pop-up of the status bar reads all of it, and
-// is the road in use.
-static void do_speed(int16_t item)
+// is the one in use.
+static void speed(const Choice &c)
 {
-    if (item < 1 || item > kSpeeds)
-        return;
-    int16_t speed = int16_t(bd_tbl[item]);
-    if (speed != Baudrate)
+    int16_t value = int16_t(bd_tbl[c.item]);
+
+    if (value != Baudrate)
         set_changed = 1;
-    set_baud(speed);
+    set_baud(value);
 }
 
-static void run_item(int16_t menu, int16_t item, uint16_t modifiers,
-                     int16_t what)
-{
-    bool byKey = what == keyDown;
+// ---- what can be chosen now ------------------------------------------------
 
+static bool always(int16_t)
+{
+    return true;
+}
+
+static bool on_accessory(int16_t)
+{
+    return is_accessory(FrontWindow());
+}
+
+static bool on_tool_window(int16_t)
+{
+    return is_front(bufDwin) || is_front(srch_dwin) || is_front(ddir_dwin) ||
+           is_accessory(FrontWindow());
+}
+
+static bool on_selection(int16_t)
+{
+    return stSel >= 0 && is_front(myWindow);
+}
+
+static bool on_append_target(int16_t item)
+{
+    return on_selection(item) && gAppendOK;
+}
+
+static bool can_copy(int16_t item)
+{
+    return on_selection(item) || is_front(bufDwin) || is_front(srch_dwin) ||
+           is_accessory(FrontWindow());
+}
+
+static bool can_paste(int16_t)
+{
+    if (is_accessory(FrontWindow()))
+        return true;
+    return (is_front(myWindow) || is_front(bufDwin) || is_front(srch_dwin)) &&
+           ScrapHasFlavor(kTextFlavor);
+}
+
+static bool can_find_again(int16_t)
+{
+    return (is_front(myWindow) || is_front(srch_dwin)) && find_str[0];
+}
+
+static bool can_minimize(int16_t)
+{
+    return (is_front(myWindow) || is_front(ddir_dwin)) &&
+           !IsWindowCollapsed(FrontWindow());
+}
+
+// ---- the table -------------------------------------------------------------
+
+using Act = void (*)(const Choice &);
+
+enum : uint8_t {     // flags
+    kEveryMode = 1,  // also while a dialer or a transfer has the line
+    kTitleSend = 2,  // its title stays marked while a text is being sent
+    kTitlePaste = 4, // ... and while a piece waits that was being sent
+    kUnlisted = 8,   // no item of the menu
+};
+
+// What a row tells of the items from `item` to `last`. A null `act` is a
+// command that the program doesn't have: its item is dimmed, and a choice that
+// comes by another way does nothing. `shifted` is what its Command key does
+// with Shift held, also where the item itself has no act.
+struct Command {
+    int16_t menu, item, last;
+    Act act;
+    bool (*can)(int16_t item);
+    uint8_t flags;
+    Act shifted;
+};
+
+constexpr Command one(int16_t menu, int16_t item, Act act,
+                      bool (*can)(int16_t) = always, uint8_t flags = 0,
+                      Act shifted = nullptr)
+{
+    return {menu, item, item, act, can, flags, shifted};
+}
+
+// clang-format off
+constexpr Command commands[] = {
+    {kMenuReceive, 1, kLastItemReceive, receive, always, 0, nullptr},
+    {kMenuSend,    1, kLastItemSend,    send,    always, 0, nullptr},
+    {kMenuConvert, 1, kLastItemConvert, convert, always, 0, nullptr},
+
+    one(kMenuQuillon, kItemQuillonAbout, plain<DoAboutDialog>),
+    {kMenuQuillon, kLastItemQuillon + 1, kEveryItem, nothing, always,
+     kEveryMode, nullptr}, // what the desktop adds
+
+    one(kMenuFile, kItemFileCapture,    capture),
+    one(kMenuFile, kItemFileSendText,   send_text, always, kTitleSend),
+    one(kMenuFile, kItemFileClose,      close_front, on_tool_window),
+    one(kMenuFile, kItemFileReceive,    receive_default),
+    one(kMenuFile, kItemFileSend,       send_default),
+    one(kMenuFile, kItemFileAppend,     plain<DoAppendSel>, on_selection, 0,
+                                        plain<DoAppendLast>),
+    one(kMenuFile, kItemFileAppendLast, plain<DoAppendLast>, on_append_target),
+    one(kMenuFile, kItemFileSaveAs,     plain<writeBuffer>, on_selection),
+    one(kMenuFile, kItemFilePageSetup,  plain<PgSetup>),
+    one(kMenuFile, kItemFilePrint,      plain<PrtSel>, on_selection),
+    one(kMenuFile, kItemFileQuit,       quit),
+
+    one(kMenuEdit, kItemEditUndo,       nothing, on_accessory, kTitlePaste),
+    one(kMenuEdit, kItemEditCut,        copy, can_copy, kTitlePaste),
+    one(kMenuEdit, kItemEditCopy,       copy, can_copy, kTitlePaste),
+    one(kMenuEdit, kItemEditPaste,      paste, can_paste, kTitlePaste),
+    one(kMenuEdit, kItemEditClear,      clear, can_copy, kTitlePaste),
+    one(kMenuEdit, kItemEditCopyPaste,  copy, on_selection, kTitlePaste),
+    one(kMenuEdit, kItemEditSelectAll,  select_all, always, kTitlePaste),
+    one(kMenuEdit, kItemEditTypeAhead,  plain<do_type_ahead>, always,
+                                        kTitlePaste),
+    one(kMenuEdit, kItemEditFind,       plain<open_find>, always, kTitlePaste),
+    one(kMenuEdit, kItemEditFindAgain,  find_again, can_find_again,
+                                        kTitlePaste),
+    one(kMenuEdit, kItemEditClearStore, clear_store, always, kTitlePaste),
+    one(kMenuEdit, kItemEditKeepLines,  keep_lines, always, kTitlePaste),
+
+    one(kMenuDial, kItemDialDirectory,  nullptr),
+    one(kMenuDial, kItemDialSave,       dial),
+    one(kMenuDial, kItemDialMarked,     nullptr),
+    one(kMenuDial, kItemDialHangUp,     hang_up),
+    {kMenuDial, kDialFirstItem, kEveryItem, dial, always, 0, nullptr},
+
+    one(kMenuSettings, kItemSettingsConnection, nullptr, always, 0, flip_echo),
+    one(kMenuSettings, kItemSettingsTerminal,   nullptr),
+    one(kMenuSettings, kItemSettingsPacing,     nullptr),
+    one(kMenuSettings, kItemSettingsTransfer,   nullptr),
+    one(kMenuSettings, kItemSettingsZmodem,     nullptr),
+    one(kMenuSettings, kItemSettingsGeneral,    nullptr),
+    one(kMenuSettings, kItemSettingsWindow,     nullptr),
+    one(kMenuSettings, kItemSettingsPrinting,   nullptr),
+    one(kMenuSettings, kItemSettingsModem,      nullptr),
+    one(kMenuSettings, kItemSettingsColors,     nullptr),
+    one(kMenuSettings, kItemSettingsFolder,     plain<SetRcvFolder>),
+
+    one(kMenuMacros, kItemMacrosEdit,   nullptr),
+    one(kMenuMacros, kItemMacrosSets,   nullptr),
+    one(kMenuMacros, kItemMacrosScript, nullptr),
+    {kMenuMacros, kLastItemMacros + 1, kEveryItem, macro, always, 0, nullptr},
+
+    one(kMenuMisc, kItemMiscClear,        clear_terminal),
+    one(kMenuMisc, kItemMiscBreak,        send_break),
+    one(kMenuMisc, kItemMiscKeys,         show_keys),
+    one(kMenuMisc, kItemMiscMouse,        show_mouse),
+    one(kMenuMisc, kItemMiscReset,        reset),
+    one(kMenuMisc, kItemMiscInitModem,    plain<SendModInit>),
+    one(kMenuMisc, kItemMiscShowControls, flip_controls),
+    one(kMenuMisc, kItemMiscDiscard,      discard_input),
+    one(kMenuMisc, kItemMiscMinimize,     minimize, can_minimize),
+    one(kMenuMisc, kReadStats,            plain<ShowReadStats>, always,
+                                          kUnlisted),
+
+    {kMenuSpeed, 1, kLastItemSpeed, speed, always, 0, nullptr},
+};
+// clang-format on
+
+// The last of its menu's own items, which a row of one item can't be beyond.
+constexpr int16_t last_item(int16_t menu)
+{
     switch (menu) {
     case kMenuReceive:
-        do_receive_item(item, modifiers);
-        break;
+        return kLastItemReceive;
     case kMenuSend:
-        do_send_item(item, modifiers);
-        break;
+        return kLastItemSend;
     case kMenuConvert:
-        if (item >= 1 && item <= 4)
-            set_dconv(xconv_types[item - 1]);
-        break;
+        return kLastItemConvert;
     case kMenuQuillon:
-        if (item == 1)
-            DoAboutDialog();
-        break;
+        return kLastItemQuillon;
     case kMenuFile:
-        do_file(item, modifiers, byKey);
-        break;
+        return kLastItemFile;
     case kMenuEdit:
-        do_edit(item, modifiers);
-        break;
+        return kLastItemEdit;
     case kMenuDial:
-        do_dial_menu(item, modifiers, byKey);
-        break;
+        return kLastItemDial;
     case kMenuSettings:
-        do_settings(item, modifiers, byKey);
-        break;
+        return kLastItemSettings;
     case kMenuMacros:
-        do_macros(item);
-        break;
+        return kLastItemMacros;
     case kMenuMisc:
-        do_misc(item, modifiers);
-        break;
+        return kLastItemMisc;
     case kMenuSpeed:
-        do_speed(item);
-        break;
+        return kLastItemSpeed;
+    default:
+        return 0;
+    }
+}
+
+// Rows ascend by menu and item and don't overlap, every item lies in its menu,
+// and every row can be asked whether it can be chosen.
+consteval bool rows_in_order()
+{
+    const Command *before = nullptr;
+
+    for (const Command &row : commands) {
+        const int16_t last = last_item(row.menu);
+        const bool open = row.last == kEveryItem && row.item > last;
+        const bool listed = row.last <= last || (row.flags & kUnlisted);
+        if (row.item < 1 || row.last < row.item || !row.can || last == 0 ||
+            !(open || listed))
+            return false;
+        if (before && (row.menu < before->menu ||
+                       (row.menu == before->menu && row.item <= before->last)))
+            return false;
+        before = &row;
+    }
+    return true;
+}
+static_assert(rows_in_order());
+static_assert(kLastItemSpeed == kSpeeds);
+static_assert(kConvertBase + kLastItemConvert == kLastItemTransfer);
+
+static const Command *find_command(int16_t menu, int16_t item)
+{
+    for (const Command &row : commands) {
+        if (row.menu == menu && item >= row.item && item <= row.last)
+            return &row;
+    }
+    return nullptr;
+}
+
+// ---- choosing --------------------------------------------------------------
+
+bool MenuServes(int32_t choice, char mode)
+{
+    if (mode == kModeMain)
+        return true;
+    const Command *row =
+        find_command(int16_t(uint32_t(choice) >> 16), int16_t(choice));
+    return row && (row->flags & kEveryMode);
+}
+
+// The menu of all transfers stands for three others.
+static void split_transfers(int16_t *menu, int16_t *item)
+{
+    if (*menu != kMenuTransfer)
+        return;
+    if (*item > kConvertBase) {
+        *menu = kMenuConvert;
+        *item = int16_t(*item - kConvertBase);
+    } else if (*item > kSendBase) {
+        *menu = kMenuSend;
+        *item = int16_t(*item - kSendBase);
+    } else {
+        *menu = kMenuReceive;
     }
 }
 
@@ -536,27 +634,22 @@ void DoMenu(int32_t choice, uint16_t modifiers, int16_t what)
 {
     int16_t menu = int16_t(uint32_t(choice) >> 16);
     int16_t item = int16_t(choice);
-    bool shiftedKey = what == keyDown && (modifiers & shiftKey);
 
-    if (menu == kMenuTransfer) {
-        if (item <= kLastRcvItem) {
-            menu = kMenuReceive;
-        } else if (item <= kLastSendItem) {
-            menu = kMenuSend;
-            item = int16_t(item - kLastRcvItem);
-        } else {
-            menu = kMenuConvert;
-            item = int16_t(item - kLastSendItem);
+    split_transfers(&menu, &item);
+    const Command *row = find_command(menu, item);
+    if (row) {
+        const Choice c = {item, modifiers, what == keyDown};
+        const bool shifted = c.byKey && held(c, shiftKey) && row->shifted;
+        const Act act = shifted ? row->shifted : row->act;
+        if (act) {
+            stop_cursor();
+            act(c);
+            start_cursor();
         }
-    }
-    if (menu != 0 && !is_absent(menu, item, shiftedKey)) {
-        stop_cursor();
-        run_item(menu, item, modifiers, what);
-        start_cursor();
         // A title that stays marked is the sign of a running send; its end
         // takes the mark away.
-        if ((menu == kMenuFile && item == kFileSendText && asciiSend) ||
-            (menu == kMenuEdit && sendCount != 0)) {
+        if (((row->flags & kTitleSend) && asciiSend) ||
+            ((row->flags & kTitlePaste) && sendCount != 0)) {
             HiliteMenu(menu);
             return;
         }
@@ -564,62 +657,37 @@ void DoMenu(int32_t choice, uint16_t modifiers, int16_t what)
     HiliteMenu(0);
 }
 
-// ---- what can be chosen now ------------------------------------------------
-
-// Copying and pasting: what the front window allows.
-static void adjust_clipboard(WindowPtr front, bool sel)
+// Dims what can't be chosen; with `shift`, by a Command key and Shift.
+static void adjust(bool shift)
 {
-    bool canCopy = false, canPaste = false;
-
-    if (is_accessory(front)) {
-        canCopy = canPaste = true;
-    } else if (front &&
-               (front == myWindow || front == bufDwin || front == srch_dwin)) {
-        canCopy = front == myWindow ? sel : true;
-        canPaste = ScrapHasFlavor(kTextFlavor);
+    for (const Command &row : commands) {
+        const MenuHandle menu = GetMenuHandle(row.menu);
+        if (!menu || (row.flags & kUnlisted))
+            continue;
+        const bool there = row.act || (shift && row.shifted);
+        const int16_t count = CountMenuItems(menu);
+        for (int16_t i = row.item; i <= row.last && i <= count; i++) {
+            if (there && row.can(i))
+                EnableMenuItem(menu, i);
+            else
+                DisableMenuItem(menu, i);
+        }
     }
-    enable(EditMenu, 1, is_accessory(front));
-    enable(EditMenu, 3, canCopy);
-    enable(EditMenu, 4, canCopy);
-    enable(EditMenu, 6, canCopy);
-    enable(EditMenu, 5, canPaste);
 }
 
 void AdjMenus()
 {
     if (!EditMenu)
         return;
-    WindowPtr front = FrontWindow();
-    bool sel = stSel >= 0;
-    bool mainFront = front && front == myWindow;
-    bool bufFront = front && front == bufDwin;
-    bool findFront = front && front == srch_dwin;
-    bool dirFront = front && front == ddir_dwin;
-    bool selFront = sel && mainFront;
-
-    adjust_clipboard(front, sel);
-    enable(FileMenu, 3,
-           bufFront || findFront || dirFront || is_accessory(front));
-    enable(FileMenu, 11, selFront);
-    enable(FileMenu, 12, selFront && gAppendOK);
-    enable(FileMenu, 13, selFront);
-    enable(FileMenu, 14, true);
-    enable(FileMenu, 15, selFront);
-    enable(EditMenu, 7, selFront);
-    enable(EditMenu, 13, (mainFront || findFront) && find_str[0]);
-    enable(MiscMenu, 10, (mainFront || dirFront) && !IsWindowCollapsed(front));
-    for (const absent_item &row : absent)
-        DisableMenuItem(GetMenuHandle(row.menu), row.item);
+    adjust(false);
     SetArrowCursor();
 }
 
 void RunKey(uint8_t character, uint16_t modifiers, int16_t what)
 {
     AdjMenus();
-    for (const absent_item &row : absent) {
-        if (row.shifted && (modifiers & shiftKey))
-            EnableMenuItem(GetMenuHandle(row.menu), row.item);
-    }
+    if (modifiers & shiftKey)
+        adjust(true);
     int32_t choice = MenuKey(character);
     AdjMenus();
     DoMenu(choice, modifiers, what);
@@ -630,7 +698,7 @@ void SetupMenus()
     SetMenuBarFromResource(kMenuBarMain);
     DeskMenu = GetMenu(kMenuQuillon);
     FileMenu = GetMenu(kMenuFile);
-    GetMenuItemText(FileMenu, kFileSendText, StrSendAscii);
+    GetMenuItemText(FileMenu, kItemFileSendText, StrSendAscii);
     EditMenu = GetMenu(kMenuEdit);
     DialMenu = GetMenu(kMenuDial);
     ddGetList();

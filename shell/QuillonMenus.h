@@ -20,6 +20,11 @@ extern WindowPtr bufDwin;
 // `what` is the class of the event that led here: 3 for a key, as key
 // equivalents may act otherwise than a choice with the mouse.
 void DoMenu(int32_t choice, uint16_t modifiers, int16_t what);
+
+// Whether a choice is served by a pass in that mode: anything in the main mode,
+// and otherwise only what can't disturb who has the line.
+bool MenuServes(int32_t choice, char mode);
+
 void AdjMenus(); // dims what can't be done now; before a menu opens
 
 // Runs the command of a Command key, if it has one that can be done now. With

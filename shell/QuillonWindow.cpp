@@ -252,7 +252,8 @@ static int16_t pop_field(MenuHandle menu, int16_t id, int16_t current,
     GetWindowPortBounds(myWindow, &bounds);
     Rect field = {int16_t(bounds.bottom - 12), left, int16_t(bounds.bottom - 1),
                   right};
-    return DoPop(menu, id, current, 1, &field, &field, myWindow, 0);
+    // No dialog: the bar draws its fields itself.
+    return DoPop(menu, id, current, 1, &field, &field, nullptr, 0);
 }
 
 void bot_bar_click(Point point)
@@ -477,15 +478,20 @@ static void text_cursor(Point mouse, uint16_t modifiers)
         SetCursorID(myWindow, kTextCursor);
 }
 
-void AdjCursor()
+void TickClock()
 {
     uint32_t now;
 
     GetDateTime(&now);
-    if (now != lastTime && myWindow) {
-        ShowTime(false);
-        lastTime = now;
-    }
+    if (now == lastTime || !myWindow)
+        return;
+    ShowTime(false);
+    lastTime = now;
+}
+
+void AdjCursor()
+{
+    TickClock();
     if (Suspended)
         return;
     WindowPtr front = FrontWindow();

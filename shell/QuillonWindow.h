@@ -29,6 +29,7 @@ void do_vtpos(int32_t limit); // one step; `limit` is the send limit tick
 
 void ShowBar(); // all of it
 void ShowTime(bool force);
+void TickClock(); // draws the time when its second has changed
 void ShowSize(WindowPtr window, int16_t rows, int16_t cols);
 void ShowBuf();
 void ShowComm();

@@ -155,6 +155,7 @@ void writeps(ConstStr text);  // to the port, not to the screen
 
 // ---- state -------------------------------------------------------------
 
+bool AllocRows();  // memory for the rows, once; false: there is none
 void InitPage();   // once, when the window stands
 void init_term();  // new row list for MaxLine, all rows blank
 void reset_term(); // the user's reset

@@ -13,7 +13,7 @@
 
 // ---- rows ------------------------------------------------------------------
 
-uint8_t *scr[kMaxRows]; // all cut from one block, made by InitPage
+uint8_t *scr[kMaxRows]; // all cut from one block, made by AllocRows
 uint16_t nxtlin[kMaxRows];
 uint8_t gRowAt[kMaxRows];
 int16_t toplin, botlin;
@@ -174,8 +174,22 @@ void reset_term()
     end_port(old);
 }
 
+bool AllocRows()
+{
+    if (scr[0])
+        return true;
+    uint8_t *block = NewPtr(kMaxRows * kLineLen);
+    if (!block)
+        return false;
+    for (int r = 0; r < kMaxRows; r++)
+        scr[r] = block + r * kLineLen;
+    return true;
+}
+
 void InitPage()
 {
+    if (!AllocRows())
+        return; // the start has seen to it that there are rows
     dumptr = NewRgn();
     sbarRgn = NewRgn();
     selRgn = NewRgn();
@@ -184,10 +198,6 @@ void InitPage()
     termrgn = NewRgn();
     LFrgn = NewRgn();
     stSel = endSel = -1;
-
-    uint8_t *block = NewPtr(kMaxRows * kLineLen);
-    for (int r = 0; r < kMaxRows; r++)
-        scr[r] = block + r * kLineLen;
 
     const WindowPtr old = begin_port();
     setFont(0);

@@ -13,20 +13,13 @@
 #include "connect/Settings.h"
 #include "platform/appleevents.h"
 #include "platform/clock.h"
-#include "platform/dialogs.h"
 #include "platform/events.h"
 #include "platform/memory.h"
 #include "platform/menus.h"
 #include "platform/resources.h"
-#include "platform/windows.h"
 #include "resources/names.h"
-#include "scrollback/View.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
-#include "shell/Quillon.h"
-#include "shell/QuillonMenus.h"
-#include "shell/QuillonWindow.h"
-#include "terminal/SendKey.h"
 #include "terminal/VT100.h"
 #include "transfer/Names.h"
 #include "transfer/Util.h"
@@ -71,7 +64,19 @@ int32_t inbufCount;
 static Handle fbHdl;   // fbWrite's block; inbufCount bytes of it are held
 static int32_t fbSize; // its size, 0 before it is made
 
-static uint32_t lastEventTick; // of the last WaitNextEvent of XferEvent
+static uint32_t lastEventTick; // of the last pass of XferEvent
+
+// Without the program around it a transfer has no events to serve, and only
+// waits for the line.
+static transfer_pass pass_alone(uint32_t sleep)
+{
+    constexpr uint16_t kMask = everyEvent & ~highLevelEventMask;
+    EventRecord event;
+
+    return WaitNextEvent(kMask, &event, sleep, nullptr) ? kPassEvent
+                                                        : kPassEmpty;
+}
+transfer_pass (*gTransferPass)(uint32_t sleep) = pass_alone;
 
 // ---- default protocols -----------------------------------------------------
 
@@ -243,135 +248,11 @@ void RestoreSendAscii()
 
 // ---- events ----------------------------------------------------------------
 
-// The clock in the status bar, as often as its second changes.
-static void show_clock(uint32_t now)
-{
-    static uint32_t lastLook;
-    static uint32_t lastSecond;
-
-    if (now - lastLook <= uint32_t(kLookTicks))
-        return;
-    lastLook = now;
-    uint32_t second;
-    GetDateTime(&second);
-    if (second != lastSecond) {
-        lastSecond = second;
-        ShowTime(false);
-    }
-}
-
-// Only the application menu is open during a transfer, and there not the
-// first item: any other command could start a second transfer.
-static void menu_click(const EventRecord &event)
-{
-    int32_t choice = MenuSelect(&event);
-
-    if (choice >> 16 == kMenuQuillon && (choice & 0xFFFF) > 1)
-        DoMenu(choice, 0, mouseDown);
-    else
-        HiliteMenu(0);
-}
-
-static void drag(WindowPtr window)
-{
-    if (window != zDwin || !zDwin)
-        return;
-    Rect bounds;
-    GetWindowBounds(window, &bounds);
-    qset.xferWinLoc = {bounds.top, bounds.left};
-    qsetChanged = 1;
-}
-
-static void content_click(WindowPtr window, const EventRecord &event)
-{
-    if (window == zDwin) {
-        if (window != FrontWindow())
-            SelectWindow(window);
-        return;
-    }
-    if (window != myWindow)
-        return;
-    ControlHandle control = nullptr;
-    int16_t part = FindControl(&event, window, &control);
-    if (part != 0 && control == sbar_ctl)
-        do_scroll(part, event.where);
-}
-
-static void mouse_down(const EventRecord &event)
-{
-    WindowPtr window = nullptr;
-
-    switch (FindWindow(&event, &window)) {
-    case inMenuBar:
-        menu_click(event);
-        break;
-    case inDrag:
-        drag(window);
-        break;
-    case inContent:
-        content_click(window, event);
-        break;
-    }
-}
-
-// Returns true if the user cancelled.
-static bool key_down(const EventRecord &event)
-{
-    uint8_t c = uint8_t(event.message);
-
-    if ((event.modifiers & cmdKey) && c == '.') {
-        UserCancel = 1;
-        return true;
-    }
-    if (c >= '0' && c <= '9')
-        Verbose = c - '0';
-    (void)CheckScrollKeys(c, uint8_t(event.message >> 8), event.modifiers);
-    if (c == XON || c == 'Q' || c == 'q')
-        ReleaseOutput();
-    return false;
-}
-
-// Returns true if the user cancelled.
-static bool dispatch(const EventRecord &event)
-{
-    bool key = event.what == keyDown || event.what == autoKey;
-
-    if (IsDialogEvent(&event)) {
-        DialogPtr dialog = nullptr;
-        int16_t item = 0;
-        if (DialogSelect(&event, &dialog, &item) && item == kItemStatusCancel) {
-            UserCancel = 1;
-            return true;
-        }
-        if (!key)
-            return false;
-    }
-    switch (event.what) {
-    case mouseDown:
-        mouse_down(event);
-        break;
-    case keyDown:
-    case autoKey:
-        return key_down(event);
-    case updateEvt:
-        DoUpdate(WindowOfMessage(&event));
-        break;
-    case activateEvt:
-        DoActivate(WindowOfMessage(&event), event.modifiers & activeFlag);
-        break;
-    case osEvt:
-        DoOSEvent(event.message, FrontWindow());
-        break;
-    }
-    return false;
-}
-
 int16_t XferEvent(int16_t sleep)
 {
     uint32_t now = TickCount();
     bool wouldWait = sleep >= 1;
 
-    show_clock(now);
     if (sleep < 1 || Suspended)
         sleep = 0;
     if (wouldWait) {
@@ -389,14 +270,10 @@ int16_t XferEvent(int16_t sleep)
         return 1;
     }
     for (int i = 0; i < kEventsPerCall; i++) {
-        constexpr uint16_t mask = everyEvent & ~highLevelEventMask;
-        EventRecord event;
-        bool got = WaitNextEvent(mask, &event, uint32_t(sleep), nullptr);
+        const transfer_pass came = gTransferPass(uint32_t(sleep));
         lastEventTick = sleep > 0 ? TickCount() : now;
-        if (!got)
-            return 0;
-        if (dispatch(event))
-            return 1;
+        if (came != kPassEvent)
+            return came == kPassCancelled;
     }
     return 0;
 }

@@ -70,6 +70,13 @@ void RestoreSendAscii(); // File menu item 2 takes StrSendAscii
 
 // ---- time and input --------------------------------------------------------
 
+// What came of one event of a transfer's pass.
+enum transfer_pass : uint8_t { kPassEmpty, kPassEvent, kPassCancelled };
+
+// The main loop's pass in its transfer mode: waits for at most `sleep` ticks.
+// MakeUPPs sets it; until then it only waits.
+extern transfer_pass (*gTransferPass)(uint32_t sleep);
+
 // One slice of event handling, at most 5 events. `sleep` is in ticks; below 1
 // (-1 is "just let the display breathe") it never waits. Returns 1 if the
 // user cancelled in this call; UserCancel is then set.

@@ -270,8 +270,11 @@ void be_menu_popup(int32_t id, int h, int v, int item)
         at = m.actions[size_t(item) - 1];
     popup = id;
     popupClosed = m.actions.empty();
-    if (!popupClosed)
-        m.menu->popup(QPoint(h, v) + desk_origin(), at);
+    if (popupClosed)
+        return;
+    m.menu->popup(QPoint(h, v) + desk_origin(), at);
+    if (at)
+        m.menu->setActiveAction(at); // where the arrow keys begin
 }
 
 const std::vector<DeskMenuItem> &menus_items(int32_t id)

@@ -302,10 +302,11 @@ void be_item_text(be_win w, int item, const char *text)
     text_changed(w);
 }
 
-void be_item_focus(be_win w, int item, int, int)
+void be_item_focus(be_win w, int item, int start, int end)
 {
     must_item(w, item);
     must(w)->w.focus = item;
+    must(w)->w.selected = end - start;
 }
 
 void be_item_edit(be_win w, be_edit what)

@@ -131,6 +131,7 @@ struct HlWindow {
     be_rect caret; // local
     int presents;  // be_present calls
     int focus;     // item with the keys, 0 for none
+    int selected;  // characters of it, as last selected by the program
     std::map<int, HlItem> items;
 };
 struct HlMenuItem {

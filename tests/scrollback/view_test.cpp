@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/dialogs.h"
 #include "platform/memory.h"
+#include "resources/names.h"
 #include "scrollback/find.h"
 
 namespace {
@@ -363,22 +365,73 @@ TEST(Find, ShowsTheLineThirdFromTheTop)
     EXPECT_EQ(view_top(), 54);
 }
 
-// Without a text the preparation stays, and the store must bear it.
-TEST(Find, AStandingPreparationLeavesTheStoreWhole)
+// Every way out of a search takes the screen's copy out of the store again.
+TEST(Find, NoWayOutLeavesTheScreenInTheStore)
+{
+    struct row {
+        const char *what, *text;
+        bool keeps;   // lines go to the store
+        int32_t from; // findline
+        int rows;     // of the window when it searches
+    };
+    const row rows[] = {
+        {"no text", "", true, -1, 8},
+        {"not found", "nowhere", true, -1, 8},
+        {"below the last line", "line", true, 1000, 8},
+        {"nothing stored, a click on row 7, a smaller window", "line", false, 7,
+         4},
+    };
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.what);
+        EXPECT_EXIT(
+            {
+                open_terminal(8, 40);
+                cset.bufFlags = r.keeps ? 0 : 1;
+                show(number_lines(0, 30));
+                const Rect small = window_bounds(r.rows, 40);
+                ResizeWind(myWindow, &small);
+                const int32_t lines = savlines;
+                const int32_t bytes = savcount;
+                strcpy(find_str, r.text);
+                findline = r.from;
+                bool good = true;
+                for (int i = 0; i < 3; i++)
+                    good = good && find_it() == 0 && !inPrep &&
+                           savlines == lines && savcount == bytes && sav_ok();
+                exit(good ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "");
+    }
+}
+
+// The dialog, already open, selects itself and its text; Return with nothing
+// in it is the dimmed button's: nothing.
+TEST(Find, TheDialog)
 {
     open_terminal(8, 40);
     show(number_lines(0, 30));
     find_str[0] = 0;
-    for (int i = 0; i < 5; i++) {
-        EXPECT_EQ(find_it(), 0);
-        EXPECT_TRUE(sav_ok());
-    }
-    show(number_lines(30, 2000));
-    EXPECT_TRUE(sav_ok());
-    strcpy(find_str, "line 1999");
-    EXPECT_EQ(find_it(), 1);
+    open_find();
+    ASSERT_NE(srch_dwin, nullptr);
+    EventRecord key = {};
+    DialogPtr dialog = nullptr;
+    int16_t item = 0;
+    key.what = keyDown;
+    key.message = 13;
+    EXPECT_TRUE(do_search(&key, &dialog, &item));
+    EXPECT_EQ(hl_beeps(), 0);
     EXPECT_EQ(inPrep, 0);
-    EXPECT_TRUE(sav_ok());
+
+    hl_edit(srch_dwin, kItemFindText, "line 3");
+    SelectWindow(myWindow);
+    settle();
+    open_find();
+    EXPECT_EQ(FrontWindow(), srch_dwin);
+    EXPECT_EQ(hl_window(srch_dwin)->focus, kItemFindText);
+    EXPECT_EQ(hl_window(srch_dwin)->selected, 6);
+    EXPECT_TRUE(do_search(&key, &dialog, &item));
+    EXPECT_EQ(stSel, 3);
+    EXPECT_EQ(hl_beeps(), 0);
 }
 
 } // namespace

@@ -9,8 +9,11 @@
 #include "connect/Settings.h"
 #include "platform/headless/headless.h"
 #include "platform/menus.h"
+#include "platform/windows.h"
 #include "resources/names.h"
+#include "scrollback/SaveText.h"
 #include "scrollback/Selection.h"
+#include "scrollback/find.h"
 #include "scrollback/savbuf.h"
 #include "serial/IOKitSerial.h"
 #include "shell/Quillon.h"
@@ -33,6 +36,21 @@ bool enabled(int menu, int item)
     AdjMenus();
     const HlMenu *m = hl_menu(menu);
     return m && m->enabled && (!item || m->items.at(size_t(item - 1)).enabled);
+}
+
+// The items that can be chosen now, each behind a blank; no separators.
+std::string choosable(int menu)
+{
+    std::string out;
+
+    for (int16_t i = 1; i <= CountMenuItems(GetMenuHandle(int16_t(menu)));
+         i++) {
+        Str255 text;
+        GetMenuItemText(GetMenuHandle(int16_t(menu)), i, text);
+        if (text[1] != '-' && enabled(menu, i))
+            out += " " + std::to_string(i);
+    }
+    return out;
 }
 
 bool checked(int menu, int item)
@@ -120,7 +138,6 @@ TEST_F(Menus, TheConnectionsKeyWithShiftIsTheEchosSwitch)
     EXPECT_EQ(cset.echoFlag, 1);
     EXPECT_TRUE(set_changed);
     EXPECT_NE(hl_messages().back().find("echo is on"), std::string::npos);
-    EXPECT_FALSE(enabled(kMenuSettings, 1));
     hl_type("E", cmdKey | shiftKey);
     run_ticks(150);
     EXPECT_EQ(localEcho, 0);
@@ -155,34 +172,57 @@ TEST_F(Menus, WithAModifierAProtocolIsOnlyMadeTheDefault)
     EXPECT_TRUE(hl_asked().empty()) << "no file was asked for";
 }
 
+// What the table says of each item, in the states that matter to any: the
+// items that can be chosen, menu by menu.
 TEST_F(Menus, DimmedIsWhatCantBeDoneNow)
 {
-    hl_clip(nullptr);
-    EXPECT_FALSE(enabled(kMenuEdit, 1));
-    EXPECT_FALSE(enabled(kMenuEdit, 4)) << "nothing selected";
-    EXPECT_FALSE(enabled(kMenuEdit, 5)) << "nothing to paste";
-    EXPECT_FALSE(enabled(kMenuEdit, 7));
-    EXPECT_FALSE(enabled(kMenuFile, 3));
-    EXPECT_TRUE(enabled(kMenuMisc, 10));
-    hl_clip("text");
-    EXPECT_TRUE(enabled(kMenuEdit, 5));
-    SetSel(0, 0, 1, 0);
-    EXPECT_TRUE(enabled(kMenuEdit, 3));
-    EXPECT_TRUE(enabled(kMenuEdit, 4));
-    EXPECT_TRUE(enabled(kMenuEdit, 7));
-
-    DoMenu(choice(kMenuEdit, 10), 0, 1);
-    run_ticks(10);
-    ASSERT_TRUE(bufDwin);
-    EXPECT_TRUE(enabled(kMenuFile, 3));
-    EXPECT_TRUE(enabled(kMenuEdit, 4)) << "a field copies";
-    EXPECT_FALSE(enabled(kMenuEdit, 7));
-    EXPECT_FALSE(enabled(kMenuMisc, 10));
-    DoMenu(choice(kMenuFile, 3), 0, 1);
+    struct row {
+        const char *state;
+        std::function<void()> act;
+        std::string file, edit, misc;
+    };
+    const std::string misc = " 1 2 3 4 6 7 8 9";
+    const row rows[] = {
+        {"nothing selected or copied", [] { hl_clip(nullptr); },
+         " 1 2 5 6 7 8 9 14 17", " 9 10 12 14 15", misc + " 10"},
+        {"text to paste", [] { hl_clip("text"); }, " 1 2 5 6 7 8 9 14 17",
+         " 5 9 10 12 14 15", misc + " 10"},
+        {"a selection", [] { SetSel(0, 0, 1, 0); },
+         " 1 2 5 6 7 8 9 11 13 14 15 17", " 3 4 5 6 7 9 10 12 14 15",
+         misc + " 10"},
+        {"... and a file to append to", [] { gAppendOK = 1; },
+         " 1 2 5 6 7 8 9 11 12 13 14 15 17", " 3 4 5 6 7 9 10 12 14 15",
+         misc + " 10"},
+        {"a text to find", [] { strcpy(find_str, "x"); },
+         " 1 2 5 6 7 8 9 11 12 13 14 15 17", " 3 4 5 6 7 9 10 12 13 14 15",
+         misc + " 10"},
+        {"the type-ahead window in front",
+         [] { DoMenu(choice(kMenuEdit, kItemEditTypeAhead), 0, 1); },
+         " 1 2 3 5 6 7 8 9 14 17", " 3 4 5 6 9 10 12 14 15", misc},
+        {"the find dialog in front",
+         [] { DoMenu(choice(kMenuEdit, kItemEditFind), 0, 1); },
+         " 1 2 3 5 6 7 8 9 14 17", " 3 4 5 6 9 10 12 13 14 15", misc},
+    };
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.state);
+        r.act();
+        run_ticks(10);
+        EXPECT_EQ(choosable(kMenuFile), r.file);
+        EXPECT_EQ(choosable(kMenuEdit), r.edit);
+        EXPECT_EQ(choosable(kMenuMisc), r.misc);
+    }
+    EXPECT_EQ(choosable(kMenuQuillon), " 1");
+    EXPECT_EQ(choosable(kMenuDial), " 2 4 6");
+    EXPECT_EQ(choosable(kMenuSettings), " 12");
+    EXPECT_EQ(choosable(kMenuConvert), " 1 2 3 4");
+    EXPECT_EQ(choosable(kMenuReceive), " 1 2 3 4 5");
+    EXPECT_EQ(choosable(kMenuSend), " 1 2 3 4 5 6");
+    DoMenu(choice(kMenuFile, kItemFileClose), 0, 1);
+    EXPECT_FALSE(srch_dwin);
+    SelectWindow(bufDwin);
+    DoMenu(choice(kMenuFile, kItemFileClose), 0, 1);
     EXPECT_FALSE(bufDwin);
-    SetSel(-1, 0, -1, 0);
 }
-
 TEST_F(Menus, MiscItemsActOnTheTerminal)
 {
     hl_line_say("line one\r\nline two");
@@ -242,6 +282,15 @@ TEST_F(Menus, PasteGoesToTheQueueAndKeepsTheTitleMarkedWhileItRuns)
     doPastePrimary();
     run_ticks(60);
     EXPECT_EQ(hl_line_heard(), "middle");
+}
+
+TEST_F(Menus, TheTerminalsOwnFontComesFirst)
+{
+    Str255 text;
+
+    GetMenuItemText(pfontMenu, 1, text);
+    EXPECT_EQ(std::string(text + 1, text + 1 + text[0]), "Same as Terminal");
+    EXPECT_GT(CountMenuItems(pfontMenu), 1);
 }
 
 TEST_F(Menus, CopyPutsTextOnTheClipboard)

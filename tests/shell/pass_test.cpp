@@ -10,8 +10,10 @@
 #include "platform/clock.h"
 #include "platform/controls.h"
 #include "platform/dialogs.h"
+#include "platform/drawing.h"
 #include "platform/headless/headless.h"
 #include "resources/names.h"
+#include "scrollback/Selection.h"
 #include "scrollback/View.h"
 #include "scrollback/savbuf.h"
 #include "serial/IOKitSerial.h"
@@ -277,4 +279,63 @@ TEST_F(Pass, ThePortIsServedBehindTheAboutBox)
         seen = seen || std::string(reinterpret_cast<char *>(scrLine(row)), 80)
                                .find("about") != std::string::npos;
     EXPECT_TRUE(seen);
+}
+
+// A transfer is a mode of the pass: what it lets through, and what not.
+TEST_F(Pass, ATransferServesItsWindowTheViewAndACancelAlone)
+{
+    struct row {
+        const char *what;
+        std::function<void()> act;
+        int16_t result;
+        std::function<bool()> served;
+    };
+    const Rect home = *GetRectPtr();
+    const row rows[] = {
+        {"a key", [] { hl_type("x"); }, 0, [] { return !asBusy(); }},
+        {"a digit", [] { hl_type("7"); }, 0, [] { return Verbose == 7; }},
+        {"a command's key", [] { hl_type("u", cmdKey); }, 0,
+         [] { return interpret_control == 1; }},
+        {"a command", [] { hl_choose(kMenuMisc, kItemMiscShowControls); }, 0,
+         [] { return interpret_control == 1 && hl_menu_hilited() == 0; }},
+        {"the about box", [] { hl_choose(kMenuQuillon, 1); }, 0,
+         [] { return hl_messages().size() == 1; }},
+        {"text that waits", [] { asSendBuf(PSTR("abc"), 3, 0); }, 0,
+         [] { return asBusy() && hl_line_heard().empty(); }},
+        {"a script", [] { ScriptFlag = -1; }, 0,
+         [] { return ScriptFlag == -1; }},
+        {"a cancelled script", [] { ScriptFlag = -2; }, 0,
+         [] { return ScriptFlag == -2; }},
+        {"a press in the text",
+         [] {
+             hl_press(myWindow, 40, 40);
+             hl_release();
+         },
+         0, [] { return stSel < 0; }},
+        {"the window moved", [] { hl_move(myWindow, 99, 88); }, 0,
+         [&] { return EqualRect(GetRectPtr(), &home); }},
+        {"the window resized, which the desktop has done already",
+         [] { hl_resize(myWindow, 40 * CharWid + 19, 30 * LineHeight + 19); },
+         0, [] { return MaxLine == 30 && MaxCol == 40 && rows_ok(); }},
+        {"the background", [] { hl_app_active(false); }, 0,
+         [] { return Suspended == 1; }},
+        {"... and back", [] { hl_app_active(true); }, 0,
+         [] { return Suspended == 0; }},
+        {"a cancel", [] { hl_type(".", cmdKey); }, 1,
+         [] { return UserCancel == 1; }},
+        {"nothing", [] {}, 0, [] { return UserCancel == 1; }},
+        {"a request to quit", [] { hl_quit(); }, 1,
+         [] { return moreToDo == 1; }},
+    };
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.what);
+        r.act();
+        int16_t result = 0;
+        for (int i = 0; i < 3 && !result; i++) {
+            hl_advance_ticks(2); // in the background no pass waits
+            result = XferEvent(2);
+        }
+        EXPECT_EQ(result, r.result);
+        EXPECT_TRUE(r.served());
+    }
 }

@@ -11,6 +11,7 @@
 #include "platform/appleevents.h"
 #include "platform/backend.h"
 #include "platform/headless/headless.h"
+#include "platform/memory.h"
 #include "platform/navigation.h"
 #include "platform/regions.h"
 #include "serial/IOKitSerial.h"
@@ -154,6 +155,24 @@ TEST(Start, WhoGivesUpThePortGoesOnWithout)
     run_ticks(30);
     EXPECT_FALSE(moreToDo);
     finish_up();
+}
+
+// Each allocation of the start fails in turn: it may do without, or end with
+// the message, but never writes to a block that it hasn't got.
+TEST(Start, EndsInOrderWhateverBlockItLacks)
+{
+    for (int n = 1; n <= 60; n++) {
+        EXPECT_EXIT(
+            {
+                make_place();
+                write_book(plain_book());
+                mem_fail_nth(n);
+                (void)run_program();
+                exit(0);
+            },
+            testing::ExitedWithCode(0), "")
+            << "allocation " << n;
+    }
 }
 
 TEST(Start, SavedWindowsAreCorrectedAndBroughtBack)

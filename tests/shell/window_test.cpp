@@ -19,6 +19,7 @@
 #include "shell/QuillonMenus.h"
 #include "terminal/VT100.h"
 #include "tests/support/running.h"
+#include "tests/support/terminalwindow.h"
 #include "transfer/xmodem.h"
 
 namespace {
@@ -200,10 +201,15 @@ TEST_F(Window, TheBarsPopUpsSetSpeedAndFormat)
     ASSERT_GT(baud_right, 147);
     ASSERT_GT(bits_right, baud_right);
 
+    // It opens at the present speed, and leaves the window as it was.
+    const picture before = take_picture();
+    const int16_t item = bd_item;
     hl_popup_choice(5);
     hl_click(myWindow, 146, v);
     run_ticks(20);
+    EXPECT_EQ(hl_popup().item, item);
     EXPECT_EQ(Baudrate, 9600);
+    EXPECT_TRUE(take_picture() == before);
     hl_popup_choice(12);
     bot_bar_click({v, 150});
     EXPECT_EQ(Baudrate, 230400) << "this road reads all bits";
