@@ -11,6 +11,7 @@
 //  any          time-out or damage                       the same, after a NAK
 //               another type or number, tries used up    A
 
+#include "base/Sounds.h"
 #include "transfer/kermit.h"
 #include "transfer/kermitParts.h"
 

@@ -7,6 +7,7 @@
 //  Z file end   B                Z                 A
 //  B break      C                B                 A
 
+#include "base/Sounds.h"
 #include "transfer/kermit.h"
 #include "transfer/kermitParts.h"
 

@@ -42,7 +42,6 @@ extern const char rcvtypes[];  // protocol letters by item, "AkXYGZ"
 extern const char sendtypes[]; // the same for sending, "AkxXyYZ"
 extern Str255 StrSendAscii;    // text of File menu item 2 when idle
 
-
 // ---- buffers ---------------------------------------------------------------
 
 extern uint8_t *gSecBuf;    // the transfer buffer, shared by all engines

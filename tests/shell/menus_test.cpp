@@ -223,6 +223,7 @@ TEST_F(Menus, DimmedIsWhatCantBeDoneNow)
     DoMenu(choice(kMenuFile, kItemFileClose), 0, 1);
     EXPECT_FALSE(bufDwin);
 }
+
 TEST_F(Menus, MiscItemsActOnTheTerminal)
 {
     hl_line_say("line one\r\nline two");
