@@ -313,7 +313,7 @@ TEST_F(Pass, ATransferServesItsWindowTheViewAndACancelAlone)
          },
          0, [] { return stSel < 0; }},
         {"the window moved", [] { hl_move(myWindow, 99, 88); }, 0,
-         [&] { return EqualRect(GetRectPtr(), &home); }},
+         [&] { return *GetRectPtr() == home; }},
         {"the window resized, which the desktop has done already",
          [] { hl_resize(myWindow, 40 * CharWid + 19, 30 * LineHeight + 19); },
          0, [] { return MaxLine == 30 && MaxCol == 40 && rows_ok(); }},
