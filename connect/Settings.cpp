@@ -7,64 +7,9 @@
 
 #include "base/atol.h"
 #include "base/pstr.h"
+#include "connect/Fields.h"
 #include "platform/files.h"
 #include "platform/memory.h"
-
-// ---- the records' layout ---------------------------------------------------
-// A field that slips is a book that no other version can read.
-
-#define AT(record, field, offset)                                              \
-    static_assert(offsetof(record, field) == offset, #field)
-// clang-format off
-AT(cset_t, baudWord, 0);     AT(cset_t, parityChar, 2);
-AT(cset_t, dataChar, 3);     AT(cset_t, stopChar, 4);
-AT(cset_t, echoFlag, 5);     AT(cset_t, termFlags, 6);
-AT(cset_t, bsKey, 8);        AT(cset_t, flowFlags, 9);
-AT(cset_t, hasPhone, 10);    AT(cset_t, bufFlags, 11);
-AT(cset_t, termType, 12);    AT(cset_t, maxTries, 13);
-AT(cset_t, macroSetID, 14);  AT(cset_t, dconvChar, 16);
-AT(cset_t, xferFlags, 17);   AT(cset_t, rcvProto, 18);
-AT(cset_t, sendProto, 19);   AT(cset_t, xmTimeout, 20);
-AT(cset_t, xmStartTimeout, 21); AT(cset_t, szTimeout, 22);
-AT(cset_t, rzTimeout, 23);   AT(cset_t, paceFlags, 24);
-AT(cset_t, charDelay, 26);   AT(cset_t, lineDelay, 28);
-AT(cset_t, promptChar, 30);  AT(cset_t, zBlockChar, 32);
-AT(cset_t, zFlags, 33);      AT(cset_t, reserved34, 34);
-AT(cset_t, zWindow, 36);     AT(cset_t, reserved38, 38);
-AT(cset_t, hostNames, 41);   AT(cset_t, kermLen, 42);
-AT(cset_t, kermCheck, 44);   AT(cset_t, reserved48, 48);
-AT(cset_t, lastConnect, 52); AT(cset_t, reserved56, 56);
-AT(cset_t, reserved58, 58);  AT(cset_t, reserved64, 64);
-AT(cset_t, localStrID, 70);  AT(cset_t, oldPhone, 72);
-AT(cset_t, oldZStart, 104);  AT(cset_t, baudLong, 128);
-AT(cset_t, reserved132, 132);
-
-AT(qset_t, inBufSize, 0);       AT(qset_t, portNumber, 2);
-AT(qset_t, portIn, 4);          AT(qset_t, portOut, 6);
-AT(qset_t, bufWinLoc, 8);       AT(qset_t, rcvFolder, 12);
-AT(qset_t, winRectSmall, 16);   AT(qset_t, zoomRectSmall, 24);
-AT(qset_t, winRectLarge, 32);   AT(qset_t, zoomRectLarge, 40);
-AT(qset_t, zoomFlags, 48);      AT(qset_t, fileBufSize, 50);
-AT(qset_t, xferWinLoc, 52);     AT(qset_t, findWinLoc, 56);
-AT(qset_t, dialWinLoc, 60);     AT(qset_t, termFontSize, 64);
-AT(qset_t, keyFlags, 65);       AT(qset_t, printFontSize, 66);
-AT(qset_t, printHeaderOff, 67); AT(qset_t, globFlags, 72);
-AT(qset_t, bgFlags, 73);        AT(qset_t, useColor, 76);
-AT(qset_t, fgColor, 78);        AT(qset_t, bgColor, 79);
-AT(qset_t, fgMap, 80);          AT(qset_t, bgMap, 88);
-AT(qset_t, redialDelay, 96);    AT(qset_t, dialTimeout, 97);
-AT(qset_t, dialType, 98);       AT(qset_t, modemFlags, 99);
-AT(qset_t, breakShort, 100);    AT(qset_t, breakLong, 101);
-AT(qset_t, textCreator, 112);   AT(qset_t, binCreator, 116);
-AT(qset_t, binType, 120);       AT(qset_t, fontName0, 128);
-AT(qset_t, fontName1, 144);     AT(qset_t, fontName2, 160);
-AT(qset_t, fontName3, 176);     AT(qset_t, oldDefService, 192);
-AT(qset_t, oldModemName, 224);  AT(qset_t, bufWinRect, 256);
-AT(qset_t, dirWinRect, 264);    AT(qset_t, reserved272, 272);
-AT(qset_t, reserved280, 280);   AT(qset_t, pageMargins, 288);
-AT(qset_t, reserved304, 304);   AT(qset_t, rgbTable, 320);
-// clang-format on
-#undef AT
 
 // ---- state -----------------------------------------------------------------
 
@@ -92,44 +37,38 @@ static void swap_bytes(uint8_t *at, int count)
     }
 }
 
-// All 16-bit words from `first` up to, not including, `end`.
-static void swap_words(uint8_t *record, int first, int end)
+template <size_t N>
+static void swap_fields(const record_field (&fields)[N], uint8_t *record)
 {
-    for (int i = first; i < end; i += 2)
-        swap_bytes(record + i, 2);
+    for (const record_field &f : fields) {
+        if (f.form != kU16 && f.form != kU32)
+            continue;
+        for (int i = 0; i < f.count; i++)
+            swap_bytes(record + f.offset + i * width_of(f.form),
+                       width_of(f.form));
+    }
 }
 
 void copy_cset_swaps(const void *from, void *to)
 {
-    constexpr uint8_t words[] = {0, 14, 28, 34, 36, 38, 42, 48, 50, 56, 70};
-    constexpr uint8_t longs[] = {52, 58, 64, 128, 132};
-    uint8_t *record = static_cast<uint8_t *>(to);
-
     memcpy(to, from, size_t(kDialRecLen));
-    for (uint8_t at : words)
-        swap_bytes(record + at, 2);
-    for (uint8_t at : longs)
-        swap_bytes(record + at, 4);
+    swap_fields(csetFields, static_cast<uint8_t *>(to));
 }
 
 void copy_qsetup_swaps(const void *from, void *to)
 {
-    constexpr int bufLoc = offsetof(qset_t, bufWinLoc);
-    constexpr int xferLoc = offsetof(qset_t, xferWinLoc);
     uint8_t *record = static_cast<uint8_t *>(to);
 
     memcpy(to, from, size_t(kQsetLen));
-    swap_words(record, 0, 12);
-    swap_bytes(record + 12, 4);
-    swap_words(record, 16, 64);
-    swap_words(record, 256, 296);
-    swap_words(record, 304, 310);
+    swap_fields(qsetFields, record);
 
     // The status window's place stays in the writer's order, and its swapped
     // copy lands in bufWinLoc. The first version wrote it so, and every book
     // since holds it so.
-    memcpy(record + bufLoc, record + xferLoc, 4);
-    memcpy(record + xferLoc, static_cast<const uint8_t *>(from) + xferLoc, 4);
+    uint8_t *copy = record + offsetof(qset_t, bufWinLoc);
+    memcpy(copy, record + offsetof(qset_t, xferWinLoc), sizeof(Point));
+    swap_bytes(copy, 2);
+    swap_bytes(copy + 2, 2);
 }
 
 uint32_t GetBaudFromSetup(const cset_t *record)

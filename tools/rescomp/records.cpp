@@ -1,6 +1,8 @@
 // Texts, and the templates of the phone book's records.
 #include "tools/rescomp/rescomp.h"
 
+#include "connect/Fields.h"
+
 #include <cstring>
 
 // ---- texts -----------------------------------------------------------------
@@ -111,115 +113,11 @@ static void make_version(const toml::table &t, Resources &all)
 
 // ---- records by field ------------------------------------------------------
 
-enum FieldKind : uint8_t {
-    kU8,     // a number, or one character
-    kU16,    // big-endian
-    kU32,    // big-endian, or four characters
-    kNative, // 16-bit numbers as this machine keeps them in memory
-    kChars,  // that many characters
-    kPString // a string with length byte in a field of that many bytes
-};
-
-struct Field {
-    const char *name;
-    int offset;
-    FieldKind kind;
-    int count; // elements, or bytes for kChars and kPString
-};
-
-// clang-format off
-static constexpr Field connectionFields[] = {
-    {"baudWord",         0, kU16, 1},
-    {"parityChar",       2, kU8, 1},
-    {"dataChar",         3, kU8, 1},
-    {"stopChar",         4, kU8, 1},
-    {"echoFlag",         5, kU8, 1},
-    {"termFlags",        6, kU8, 1},
-    {"bsKey",            8, kU8, 1},
-    {"flowFlags",        9, kU8, 1},
-    {"hasPhone",        10, kU8, 1},
-    {"bufFlags",        11, kU8, 1},
-    {"termType",        12, kU8, 1},
-    {"maxTries",        13, kU8, 1},
-    {"macroSetID",      14, kU16, 1},
-    {"dconvChar",       16, kU8, 1},
-    {"xferFlags",       17, kU8, 1},
-    {"rcvProto",        18, kU8, 1},
-    {"sendProto",       19, kU8, 1},
-    {"xmTimeout",       20, kU8, 1},
-    {"xmStartTimeout",  21, kU8, 1},
-    {"szTimeout",       22, kU8, 1},
-    {"rzTimeout",       23, kU8, 1},
-    {"paceFlags",       24, kU8, 1},
-    {"charDelay",       26, kU8, 1},
-    {"lineDelay",       28, kU16, 1},
-    {"promptChar",      30, kU8, 1},
-    {"zBlockChar",      32, kU8, 1},
-    {"zFlags",          33, kU8, 1},
-    {"zWindow",         36, kU16, 1},
-    {"hostNames",       41, kU8, 1},
-    {"kermLen",         42, kU16, 1},
-    {"kermCheck",       44, kU8, 1},
-    {"lastConnect",     52, kU32, 1},
-    {"localStrID",      70, kU16, 1},
-    {"oldPhone",        72, kPString, 32},
-    {"oldZStart",      104, kPString, 24},
-    {"baudLong",       128, kU32, 1},
-};
-static constexpr Field settingsFields[] = {
-    {"inBufSize",        0, kU16, 1},
-    {"portNumber",       2, kU16, 1},
-    {"portIn",           4, kU16, 1},
-    {"portOut",          6, kU16, 1},
-    {"bufWinLoc",        8, kU16, 2},
-    {"rcvFolder",       12, kU32, 1},
-    {"winRectSmall",    16, kU16, 4},
-    {"zoomRectSmall",   24, kU16, 4},
-    {"winRectLarge",    32, kU16, 4},
-    {"zoomRectLarge",   40, kU16, 4},
-    {"zoomFlags",       48, kU16, 1},
-    {"fileBufSize",     50, kU16, 1},
-    {"xferWinLoc",      52, kNative, 2},
-    {"findWinLoc",      56, kU16, 2},
-    {"dialWinLoc",      60, kU16, 2},
-    {"termFontSize",    64, kU8, 1},
-    {"keyFlags",        65, kU8, 1},
-    {"printFontSize",   66, kU8, 1},
-    {"printHeaderOff",  67, kU8, 1},
-    {"globFlags",       72, kU8, 1},
-    {"bgFlags",         73, kU8, 1},
-    {"useColor",        76, kU8, 1},
-    {"fgColor",         78, kU8, 1},
-    {"bgColor",         79, kU8, 1},
-    {"fgMap",           80, kChars, 8},
-    {"bgMap",           88, kChars, 8},
-    {"redialDelay",     96, kU8, 1},
-    {"dialTimeout",     97, kU8, 1},
-    {"dialType",        98, kU8, 1},
-    {"modemFlags",      99, kU8, 1},
-    {"breakShort",     100, kU8, 1},
-    {"breakLong",      101, kU8, 1},
-    {"textCreator",    112, kU32, 1},
-    {"binCreator",     116, kU32, 1},
-    {"binType",        120, kU32, 1},
-    {"fontName0",      128, kPString, 16},
-    {"fontName1",      144, kPString, 16},
-    {"fontName2",      160, kPString, 16},
-    {"fontName3",      176, kPString, 16},
-    {"oldDefService",  192, kPString, 32},
-    {"oldModemName",   224, kPString, 32},
-    {"bufWinRect",     256, kU16, 4},
-    {"dirWinRect",     264, kU16, 4},
-    {"pageMargins",    288, kU16, 4},
-    {"rgbTable",       320, kNative, 54},
-};
-// clang-format on
-
-static void put_number(std::string &record, size_t at, FieldKind kind,
+static void put_number(std::string &record, size_t at, FieldForm form,
                        uint32_t v)
 {
     uint16_t v16 = uint16_t(v);
-    switch (kind) {
+    switch (form) {
     case kU8:
         record[at] = char(v);
         break;
@@ -231,7 +129,7 @@ static void put_number(std::string &record, size_t at, FieldKind kind,
         for (size_t i = 0; i < 4; i++)
             record[at + i] = char(v >> (24 - 8 * i));
         break;
-    case kNative:
+    case kOwnOrder:
         std::memcpy(&record[at], &v16, 2);
         break;
     default:
@@ -239,16 +137,11 @@ static void put_number(std::string &record, size_t at, FieldKind kind,
     }
 }
 
-static size_t width_of(FieldKind kind)
-{
-    return kind == kU8 ? 1 : kind == kU32 ? 4 : 2;
-}
-
 // A number in range, or the characters of a text as one number.
-static uint32_t number_of(const toml::node &n, FieldKind kind)
+static uint32_t number_of(const toml::node &n, FieldForm form)
 {
-    size_t width = width_of(kind);
-    if (n.is_string() && kind != kU16 && kind != kNative) {
+    size_t width = width_of(form);
+    if (n.is_string() && form != kU16 && form != kOwnOrder) {
         std::string text = text_of(n, width);
         if (text.size() != width)
             complain(n,
@@ -264,21 +157,22 @@ static uint32_t number_of(const toml::node &n, FieldKind kind)
     return uint32_t(v);
 }
 
-static void put_field(std::string &record, const Field &f, const toml::node &n)
+static void put_field(std::string &record, const record_field &f,
+                      const toml::node &n)
 {
     size_t at = size_t(f.offset), count = size_t(f.count);
-    if (f.kind == kChars || f.kind == kPString) {
-        std::string text = text_of(n, f.kind == kChars ? count : count - 1);
-        if (f.kind == kChars && text.size() != count)
+    if (f.form == kChars || f.form == kPString) {
+        std::string text = text_of(n, f.form == kChars ? count : count - 1);
+        if (f.form == kChars && text.size() != count)
             complain(n,
                      "the text needs " + std::to_string(count) + " characters");
-        if (f.kind == kPString)
+        if (f.form == kPString)
             text.insert(text.begin(), char(text.size()));
         std::memcpy(&record[at], text.data(), text.size());
         return;
     }
     if (count == 1) {
-        put_number(record, at, f.kind, number_of(n, f.kind));
+        put_number(record, at, f.form, number_of(n, f.form));
         return;
     }
     const toml::array *a = n.as_array();
@@ -287,21 +181,21 @@ static void put_field(std::string &record, const Field &f, const toml::node &n)
         return;
     }
     for (auto &&element : *a) {
-        put_number(record, at, f.kind, number_of(element, f.kind));
-        at += width_of(f.kind);
+        put_number(record, at, f.form, number_of(element, f.form));
+        at += width_of(f.form);
     }
 }
 
 template <size_t N>
 static void make_record(const toml::table &t, Resources &all, uint32_t type,
-                        size_t size, const Field (&fields)[N])
+                        size_t size, const record_field (&fields)[N])
 {
     std::string record(size, '\0');
     for (auto &&[key, n] : t) {
         if (key == "id" || key == "name")
             continue;
-        const Field *found = nullptr;
-        for (const Field &f : fields)
+        const record_field *found = nullptr;
+        for (const record_field &f : fields)
             if (key == f.name)
                 found = &f;
         if (found)
@@ -314,12 +208,12 @@ static void make_record(const toml::table &t, Resources &all, uint32_t type,
 
 static void make_connection(const toml::table &t, Resources &all)
 {
-    make_record(t, all, four("Dial"), 136, connectionFields);
+    make_record(t, all, four("Dial"), kDialRecLen, csetFields);
 }
 
 static void make_settings(const toml::table &t, Resources &all)
 {
-    make_record(t, all, four("qSet"), 428, settingsFields);
+    make_record(t, all, four("qSet"), kQsetLen, qsetFields);
 }
 
 void make_records(const toml::table &file, Resources &all,
