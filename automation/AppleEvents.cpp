@@ -84,9 +84,10 @@ OSErr OpenDocEventHandler(const FSSpec *files, int count)
         OSErr err = FSpGetFInfo(&files[i], &info);
         if (err == noErr && info.fdType == kBookType)
             result = OpenAPhoneBook(&files[i], false);
+        else if (err == noErr)
+            TellNoBook(files[i].name);
         else
-            TellBookError(err == noErr ? OSErr(mapReadErr) : err,
-                          files[i].name);
+            TellBookError(err, files[i].name);
     }
     if (!myWindow && moreToDo) {
         OSErr err = OpenDefPhoneBook();

@@ -13,6 +13,7 @@
 
 constexpr OSType kDial = FOUR("Dial");
 constexpr uint8_t kOutlineStyle = 8;
+constexpr uint8_t kDialMark = 19; // of an entry marked for dialing
 
 // ---- state -----------------------------------------------------------------
 // The two blocks are locked for good: the list is small, and everybody indexes
@@ -175,6 +176,12 @@ void ddGetList()
 
 // ---- the menu --------------------------------------------------------------
 
+static void mark_item(int16_t index)
+{
+    SetItemMark(DialMenu, int16_t(index + kDialFirstItem),
+                ddFlags[index] & 1 ? kDialMark : uint8_t(0));
+}
+
 void ddMenuFromList()
 {
     Str255 name;
@@ -187,7 +194,7 @@ void ddMenuFromList()
         int16_t item = int16_t(i + kDialFirstItem);
         entry_name(i, name);
         AppendMenu(DialMenu, name);
-        CheckMenuItem(DialMenu, item, (ddFlags[i] & 1) != 0);
+        mark_item(i);
         SetItemStyle(DialMenu, item, i == defDial ? kOutlineStyle : 0);
     }
     maxDial = CountMenuItems(DialMenu);
@@ -201,7 +208,7 @@ void ddSetMark(int16_t index, int16_t value)
         value = ddFlags[index] & 1 ? 0 : 1;
     ddFlags[index] = uint8_t(value);
     if (DialMenu)
-        CheckMenuItem(DialMenu, int16_t(index + kDialFirstItem), value != 0);
+        mark_item(index);
 }
 
 void SetDefServ(int16_t index)

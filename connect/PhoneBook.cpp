@@ -37,6 +37,37 @@ int16_t mstr_count;
 bool gBookIsNew;
 Handle globsAtStart;
 
+// A save has failed, and none has succeeded since. What it was to write is
+// still owed, though the records in memory have it already.
+static bool saveFailed;
+
+// ---- messages --------------------------------------------------------------
+
+void name_error(OSErr code, int16_t message, ConstStr names)
+{
+    Str255 text;
+
+    GetIndString(text, kListErrors, message);
+    pstrcat(text, names);
+    ErrorAlert(text, code);
+}
+
+void add_quoted(uint8_t *names, ConstStr name)
+{
+    constexpr uint8_t kOpenQuote = 0xD2, kCloseQuote = 0xD3;
+
+    pstrcatchr(names, ' ');
+    pstrcatchr(names, kOpenQuote);
+    pstrcat(names, name);
+    pstrcatchr(names, kCloseQuote);
+}
+
+static void save_error(OSErr code, int16_t message)
+{
+    saveFailed = true;
+    ErrorAlertSTR(code, kListErrors, message);
+}
+
 // ---- records in the book ---------------------------------------------------
 
 bool same_bytes(Handle a, Handle b)
@@ -226,17 +257,16 @@ static void save_capture_path()
         return;
     OSErr err = save_strings(&changed);
     if (err != noErr)
-        ErrorAlertSTR(err, kListErrors, kStrCantSaveConnection);
+        save_error(err, kStrCantSaveConnection);
     else if (changed)
-        (void)FlushPhone(); // told there
+        (void)FlushPhone(); // reports a failure itself
 }
 
-bool chkSetChg()
+// Sets set_changed by what the book holds.
+static void compare_connection()
 {
     uint8_t image[kDialRecLen], now[kDialRecLen];
 
-    if (!DialHdl)
-        return true;
     dial_image(DialHdl, image);
     copy_cset_swaps(&cset, now);
     set_changed = memcmp(image, now, sizeof now) != 0;
@@ -247,18 +277,29 @@ bool chkSetChg()
         else if (gLocalStrings)
             save_capture_path();
     }
-    if (!set_changed)
+}
+
+bool chkSetChg()
+{
+    if (!DialHdl)
         return true;
-    switch (NavAskSaveChanges(ServiceName)) {
-    case kNavSave:
-        sav_setup(nullptr);
-        return true;
-    case kNavDontSave:
-        set_changed = 0;
-        return true;
-    default:
-        return false;
+    compare_connection();
+    while (set_changed || saveFailed) {
+        switch (NavAskSaveChanges(ServiceName)) {
+        case kNavSave:
+            sav_setup(nullptr);
+            if (!NavCanAsk())
+                return true;
+            break;
+        case kNavDontSave:
+            set_changed = 0;
+            saveFailed = false;
+            break;
+        default:
+            return false;
+        }
     }
+    return true;
 }
 
 void sav_setup(Handle resource)
@@ -288,9 +329,9 @@ void sav_setup(Handle resource)
         err = ResError();
     }
     if (err != noErr)
-        ErrorAlertSTR(err, kListErrors, kStrCantSaveConnection);
+        save_error(err, kStrCantSaveConnection);
     else
-        (void)FlushPhone(); // told there
+        (void)FlushPhone(); // reports a failure itself
     set_changed = 0;
 }
 
@@ -312,7 +353,7 @@ static OSErr save_globals(bool *changed)
 void saveQset()
 {
     uint8_t image[kQsetLen];
-    bool changed = false;
+    bool changed = saveFailed;
 
     if (pRef <= 0 || !qsHdl)
         return;
@@ -329,12 +370,22 @@ void saveQset()
             err = werr;
     }
     if (err != noErr) {
-        ErrorAlertSTR(err, kListErrors, kStrCantSaveSettings);
+        save_error(err, kStrCantSaveSettings);
         return;
     }
     if (changed && FlushPhone() != noErr)
-        return; // told there
+        return;
     qsetChanged = 0;
+}
+
+void SaveAtEnd()
+{
+    Str255 book;
+
+    saveQset();
+    GetIndString(book, kListNames, kStrBookFile);
+    while (saveFailed && NavCanAsk() && NavAskSaveChanges(book) == kNavSave)
+        saveQset();
 }
 
 OSErr FlushPhone()
@@ -345,9 +396,17 @@ OSErr FlushPhone()
     OSErr err = ResError();
     if (err == noErr)
         err = FlushResFile(pRef);
-    if (err != noErr)
-        ErrorAlertSTR(err, kListErrors, kStrCantFlushBook);
-    return err;
+    if (err != noErr) {
+        save_error(err, kStrCantFlushBook);
+        return err;
+    }
+    saveFailed = false;
+    Str255 name, names = {0};
+    if (ResFileRemade(pRef, name)) {
+        add_quoted(names, name);
+        name_error(noErr, kStrBookRemade, names);
+    }
+    return noErr;
 }
 
 void UpdateConnect()

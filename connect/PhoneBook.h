@@ -45,8 +45,9 @@ OSErr OpenDefPhoneBook();
 // was.
 OSErr OpenAPhoneBook(const FSSpec *file, bool create);
 
-// Tells by the file's name that it can't be opened as a book.
+// Messages that name the file: it can't be opened as a book; it is none.
 void TellBookError(OSErr code, ConstStr file);
+void TellNoBook(ConstStr file);
 
 // Gives every entry of an older layout its string list.
 void CheckLocalStrings();
@@ -62,7 +63,8 @@ void FinishSetup(); // what of a connection needs the window
 
 // ---- saving ----------------------------------------------------------------
 
-// Asks to save the connection if it differs from the book. False on Cancel.
+// Asks to save the connection if it differs from the book, and as long as a
+// save fails. False on Cancel.
 bool chkSetChg();
 
 // Writes the connection in use, or with a resource given that one, as it
@@ -72,7 +74,10 @@ void sav_setup(Handle resource);
 // Writes qset and the global strings if they differ. A damaged list of global
 // strings stays until one of them is changed after the start.
 void saveQset();
-OSErr FlushPhone(); // makes all changes permanent; tells a failure
+OSErr FlushPhone(); // makes all changes permanent; reports a failure
+
+// saveQset for the program's end: asks as long as it fails.
+void SaveAtEnd();
 
 // Notes the time of a connection in cset and in the book.
 void UpdateConnect();

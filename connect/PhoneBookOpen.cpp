@@ -37,32 +37,29 @@ static int16_t get_word(Handle record, int32_t at)
     return int16_t((*record)[at] << 8 | (*record)[at + 1]);
 }
 
-// A message of list 360 with the name of what it is about behind it.
-static void name_error(OSErr code, int16_t index, ConstStr names)
-{
-    Str255 text;
-
-    GetIndString(text, kListErrors, index);
-    pstrcat(text, names);
-    ErrorAlert(text, code);
-}
-
-static void add_quoted(uint8_t *names, ConstStr name)
-{
-    constexpr uint8_t kOpenQuote = 0xD2, kCloseQuote = 0xD3;
-
-    pstrcatchr(names, ' ');
-    pstrcatchr(names, kOpenQuote);
-    pstrcat(names, name);
-    pstrcatchr(names, kCloseQuote);
-}
-
 void TellBookError(OSErr code, ConstStr file)
 {
     Str255 names = {0};
 
     add_quoted(names, file);
     name_error(code, kStrCantOpenBook, names);
+}
+
+void TellNoBook(ConstStr file)
+{
+    Str255 names = {0};
+
+    add_quoted(names, file);
+    name_error(noErr, kStrNoBook, names);
+}
+
+// Is it some connection's list? Then it has no name of its own.
+static bool is_entry_list(int16_t id)
+{
+    for (int16_t i = 1; i <= Count1Resources(kDial); i++)
+        if (get_word(Get1IndResource(kDial, i), kAtListID) == id)
+            return true;
+    return false;
 }
 
 // Looks at every record whose length is fixed and every string list of the
@@ -88,10 +85,15 @@ static void tell_damage()
             continue;
         int16_t id = 0;
         GetResInfo(h, &id, nullptr, name);
-        if (id == kGlobListID)
-            pstrcpy(name, PSTR("STR# 256"));
-        if (name[0])
-            add_quoted(names, name);
+        if (!name[0] && is_entry_list(id))
+            continue; // named by its connection
+        if (!name[0] || id == kGlobListID) {
+            Str255 number;
+            pstrcpy(name, PSTR("STR# "));
+            NumToString(id, number);
+            pstrcat(name, number);
+        }
+        add_quoted(names, name);
     }
     if (qsHdl && GetHandleSize(qsHdl) > kQsetLen)
         add_quoted(names, PSTR("qSet 1"));
@@ -194,6 +196,24 @@ static OSErr need_entry(bool *changed)
     return add_copy(template_entry(), kDial, kFirstDialID, PSTR("Local"));
 }
 
+// The oldest layout ended ahead of baudLong. A record that lacks no more than
+// what came later grows to its present length; a shorter one is damaged.
+static void grow_entries(bool *changed)
+{
+    for (int16_t i = 1; i <= Count1Resources(kDial); i++) {
+        Handle entry = Get1IndResource(kDial, i);
+        int32_t size = entry ? GetHandleSize(entry) : kDialRecLen;
+        if (size >= kDialRecLen || size < int32_t(offsetof(cset_t, baudLong)))
+            continue;
+        SetHandleSize(entry, kDialRecLen);
+        if (MemError() != noErr)
+            continue; // dial_image fills it up; the next start tries again
+        memset(*entry + size, 0, size_t(kDialRecLen - size));
+        (void)write_record(entry); // FlushPhone reports what becomes of it
+        *changed = true;
+    }
+}
+
 // Takes qSet 1 into qset; a book of an older layout has a shorter one.
 static OSErr load_qset(bool *changed)
 {
@@ -218,7 +238,7 @@ static OSErr load_qset(bool *changed)
         if (MemError() != noErr)
             return noErr; // it works from memory; the next start tries again
         copy_qsetup_swaps(&qset, *qsHdl);
-        (void)write_record(qsHdl); // FlushPhone tells what becomes of it
+        (void)write_record(qsHdl); // FlushPhone reports what becomes of it
         *changed = true;
     }
     return noErr;
@@ -376,6 +396,8 @@ static void load_modem_list(bool *changed)
     GetResInfo(list, nullptr, nullptr, name);
     mstr_count = StrListCount(list);
 
+    if (!StrListOK(list))
+        return; // what a rebuild can't read would be gone
     Handle renewed = renewed_modem_list(list);
     if (!renewed)
         return;
@@ -455,6 +477,7 @@ OSErr OpenAPhoneBook(const FSSpec *file, bool create)
     BuildPortList();
 
     err = need_entry(&changed);
+    grow_entries(&changed);
     if (err == noErr)
         err = load_qset(&changed);
     if (err == noErr)
@@ -466,7 +489,7 @@ OSErr OpenAPhoneBook(const FSSpec *file, bool create)
     load_modem_list(&changed);
     load_colours();
     if (changed)
-        (void)FlushPhone(); // told there; what is in memory serves
+        (void)FlushPhone(); // what is in memory serves
     migrate_values();
     tell_damage();
 
@@ -553,5 +576,5 @@ void CheckLocalStrings()
         changed = true;
     }
     if (changed)
-        (void)FlushPhone(); // told there
+        (void)FlushPhone(); // reports a failure itself
 }

@@ -12,6 +12,10 @@ constexpr OSType kStringList = FOUR("STR#");
 constexpr int32_t kAtLastConnect = offsetof(cset_t, lastConnect);
 constexpr int32_t kAtListID = offsetof(cset_t, localStrID);
 
+// A message of the errors' list with the names of what it is about behind it.
+void name_error(OSErr code, int16_t message, ConstStr names);
+void add_quoted(uint8_t *names, ConstStr name);
+
 bool same_bytes(Handle a, Handle b);
 
 // A copy of a resource as plain memory, or null.

@@ -5,10 +5,8 @@
 #include <bit>
 #include <cstring>
 
-#include "base/atol.h"
 #include "base/pstr.h"
 #include "connect/Fields.h"
-#include "platform/files.h"
 #include "platform/memory.h"
 
 // ---- state -----------------------------------------------------------------

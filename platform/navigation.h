@@ -16,4 +16,5 @@ bool NavChooseFolder(ConstStr prompt, int16_t *vRef, int32_t *dirID);
 
 enum : int { kNavSave = 1, kNavDontSave = 2, kNavCancel = 3 };
 // "Save the changes to ... ?" with the document's name.
+bool NavCanAsk(); // false once the session ends without questions
 int NavAskSaveChanges(ConstStr document);

@@ -1,7 +1,9 @@
 // Typed, numbered, named blobs. The program's own come from an image compiled
 // into it (reference 1, read only); a resource file is a SQLite database with
 // one table (type, id, name, attributes, data). The current file is searched
-// first, then those opened before it, the program's own last.
+// first, then those opened before it, the program's own last. Of a file only
+// the types that belong to a book are seen (`Dial`, `STR#`, `qSet`), and the
+// program's texts come first, so that no file changes what the program shows.
 #pragma once
 
 #include "platform/files.h"
@@ -44,9 +46,15 @@ void CloseResFile(int16_t ref);
 void UseResFile(int16_t ref);
 
 // Everything changed since the last update becomes lasting, in one step: after
-// a crash at any moment the file holds the old state or the new one.
+// a crash at any moment the file holds the old state or the new one. What
+// fails stays owed, and the next update writes it as well.
 void UpdateResFile(int16_t ref);
 OSErr FlushResFile(int16_t ref); // and is on the disk
+
+// A file that was moved, replaced or removed while it was open is written anew
+// by the next update, at its old place, or beside it if something else lies
+// there. True, once, if that was done; `name` gets the file's name.
+bool ResFileRemade(int16_t ref, Str255 name);
 
 // String `index` (from 1) of list `id`; empty when it isn't there.
 void GetIndString(Str255 out, int16_t id, int16_t index);

@@ -372,7 +372,7 @@ void finish_up()
 {
     SetWaitCursor();
     if (pRef > 0) {
-        saveQset();
+        SaveAtEnd();
         savePrtInfo();
     }
     StopCapture();

@@ -127,38 +127,42 @@ TEST(Directory, AnEntryChosenInTheMenuIsInUse)
     run_ticks(10);
     hl_modifiers(0);
     EXPECT_TRUE(hl_menu(kMenuDial)->items[5].checked);
+    EXPECT_EQ(GetItemMark(DialMenu, 6), 19);
     EXPECT_EQ(curDialItem, 1);
 }
 
 TEST(Modem, HangsUpAsTheListSaysAndAsks)
 {
-    make_place();
-    Book book = plain_book();
-    book.push_back({FOUR("STR#"), 1500, "Mine",
-                    list_data({"", "", "", "", "", "", "\xDE+++\xDE", "ATH\r",
-                               "", "cCONNECT"})});
-    std::vector<std::string> globals = list_strings(book[3].data);
-    globals[kGlobModem - 1] = "Mine";
-    book[3].data = list_data(globals);
-    book[4].data = qset_data([](qset_t &q) {
-        q.modemFlags = 0;
-        q.globFlags = kGlobAskHangUp;
-    });
-    write_book(book);
-    start_program();
-    EXPECT_EQ(modem_res, 1500);
-    EXPECT_EQ(mstr_count, 10);
-    hl_line_heard();
+    const struct {
+        const char *what, *heard;
+        std::vector<Record> lists;
+    } rows[] = {
+        {"as shipped", "+++ATH0\r", {}},
+        {"by a list of the user's",
+         "+++ATH\r",
+         {{FOUR("STR#"), 1500, "No Modem",
+           list_data({"", "", "", "", "", "", "\xDE+++\xDE", "ATH\r", "",
+                      "cCONNECT"})}}},
+    };
+    for (auto &r : rows) {
+        EXPECT_TRUE(apart([&] {
+            Book book = plain_book();
+            book.insert(book.end(), r.lists.begin(), r.lists.end());
+            write_book(book);
+            start_program();
+            EXPECT_EQ(modem_res, r.lists.empty() ? 1000 : 1500);
+            EXPECT_EQ(hl_line_heard(), "") << "nothing is typed at the start";
 
-    hl_answer(2);
-    EXPECT_TRUE(hl_choose(kMenuDial, 4));
-    run_ticks(300);
-    EXPECT_EQ(hl_line_heard(), "") << "it was cancelled";
-
-    int64_t before = hl_now();
-    hl_answer(1);
-    EXPECT_TRUE(hl_choose(kMenuDial, 4));
-    run_ticks(300);
-    EXPECT_EQ(hl_line_heard(), "+++ATH\r");
-    EXPECT_GT(hl_now() - before, 2000000) << "the guard times were kept";
+            hl_answer(2);
+            EXPECT_TRUE(hl_choose(kMenuDial, kItemDialHangUp));
+            run_ticks(300);
+            EXPECT_EQ(hl_line_heard(), "") << "it was cancelled";
+            int64_t before = hl_now();
+            hl_answer(1);
+            EXPECT_TRUE(hl_choose(kMenuDial, kItemDialHangUp));
+            run_ticks(300);
+            EXPECT_EQ(hl_line_heard(), r.heard);
+            EXPECT_GT(hl_now() - before, 2000000) << "without guard times";
+        })) << r.what;
+    }
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <sys/stat.h>
 
 #include "connect/DialDir.h"
 #include "platform/headless/headless.h"
@@ -14,13 +15,11 @@
 #include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
 #include "tests/support/running.h"
+#include "transfer/xmodem.h"
 
 using Strings = std::vector<std::string>;
 
 namespace {
-
-// Records of plain_book() by place.
-enum { kEntry, kEntryList, kMacros, kGlobals, kSettings };
 
 Strings strings_of(const Book &book, int16_t id)
 {
@@ -41,6 +40,8 @@ cset_t connection_of(const Book &book, int16_t id)
 TEST(NewBook, HoldsTheTemplatesAndOpensAgain)
 {
     make_place();
+    EXPECT_EQ(dRcvItem, 2);
+    EXPECT_EQ(dSendItem, 4);
     // The first port may be any: the user names the line instead.
     std::string line;
     hl_line_open(HL_PTY);
@@ -53,6 +54,10 @@ TEST(NewBook, HoldsTheTemplatesAndOpensAgain)
     });
     EXPECT_EQ(run_program(), 0);
     EXPECT_EQ(hl_messages().size(), 2u) << "splash and port dialog";
+    EXPECT_EQ(hl_line_heard(), "") << "nothing is typed at a board";
+    struct stat st;
+    ASSERT_EQ(stat(book_path().c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
 
     Book book = read_book();
     ASSERT_TRUE(find(book, FOUR("Dial"), 3000));
@@ -236,6 +241,25 @@ const migration migrations[] = {
          EXPECT_EQ(connection_of(disk, 200).localStrID, 3501);
          EXPECT_EQ(strings_of(disk, 3501).size(), 10u);
          EXPECT_EQ(local(1), "5551212");
+     }},
+    {"a connection of the oldest layout's length",
+     [](Book &b) {
+         b[kEntry].data = dial_data([](cset_t &c) {
+             c.localStrID = 0;
+             c.baudWord = 9600;
+             memcpy(c.oldPhone,
+                    "\003"
+                    "555",
+                    4);
+         });
+         b[kEntry].data.resize(128);
+         b.erase(b.begin() + kEntryList);
+     },
+     [](const Book &disk) {
+         EXPECT_EQ(find(disk, FOUR("Dial"), 3000)->data.size(), 136u);
+         EXPECT_EQ(connection_of(disk, 3000).localStrID, 3000);
+         EXPECT_EQ(strings_of(disk, 3000).at(0), "555");
+         EXPECT_EQ(Baudrate, 9600);
      }},
     {"a number below 57601 in the word alone",
      [](Book &b) {

@@ -448,9 +448,14 @@ TEST_F(Files, FoldersKeepTheirNumbers)
     EXPECT_EQ(S(cat.name), "sub");
     EXPECT_EQ(cat.parID, at.dir);
 
-    // A crash cut the last line; the next one must not join it.
+    // Lines that aren't ours, or take the last number, are in nobody's way. A
+    // crash cut the last one; the next must not join it.
     fs::path table = at.root / ".local/state/quillon/folders";
-    std::ofstream(table, std::ios::app) << "folder 5000 /home/cut";
+    std::ofstream(table, std::ios::app)
+        << "folder 2147483647 /x;\nfolder 16777215 /x;\nvolume 699 /x;\n"
+           "folder 99999999999 /y;\nvolume -1 /y;\nfolder x /z;\n;\n"
+           "folder 5000 /home/cut";
+    EXPECT_EQ(FSSpecFromPath("/proc/none", &spec), fnfErr) << "a new volume";
     fs::create_directory(at.path("odd;%\nname"));
     ASSERT_EQ(FSSpecFromPath((at.path("odd;%\nname") / "x").c_str(), &spec),
               fnfErr);

@@ -1,5 +1,6 @@
 // Resources and books: what lasts, what is refused, and saves that are killed.
 #include "platform/resources.h"
+#include "resources/names.h"
 
 #include <gtest/gtest.h>
 
@@ -312,6 +313,110 @@ TEST(Resources, StrangeDatabasesAreRefused)
     CloseResFile(ref);
     ref = HOpenResFile(at.vRef, at.dir, P("t2"), fsRdPerm);
     EXPECT_EQ(Count1Resources(kDial), 2);
+    CloseResFile(ref);
+}
+
+// Another program may have made the table: columns go by their names, and one
+// that isn't ours keeps its content.
+TEST(Resources, ColumnsMayStandInAnyOrderBesideOthers)
+{
+    Place at;
+    const char *columns[] = {
+        "data BLOB, attributes, name, id INTEGER, type TEXT",
+        "id INTEGER, type TEXT, name, note DEFAULT 'new', attributes, data",
+    };
+    for (const char *c : columns) {
+        std::string name = c, sql = "PRAGMA application_id = 1901086799;"
+                                    "PRAGMA user_version = 1;"
+                                    "CREATE TABLE resource (";
+        sql += name + "); INSERT INTO resource (type, id, name, attributes, "
+                      "data) VALUES ('Dial', 1, 'one', 0, x'41')";
+        name = name.substr(0, 4);
+        ASSERT_EQ(run_sql(at, name, sql.c_str()), noErr);
+        for (int round = 1; round <= 2; round++) {
+            int16_t ref = HOpenResFile(at.vRef, at.dir, P(name), fsRdWrPerm);
+            ASSERT_GT(ref, 0) << c;
+            std::string had = round == 1 ? "A" : "AB";
+            EXPECT_EQ(bytes(Get1Resource(kDial, 1)), had) << c;
+            EXPECT_EQ(PtrAndHand("B", Get1Resource(kDial, 1), 1), noErr);
+            ChangedResource(Get1Resource(kDial, 1));
+            AddResource(handle("x"), kDial, int16_t(1 + round), P("two"));
+            UpdateResFile(ref);
+            EXPECT_EQ(ResError(), noErr) << c;
+            EXPECT_EQ(Count1Resources(kDial), 1 + round) << c;
+            CloseResFile(ref);
+        }
+    }
+    // One row for each record, with the new column's value in all of them.
+    EXPECT_EQ(run_sql(at, "id I",
+                      "CREATE TABLE t (n NOT NULL); INSERT INTO t SELECT "
+                      "1 / (count(*) = 3) FROM resource WHERE note = 'new'"),
+              noErr);
+}
+
+TEST(Resources, ABookThatLeftItsPlaceIsWrittenAnew)
+{
+    struct {
+        const char *what, *name;
+        void (*act)(const Place &at);
+    } cases[] = {
+        {"moved", "b.qpho",
+         [](const Place &at) { fs::rename(at.path("b.qpho"), at.path("m")); }},
+        {"removed", "b.qpho",
+         [](const Place &at) { fs::remove(at.path("b.qpho")); }},
+        {"replaced", "b 2.qpho",
+         [](const Place &at) {
+             at.write("new", "another");
+             fs::rename(at.path("new"), at.path("b.qpho"));
+         }},
+    };
+    for (auto &c : cases) {
+        Place at;
+        Str255 name;
+        int16_t ref = make_book(at, "b.qpho");
+        AddResource(handle("old"), kDial, 1, P("one"));
+        AddResource(handle("list"), kList, 2, P("two"));
+        UpdateResFile(ref);
+        EXPECT_FALSE(ResFileRemade(ref, name)) << c.what;
+        c.act(at);
+        EXPECT_EQ(PtrAndHand("er", GetResource(kDial, 1), 2), noErr);
+        ChangedResource(GetResource(kDial, 1));
+        EXPECT_EQ(FlushResFile(ref), noErr) << c.what;
+        EXPECT_TRUE(ResFileRemade(ref, name)) << c.what;
+        EXPECT_EQ(S(name), c.name) << c.what;
+        EXPECT_FALSE(ResFileRemade(ref, name)) << c.what;
+        CloseResFile(ref);
+        ref = HOpenResFile(at.vRef, at.dir, P(c.name), fsRdWrPerm);
+        EXPECT_EQ(bytes(Get1Resource(kDial, 1)), "older") << c.what;
+        EXPECT_EQ(bytes(Get1Resource(kList, 2)), "list") << c.what;
+        CloseResFile(ref);
+        struct stat st;
+        ASSERT_EQ(stat(at.path(c.name).c_str(), &st), 0);
+        EXPECT_EQ(st.st_mode & 0777, 0600u) << c.what;
+    }
+}
+
+// What the program shows is its own, whatever a book holds.
+TEST(Resources, ABookReplacesNothingThatTheProgramShows)
+{
+    Place at;
+    Str255 own, text;
+    GetIndString(own, kListTexts, kStrAskHangUp);
+    int32_t window = GetHandleSize(GetResource(FOUR("WIND"), kWindowMain));
+    int16_t ref = make_book(at, "b");
+    AddResource(handle(""), FOUR("WIND"), kWindowMain, P(""));
+    AddResource(handle("SICN"), FOUR("SICN"), 128, P(""));
+    AddResource(handle(std::string("\0\3\1x\1y\1z", 8)), kList, kListTexts,
+                P(""));
+    AddResource(handle(""), FOUR("qSet"), 0, P(""));
+    AddResource(handle("mine"), kList, 0, P("Default"));
+    UpdateResFile(ref);
+    EXPECT_EQ(GetHandleSize(GetResource(FOUR("WIND"), kWindowMain)), window);
+    EXPECT_EQ(GetResource(FOUR("SICN"), 128), nullptr);
+    GetIndString(text, kListTexts, kStrAskHangUp);
+    EXPECT_EQ(S(text), S(own));
+    EXPECT_EQ(HomeResFile(GetResource(FOUR("qSet"), 0)), kProgramResFile);
+    EXPECT_EQ(bytes(GetResource(kList, 0)), "mine") << "a template gives way";
     CloseResFile(ref);
 }
 

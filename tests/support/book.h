@@ -33,5 +33,6 @@ std::string dial_data(const std::function<void(cset_t &)> &change = {});
 std::string qset_data(const std::function<void(qset_t &)> &change = {});
 
 // A sound book of the present layout: one entry "Local" on the scripted line,
-// its list, macros, settings, global strings. The line is made.
+// its list, macros, global strings, settings. The line is made.
 Book plain_book();
+enum { kEntry, kEntryList, kMacros, kGlobals, kSettings };

@@ -36,6 +36,19 @@ std::string local(int16_t index)
     return S(s);
 }
 
+std::string all_messages()
+{
+    std::string all;
+    for (const std::string &m : hl_messages())
+        all += m + "\n";
+    return all;
+}
+
+bool told(const std::string &words)
+{
+    return all_messages().find(words) != std::string::npos;
+}
+
 void start_program()
 {
     ae_queue_start(nullptr, 0);

@@ -5,6 +5,8 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "platform/headless/headless.h"
 #include "shell/Quillon.h"
@@ -24,6 +26,30 @@ void run_ticks(uint32_t ticks);
 // Runs the whole program from start to end; `act` happens after `ticks`, and
 // the session ends a second later.
 int run_program(uint32_t ticks = 30, std::function<void()> act = {});
+
+// What the user was told so far: all messages, and whether words are in them.
+std::string all_messages();
+bool told(const std::string &words);
+
+// Runs a case in a process and a place of its own, as the program's state can't
+// be made fresh. False if an expectation failed there, which is shown. The case
+// has no place of its own yet.
+inline bool apart(const std::function<void()> &run)
+{
+    fflush(nullptr);
+    pid_t child = fork();
+    if (child == 0) {
+        make_place();
+        std::filesystem::path root = sandbox().root;
+        run();
+        std::error_code ignored;
+        std::filesystem::remove_all(root, ignored);
+        fflush(nullptr);
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    return waitpid(child, &status, 0) == child && status == 0;
+}
 
 // A program that stands on a sound book, with its line quiet.
 class Running : public testing::Test {

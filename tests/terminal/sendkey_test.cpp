@@ -6,6 +6,7 @@
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/headless/headless.h"
+#include "platform/memory.h"
 #include "platform/menus.h"
 #include "platform/resources.h"
 #include "scrollback/Selection.h"
@@ -19,6 +20,7 @@
 #include "tests/support/sandbox.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <unistd.h>
@@ -261,7 +263,7 @@ TEST(View, PageKeysScrollWhenTheyAreLocal)
 
 // ---- strings of the user's -------------------------------------------------
 
-// A book with lists of our own, as the phone book gives them.
+// Lists of our own: the keys' in the program's place, macros in a book.
 static void use_list(int16_t id, const std::vector<std::string> &strings)
 {
     Handle h = NewStrList();
@@ -282,6 +284,13 @@ static void use_list(int16_t id, const std::vector<std::string> &strings)
         int16_t ref = HOpenResFile(vRef, dir, PSTR("keys"), fsRdWrPerm);
         ASSERT_GT(ref, 0);
         open = true;
+    }
+    if (Handle own = GetResource(FOUR("STR#"), id)) {
+        // The program's own list, which no book replaces.
+        SetHandleSize(own, GetHandleSize(h));
+        memcpy(*own, *h, size_t(GetHandleSize(h)));
+        DisposeHandle(h);
+        return;
     }
     AddResource(h, FOUR("STR#"), id, PSTR("test"));
     ASSERT_EQ(ResError(), noErr);

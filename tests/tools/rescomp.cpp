@@ -138,7 +138,7 @@ TEST(Rescomp, ImageByteByByte)
     };
     want.append("qRIM\0\0\0\4", 8);
     put("STR \1\xF4\0\0", 8, "\2\x8A\xC9");
-    put("STR#\0\1\0\0", 8, std::string("\0\2\0\2b\r", 6));
+    put("STR#\0\1\1\0", 8, std::string("\0\2\0\2b\r", 6));
     put("STR#\0\2\0\1N", 9, std::string("\0\2\1a\0", 5));
     put("eSTR\xFF\xD5\0\0", 8, "\1x");
     EXPECT_EQ(r.image, want);

@@ -2,6 +2,7 @@
 #include "tools/rescomp/rescomp.h"
 
 #include "connect/Fields.h"
+#include "platform/core/files/resimage.h"
 
 #include <cstring>
 
@@ -58,14 +59,15 @@ static void make_list(const toml::table &t, Resources &all)
 {
     only_members(t, {"as", "id", "name", "strings"});
     // A template in a book goes by the name that it has there.
-    if (!t.contains("name"))
+    bool isTemplate = t.contains("name");
+    if (!isTemplate)
         (void)name_needed(t, "kList");
     std::vector<std::string> strings = strings_of(t);
     Bytes b;
     b.u16(int(strings.size()));
     for (const std::string &s : strings)
         b.pstring(s);
-    add(all, four("STR#"), t, b.data);
+    add(all, four("STR#"), t, b.data, isTemplate ? 0 : kOwnFirst);
 }
 
 static void make_string(const toml::table &t, Resources &all)
@@ -88,7 +90,7 @@ static void make_errors(const toml::table &errors, Resources &all)
         }
         Bytes b;
         b.pstring(text_of(n));
-        Resource r{"", b.data};
+        Resource r{"", b.data, 0};
         all.emplace(std::make_pair(four("eSTR"), code), std::move(r));
     }
 }
@@ -203,7 +205,7 @@ static void make_record(const toml::table &t, Resources &all, uint32_t type,
         else
             complain(n, "no such field: " + std::string(key.str()));
     }
-    add(all, type, t, record);
+    add(all, type, t, record, kOwnFirst);
 }
 
 static void make_connection(const toml::table &t, Resources &all)

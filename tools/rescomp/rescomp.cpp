@@ -106,14 +106,14 @@ void only_members(const toml::table &t,
 }
 
 void add(Resources &all, uint32_t type, const toml::table &table,
-         std::string data)
+         std::string data, uint8_t attributes)
 {
     int id = int_in(table, "id", -1);
     if (id < 0 || id > 32767) {
         complain(table, "an id from 0 to 32767 is missing");
         return;
     }
-    Resource r{text_in(table, "name", 31), std::move(data)};
+    Resource r{text_in(table, "name", 31), std::move(data), attributes};
     if (!all.emplace(std::make_pair(type, id), std::move(r)).second)
         complain(table, "there is a resource of this kind with id " +
                             std::to_string(id) + " already");
@@ -149,7 +149,7 @@ static std::string image_of(const Resources &all)
     for (auto &[key, r] : all) {
         image.u32(key.first);
         image.u16(key.second);
-        image.u8(0);
+        image.u8(r.attributes);
         image.pstring(r.name);
         image.u32(uint32_t(r.data.size()));
         image.data += r.data;

@@ -55,6 +55,7 @@ struct Bytes {
 struct Resource {
     std::string name; // Mac Roman
     std::string data;
+    uint8_t attributes = 0; // as in platform/core/files/resimage.h
 };
 // By type and id, which is the order of the image.
 using Resources = std::map<std::pair<uint32_t, int>, Resource>;
@@ -68,7 +69,7 @@ constexpr uint32_t four(const char (&s)[5])
 // Adds what `table` describes under its "id" and "name"; a second one of the
 // same type and id is a mistake.
 void add(Resources &all, uint32_t type, const toml::table &table,
-         std::string data);
+         std::string data, uint8_t attributes = 0);
 
 // ---- reading tables --------------------------------------------------------
 

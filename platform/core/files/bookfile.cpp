@@ -10,6 +10,7 @@
 #include "platform/core/files/bookfile.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -115,6 +116,10 @@ static bool has_journal(const std::string &path)
 // Opens the file for our lock and judges it. -1 with *err.
 static int open_locked(const std::string &path, bool writing, OSErr *err)
 {
+    // A limit on the size of files is an error of the write like a full disk,
+    // not the program's end.
+    if (writing)
+        signal(SIGXFSZ, SIG_IGN);
     int fd = open(path.c_str(), (writing ? O_RDWR : O_RDONLY) | O_CLOEXEC |
                                     O_NONBLOCK | (writing ? O_NOFOLLOW : 0));
     if (fd < 0) {
@@ -320,6 +325,50 @@ BookFile *book_open(const std::string &path, bool writing, bool isNew,
     return b;
 }
 
+bool book_in_place(const BookFile *b)
+{
+    struct stat held, found;
+    return fstat(b->lock, &held) == 0 && stat(b->path.c_str(), &found) == 0 &&
+           held.st_dev == found.st_dev && held.st_ino == found.st_ino;
+}
+
+// "phonebook.qpho", "phonebook 2.qpho" and so on.
+static std::string numbered(const std::string &path, int number)
+{
+    if (number == 1)
+        return path;
+    size_t dot = path.rfind('.');
+    if (dot == std::string::npos || dot < path.rfind('/'))
+        dot = path.size();
+    return path.substr(0, dot) + " " + std::to_string(number) +
+           path.substr(dot);
+}
+
+BookFile *book_anew(const BookFile *lost, OSErr *err)
+{
+    constexpr int kMostNames = 99;
+    for (int n = 1; n <= kMostNames; n++) {
+        std::string path = numbered(lost->path, n);
+        int fd = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC,
+                      kBookMode);
+        if (fd < 0 && errno == EEXIST)
+            continue;
+        if (fd < 0) {
+            *err = errno == ENOENT ? OSErr(dirNFErr) : os_error(errno);
+            return nullptr;
+        }
+        (void)close(fd);
+        return book_open(path, true, true, err, [](BookRecord &&) {});
+    }
+    *err = dupFNErr;
+    return nullptr;
+}
+
+std::string book_path_of(const BookFile *b)
+{
+    return b->path;
+}
+
 void book_close(BookFile *b)
 {
     if (b->inTransaction)
@@ -362,17 +411,14 @@ static OSErr finish(BookFile *b, sqlite3_stmt *s, int code)
     return code == SQLITE_DONE ? OSErr(noErr) : drop(b, code);
 }
 
-OSErr book_put(BookFile *b, const BookRecord &r)
+// A row is changed where it stands, and columns go by their names: another
+// program may have made the table with its columns in another order, or with
+// one of its own, whose content stays.
+static OSErr put_by(BookFile *b, const BookRecord &r, const char *sql)
 {
-    OSErr err = begin(b);
-    if (err != noErr)
-        return err;
-    if (r.data.size() > size_t(kLargestRecord) - 4096)
-        return memFullErr;
     std::string type = type_text(r.type), name = macroman_to_utf8(r.name);
     sqlite3_stmt *s = nullptr;
-    int code = sqlite3_prepare_v2(
-        b->db, "REPLACE INTO resource VALUES (?, ?, ?, ?, ?)", -1, &s, nullptr);
+    int code = sqlite3_prepare_v2(b->db, sql, -1, &s, nullptr);
     if (code == SQLITE_OK) {
         sqlite3_bind_text(s, 1, type.data(), int(type.size()), SQLITE_STATIC);
         sqlite3_bind_int(s, 2, r.id);
@@ -382,6 +428,23 @@ OSErr book_put(BookFile *b, const BookRecord &r)
                           SQLITE_STATIC);
     }
     return finish(b, s, code);
+}
+
+OSErr book_put(BookFile *b, const BookRecord &r)
+{
+    OSErr err = begin(b);
+    if (err != noErr)
+        return err;
+    if (r.data.size() > size_t(kLargestRecord) - 4096)
+        return memFullErr;
+    err = put_by(b, r,
+                 "UPDATE resource SET name = ?3, attributes = ?4, data = ?5 "
+                 "WHERE type = ?1 AND id = ?2");
+    if (err == noErr && sqlite3_changes(b->db) == 0)
+        err = put_by(b, r,
+                     "INSERT INTO resource (type, id, name, attributes, data) "
+                     "VALUES (?1, ?2, ?3, ?4, ?5)");
+    return err;
 }
 
 OSErr book_remove(BookFile *b, OSType type, int16_t id)

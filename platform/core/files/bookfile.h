@@ -1,4 +1,3 @@
-// platform/core/bookfile.h
 // A resource file on disk: a SQLite database (application_id 'qPHO') with one
 // table, read whole when it is opened and changed in one transaction between
 // two updates. resources.cpp keeps the resources in memory; this keeps the
@@ -12,6 +11,9 @@
 #include "platform/types.h"
 
 struct BookFile;
+
+// A book may hold a password.
+constexpr unsigned kBookMode = 0600;
 
 struct BookRecord {
     OSType type;
@@ -36,6 +38,16 @@ BookFile *book_open(const std::string &path, bool writing, bool isNew,
 
 // Without a commit before, what was changed since the last one is dropped.
 void book_close(BookFile *b);
+
+// Is the file still what lies at its path? SQLite writes no more to one that
+// was moved or replaced.
+bool book_in_place(const BookFile *b);
+
+// For a book that isn't in its place any more: an empty one at the same path,
+// or beside it where something else lies there. The caller puts everything and
+// closes the old one. Null with *err if none can be made.
+BookFile *book_anew(const BookFile *lost, OSErr *err);
+std::string book_path_of(const BookFile *b);
 
 // Both begin the transaction if none is open. A failure drops the transaction
 // with all that was in it; the caller then puts everything anew.

@@ -18,7 +18,8 @@
 #include <unistd.h>
 
 static constexpr int32_t kFirstFolder = 16; // lower numbers have meanings
-static constexpr int kMostVolumes = 700;    // below the number of no volume
+static constexpr int32_t kEndOfFolders = 0x1000000; // old books have 24 bits
+static constexpr int32_t kEndOfVolumes = 700; // below the number of no volume
 
 // ---- state -----------------------------------------------------------------
 // A path stands in `folders` under the number that `paths` has for it; volume
@@ -203,22 +204,26 @@ static std::string unescaped(const std::string &text)
     return out;
 }
 
-// The first to have a number or a path keeps it.
-static void take_line(const std::string &line)
+// The first to have a number or a path keeps it. A line that isn't one of ours
+// doesn't count: whoever edits the table loses a number, not the program.
+static bool take_line(const std::string &line)
 {
-    char kind[8];
-    int number, used = 0;
-    if (std::sscanf(line.c_str(), "%7s %d %n", kind, &number, &used) < 2 ||
+    char kind[8], digits[12];
+    int used = 0;
+    if (std::sscanf(line.c_str(), "%7s %11[0-9] %n", kind, digits, &used) < 2 ||
         used == 0 || line[size_t(used)] != '/' || line.back() != ';')
-        return;
+        return false;
+    int64_t number = std::strtoll(digits, nullptr, 10);
     std::string path =
         unescaped(line.substr(size_t(used), line.size() - size_t(used) - 1));
-    if (std::strcmp(kind, "volume") == 0 && number >= 0 &&
-        number < kMostVolumes)
-        volumes.emplace(number, path);
-    if (std::strcmp(kind, "folder") == 0 && number >= kFirstFolder &&
-        !folders.count(path) && paths.emplace(number, path).second)
-        folders[path] = number;
+    if (std::strcmp(kind, "volume") == 0 && number < kEndOfVolumes)
+        return volumes.emplace(int(number), path).second;
+    if (std::strcmp(kind, "folder") != 0 || number < kFirstFolder ||
+        number >= kEndOfFolders || folders.count(path) ||
+        !paths.emplace(int32_t(number), path).second)
+        return false;
+    folders[path] = int32_t(number);
+    return true;
 }
 
 // Takes the lines that have come to the table since the last look.
@@ -234,7 +239,7 @@ static void read_table(int fd)
     }
     size_t start = 0, end;
     while ((end = text.find('\n', start)) != std::string::npos) {
-        take_line(text.substr(start, end - start));
+        (void)take_line(text.substr(start, end - start));
         start = end + 1;
     }
     tableRead += off_t(start);
@@ -256,10 +261,12 @@ static int open_table()
     return fd;
 }
 
-static void add_line(int fd, const std::string &line)
+static void add_numbered(int fd, const char *kind, int32_t number,
+                         const std::string &path)
 {
-    take_line(line + ";");
-    if (fd < 0)
+    std::string line =
+        std::string(kind) + " " + std::to_string(number) + " " + escaped(path);
+    if (!take_line(line + ";") || fd < 0)
         return;
     // What a crash left of a line must not become the start of this one.
     std::string text = line + ";\n";
@@ -271,9 +278,17 @@ static void add_line(int fd, const std::string &line)
         read_table(fd);
 }
 
-static int32_t unused_number()
+// The number behind the last one, or, as that may stand anywhere, the lowest
+// that is free; `end` if all are taken.
+template <class Map>
+static int32_t free_number(const Map &taken, int32_t first, int32_t end)
 {
-    return paths.empty() ? kFirstFolder : paths.rbegin()->first + 1;
+    if (taken.empty() || taken.rbegin()->first + 1 < end)
+        return taken.empty() ? first : taken.rbegin()->first + 1;
+    for (auto &[number, path] : taken)
+        if (number == first)
+            first++;
+    return first;
 }
 
 static int volume_of_point(const std::string &point)
@@ -314,15 +329,14 @@ OSErr folder_number(const std::string &given, int16_t *vRef, int32_t *dirID)
     if (volume < 0 || known == folders.end()) {
         int fd = open_table();
         volume = volume_of_point(point);
-        if (volume < 0 && int(volumes.size()) < kMostVolumes) {
-            volume = volumes.empty() ? 0 : volumes.rbegin()->first + 1;
-            add_line(fd,
-                     "volume " + std::to_string(volume) + " " + escaped(point));
+        if (volume < 0) {
+            add_numbered(fd, "volume", free_number(volumes, 0, kEndOfVolumes),
+                         point);
             volume = volume_of_point(point);
         }
         if (!folders.count(path))
-            add_line(fd, "folder " + std::to_string(unused_number()) + " " +
-                             escaped(path));
+            add_numbered(fd, "folder",
+                         free_number(paths, kFirstFolder, kEndOfFolders), path);
         if (fd >= 0)
             (void)close(fd); // written through already, as far as it goes
         known = folders.find(path);

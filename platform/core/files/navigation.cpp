@@ -113,6 +113,11 @@ bool NavChooseFolder(ConstStr prompt, int16_t *vRef, int32_t *dirID)
            folder_number(a.paths[0], vRef, dirID) == noErr;
 }
 
+bool NavCanAsk()
+{
+    return !nobody_to_ask();
+}
+
 int NavAskSaveChanges(ConstStr document)
 {
     if (nobody_to_ask())

@@ -9,6 +9,7 @@
 #include <cassert>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <set>
@@ -48,6 +49,7 @@ struct ResFile {
     BookFile *book; // null for the program's own
     std::map<Key, std::unique_ptr<Res>> map;
     std::set<Key> gone; // removed, and the disk may not know
+    bool remade;        // written anew, and nobody has asked yet
 };
 
 } // namespace
@@ -134,24 +136,42 @@ static Handle load(Res *r)
     return r->handle;
 }
 
-// Calls `visit` for the files that a search sees, the current one first, until
-// it answers true. Files opened after the current one are not seen.
-template <class Visit> static void search(bool currentOnly, Visit visit)
+// What a book may hold. A window, say, that lies in one isn't seen, so that no
+// file can take the program's own away.
+static constexpr OSType kBookTypes[] = {FOUR("Dial"), FOUR("STR#"),
+                                        FOUR("qSet")};
+
+static bool shows(const ResFile &f, OSType type)
+{
+    return !f.book || std::find(std::begin(kBookTypes), std::end(kBookTypes),
+                                type) != std::end(kBookTypes);
+}
+
+// Calls `visit` for the files that a search of that type sees, the current one
+// first, until it answers true. Files opened after the current one are not
+// seen.
+template <class Visit>
+static void search(bool currentOnly, OSType type, Visit visit)
 {
     make_program_file();
     for (size_t i = current + 1; i-- > 0;)
-        if (visit(*openFiles[i]) || currentOnly)
+        if ((shows(*openFiles[i], type) && visit(*openFiles[i])) || currentOnly)
             return;
 }
 
 static Res *find_id(bool currentOnly, OSType type, int16_t id)
 {
     Res *found = nullptr;
-    search(currentOnly, [&](ResFile &f) {
+    auto look = [&](ResFile &f) {
         auto r = f.map.find({type, id});
         found = r == f.map.end() ? nullptr : r->second.get();
         return found != nullptr;
-    });
+    };
+    make_program_file();
+    if (!currentOnly && look(*openFiles[0]) &&
+        (found->record.attributes & kOwnFirst))
+        return found;
+    search(currentOnly, type, look);
     return found;
 }
 
@@ -166,7 +186,7 @@ template <class Visit> static void each(ResFile &f, OSType type, Visit visit)
 static Res *find_name(bool currentOnly, OSType type, ConstStr name)
 {
     Res *found = nullptr;
-    search(currentOnly, [&](ResFile &f) {
+    search(currentOnly, type, [&](ResFile &f) {
         each(f, type, [&](Res &r) {
             Str255 its;
             name_from_bytes(r.record.name, its);
@@ -182,7 +202,7 @@ static Res *find_index(bool currentOnly, OSType type, int16_t index)
 {
     Res *found = nullptr;
     int left = index;
-    search(currentOnly, [&](ResFile &f) {
+    search(currentOnly, type, [&](ResFile &f) {
         each(f, type, [&](Res &r) {
             if (--left == 0)
                 found = &r;
@@ -195,7 +215,7 @@ static Res *find_index(bool currentOnly, OSType type, int16_t index)
 static int16_t count_all(bool currentOnly, OSType type)
 {
     int count = 0;
-    search(currentOnly, [&](ResFile &f) {
+    search(currentOnly, type, [&](ResFile &f) {
         each(f, type, [&](Res &) { count++; });
         return false;
     });
@@ -281,10 +301,30 @@ static void take_bytes(Res &r)
     r.owed = true;
 }
 
+// A file that was moved, replaced or removed while it was open is written
+// anew: everything is in memory.
+static OSErr remake(ResFile &f)
+{
+    OSErr err;
+    BookFile *made = book_anew(f.book, &err);
+    if (!made)
+        return err;
+    book_close(f.book);
+    f.book = made;
+    f.gone.clear();
+    f.remade = true;
+    for (auto &[key, r] : f.map)
+        r->owed = true;
+    return noErr;
+}
+
 // Everything that the disk may lack. Only needed after a failure dropped the
 // transaction; within a transaction each thing is put as it comes.
 static OSErr put_owed(ResFile &f)
 {
+    if (!book_in_transaction(f.book) && !book_in_place(f.book))
+        if (OSErr err = remake(f))
+            return err;
     for (const Key &key : f.gone)
         if (OSErr err = book_remove(f.book, key.first, key.second))
             return err;
@@ -424,8 +464,10 @@ void HCreateResFile(int16_t vRef, int32_t dirID, ConstStr name)
             resError = os_error(errno);
     } else if (!S_ISREG(st.st_mode) || st.st_size != 0)
         resError = dupFNErr;
-    if (resError == noErr)
-        justMade.insert({st.st_dev, st.st_ino});
+    if (resError != noErr)
+        return;
+    (void)chmod(path.c_str(), kBookMode); // some file systems have no modes
+    justMade.insert({st.st_dev, st.st_ino});
 }
 
 // True, once, for the file that HCreateResFile has just made.
@@ -538,6 +580,17 @@ void UpdateResFile(int16_t ref)
     f->gone.clear();
     for (auto &[key, r] : f->map)
         r->owed = false;
+}
+
+bool ResFileRemade(int16_t ref, Str255 name)
+{
+    ResFile *f = file_of_ref(ref);
+    resError = f ? noErr : resFNotFound;
+    if (!f || !f->remade)
+        return false;
+    f->remade = false;
+    name_from_bytes(last_of(book_path_of(f->book)), name);
+    return true;
 }
 
 OSErr FlushResFile(int16_t ref)
