@@ -1,6 +1,7 @@
 // The sorted list of connections and its copy at the end of the Dial menu.
 #include "connect/DialDir.h"
 
+#include <cassert>
 #include <cstring>
 #include <initializer_list>
 
@@ -48,6 +49,29 @@ static void entry_name(int16_t index, Str255 name)
     name[0] = 0;
     if (index >= 0 && index < ddCount)
         GetResInfo(ddHdls[index], nullptr, nullptr, name);
+}
+
+bool entries_ok()
+{
+    Str255 before, name;
+
+    for (int16_t i = 0; i < ddCount; i++) {
+        if (HomeResFile(ddHdls[i]) < 0)
+            return false;
+        entry_name(i, name);
+        if (i > 0 && (compare_names(before, name) >= 0 ||
+                      EqualString(before, name, false, true)))
+            return false;
+        pstrcpy(before, name);
+    }
+    return true;
+}
+
+bool ddir_ok()
+{
+    return entries_ok() && ddCurrent >= -1 && ddCurrent < ddCount &&
+           defDial >= 0 && (defDial < ddCount || ddCount == 0) &&
+           curDialItem >= 0 && (curDialItem < ddCount || ddCount == 0);
 }
 
 int16_t SearchDial(ConstStr name, bool *found)
@@ -130,6 +154,7 @@ OSErr ddInsList(ConstStr name, Handle resource, int16_t position)
         if (*kept >= position)
             ++*kept;
     }
+    assert(entries_ok());
     return noErr;
 }
 
@@ -145,6 +170,7 @@ void ddDelFromList(int16_t index)
         if (*kept > index)
             --*kept;
     }
+    assert(entries_ok());
 }
 
 void ddGetList()
@@ -172,6 +198,7 @@ void ddGetList()
         defDial = 0;
         SetDefServ(0);
     }
+    assert(ddir_ok());
 }
 
 // ---- the menu --------------------------------------------------------------

@@ -28,6 +28,11 @@ extern DialogPtr ddir_dlg;       // the directory's dialog, null when closed
 extern WindowPtr ddir_dwin;      // its window
 extern ControlHandle ddsbar_ctl; // its scroll bar
 
+// Usage: assert(entries_ok()) after every change of the list,
+// assert(ddir_ok()) once the indices name entries again.
+bool entries_ok(); // the order, and that each entry is a record of a file
+bool ddir_ok();    // and the three indices
+
 void ddGetList();      // builds the list from the book
 void ddMenuFromList(); // rebuilds the Dial menu's entries
 

@@ -2,6 +2,7 @@
 // Opening is in PhoneBookOpen.cpp.
 #include "connect/PhoneBook.h"
 
+#include <cassert>
 #include <cstring>
 
 #include "base/ErrMsg.h"
@@ -69,6 +70,16 @@ static void save_error(OSErr code, int16_t message)
 }
 
 // ---- records in the book ---------------------------------------------------
+
+bool book_ok()
+{
+    if (pRef <= 0)
+        return true;
+    return (!qsHdl || HomeResFile(qsHdl) == pRef) &&
+           (!DialHdl || HomeResFile(DialHdl) == pRef) &&
+           (!gGlobStrings || HomeResFile(gGlobStrings) < 0) &&
+           (!gLocalStrings || HomeResFile(gLocalStrings) < 0);
+}
 
 bool same_bytes(Handle a, Handle b)
 {
@@ -182,6 +193,8 @@ void do_setup(Handle resource, ConstStr name)
     DisposeHandle(gLocalStrings);
     gLocalStrings = copy_of(GetResource(kStringList, cset.localStrID));
 
+    assert(book_ok());
+
     if (!ddlog && myWindow)
         SetWTitle(myWindow, name);
     pstrcpy(ServiceName, name);
@@ -283,6 +296,7 @@ bool chkSetChg()
 {
     if (!DialHdl)
         return true;
+    assert(book_ok());
     compare_connection();
     while (set_changed || saveFailed) {
         switch (NavAskSaveChanges(ServiceName)) {
@@ -357,6 +371,7 @@ void saveQset()
 
     if (pRef <= 0 || !qsHdl)
         return;
+    assert(book_ok());
     OSErr err = save_globals(&changed);
     copy_qsetup_swaps(&qset, image);
     int32_t size = GetHandleSize(qsHdl);

@@ -32,6 +32,10 @@ extern int16_t modem_res;   // id of the modem list
 extern int16_t mstr_count;  // its count of strings
 extern bool gBookIsNew;     // it was made from the templates just now
 
+// Do the handles name records of the book, and the two lists copies of our own?
+// Usage: assert(book_ok()). Asks for homes, and so changes ResError.
+bool book_ok();
+
 // ---- opening ---------------------------------------------------------------
 
 // Opens the book of the standard name: beside the program if there is one,

@@ -497,14 +497,14 @@ OSErr OpenAPhoneBook(const FSSpec *file, bool create)
     keep_damaged_globals();
     if (complete)
         return noErr;
-    // Without a window nobody could tell the program to quit. With one, the
+    // Without a window the program couldn't be made to quit. With one, the
     // user has given up finding a port, and goes on without.
     if (!myWindow) {
         moreToDo = 0;
         return memFullErr;
     }
     gInitializing = 1;
-    (void)loadSettings(defDial); // nobody is asked during the start
+    (void)loadSettings(defDial); // a start asks nothing
     FinishSetup();
     gInitializing = 0;
     return noErr;

@@ -158,7 +158,7 @@ static void find_folders()
     GetProgramFolder(&pgmVolRef, &pgmDir);
     pgmVRef = pgmVolRef;
     gPrefFolderDomain = kUserDomain;
-    // A folder that can't be had is told by whoever needs it.
+    // Whoever needs a folder that can't be had reports it.
     (void)FindFolder(kUserDomain, kPrefFolder, true, &gSysVRefNum,
                      &gSysFolderDirID);
     gHaveUserDLFolder =
@@ -354,7 +354,7 @@ int FinishInitFoneOpen()
     stamp();
     textcreator = qset.textCreator;
     if (result) {
-        (void)loadSettings(defDial); // nobody is asked during the start
+        (void)loadSettings(defDial); // a start asks nothing
         FinishSetup();
         stamp();
         if (!(KeyModifiers() & optionKey))

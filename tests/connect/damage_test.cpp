@@ -252,11 +252,8 @@ TEST(Damage, AnOldLayoutOnAFullDiskIsReportedAndLeft)
     }
 }
 
-TEST(Damage, AFailedSaveIsAskedAboutUntilItSucceeds)
+TEST_F(Running, AFailedSaveIsAskedAboutUntilItSucceeds)
 {
-    make_place();
-    write_book(plain_book());
-    start_program();
     std::string before = read_bytes(book_path());
     fill_disk();
     for (int i = 0; i < 4; i++)
@@ -288,11 +285,8 @@ TEST(Damage, AFailedSaveIsAskedAboutUntilItSucceeds)
     EXPECT_EQ(find(book, FOUR("qSet"), 1)->data[64], 22);
 }
 
-TEST(Damage, SettingsThatFailAtTheEndAreAskedAbout)
+TEST_F(Running, SettingsThatFailAtTheEndAreAskedAbout)
 {
-    make_place();
-    write_book(plain_book());
-    start_program();
     qset.termFontSize = 22;
     fill_disk();
     for (int i = 0; i < 3; i++)
@@ -305,11 +299,8 @@ TEST(Damage, SettingsThatFailAtTheEndAreAskedAbout)
     EXPECT_EQ(hl_messages().size(), 3u) << all_messages();
 }
 
-TEST(Damage, ABookThatWasMovedIsWrittenAnewWithAMessage)
+TEST_F(Running, ABookThatWasMovedIsWrittenAnewWithAMessage)
 {
-    make_place();
-    write_book(plain_book());
-    start_program();
     std::string old = read_bytes(book_path());
     fs::rename(book_path(), book_path() + ".old");
     do_parity('E');

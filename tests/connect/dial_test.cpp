@@ -1,4 +1,4 @@
-// The sorted list of connections, and what the modem is told.
+// The sorted list of connections, and what the modem gets.
 #include "connect/DialDir.h"
 
 #include <gtest/gtest.h>
@@ -6,6 +6,7 @@
 #include "connect/Dial.h"
 #include "connect/PhoneBook.h"
 #include "platform/headless/headless.h"
+#include "platform/memory.h"
 #include "platform/menus.h"
 #include "platform/resources.h"
 #include "resources/names.h"
@@ -89,13 +90,16 @@ TEST(Directory, IndicesFollowTheirEntries)
     ASSERT_EQ(curDialItem, 2);
     EXPECT_EQ(ddInsList(pstring("D"), ddHdls[0], -1), -1);
     EXPECT_EQ(ddCount, 3);
-    EXPECT_EQ(ddInsList(pstring("c"), ddHdls[0], -1), noErr);
+    Handle c = NewHandleClear(kDialRecLen);
+    AddResource(c, FOUR("Dial"), 3100, pstring("c"));
+    EXPECT_EQ(ddInsList(pstring("c"), c, -1), noErr);
     EXPECT_EQ(ddCurrent, 2);
     EXPECT_EQ(curDialItem, 3);
     EXPECT_EQ(defDial, 3);
     ddDelFromList(0);
     EXPECT_EQ(ddCurrent, 1);
     EXPECT_EQ(curDialItem, 2);
+    EXPECT_TRUE(ddir_ok());
     ddDelFromList(2);
     ddDelFromList(1);
     ddDelFromList(0);

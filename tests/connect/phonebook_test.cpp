@@ -333,11 +333,8 @@ TEST(Saving, NothingIsWrittenOrAskedWithoutAChange)
     EXPECT_EQ(read_bytes(book_path()), before);
 }
 
-TEST(Saving, AChangedConnectionIsAskedAbout)
+TEST_F(Running, AChangedConnectionIsAskedAbout)
 {
-    make_place();
-    write_book(plain_book());
-    start_program();
     do_parity('E');
     EXPECT_TRUE(set_changed);
     hl_ask_answer(false);
@@ -364,11 +361,8 @@ TEST(Saving, AChangedConnectionIsAskedAbout)
     EXPECT_EQ(hl_asked().size(), 3u);
 }
 
-TEST(Saving, StringsAreAskedAboutButACapturePathIsJustKept)
+TEST_F(Running, StringsAreAskedAboutButACapturePathIsJustKept)
 {
-    make_place();
-    write_book(plain_book());
-    start_program();
     CopyCStringToPascal("vol:1:cap.txt", gArchiveStr);
     EXPECT_TRUE(chkSetChg());
     EXPECT_TRUE(hl_asked().empty());
@@ -389,11 +383,8 @@ TEST(Saving, StringsAreAskedAboutButACapturePathIsJustKept)
     EXPECT_EQ(s[kStrCapture - 1], "vol:1:cap.txt");
 }
 
-TEST(Saving, SettingsAndTheStatusWindowsPlaceSurviveARestart)
+TEST_F(Running, SettingsAndTheStatusWindowsPlaceSurviveARestart)
 {
-    make_place();
-    write_book(plain_book());
-    start_program();
     qset.xferWinLoc = {0x1234, 0x0056};
     qset.termFontSize = 20;
     Str255 text;
@@ -446,11 +437,8 @@ TEST(Saving, AnotherConnectionIsTakenOnlyIfTheUserAgrees)
     EXPECT_EQ(curDialItem, 1);
 }
 
-TEST(Saving, AConnectionIsNotedInTheBook)
+TEST_F(Running, AConnectionIsNotedInTheBook)
 {
-    make_place();
-    write_book(plain_book());
-    start_program();
     uint32_t now;
     GetDateTime(&now);
     UpdateConnect();

@@ -1,4 +1,3 @@
-// tools/rescomp/rescomp.h
 // What the parts of the resource compiler share: a growing big-endian record,
 // complaints that name file and line, and the list of resources made so far.
 #pragma once

@@ -162,7 +162,7 @@ static std::string ask(sqlite3 *db, const char *sql)
         if (const unsigned char *text = sqlite3_column_text(s, 0))
             answer = reinterpret_cast<const char *>(text);
     }
-    (void)sqlite3_finalize(s); // tells the step's failure again
+    (void)sqlite3_finalize(s); // repeats the step's failure
     return answer;
 }
 
@@ -248,7 +248,7 @@ static OSErr read_rows(sqlite3 *db, std::vector<BookRecord> &rows)
     }
     if (err == noErr)
         err = book_error(code);
-    (void)sqlite3_finalize(s); // tells the step's failure again
+    (void)sqlite3_finalize(s); // repeats the step's failure
     return err;
 }
 
@@ -407,7 +407,7 @@ static OSErr finish(BookFile *b, sqlite3_stmt *s, int code)
 {
     if (code == SQLITE_OK)
         code = sqlite3_step(s);
-    (void)sqlite3_finalize(s); // tells the step's failure again
+    (void)sqlite3_finalize(s); // repeats the step's failure
     return code == SQLITE_DONE ? OSErr(noErr) : drop(b, code);
 }
 

@@ -49,7 +49,7 @@ struct ResFile {
     BookFile *book; // null for the program's own
     std::map<Key, std::unique_ptr<Res>> map;
     std::set<Key> gone; // removed, and the disk may not know
-    bool remade;        // written anew, and nobody has asked yet
+    bool remade;        // written anew, and not yet asked about
 };
 
 } // namespace
@@ -105,6 +105,21 @@ static void make_program_file()
     program->ref = kProgramResFile;
     load_image(*program);
     openFiles.push_back(std::move(program));
+}
+
+// Does each record lie under its own key and belong to its handle, and is
+// nothing both there and removed?
+[[maybe_unused]] static bool file_ok(const ResFile &f)
+{
+    for (auto &[key, r] : f.map) {
+        if (r->home != &f || key != Key{r->record.type, r->record.id} ||
+            f.gone.count(key))
+            return false;
+        auto found = byHandle.find(r->handle);
+        if (r->handle && (found == byHandle.end() || found->second != r.get()))
+            return false;
+    }
+    return true;
 }
 
 static ResFile *file_of_ref(int16_t ref)
@@ -375,6 +390,7 @@ void SetResInfo(Handle h, int16_t id, ConstStr name)
         f.map.erase(from);
         f.gone.erase(to);
         f.gone.insert(from);
+        assert(file_ok(f));
         if (book_in_transaction(f.book))
             resError = book_remove(f.book, from.first, from.second);
     }
@@ -407,6 +423,7 @@ void AddResource(Handle h, OSType type, int16_t id, ConstStr name)
         return; // it was never there
     byHandle[h] = res.get();
     f.map[{type, id}] = std::move(res);
+    assert(file_ok(f));
 }
 
 void RemoveResource(Handle h)
@@ -430,6 +447,7 @@ void RemoveResource(Handle h)
         return;
     }
     byHandle.erase(h);
+    assert(file_ok(f));
 }
 
 void ChangedResource(Handle h)
@@ -580,6 +598,7 @@ void UpdateResFile(int16_t ref)
     f->gone.clear();
     for (auto &[key, r] : f->map)
         r->owed = false;
+    assert(file_ok(*f));
 }
 
 bool ResFileRemade(int16_t ref, Str255 name)
