@@ -338,7 +338,7 @@ TEST(Resources, ColumnsMayStandInAnyOrderBesideOthers)
             ASSERT_GT(ref, 0) << c;
             std::string had = round == 1 ? "A" : "AB";
             EXPECT_EQ(bytes(Get1Resource(kDial, 1)), had) << c;
-            EXPECT_EQ(PtrAndHand("B", Get1Resource(kDial, 1), 1), noErr);
+            append(Get1Resource(kDial, 1), "B");
             ChangedResource(Get1Resource(kDial, 1));
             AddResource(handle("x"), kDial, int16_t(1 + round), P("two"));
             UpdateResFile(ref);
@@ -379,7 +379,7 @@ TEST(Resources, ABookThatLeftItsPlaceIsWrittenAnew)
         UpdateResFile(ref);
         EXPECT_FALSE(ResFileRemade(ref, name)) << c.what;
         c.act(at);
-        EXPECT_EQ(PtrAndHand("er", GetResource(kDial, 1), 2), noErr);
+        append(GetResource(kDial, 1), "er");
         ChangedResource(GetResource(kDial, 1));
         EXPECT_EQ(FlushResFile(ref), noErr) << c.what;
         EXPECT_TRUE(ResFileRemade(ref, name)) << c.what;
