@@ -485,6 +485,21 @@ TEST(Kermit, NumbersWrap)
     receive("receiving", talk(false, part(kReceiving, 0, 2) + all), "f:" + bytes);
 }
 
+TEST(Kermit, AFirstPacketAgainHasTheCheckOfTheSettings)
+{
+    string ours = kOurs, peer = "~* @-#N3";
+    ours[7] = '3';
+    const lines rest = part(course("", "", "abcdefgh", '3'), 1);
+    send("sender",
+         talk(true, lines{pkt('S', 0, ours), pkt('N', 0), pkt('S', 0, ours, '3'),
+                          pkt('Y', 0, peer, '3')} + rest),
+         {true, 1}, "abcdefgh", {94, 3});
+    receive("receiver",
+            talk(false, lines{damaged(pkt('S', 0)), pkt('N', 0), pkt('S', 0, peer, '3'),
+                              pkt('Y', 0, ours, '3')} + rest),
+            "f:abcdefgh", {true, 1}, {94, 3});
+}
+
 TEST(Kermit, ACancelEndsAnyState)
 {
     const string left[] = {"", "", "", "f\xA5:abcdefgh", "f:abcdefgh"};
