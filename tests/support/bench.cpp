@@ -3,7 +3,9 @@
 
 #include "connect/Dial.h"
 #include "connect/Settings.h"
+#include "platform/appleevents.h"
 #include "platform/clock.h"
+#include "platform/events.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
 #include "platform/ports.h"
@@ -14,8 +16,11 @@
 #include "terminal/VT100.h"
 #include "tests/support/farend.h"
 #include "transfer/Names.h"
+#include "transfer/rz.h"
 #include "transfer/xmodem.h"
+#include "transfer/zm.h"
 #include "transfer/zmaclo.h"
+#include "transfer/zstats.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -101,6 +106,30 @@ static void use_folder(const std::string &path)
     zRcvDirID = info.dirID;
 }
 
+// What a case before this one may have left under way.
+static void end_all()
+{
+    EventRecord event;
+
+    hl_line_peer({});
+    hl_line_fault({});
+    hl_modal_clear();
+    zrmv();
+    gotEOF = 0;
+    (void)closeit();
+    hl_advance_ticks(3600); // acts that were to come later
+    while (WaitNextEvent(everyEvent, &event, 0, nullptr))
+        (void)AEProcessAppleEvent(&event); // one to quit would end all to come
+    DispChars(reinterpret_cast<const uint8_t *>("m"), 1); // ends a sequence
+    UserCancel = Verbose = 0;
+    Nozmodem = Zctlesc = 0;
+    Txfcs32 = Znulls = Crc32t = 0;
+    data = kData8;
+    parity = kParityNone;
+    for (const auto &e : fs::directory_iterator(scratch()))
+        fs::remove_all(e.path());
+}
+
 void start_bench(char convert, bool escape)
 {
     scratch();
@@ -109,6 +138,7 @@ void start_bench(char convert, bool escape)
     MaxCol = 80;
     static bool made;
     if (made) {
+        end_all();
         init_term();
         absmove(0, 0);
     } else {
@@ -124,9 +154,15 @@ void start_bench(char convert, bool escape)
         port_close(sIn);
     sIn = sOut = int16_t(hl_line_open(HL_SOCKET));
     lineBufCnt = 0;
+    gStillinBuf = 0;
+    LastGetTicks = int32_t(TickCount());
     awKill();
     clock_watch_port(sIn);
     use_folder(scratch());
+    // A header ends what a time-out has begun: all is shown up to the next one.
+    hl_line_say(hex_frame(ZFIN, four(0)));
+    (void)zgethdr(Rxhdr, 0);
+    Zmodem = 0;
     // The program's own folders, as at a start.
     (void)FindFolder(0, kPrefFolder, true, &gAuxFilesVRef, &gAuxFilesDirID);
     GetProgramFolder(&pgmVRef, &pgmDir);

@@ -19,8 +19,9 @@ std::string partial(const std::string &name); // with the mark behind
 
 // ---- the program -----------------------------------------------------------
 
-// Terminal, settings, buffers, receive folder, line. `escape` is the setting
-// that escapes all control characters.
+// Terminal, settings, buffers, an empty receive folder, a new line, and nothing
+// left of what was under way. `escape` is the setting that escapes all control
+// characters.
 void start_bench(char convert = 'B', bool escape = false);
 std::string screen();   // all rows, joined by "\n", without trailing blanks
 std::string log_text(); // the transfer log

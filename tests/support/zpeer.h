@@ -19,14 +19,14 @@
 struct peer_row {
     int type;
     std::string say;
-    std::function<void(const frame &)> act; // may be empty
+    std::function<void(const frame &)> act = {};
 };
 struct scripted_peer {
     std::vector<peer_row> rows;
     size_t next = 0;
-    frame_reader heard;
-    std::vector<int> types; // of all frames, in order
-    std::string raw;        // all bytes
+    frame_reader heard = {};
+    std::vector<int> types = {}; // of all frames, in order
+    std::string raw = {};        // all bytes
 
     void start(); // listens from now on
     bool done() const { return next == rows.size(); }

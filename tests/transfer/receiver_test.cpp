@@ -16,7 +16,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using std::string;
 
@@ -33,21 +32,45 @@ static string send_all(const string &body)
            bin32_frame(ZEOF, four(uint32_t(body.size())));
 }
 
-// The rows of a sender that gives one file and ends.
-static std::vector<peer_row> one_file(const string &name, const string &body)
+static const string kFin = hex_frame(ZFIN, four(0));
+static const string kDamaged = "**\x18"
+                               "B0000000000FFFF\r\x8A";
+
+// The rows of a sender, and those by which it ends.
+using peer_rows = std::vector<peer_row>;
+static peer_rows and_end(peer_rows rows, const string &last = "OO")
 {
-    return {
-        {ZRINIT, offer(name, std::to_string(body.size())), {}},
-        {ZRPOS, send_all(body), {}},
-        {ZRINIT, hex_frame(ZFIN, four(0)), {}},
-        {ZFIN, "OO$ ", {}},
-    };
+    rows.push_back({ZRINIT, kFin});
+    rows.push_back({ZFIN, last});
+    return rows;
+}
+
+static peer_rows one_file(const string &name, const string &body)
+{
+    return and_end({{ZRINIT, offer(name, std::to_string(body.size()))},
+                    {ZRPOS, send_all(body)}},
+                   "OO$ ");
+}
+
+// What the receiver sent, by types, for these rows. `done`: all were used.
+struct answer {
+    int16_t result;
+    string types, raw;
+    bool done;
+};
+static answer receive(const peer_rows &rows)
+{
+    scripted_peer peer{rows};
+    peer.start();
+    int16_t result = rz(kModeZ);
+    hl_line_peer({});
+    return {result, peer.type_list(), peer.raw, peer.done()};
 }
 
 TEST(Receiver, TakesAFileAndShowsThePromptBehindIt)
 {
     start_bench();
-    scripted_peer peer{one_file("hello", "some\x18 bytes\x11"), 0, {}, {}, {}};
+    scripted_peer peer{one_file("hello", "some\x18 bytes\x11")};
     peer.start();
     EXPECT_EQ(rz(kModeZ), 0);
     EXPECT_TRUE(peer.done());
@@ -63,7 +86,7 @@ TEST(Receiver, TakesAFileAndShowsThePromptBehindIt)
 TEST(Receiver, StartsByItselfOnlyOnAGoodStart)
 {
     start_bench();
-    scripted_peer peer{one_file("auto", "x"), 0, {}, {}, {}};
+    scripted_peer peer{one_file("auto", "x")};
     peer.start();
     hl_line_say("rz\r**\x18"
                 "B00000000000000\r\x8A\x11");
@@ -86,19 +109,21 @@ TEST(Receiver, StartsByItselfOnlyOnAGoodStart)
     EXPECT_EQ(zDlog, nullptr);
 }
 
-// ---- before the file: every row of the first table -------------------------
+// ---- every header ----------------------------------------------------------
 
-struct start_row {
+struct header_row {
     const char *name;
-    string say;   // in answer to the first ZRINIT
-    string types; // what the receiver then sends, up to the offer's ZRPOS
+    string say;
+    string types; // what the receiver then sends
+    int result = 0;
 };
 
+// Each row is said to the first ZRINIT. The offer comes with it, or in answer
+// to what the receiver says to it.
 TEST(Receiver, EveryHeaderBeforeAFile)
 {
-    const string good = offer("f", "1");
     const string bad = bin32_frame(ZFILE, flags(0)) + packet32("f", 'h');
-    const start_row rows[] = {
+    const header_row rows[] = {
         {"ZRQINIT", hex_frame(ZRQINIT, four(0)), "1 1 9"},
         {"ZSINIT", bin32_frame(ZSINIT, flags(0)) + packet32(string(1, 0), 'k'),
          "1 3 9"},
@@ -111,56 +136,42 @@ TEST(Receiver, EveryHeaderBeforeAFile)
         {"ZRPOS", hex_frame(ZRPOS, four(0)), "1 1 9"},
         {"ZCOMMAND with another end",
          bin32_frame(ZCOMMAND, four(0)) + packet32("ls", 'h'), "1 6 9"},
-        {"a damaged header",
-         "**\x18"
-         "B0000000000FFFF\r\x8A",
-         "1 1 9"},
+        {"a damaged header", kDamaged, "1 1 9"},
     };
-    for (const start_row &r : rows) {
+    for (const header_row &r : rows) {
         start_bench();
         Zmodem = 0;
-        scripted_peer peer{{{ZRINIT, r.say, {}}}, 0, {}, {}, {}};
-        // The offer comes with the answer where one is sent, else behind.
-        bool answered = r.types != "1 9";
-        int reply = answered ? r.types[2] - '0' : -1;
-        if (answered)
-            peer.rows.push_back({reply, good, {}});
+        peer_rows peer = {{ZRINIT, r.say}};
+        if (r.types == "1 9")
+            peer[0].say += offer("f", "1");
         else
-            peer.rows[0].say += good;
-        peer.rows.push_back({ZRPOS, send_all("x"), {}});
-        peer.rows.push_back({ZRINIT, hex_frame(ZFIN, four(0)), {}});
-        peer.rows.push_back({ZFIN, "OO", {}});
-        peer.start();
-        hl_answer(3);
-        EXPECT_EQ(rz(kModeZ), 0) << r.name;
-        EXPECT_EQ(peer.type_list(), r.types + " 1 8") << r.name;
+            peer.push_back({r.types[2] - '0', offer("f", "1")});
+        peer.push_back({ZRPOS, send_all("x")});
+        const answer a = receive(and_end(peer));
+        EXPECT_EQ(a.result, 0) << r.name;
+        EXPECT_EQ(a.types, r.types + " 1 8") << r.name;
     }
 }
 
 TEST(Receiver, EndsWithoutAFile)
 {
-    struct row {
-        const char *name;
-        string say;
-        int result;
-        string types;
-    };
     const string cmd =
         bin32_frame(ZCOMMAND, four(0)) + packet32(string("rm -rf *\0", 9), 'k');
-    const row rows[] = {
-        {"ZFIN", hex_frame(ZFIN, four(0)) + "OO", 0, "1 8"},
-        {"cancelled", cancel_string(), 7, "1"},
-        {"a command, not run", cmd, 0, "1 15 8"},
+    const header_row rows[] = {
+        {"ZFIN", kFin + "OO", "1 8"},
+        {"cancelled", cancel_string(), "1", 7},
+        {"a command, not run", cmd, "1 15 8"},
+        {"silence", "", "1 1 1 1 1", 7},
     };
-    for (const row &r : rows) {
+    for (const header_row &r : rows) {
         start_bench();
-        scripted_peer peer{{{ZRINIT, r.say, {}}}, 0, {}, {}, {}};
-        peer.rows.push_back({ZCOMPL, hex_frame(ZFIN, four(0)), {}});
-        peer.rows.push_back({ZFIN, "OO", {}});
-        peer.start();
-        EXPECT_EQ(rz(kModeZ), r.result) << r.name;
-        EXPECT_EQ(peer.type_list().substr(0, r.types.size()), r.types);
+        Zmodem = 0;
+        const answer a =
+            receive({{ZRINIT, r.say}, {ZCOMPL, kFin}, {ZFIN, "OO"}});
+        EXPECT_EQ(a.result, r.result) << r.name;
+        EXPECT_EQ(a.types.substr(0, r.types.size()), r.types) << r.name;
         EXPECT_TRUE(folder_list().empty()) << r.name;
+        EXPECT_EQ(zDlog, nullptr);
     }
 }
 
@@ -168,102 +179,57 @@ TEST(Receiver, EndsWithoutAFile)
 TEST(Receiver, TheEndIsSaidUpToThreeTimes)
 {
     struct row {
-        const char *name;
         string first, second;
         const char *types;
     };
-    const row rows[] = {
-        {"silence", "", "", "1 8 8 8"},
-        {"a prompt", "$ ", "$ ", "1 8 8 8"},
-        {"at the second", "x", "OO", "1 8 8"},
-    };
-    for (const row &r : rows) {
+    for (const row &r : {row{"", "", "1 8 8 8"}, row{"$ ", "$ ", "1 8 8 8"},
+                         row{"x", "OO", "1 8 8"}}) {
         start_bench();
-        scripted_peer peer{{{ZRINIT, hex_frame(ZFIN, four(0)), {}},
-                            {ZFIN, r.first, {}},
-                            {ZFIN, r.second, {}},
-                            {ZFIN, "", {}}},
-                           0,
-                           {},
-                           {},
-                           {}};
-        peer.start();
-        EXPECT_EQ(rz(kModeZ), 0) << r.name;
-        EXPECT_EQ(peer.type_list(), r.types) << r.name;
+        const answer a = receive(
+            {{ZRINIT, kFin}, {ZFIN, r.first}, {ZFIN, r.second}, {ZFIN, ""}});
+        EXPECT_EQ(a.result, 0) << r.first;
+        EXPECT_EQ(a.types, r.types) << r.first;
     }
 }
 
-TEST(Receiver, SilenceEndsAfterItsAttempts)
-{
-    start_bench();
-    Zmodem = 0;
-    scripted_peer peer;
-    peer.start();
-    EXPECT_EQ(rz(kModeZ), 7);
-    EXPECT_EQ(peer.type_list().substr(0, 9), "1 1 1 1 1");
-    EXPECT_TRUE(folder_list().empty());
-    EXPECT_EQ(zDlog, nullptr);
-}
-
-// ---- within the file: every row of the second ------------------------------
-
-// Each row is said in answer to the first ZRPOS; the sender goes on with the
-// whole file at the next one.
+// Each row is said to the first ZRPOS; the sender goes on with the whole file
+// at the next one.
 TEST(Receiver, EveryHeaderWithinAFile)
 {
     const string body = random_bytes(700);
-    const start_row rows[] = {
-        {"ZNAK", hex_frame(ZNAK, four(0)) + packet32("x", 'h'), "1 9 9"},
-        {"time-out", "", "1 9 9"},
-        {"damaged header",
-         "**\x18"
-         "B0a00000000FFFF\r\x8A",
-         "1 9 9"},
-        {"ZFILE again", offer("f", "700"), "1 9 9"},
-        {"ZDATA elsewhere", bin32_frame(ZDATA, four(512)) + packet32("zz", 'h'),
-         "1 9 9"},
-        {"ZEOF elsewhere", hex_frame(ZEOF, four(4711)), "1 9 9"},
+    const std::pair<const char *, string> rows[] = {
+        {"ZNAK", hex_frame(ZNAK, four(0)) + packet32("x", 'h')},
+        {"time-out", ""},
+        {"damaged header", kDamaged},
+        {"ZFILE again", offer("f", "700")},
+        {"ZDATA elsewhere",
+         bin32_frame(ZDATA, four(512)) + packet32("zz", 'h')},
+        {"ZEOF elsewhere", hex_frame(ZEOF, four(4711))},
         {"damaged data",
-         bin32_frame(ZDATA, four(0)) + "Q" + packet32(body, 'i'), "1 9 9"},
+         bin32_frame(ZDATA, four(0)) + "Q" + packet32(body, 'i')},
     };
-    for (const start_row &r : rows) {
+    for (const auto &[name, say] : rows) {
         start_bench();
-        scripted_peer peer{{{ZRINIT, offer("f", "700"), {}},
-                            {ZRPOS, r.say, {}},
-                            {ZRPOS, send_all(body), {}},
-                            {ZRINIT, hex_frame(ZFIN, four(0)), {}},
-                            {ZFIN, "OO", {}}},
-                           0,
-                           {},
-                           {},
-                           {}};
-        peer.start();
-        hl_answer(3);
-        EXPECT_EQ(rz(kModeZ), 0) << r.name;
-        EXPECT_EQ(peer.type_list(), r.types + " 1 8") << r.name;
-        EXPECT_EQ(read_file("f"), body) << r.name;
+        const answer a = receive(and_end({{ZRINIT, offer("f", "700")},
+                                          {ZRPOS, say},
+                                          {ZRPOS, send_all(body)}}));
+        EXPECT_EQ(a.result, 0) << name;
+        EXPECT_EQ(a.types, "1 9 9 1 8") << name;
+        EXPECT_EQ(read_file("f"), body) << name;
     }
 }
 
 TEST(Receiver, EmptySubpacketsAreNoFirstBlock)
 {
     start_bench();
-    scripted_peer peer{{{ZRINIT, offer("f", "3"), {}},
-                        {ZRPOS,
-                         bin32_frame(ZDATA, four(0)) + packet32("", 'i') +
+    const answer a = receive(
+        and_end({{ZRINIT, offer("f", "3")},
+                 {ZRPOS, bin32_frame(ZDATA, four(0)) + packet32("", 'i') +
                              packet32("", 'i') + packet32("abc", 'i') +
-                             packet32("", 'h') + hex_frame(ZEOF, four(3)),
-                         {}},
-                        {ZRINIT, offer("none", "0"), {}},
-                        {ZRPOS, hex_frame(ZEOF, four(0)), {}},
-                        {ZRINIT, hex_frame(ZFIN, four(0)), {}},
-                        {ZFIN, "OO", {}}},
-                       0,
-                       {},
-                       {},
-                       {}};
-    peer.start();
-    EXPECT_EQ(rz(kModeZ), 0);
+                             packet32("", 'h') + hex_frame(ZEOF, four(3))},
+                 {ZRINIT, offer("none", "0")},
+                 {ZRPOS, hex_frame(ZEOF, four(0))}}));
+    EXPECT_EQ(a.result, 0);
     EXPECT_EQ(folder_list(), (std::vector<string>{"f", "none"}));
     EXPECT_EQ(read_file("f"), "abc");
     EXPECT_EQ(read_file("none"), "");
@@ -289,23 +255,17 @@ TEST(Receiver, WaysAFileEndsBadly)
     };
     for (const row &r : rows) {
         start_bench();
-        scripted_peer peer{
-            {{ZRINIT, offer("f", "700"), {}}, {ZRPOS, r.say, {}}},
-            0,
-            {},
-            {},
-            {}};
-        peer.start();
-        EXPECT_EQ(rz(kModeZ), 7) << r.name;
+        EXPECT_EQ(receive({{ZRINIT, offer("f", "700")}, {ZRPOS, r.say}}).result,
+                  7)
+            << r.name;
         EXPECT_NE(screen().find(r.words), string::npos) << r.name << screen();
         EXPECT_FALSE(file_there("f")) << r.name;
         EXPECT_EQ(file_there(partial("f")), r.kept) << r.name;
-        if (r.kept) {
-            EXPECT_EQ(read_file(partial("f")), string(300, 'a')) << r.name;
-        }
-        unlink((scratch() + "/" + partial("f")).c_str());
+        EXPECT_EQ(read_file(partial("f")), string(r.kept ? 300 : 0, 'a'));
     }
 }
+
+// ---- what is taken ---------------------------------------------------------
 
 // A file whose end comes too early isn't whole, and the sender hears that we
 // don't take it. The next one comes all the same.
@@ -313,27 +273,17 @@ TEST(Receiver, AFileShorterThanOfferedIsNotWhole)
 {
     for (size_t came : {0u, 300u}) {
         start_bench();
-        scripted_peer peer{{{ZRINIT, offer("short", "1000"), {}},
-                            {ZRPOS, send_all(string(came, 'a')), {}},
-                            {ZSKIP, offer("next", "2"), {}},
-                            {ZRPOS, send_all("ok"), {}},
-                            {ZRINIT, hex_frame(ZFIN, four(0)), {}},
-                            {ZFIN, "OO", {}}},
-                           0,
-                           {},
-                           {},
-                           {}};
-        peer.start();
-        (void)rz(kModeZ);
-        EXPECT_TRUE(peer.done()) << came << peer.type_list();
+        const answer a = receive(and_end({{ZRINIT, offer("short", "1000")},
+                                          {ZRPOS, send_all(string(came, 'a'))},
+                                          {ZSKIP, offer("next", "2")},
+                                          {ZRPOS, send_all("ok")}}));
+        EXPECT_TRUE(a.done) << came << a.types;
         EXPECT_FALSE(file_there("short")) << came;
         EXPECT_EQ(read_file(partial("short")), string(came, 'a'));
         EXPECT_EQ(read_file("next"), "ok");
         EXPECT_EQ(gWholeFiles, 1);
         EXPECT_EQ(gSkippedFiles, 1);
         EXPECT_NE(screen().find("shorter than its length"), string::npos);
-        for (const string &name : folder_list())
-            unlink((scratch() + "/" + name).c_str());
     }
 }
 
@@ -341,40 +291,28 @@ TEST(Receiver, OfferedLengths)
 {
     struct row {
         const char *length;
-        bool refused; // before its first byte
-        const char *types;
+        const char *types; // 5: refused before its first byte, or at its end
     };
     const row rows[] = {
-        {"2000000000", false, "1 9 5 8"},
-        {"2147483647", false, "1 9 5 8"},
-        {"2147483648", true, "1 5 8"},
-        {"4294967299", true, "1 5 8"},
-        {"99999999999999999999", true, "1 5 8"},
-        {"", false, "1 9 1 8"},
-        {"-5", false, "1 9 1 8"},
-        {"0", false, "1 9 1 8"},
+        {"2000000000", "1 9 5 8"},
+        {"2147483647", "1 9 5 8"},
+        {"2147483648", "1 5 8"},
+        {"4294967299", "1 5 8"},
+        {"99999999999999999999", "1 5 8"},
+        {"", "1 9 1 8"},
+        {"-5", "1 9 1 8"},
+        {"0", "1 9 1 8"},
     };
     for (const row &r : rows) {
         start_bench();
-        scripted_peer peer{
-            {{ZRINIT, offer("f", r.length), {}},
-             {r.refused ? int(ZSKIP) : int(ZRPOS),
-              r.refused ? hex_frame(ZFIN, four(0)) : send_all("abc"),
-              {}},
-             {r.types[4] - '0',
-              r.refused ? "OO" : hex_frame(ZFIN, four(0)),
-              {}},
-             {ZFIN, "OO", {}}},
-            0,
-            {},
-            {},
-            {}};
-        peer.start();
-        (void)rz(kModeZ);
-        EXPECT_EQ(peer.type_list(), r.types) << r.length << screen();
-        EXPECT_EQ(screen().find("too long") != string::npos, r.refused);
-        for (const string &name : folder_list())
-            unlink((scratch() + "/" + name).c_str());
+        const bool refused = r.types[2] == '5';
+        peer_rows peer = {{ZRINIT, offer("f", r.length)}};
+        if (!refused)
+            peer.push_back({ZRPOS, send_all("abc")});
+        peer.push_back({r.types[refused ? 2 : 4] - '0', kFin});
+        peer.push_back({ZFIN, "OO"});
+        EXPECT_EQ(receive(peer).types, r.types) << r.length << screen();
+        EXPECT_EQ(screen().find("too long") != string::npos, refused);
     }
 }
 
@@ -383,11 +321,10 @@ TEST(Receiver, AnEmptyOfferResumesNothing)
 {
     start_bench();
     write_file(partial("f"), string(500, 'p'));
-    scripted_peer peer{one_file("f", ""), 0, {}, {}, {}};
-    peer.rows[1].say = hex_frame(ZEOF, four(0));
-    peer.start();
-    EXPECT_EQ(rz(kModeZ), 0);
-    EXPECT_TRUE(peer.done());
+    EXPECT_EQ(receive(and_end({{ZRINIT, offer("f", "0")},
+                               {ZRPOS, hex_frame(ZEOF, four(0))}}))
+                  .result,
+              0);
     EXPECT_TRUE(file_there("f"));
     EXPECT_EQ(read_file("f"), "");
     EXPECT_EQ(read_file(partial("f")), string(500, 'p'));
@@ -397,21 +334,14 @@ TEST(Receiver, SkippedBySenderOrUs)
 {
     start_bench();
     write_file("old", "precious");
-    scripted_peer peer{
-        {{ZRINIT, offer("first", "10"), {}},
-         {ZRPOS, hex_frame(ZSKIP, four(0)), {}},
-         {ZRINIT, offer("old", "3", 0, 7), {}}, // ours are protected
-         {ZSKIP, offer("last", "2"), {}},
-         {ZRPOS, send_all("ok"), {}},
-         {ZRINIT, hex_frame(ZFIN, four(0)), {}},
-         {ZFIN, "OO", {}}},
-        0,
-        {},
-        {},
-        {}};
-    peer.start();
-    EXPECT_EQ(rz(kModeZ), 0);
-    EXPECT_TRUE(peer.done());
+    const answer a =
+        receive(and_end({{ZRINIT, offer("first", "10")},
+                         {ZRPOS, hex_frame(ZSKIP, four(0))},
+                         {ZRINIT, offer("old", "3", 0, 7)}, // protected
+                         {ZSKIP, offer("last", "2")},
+                         {ZRPOS, send_all("ok")}}));
+    EXPECT_EQ(a.result, 0);
+    EXPECT_TRUE(a.done);
     EXPECT_EQ(read_file("old"), "precious");
     EXPECT_EQ(read_file("last"), "ok");
     EXPECT_FALSE(file_there("first"));
@@ -441,58 +371,40 @@ TEST(Receiver, ManagementOfFilesThatExist)
     for (const row &r : rows) {
         start_bench();
         write_file("f", "12345678");
-        const string body(size_t(r.figures[0] - '0'), 'n');
         struct timespec times[2] = {{1700000000, 0}, {1700000000, 0}};
         ASSERT_EQ(utimensat(AT_FDCWD, (scratch() + "/f").c_str(), times, 0), 0);
-        scripted_peer peer{
-            {{ZRINIT, offer("f", r.figures, 0, uint8_t(r.zf1)), {}},
-             {r.taken ? int(ZRPOS) : int(ZSKIP),
-              r.taken ? send_all(body) : hex_frame(ZFIN, four(0)),
-              {}},
-             {r.taken ? int(ZRINIT) : int(ZFIN),
-              r.taken ? hex_frame(ZFIN, four(0)) : "OO",
-              {}}},
-            0,
-            {},
-            {},
-            {}};
-        peer.start();
-        hl_line_say("");
-        (void)rz(kModeZ);
+        const string body(size_t(r.figures[0] - '0'), 'n');
+        const string offered = offer("f", r.figures, 0, uint8_t(r.zf1));
+        if (r.taken)
+            receive(and_end({{ZRINIT, offered}, {ZRPOS, send_all(body)}}));
+        else
+            receive({{ZRINIT, offered}, {ZSKIP, kFin}, {ZFIN, "OO"}});
         EXPECT_EQ(read_file("f"), r.taken ? body : "12345678")
             << r.zf1 << " " << r.figures;
     }
 }
-
-// ---- acknowledging, cancelling ---------------------------------------------
 
 TEST(Receiver, AcknowledgesWhatAsksForIt)
 {
     start_bench();
     std::vector<uint32_t> acks;
     auto note = [&](const frame &f) { acks.push_back(f.position()); };
-    scripted_peer peer{
-        {{ZRINIT, offer("f", "254"), {}},
-         {ZRPOS,
-          bin32_frame(ZDATA, four(0)) + packet32(string(100, 'a'), 'j') +
-              packet32(string(50, 'b'), 'i') + packet32(string(50, 'c'), 'k'),
-          {}},
+    const answer a = receive(and_end(
+        {{ZRINIT, offer("f", "254")},
+         {ZRPOS, bin32_frame(ZDATA, four(0)) + packet32(string(100, 'a'), 'j') +
+                     packet32(string(50, 'b'), 'i') +
+                     packet32(string(50, 'c'), 'k')},
          {ZACK, "", note},
          {ZACK,
           bin32_frame(ZDATA, four(200)) + packet32(string(54, 'd'), 'h') +
               hex_frame(ZEOF, four(254)),
-          note},
-         {ZRINIT, hex_frame(ZFIN, four(0)), {}},
-         {ZFIN, "OO", {}}},
-        0,
-        {},
-        {},
-        {}};
-    peer.start();
-    EXPECT_EQ(rz(kModeZ), 0);
+          note}}));
+    EXPECT_EQ(a.result, 0);
     EXPECT_EQ(acks, (std::vector<uint32_t>{100, 200}));
     EXPECT_EQ(read_file("f").size(), 254u);
 }
+
+// ---- cancelling ------------------------------------------------------------
 
 static void press_cancel()
 {
@@ -506,25 +418,23 @@ TEST(Receiver, UserCancelsAnywhere)
         start_bench();
         data = kData7;
         parity = kParityEven;
-        scripted_peer peer;
+        peer_rows rows;
         if (when > 0)
-            peer.rows = {{ZRINIT, offer("f", "5000"), {}},
-                         {ZRPOS,
-                          bin32_frame(ZDATA, four(0)) +
-                              packet32(string(500, 'a'), 'i') +
-                              (when == 1 ? string(40, 'b') : ""),
-                          {}}};
-        peer.start();
+            rows = {{ZRINIT, offer("f", "5000")},
+                    {ZRPOS, bin32_frame(ZDATA, four(0)) +
+                                packet32(string(500, 'a'), 'i') +
+                                (when == 1 ? string(40, 'b') : "")}};
         hl_after(90, press_cancel);
         uint32_t before = TickCount();
-        EXPECT_EQ(rz(kModeZ), 7);
+        const answer a = receive(rows);
+        EXPECT_EQ(a.result, 7);
         EXPECT_LT(TickCount() - before, 60u * 6) << when;
         EXPECT_EQ(zDlog, nullptr);
         EXPECT_EQ(UserCancel, 0) << "what comes next runs whole";
         EXPECT_EQ(data, kData7) << "the line is as it was";
         EXPECT_EQ(parity, kParityEven);
         if (when > 0) {
-            EXPECT_NE(peer.raw.find(cancel_string()), string::npos) << when;
+            EXPECT_NE(a.raw.find(cancel_string()), string::npos) << when;
             EXPECT_EQ(read_file(partial("f")), string(500, 'a'));
         }
         hl_line_say("prompt> ");
@@ -542,13 +452,6 @@ TEST(Receiver, CancelWithinTheStreamIsQuick)
     for (int i = 0; i < 200; i++)
         stream += packet32(random_bytes(1000, unsigned(i)), 'i');
     int64_t pressed = 0, answered = 0;
-    scripted_peer peer{
-        {{ZRINIT, offer("f", "200000"), {}}, {ZRPOS, stream, {}}},
-        0,
-        {},
-        {},
-        {}};
-    peer.start();
     hl_after(200, [&] {
         pressed = hl_now();
         press_cancel();
@@ -558,7 +461,9 @@ TEST(Receiver, CancelWithinTheStreamIsQuick)
             answered = hl_now();
         return true;
     });
-    EXPECT_EQ(rz(kModeZ), 7);
+    EXPECT_EQ(receive({{ZRINIT, offer("f", "200000")}, {ZRPOS, stream}}).result,
+              7);
+    hl_line_fault({});
     ASSERT_NE(answered, 0);
     EXPECT_LT(answered - pressed, 200000);
 }
@@ -603,11 +508,10 @@ TEST(Receiver, SevenBitLineIsEightForTheTransfer)
     start_bench();
     data = kData7;
     parity = kParityEven;
-    scripted_peer peer{one_file("x", "y"), 0, {}, {}, {}};
     int16_t during = 0;
-    peer.rows[1].act = [&](const frame &) { during = data; };
-    peer.start();
-    EXPECT_EQ(rz(kModeZ), 0);
+    peer_rows rows = one_file("x", "y");
+    rows[1].act = [&](const frame &) { during = data; };
+    EXPECT_EQ(receive(rows).result, 0);
     EXPECT_EQ(during, kData8);
     EXPECT_EQ(data, kData7);
     EXPECT_EQ(parity, kParityEven);
