@@ -408,7 +408,7 @@ static int suffix_dot(ConstStr name)
 }
 
 // Folder `index` of the list, as a specification to put an entry's name in.
-// False at the end of the list; `there` tells whether the folder is.
+// False at the end of the list; `there`: the folder exists.
 static bool opener_folder(int16_t index, FSSpec *spec, bool *there)
 {
     Str255 name;

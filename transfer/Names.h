@@ -86,7 +86,8 @@ int16_t BinTypeCheck(const uint8_t *data, int32_t len, ConstStr name,
 // ---- finishing -------------------------------------------------------------
 
 // Opens a complete file with the application whose alias, in one of the
-// folders of list 450, bears the file's suffix or type. Not 0 if none did.
+// folders of list 450, has the file's suffix or type as its name. Not 0 if none
+// did.
 OSErr DoAutoOpen(const FSSpec *spec);
 OSErr CheckAppName(int16_t length, const uint8_t *name, FSSpec *spec);
 OSErr OpenWithDoc(const FSSpec *application, const FSSpec *document);

@@ -201,8 +201,9 @@ static void rename_partial()
         zprterr(err, " in rename");
 }
 
-// The type "TEXT" is for those with text's trailer, so a text that came as
-// binary or in MacBinary bears the type of its kind until it is whole.
+// A partial file of type "TEXT" ends in the trailer of text. A text that came
+// as binary or in MacBinary has none, so it gets the type of its kind until it
+// is whole.
 static OSType kept_type()
 {
     FInfo info;

@@ -1,5 +1,5 @@
 // Partial files: what a broken transfer leaves, and how a later one goes on
-// with it. The file bears its name and one byte 0xA5, and holds
+// with it. Its name is that of the file and one byte 0xA5. It holds
 //   binary     the data as received; its length is where to resume
 //   text       the converted text and 4 bytes, the stream position
 //   MacBinary  the forks so far, and its 128-byte header at the end of the

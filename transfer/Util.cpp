@@ -45,7 +45,7 @@ static int32_t aheadPos, aheadLen;
 
 // ---- kind and length -------------------------------------------------------
 
-// Whether the first 128 bytes of a "TEXT" file belie its type.
+// Whether the first 128 bytes of a "TEXT" file are those of no text.
 static bool looks_binary(const FSSpec *file)
 {
     uint8_t head[128];
@@ -56,7 +56,7 @@ static bool looks_binary(const FSSpec *file)
         return false;
     if (FSRead(ref, &count, head) != noErr)
         count = std::clamp<int32_t>(count, 0, sizeof head); // a short file
-    (void)FSClose(ref); // nothing was written
+    (void)FSClose(ref);
     return std::any_of(head, head + count,
                        [](uint8_t c) { return c == 0 || c >= kFirstOddByte; });
 }
@@ -142,7 +142,7 @@ static const char *refusal(const FSSpec *file, OSErr *err)
         *err = FSpOpenDF(file, fsRdPerm, &ref);
     if (*err != noErr)
         return ", not sent";
-    (void)FSClose(ref); // nothing was written
+    (void)FSClose(ref);
     if (zftype == 'M')
         return fits_macbinary() ? nullptr
                                 : "Not sent, it is too long for MacBinary.";
@@ -200,7 +200,7 @@ static OSErr read_at(int32_t pos, int32_t *count, uint8_t *to)
 static OSErr read_block(uint8_t *buf, int32_t len)
 {
     if (Txpos < 0)
-        return read_at(Txpos, &len, buf); // fails, and says so
+        return read_at(Txpos, &len, buf); // fails, and shows why
     bool there = Txpos >= aheadPos &&
                  int64_t(Txpos) + len <= int64_t(aheadPos) + aheadLen;
     if (!there) {
@@ -216,8 +216,8 @@ static OSErr read_block(uint8_t *buf, int32_t len)
     return noErr;
 }
 
-// The next bytes of the data fork at Txpos, at most `len`. `opened` tells that
-// this call opened it. 0 at the end, or on an error, which is shown.
+// The next bytes of the data fork at Txpos, at most `len`. `opened`: this call
+// opened it. 0 at the end, or on an error, which is shown.
 static int32_t read_fork_data(uint8_t *buf, int32_t len, bool *opened)
 {
     *opened = zSendRef == 0;

@@ -59,7 +59,7 @@ const char zblk_types[] = "A25k";
 void sclose()
 {
     if (zSendRef != 0)
-        (void)FSClose(zSendRef); // it was only read
+        (void)FSClose(zSendRef);
     zSendRef = 0;
 }
 
@@ -69,9 +69,9 @@ static void send_binary(int16_t type, uint32_t pos)
     zsbhdr(type, Txhdr);
 }
 
-// Whether bytes are in hand. The read that this may make waits for nothing;
-// without it, nobody would read in the middle of a stream, and a receiver in
-// trouble wouldn't be heard before the end of the file.
+// Whether bytes have come. The port is read here, without a wait: nothing else
+// reads it in the middle of a stream, and a receiver in trouble would be heard
+// only at the end of the file.
 static bool bytes_waiting()
 {
     int16_t none = 0;
@@ -168,7 +168,7 @@ static void go_back()
     // A second ZRPOS may name another place than the one before.
     Dontread = Lastn >= 0 && Lastread == Rxpos;
     if (!Dontread && zSendRef != 0)
-        (void)SetFPos(zSendRef, fsFromStart, Rxpos); // read sets it anyway
+        (void)SetFPos(zSendRef, fsFromStart, Rxpos); // each read sets it, too
     inc_retry();
     erfBlocks = 0;
     zmsgnum(kItemStatusStatus, "Got ZRPOS = ", Rxpos);

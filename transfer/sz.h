@@ -34,7 +34,7 @@ extern int32_t Exitcode, errcnt;
 extern int32_t firstsec;
 extern int32_t Totsecs;
 extern int32_t gXmMaxTries;
-extern uint8_t *hostName;       // the name for the far end
+extern uint8_t *hostName;       // the name for the host
 extern const char zblk_types[]; // "A25k", letters of zBlockChar
 
 // Sends `count` files by 'Z', 'X', 'x', 'Y' or 'y'. Lower case means blocks

@@ -184,7 +184,7 @@ void Xreceive(int16_t item)
         return;
     }
     if (item == 2) {
-        (void)KermRecv(); // it tells the user itself
+        (void)KermRecv(); // it shows how it ended
         return;
     }
     HiliteMenu(0);
@@ -193,7 +193,7 @@ void Xreceive(int16_t item)
                    : item == 4 ? kModeY
                    : item == 5 ? kModeG
                                : kModeZ;
-    (void)rz(mode); // it has told the user
+    (void)rz(mode); // it shows how it ended
 }
 
 static void send_ascii()
@@ -234,10 +234,10 @@ void Xsend(int16_t item)
         purgeline();
     if (item == 2) {
         curSendFSS = sendFSS[0];
-        (void)KermSend(); // it tells the user itself
+        (void)KermSend(); // it shows how it ended
         return;
     }
-    (void)sz(files, sendFSS, letter); // it has told the user
+    (void)sz(files, sendFSS, letter); // it shows how it ended
 }
 
 void RestoreSendAscii()
@@ -303,7 +303,7 @@ int16_t TimedRead(int16_t, uint8_t *buffer, int32_t count, int32_t ticks)
         }
         if (UserCancel)
             return 0;
-        // Most bytes are at hand, and need no clock.
+        // The clock is read only when a byte has to be waited for.
         uint32_t now = TickCount();
         if (!waiting)
             start = now;

@@ -88,8 +88,8 @@ int16_t TimedRead(int16_t port, uint8_t *buffer, int32_t count, int32_t ticks);
 // One byte, masked with Wcsmask, or TIMEOUT (also on cancel).
 int16_t readline(int16_t tenths);
 
-// Takes what is at hand, at most 100 bytes, and shows it on the terminal, so
-// that text in the way isn't lost. Never waits.
+// Takes what has come, at most 100 bytes, and shows it on the terminal, so
+// that no text is lost. Never waits.
 void purgeline();
 
 void zsleep(int32_t seconds); // serves events; a cancel doesn't shorten it

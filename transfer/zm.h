@@ -165,4 +165,4 @@ int32_t zdlread(); // one byte, ZDLE decoded
 int32_t noxrd7();  // one byte, 7 bits, XON and XOFF dropped
 int32_t zgeth1();  // two hex digits, lower case only
 
-int32_t rdchk(); // bytes in hand; doesn't touch the port
+int32_t rdchk(); // bytes that have been read and not used

@@ -174,8 +174,8 @@ static void show_garbage(int32_t c, int16_t eflag)
     }
 }
 
-// Skips what can't start a header, as far as it is at hand and at most `most`
-// bytes. Returns their number. Behind a damaged subpacket this is all that the
+// Skips bytes that can't start a header, without a wait and at most `most` of
+// them. Returns their number. Behind a damaged subpacket comes all that the
 // sender had on its way, which on a fast line is a lot.
 static int32_t skip_garbage(int32_t most)
 {

@@ -137,7 +137,7 @@ static void start_macbinary(const uint8_t *bytes)
     int n = std::min<int>(h.name[0], kNameMax);
     zRcvMBName[0] = uint8_t(n);
     memcpy(zRcvMBName + 1, h.name + 1, size_t(n));
-    FitName(zRcvMBName + 1, n); // it is one of the far side's making, too
+    FitName(zRcvMBName + 1, n); // the sender has chosen this one, too
     zitem(kItemStatusName, zRcvMBName);
     needName = 0;
 
@@ -253,8 +253,8 @@ static void note_written(int32_t pos, bool afterCR)
         work.written = {pos, length, 0, afterCR};
 }
 
-// Writes what `used` bytes of the stream make of the file. `afterCR` tells
-// whether the byte before them was CR.
+// Writes the `count` bytes that `used` bytes of the stream become. `afterCR`:
+// the byte before them was CR.
 static OSErr write_piece(int32_t used, int32_t count, const uint8_t *data,
                          bool afterCR)
 {
@@ -487,9 +487,9 @@ static OSErr look_at_place()
 }
 
 enum class verdict {
-    whole, //
-    part,  // it can be gone on with
-    gone,  // nobody can find it any more
+    whole,
+    part, // it stays as a partial file
+    gone, // it is no longer where it was made
 };
 
 // What has become of the file. What isn't on the disk hasn't been received,
@@ -531,7 +531,6 @@ static void file_over()
     assert(writer_ok());
 }
 
-// The far side's name and place are known, and the file stands under it.
 static void report()
 {
     FSSpec spec;

@@ -16,8 +16,8 @@ struct safe_state {
 };
 
 // The file in work. It is begun when it has been made, or found as a partial
-// copy to go on with; it then bears its final name until closeit, though no
-// fork need be open. Unless it is begun, all else is 0.
+// copy to go on with; it then has its final name until closeit, and a fork
+// of it may be open. Unless it is begun, all else is 0.
 struct file_work {
     bool begun;
     bool hasData;         // it holds bytes of this or an earlier transfer

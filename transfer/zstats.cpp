@@ -28,7 +28,7 @@
 
 constexpr int32_t kRedrawTicks = 50;      // no redraw of figures before
 constexpr int32_t kMostShown = 200000001; // sizes from here on show no bar
-constexpr int32_t kSureBytes = 4001;      // from here on the rate is believed
+constexpr int32_t kSureBytes = 4001; // from here on the rate is taken as it is
 
 // ---- state -----------------------------------------------------------------
 

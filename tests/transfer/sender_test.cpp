@@ -7,6 +7,7 @@
 #include "serial/IOKitSerial.h"
 #include "transfer/Names.h"
 #include "transfer/Util.h"
+#include "transfer/kermit.h"
 #include "transfer/sz.h"
 #include "transfer/xmodem.h"
 #include "transfer/zstats.h"
@@ -329,6 +330,12 @@ TEST(Sender, WhatCannotGoWholeDoesNotGo)
             const size_t at = screen().find(string(r.what) + ":");
             EXPECT_NE(at, string::npos) << r.what << screen();
             EXPECT_EQ(screen().find("ot sent", at) != string::npos, !r.sent);
+            if (r.sent)
+                continue;
+            hl_line_peer({});
+            curSendFSS = sendFSS[0];
+            EXPECT_EQ(KermSend(), 1) << r.what;
+            EXPECT_EQ(gSkippedFiles, 1) << r.what;
         }
 }
 
