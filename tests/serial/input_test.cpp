@@ -137,7 +137,13 @@ TEST(Input, StartOfBPlus)
               "cd\x05");
     ReadPort();
     EXPECT_EQ(screen_row(0), "abcd") << "not answered: ordinary bytes";
+    cset.termFlags |= kTermStrip8;
+    host_says("\x05yz");
+    ReadPort();
+    EXPECT_EQ(screen_row(0), "abcdyz") << "with seven bits, too";
+    EXPECT_EQ(BytesReady(), 0);
 
+    cset.termFlags &= uint16_t(~kTermStrip8);
     cset.xferFlags = kXferBPlus;
     host_says("\r\x1b[Kab\x05yz");
     ReadPort();

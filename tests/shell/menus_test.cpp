@@ -294,6 +294,21 @@ TEST_F(Menus, TheTerminalsOwnFontComesFirst)
     EXPECT_GT(CountMenuItems(pfontMenu), 1);
 }
 
+TEST_F(Menus, AppendAsksWhereButForItsKeyWithShift)
+{
+    FSSpec last = book_spec();
+
+    CopyCStringToPascal("last", last.name);
+    SetAppendName(&last, 1);
+    for (int16_t what : {mouseDown, keyDown}) {
+        const size_t asked = hl_asked().size();
+        SetSel(0, 0, 0, 1);
+        hl_ask_answer(false);
+        DoMenu(choice(kMenuFile, 11), shiftKey, what);
+        EXPECT_EQ(hl_asked().size(), asked + (what == mouseDown));
+    }
+}
+
 TEST_F(Menus, CopyPutsTextOnTheClipboard)
 {
     EXPECT_EQ(doCopy("abc", 3), noErr);

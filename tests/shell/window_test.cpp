@@ -181,6 +181,28 @@ TEST_F(Window, NarrowWindowsLeaveFieldsOut)
     }
 }
 
+// What stands in the clock's field after so many seconds.
+static std::vector<uint32_t> clock_after(uint32_t seconds)
+{
+    Rect all;
+    std::vector<uint32_t> pixels;
+
+    GetDateTime(&ConnectTime);
+    ConnectTime -= seconds;
+    ShowTime(true);
+    GetWindowPortBounds(myWindow, &all);
+    for (int v = all.bottom - 14; v < all.bottom - 2; v++)
+        for (int h = 10; h < 55; h++)
+            pixels.push_back(draw_pixel(myWindow, int16_t(h), int16_t(v)));
+    return pixels;
+}
+
+TEST_F(Window, TheClockShowsHoursFromTheFirstOneOn)
+{
+    EXPECT_EQ(clock_after(3600), clock_after(60)) << "1:00";
+    EXPECT_NE(clock_after(3599), clock_after(59)) << "59:59, and 0:59";
+}
+
 TEST_F(Window, TheClockTicksAndNeverRunsBackwards)
 {
     uint32_t now;

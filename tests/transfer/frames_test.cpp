@@ -173,6 +173,7 @@ TEST(Headers, EveryFormIsRead)
              bin16_frame(ZDATA, pos).substr(3),
          ZDATA, 0x010203},
         {"five CAN", long_can, ZCAN, -1},
+        {"five CAN within", "*\x18\x41" + long_can, ZCAN, 0},
         {"CAN, then a header", "\x18\x18" + hex_frame(ZEOF, pos), ZEOF,
          0x010203},
         {"CANs that are no run",

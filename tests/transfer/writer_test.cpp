@@ -206,6 +206,7 @@ TEST(Writer, WhatIsAMacBinaryHeader)
         {"one at 74", 74, 1, true},
         {"zero at 82", 82, 1, false},
         {"no name", 1, 0, false},
+        {"name of 63", 1, 63, true},
         {"name of 64", 1, 64, false},
         {"control in the name", 2, 31, false},
         {"first length byte", 83, 1, false},
@@ -216,6 +217,8 @@ TEST(Writer, WhatIsAMacBinaryHeader)
     for (const row &r : rows) {
         string h = macbinary("n", string(256, 'd'), "", FOUR("TEXT"));
         h[size_t(r.at)] = char(r.value);
+        if (r.at == 1) // a name that long
+            h.replace(2, size_t(r.value), size_t(r.value), 'n');
         h[123] = h[122];
         EXPECT_EQ(IsMacBin(reinterpret_cast<const uint8_t *>(h.data())), r.is)
             << r.name;
