@@ -130,6 +130,7 @@ TEST(Line, RawAndGivenBackAsFound)
     tcgetattr(fd, &raw);
     EXPECT_EQ(raw.c_lflag & (ICANON | ECHO | ISIG | IEXTEN), 0u);
     EXPECT_EQ(raw.c_oflag & OPOST, 0u);
+    EXPECT_NE(raw.c_cflag & CLOCAL, 0u) << "no modem may stop it";
     EXPECT_EQ(raw.c_iflag & (ICRNL | INLCR | ISTRIP | IXON | BRKINT), 0u);
 
     // Every byte passes both ways, untouched.
