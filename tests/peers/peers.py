@@ -489,7 +489,7 @@ def file_too_big():
 
 @group
 def hostiles(seed, everything):
-    for i in range(50 if everything else 6):
+    for i in range(50 if everything else 3):
         yield f"garbage {i}", functools.partial(garbage, seed * 100 + i)
     yield "a write that fails", file_too_big
 
