@@ -10,6 +10,7 @@
 #include "connect/Settings.h"
 #include "platform/clock.h"
 #include "platform/files.h"
+#include "platform/line.h"
 #include "platform/memory.h"
 #include "platform/menus.h"
 #include "resources/names.h"
@@ -139,17 +140,18 @@ void asSendBuf(const uint8_t *text, int32_t length, int16_t echoMode)
             return; // no memory: the text is lost, and nothing else
         c->count = 0;
     }
-    BlockMove(text, *c->hdl + c->pos + c->count, length);
+    if (length > 0)
+        BlockMove(text, *c->hdl + c->pos + c->count, length);
     c->count += length;
     awWait = 1;
 }
 
-int32_t asWaiting(int32_t most)
+int32_t asAnswers(int32_t most)
 {
     int32_t sum = 0;
 
     for (const ASChunk *c = firstAS; c && sum < most; c = c->next)
-        sum += c->count;
+        sum += c->echoMode & kSendAnswer ? c->count : 0;
     return sum;
 }
 
@@ -410,7 +412,7 @@ void sendSomeAscii(int32_t, char mode)
     step(now, mode);
     // Without this the event wait behind each piece would be the pacing.
     if ((sendCount != 0 || chain_holds()) && !must_wait(now))
-        awTextReady();
+        line_want_room(true);
 }
 
 // ---- sources and stops ------------------------------------------------------

@@ -11,6 +11,7 @@
 // Bits of a chunk's echo mode
 constexpr int16_t kEchoLocal = 1;   // show as sent
 constexpr int16_t kSendUnpaced = 4; // control string: no wait for echoes
+constexpr int16_t kSendAnswer = 8;  // the terminal's answer to the host
 
 struct ASChunk {
     ASChunk *next;
@@ -18,7 +19,7 @@ struct ASChunk {
     int32_t count;    // bytes waiting
     int32_t pos;      // where the next one stands in hdl
     int16_t fileRef;  // file that refills hdl; 0: none
-    int16_t echoMode; // kEchoLocal, kSendUnpaced
+    int16_t echoMode; // the bits above
 };
 
 extern ASChunk *firstAS;
@@ -60,8 +61,8 @@ void asSendFile(int16_t fileRef, int16_t echoMode); // the queue closes it
 // Takes the next piece, at most `max` bytes and one line; returns its length.
 int16_t asGetBuf(uint8_t *buffer, int16_t max, int16_t *echoMode);
 int asBusy(); // 1 while the chain holds anything
-// Bytes of text that wait, counted no further than it takes to reach `most`.
-int32_t asWaiting(int32_t most);
+// Bytes of answers that wait, counted no further than it takes to reach `most`.
+int32_t asAnswers(int32_t most);
 void asKill(); // drops all of it
 
 // One step; never waits. `mode` is the letter of the event pass, "D" while

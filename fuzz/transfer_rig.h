@@ -16,9 +16,9 @@
 #include "connect/Dial.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
+#include "platform/core/line/lineparts.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
-#include "platform/ports.h"
 #include "scrollback/View.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
@@ -34,8 +34,8 @@
 #include "transfer/zmaclo.h"
 #include "transfer/zstats.h"
 
-// ---- the line -------------------------------------------------------------
-// In memory: these take the place of the port layer's own, and a run doesn't
+// ---- the line --------------------------------------------------------------
+// In memory: these take the place of the device's own calls, and a run doesn't
 // ask the system for a byte. What the program sends is heard by nobody.
 
 namespace rig {
@@ -45,7 +45,6 @@ struct piece {
     std::string bytes;
 };
 inline std::deque<piece> line;
-constexpr int16_t kLine = 100; // its descriptor, which is none
 
 inline void hear(std::string bytes, int64_t delay = 0)
 {
@@ -55,7 +54,7 @@ inline void hear(std::string bytes, int64_t delay = 0)
 
 } // namespace rig
 
-int32_t port_read(int, void *to, int32_t count)
+int32_t device_read(int, void *to, int32_t count)
 {
     while (!rig::line.empty() && rig::line.front().bytes.empty())
         rig::line.pop_front();
@@ -68,49 +67,32 @@ int32_t port_read(int, void *to, int32_t count)
     return n;
 }
 
-int32_t port_write(int, const void *, int32_t count)
+int32_t device_write(int, const void *, int32_t count)
 {
     return count;
 }
-int32_t port_send(int, const void *, int32_t count)
-{
-    return count;
-}
-int port_open(const char *)
+int device_open(const char *)
 {
     return -ENOENT;
 }
-void port_close(int) {}
-int port_shape(int, int32_t, int, char, uint8_t)
+void device_close(int) {}
+void device_short_queue(int) {}
+int device_shape(int, int32_t, int, char, uint8_t)
 {
     return 0;
 }
-int port_flow(int, uint8_t)
+int device_flow(int, uint8_t)
 {
     return 0;
 }
-int port_speed(int, int32_t, bool)
+int device_speed(int, int32_t, bool)
 {
     return 0;
 }
-int port_break(int, int16_t)
+int device_break(int, int16_t)
 {
     return 0;
 }
-void port_gather(int, bool) {}
-bool port_settle(int)
-{
-    return false;
-}
-bool port_holds(int)
-{
-    return false;
-}
-bool port_keeps(int)
-{
-    return false;
-}
-void port_drop(int) {}
 
 // ---- the window -----------------------------------------------------------
 // It is made anew for each run. A corner of it has to do.
@@ -186,11 +168,13 @@ inline void begin(uint8_t choice)
     cset.zFlags = choice & 1;
     op_xconv = letters[choice >> 1 & 3];
     cset.zWindow = choice & 8 ? 1024 : 0;
-    sIn = sOut = kLine;
+    // A silent line for the waits to watch: bytes come by the clock.
+    static const int silent = hl_line_open(HL_SOCKET);
+    sIn = sOut = int16_t(silent);
+    line_use(silent);
     lineBufCnt = 0;
     line.clear();
     awKill();
-    clock_watch_port(-1); // nothing to watch: bytes come by the clock
     UserCancel = 0;
     Zmodem = 0;
     runs++;

@@ -7,16 +7,16 @@
 #include "base/ErrMsg.h"
 #include "base/MenuBar.h"
 #include "base/pstr.h"
-#include "connect/Dial.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
+#include "platform/line.h"
 #include "platform/memory.h"
 #include "platform/menus.h"
 #include "platform/prefs.h"
 #include "platform/resources.h"
 #include "resources/names.h"
 #include "serial/ModemIO.h"
-#include "shell/QuillonWindow.h"
+#include "serial/PortHooks.h"
 
 constexpr int32_t kNameBlock = 256;
 constexpr uint32_t kRetryTicks = 30; // between two looks for a lost device
@@ -219,7 +219,7 @@ static int16_t try_open(char *path)
     awCnt = 0;
     awPtr = awPBuf;
     CopyPascalStringToC(in, path);
-    int fd = port_open(path);
+    int fd = line_open(path);
     if (fd < 0)
         return int16_t(-fd);
     sIn = sOut = int16_t(fd);
@@ -228,7 +228,6 @@ static int16_t try_open(char *path)
     retrying = false;
     openedAt = TickCount();
     readsAtOpening = cntRead;
-    clock_watch_port(fd);
     set_port();
     return 0;
 }
@@ -249,8 +248,7 @@ void CloseModem()
     if (sIn == 0)
         return;
     awKill(); // what was still owed was for this line
-    clock_watch_port(-1);
-    port_close(sIn);
+    line_close();
     sIn = sOut = 0;
 }
 
@@ -301,14 +299,14 @@ void set_port()
 {
     // stopBits is left out on purpose: the line has one stop bit whatever the
     // menu shows.
-    (void)port_shape(sIn, Baudrate, data == kData7 ? 7 : 8, parity_letter(),
+    (void)line_shape(sIn, Baudrate, data == kData7 ? 7 : 8, parity_letter(),
                      cset.flowFlags);
-    ShowComm();
+    gPortHooks.lineSet();
 }
 
 void SetFlow(int16_t flags)
 {
-    (void)port_flow(sIn, uint8_t(flags));
+    (void)line_flow(sIn, uint8_t(flags));
 }
 
 int16_t Baud2Item(int32_t speed)
@@ -326,9 +324,7 @@ void set_baud(int32_t speed)
 
     baud = bd_codes[item];
     Baudrate = bd_tbl[item];
-    SetBaud(uint32_t(Baudrate));
-    gCarrierRate = uint32_t(Baudrate);
-    chkMenu(BaudMenu, item, 1, kSpeeds);
+    gPortHooks.speedSet(item, Baudrate);
     bd_item = item;
     set_port();
 }
@@ -363,14 +359,14 @@ void DoBreak(int16_t duration)
     if (speed > kSlowestReal) {
         // At this speed the zero bits of a NUL last as long as a break.
         const uint8_t nul = 0;
-        (void)port_speed(sIn, speed, false);
+        (void)line_speed(sIn, speed, false);
         Delay(1, nullptr);
-        (void)port_send(sOut, &nul, 1);
+        (void)line_send(sOut, &nul, 1);
         Delay(1, nullptr);
-        (void)port_speed(sIn, Baudrate, true);
+        (void)line_speed(sIn, Baudrate, true);
         return;
     }
-    int error = port_break(sOut, duration);
+    int error = line_break(sOut, duration);
     if (error != 0)
         PrtError(int16_t(error), PSTR("in tcsendbreak"));
 }

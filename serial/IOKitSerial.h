@@ -54,7 +54,8 @@ extern int32_t gMaxPortSpeed; // highest speed of the port
 extern uint8_t gDMASerial;    // always 0
 
 // ---- functions ------------------------------------------------------------
-// What the terminal calls of the system answer is not looked at, unless told.
+// Errors of the system's terminal calls are not reported, except where a
+// comment says so.
 
 void BuildPortList();       // fills the list anew
 int16_t IOKitBuildSerial(); // the same, returns 0

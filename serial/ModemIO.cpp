@@ -5,7 +5,6 @@
 
 #include <cstring>
 
-#include "automation/AsciiSend.h"
 #include "base/Capture.h"
 #include "base/ErrMsg.h"
 #include "base/chars.h"
@@ -14,16 +13,11 @@
 #include "platform/alerts.h"
 #include "platform/clock.h"
 #include "platform/events.h"
-#include "platform/files.h"
-#include "platform/ports.h"
+#include "platform/line.h"
 #include "platform/sound.h"
 #include "resources/names.h"
-#include "scrollback/View.h"
 #include "serial/IOKitSerial.h"
-#include "terminal/VT100.h"
-#include "transfer/QuickB.h"
-#include "transfer/rz.h"
-#include "transfer/xmodem.h"
+#include "serial/PortHooks.h"
 
 #include <cerrno>
 
@@ -43,7 +37,7 @@ constexpr int16_t kDriverLost = -18; // of an older port layer
 uint8_t *lineBuff;
 static uint8_t *pos;
 int32_t lineBufCnt;
-static int16_t lastErr; // of the last read, so that it is told only once
+static int16_t lastErr; // of the last read, so that it is reported only once
 
 // ---- what is known of the line ----------------------------------------------
 
@@ -66,8 +60,8 @@ static int32_t now()
 
 static void judge(int16_t code)
 {
-    if (code == kPortGone || code == kDriverLost) {
-        if (code == kPortGone)
+    if (code == kLineGone || code == kDriverLost) {
+        if (code == kLineGone)
             PrtErrorSTR(0, kListErrors, kStrLineLost);
         else
             PrtErrorSTR(kDriverLost, kListErrors, kStrOverrun);
@@ -84,19 +78,15 @@ static void read_port()
 {
     int16_t code = 0;
 
-    lineBufCnt = port_read(sIn, lineBuff, kReadSize);
+    lineBufCnt = line_read(sIn, lineBuff, kReadSize);
     if (lineBufCnt < 0) {
-        if (lineBufCnt == kPortGone)
-            code = kPortGone;
+        if (lineBufCnt == kLineGone)
+            code = kLineGone;
         else if (lineBufCnt != -EAGAIN)
             code = int16_t(-lineBufCnt);
         lineBufCnt = 0;
     }
     gLastModemRead = int16_t(lineBufCnt);
-    if (lineBufCnt > 0)
-        clock_port_read(lineBufCnt);
-    else
-        clock_port_empty(code == kPortGone);
     awServe();
     if (code != 0 || lastErr != 0)
         judge(code);
@@ -193,36 +183,25 @@ static int stage(uint8_t *out, const uint8_t *batch, int n, uint8_t mask)
     return held;
 }
 
-static void start_transfer(uint8_t trigger, bool last)
-{
-    if (trigger == CAN)
-        (void)rz('z');
-    else if (trigger == DLE)
-        bp_DLE();
-    else if (last)
-        bp_ENQ();
-    // An ENQ with bytes behind it starts nothing: it is gone, and they come
-    // again with the next batch.
-}
-
 static void idle()
 {
+    const bool scrolled = gPortHooks.scrolled() != 0;
     int32_t t = now();
 
-    if (sendWait == kWaitQuiet && t - LastGetTicks > kQuietTicks)
-        sendWait = -1;
+    if (t - LastGetTicks > kQuietTicks)
+        gPortHooks.lineQuiet();
     if (TestTicks != 0 && TestTicks < LastPrtTicks &&
         t - LastPrtTicks > kTestPause)
         TimingResults();
     if (!ModemActive)
         return;
-    if (scrolled != 0 && lscroll == 0) {
+    if (scrolled && lscroll == 0) {
         ModemActive = 0;
     } else if (t - LastGetTicks > kIdleTicks) {
         ModemActive = 0;
         if (gXferRestore)
             xfer_port(1);
-        if (scrolled != 0)
+        if (scrolled)
             SysBeep(4); // the reader of the history learns that it is over
     }
 }
@@ -242,11 +221,11 @@ int16_t ReadPort()
             TestTicks = now();
         int at = find_trigger(batch, n, mask, bplus);
         if (at < 0) {
-            DispChars(batch, n);
+            gPortHooks.show(batch, n);
             LastPrtTicks = now();
             PrtCount = int32_t(uint32_t(PrtCount) + uint32_t(n)); // may wrap
             lastch = batch[n - 1] & mask;
-            if (asciiReceive == 'C')
+            if (gPortHooks.captures())
                 held = stage(staged, batch, n, mask);
         } else {
             // The byte before the trigger isn't shown: of a transfer's start
@@ -256,16 +235,19 @@ int16_t ReadPort()
             held = stage(staged, batch, at, mask);
             lastch = before(batch, at, mask);
             if (at > 1)
-                DispChars(batch, int16_t(at - 1));
+                gPortHooks.show(batch, int16_t(at - 1));
             // The rest goes back first, as the transfer reads it.
             if (!last)
                 putBack(int16_t(n - at - 1));
-            start_transfer(trigger, last);
+            // An ENQ with bytes behind it starts nothing: it is gone, and they
+            // come again with the next batch.
+            if (trigger != ENQ || last)
+                gPortHooks.startTransfer(trigger);
         }
     } else {
         idle();
     }
-    lscroll = uint8_t(scrolled);
+    lscroll = uint8_t(gPortHooks.scrolled());
     if (asciiReceive == 'C' && held > 0)
         (void)WriteCapture(staged, held,
                            kStrCantWriteFile); // it reports its error
@@ -313,7 +295,7 @@ void TimingResults()
     pstrcat(text, PSTR(" secs, "));
     add_number(text, rate);
     pstrcat(text, PSTR(" cps\r\n"));
-    drawPString(text);
+    gPortHooks.show(text + 1, text[0]);
     TestTicks = 0;
 }
 

@@ -38,8 +38,8 @@ void TimingResults();            // ends the speed test, writes its line
 void ShowReadStats();            // alert 129, and a fresh start
 
 // ---- output ---------------------------------------------------------------
-// Three roads: OutCh, one byte at once; the block writer of the engines, with
-// a remainder that awRdy pushes on; aw1Send, one shot of the send queue.
+// Three ways out: OutCh, one byte at once; the block writer of the engines,
+// with a remainder that awRdy pushes on; aw1Send, one shot of the send queue.
 
 constexpr int kBlockSize = 520;
 constexpr int kHistSize = 256;
@@ -75,21 +75,24 @@ void awStart();         // hands over what is staged
 // Takes a block: 0. Waits for the one before, serving events; -1 when the
 // user cancelled meanwhile.
 int16_t AWriteBlock(int16_t fd, int16_t len, const uint8_t *src);
-int16_t awRdy(); // pushes the remainder once: 1 if some is left
-void FlushAW();  // waits until nothing is left or the user cancels
-void awKill();   // drops the remainder
+int16_t awRdy(); // writes on: 1 if the line hasn't taken everything yet
+void FlushAW();  // waits until all has left or the user cancels
 
-// What an event wait shall know of output: it also ends when the line takes
-// bytes again while some are owed. awServe, at each read of the port, pushes
-// what is owed; awTextReady, after it, says that queued text may go out at
-// once.
+// Drops what is left of a block. What the line keeps counts as written, and
+// still goes out.
+void awKill();
+
+// At each read of the port: a wait also ends when the line takes bytes again
+// while a block is left, and no longer for text that was ready before.
 void awServe();
-void awTextReady();
 
 // While on, blocks that are handed over leave the machine together at the
 // end: one call of the system for a whole subpacket. To be switched off again
-// before anything waits for a reply.
+// before anything waits for a reply; FlushAW does so.
 void awGather(bool on);
+
+// Whether the block writer's state is sound. Usage: assert(aw_ok());
+bool aw_ok();
 
 int16_t aw1Send(int16_t fd, int16_t len, const uint8_t *src); // 0
 int16_t aw1Busy();                           // 1: bytes still on their way

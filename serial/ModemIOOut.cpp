@@ -7,15 +7,14 @@
 #include "base/pstr.h"
 #include "platform/clock.h"
 #include "platform/files.h"
+#include "platform/line.h"
 #include "platform/memory.h"
-#include "platform/ports.h"
 #include "platform/sound.h"
 #include "serial/IOKitSerial.h"
-#include "transfer/Util.h"
-#include "transfer/sz.h"
-#include "transfer/xmodem.h"
-#include "transfer/zm.h"
-#include "transfer/zstats.h"
+#include "serial/PortHooks.h"
+
+#include <cassert>
+#include <cerrno>
 
 constexpr int32_t kDrainTicks = 600;
 constexpr uint8_t kFreshHist = 0xDA; // a place of the ring not yet used
@@ -24,8 +23,8 @@ constexpr uint8_t kFreshHist = 0xDA; // a place of the ring not yet used
 constexpr int16_t kWriteWait = 30;
 
 // ---- the block writer -------------------------------------------------------
-// awCnt bytes lie in awPBuf and awPtr stands behind them. pb1.next and the
-// pb1.bytesLeft bytes from there lie in awbuf1.
+// awCnt bytes lie in awPBuf and awPtr stands behind them. The pb1.bytesLeft
+// bytes from pb1.next on lie in awbuf1, and go out behind what the line keeps.
 
 WriteRequest pb1, pb2;
 uint8_t *awPBuf;
@@ -36,6 +35,15 @@ int16_t awMax2;
 uint8_t *awbuf1, *awbuf2;
 int16_t needProg;
 int16_t nprogCnt;
+
+bool aw_ok()
+{
+    if (awCnt < 0 || awCnt > kBlockSize || awPtr != awPBuf + awCnt)
+        return false;
+    return pb1.bytesLeft <= 0 ||
+           (pb1.next >= awbuf1 &&
+            pb1.next + pb1.bytesLeft <= awbuf1 + kBlockSize);
+}
 
 // ---- the ring ---------------------------------------------------------------
 
@@ -62,60 +70,7 @@ void fillBuffer()
     histOffset = 0;
 }
 
-// ---- what is owed -----------------------------------------------------------
-
-static bool composing; // between awGather(true) and awGather(false)
-static bool textReady; // the send queue could go on at once
-static bool owed;      // as the clock was last told
-
-// Tries to write only where the line may have room.
-static bool remains()
-{
-    if (!clock_output_room())
-        return pb1.bytesLeft > 0 || port_keeps(sOut);
-    return pb1.bytesLeft > 0 || port_holds(sOut);
-}
-
-static void tell_clock(bool now)
-{
-    // Told again each time: the clock looks for room only once after it.
-    if (now || owed)
-        clock_output_owed(now);
-    owed = now;
-}
-
-void awServe()
-{
-    // Cleared at each read, so that text which must stand still while a
-    // transfer runs doesn't keep its waits from waiting.
-    textReady = false;
-    if (owed || port_keeps(sOut))
-        tell_clock(remains());
-}
-
-void awTextReady()
-{
-    textReady = true;
-    tell_clock(true);
-}
-
-// After a write: what the line had no room for is watched for.
-static void note_rest()
-{
-    clock_port_wrote();
-    if (pb1.bytesLeft > 0 || port_keeps(sOut))
-        tell_clock(true);
-}
-
-void awGather(bool on)
-{
-    composing = on;
-    port_gather(sOut, on);
-    if (!on)
-        note_rest();
-}
-
-// ---- the three roads --------------------------------------------------------
+// ---- one byte, and staging --------------------------------------------------
 
 void OutCh(int16_t fd, uint8_t ch)
 {
@@ -126,9 +81,8 @@ void OutCh(int16_t fd, uint8_t ch)
         SysBeep(3);
         return;
     }
-    (void)port_send(fd, &ch, 1);
+    (void)line_send(fd, &ch, 1);
     add_hist(ch);
-    note_rest();
 }
 
 static void hand_over()
@@ -150,12 +104,30 @@ void awPut(uint8_t ch)
     awCnt++;
     if (awCnt >= awMax)
         hand_over();
+    assert(aw_ok());
 }
 
 void awStart()
 {
     if (awCnt != 0)
         hand_over();
+}
+
+// ---- blocks -----------------------------------------------------------------
+
+// Offers the line what is left of the block. An error loses it: the protocol's
+// own recovery brings it again. A line that is full loses nothing.
+static void write_left()
+{
+    int32_t taken = line_write(pb1.fd, pb1.next, pb1.bytesLeft);
+
+    if (taken > 0) {
+        pb1.next += taken;
+        pb1.bytesLeft = int16_t(pb1.bytesLeft - taken);
+    } else if (taken != -EAGAIN) {
+        pb1.bytesLeft = 0;
+    }
+    assert(aw_ok());
 }
 
 int16_t AWriteBlock(int16_t fd, int16_t len, const uint8_t *src)
@@ -169,58 +141,41 @@ int16_t AWriteBlock(int16_t fd, int16_t len, const uint8_t *src)
         nprogCnt = 1;
     }
     bool busy = awRdy();
-    while (busy && !UserCancel) {
-        (void)XferEvent(kWriteWait); // sets UserCancel
+    while (busy && !gPortHooks.cancelled()) {
+        gPortHooks.serveEvents(kWriteWait);
         busy = awRdy();
     }
-    if (UserCancel || busy)
+    if (busy || gPortHooks.cancelled())
         return -1;
     // The figures are drawn between two blocks, while the driver is busy with
     // the one before.
     if (nprogCnt != 0 && --nprogCnt == 0)
-        zprog(Txpos, TotalBytes);
+        gPortHooks.showProgress();
 
     BlockMove(src, awbuf1, len);
     pb1 = {};
     pb1.fd = fd;
     pb1.next = awbuf1;
     pb1.requested = len;
-    // While bytes of the other side are at hand, ours wait for the answers to
-    // these, too. A sender that is asked to go back again and again within a
-    // millisecond sees it all at once, and goes back once.
-    port_gather(fd, composing || BytesReady() > 0);
-    int16_t taken = int16_t(port_write(fd, awbuf1, len));
-    if (taken > 0 && taken < len) {
-        pb1.next += taken;
-        pb1.bytesLeft = int16_t(len - taken);
-    }
-    // A write that failed leaves nothing to be done: the block is gone, and
-    // the protocol's own recovery brings it again.
-    note_rest();
+    pb1.bytesLeft = len;
+    write_left();
     return 0;
 }
 
 int16_t awRdy()
 {
-    if (pb1.bytesLeft > 0) {
-        int32_t taken = port_write(pb1.fd, pb1.next, pb1.bytesLeft);
-        if (taken > 0) {
-            pb1.next += taken;
-            pb1.bytesLeft = int16_t(pb1.bytesLeft - taken);
-        }
-    }
-    bool left = remains();
-    if (left)
-        tell_clock(true); // of what little it had room for
-    return left;
+    if (pb1.bytesLeft > 0)
+        write_left();
+    return pb1.bytesLeft > 0 || line_busy();
 }
 
 void FlushAW()
 {
-    while (awRdy() && !UserCancel)
-        (void)XferEvent(kWriteWait);
+    awGather(false);
+    while (awRdy() && !gPortHooks.cancelled())
+        gPortHooks.serveEvents(kWriteWait);
     if (nprogCnt != 0 || needProg)
-        zprog(Txpos, TotalBytes);
+        gPortHooks.showProgress();
     nprogCnt = 0;
     needProg = 0;
 }
@@ -228,10 +183,20 @@ void FlushAW()
 void awKill()
 {
     pb1.bytesLeft = 0;
-    port_drop(sOut);
-    textReady = false;
-    tell_clock(false);
+    line_want_room(false);
 }
+
+void awServe()
+{
+    line_want_room(pb1.bytesLeft > 0);
+}
+
+void awGather(bool on)
+{
+    line_gather(on);
+}
+
+// ---- one shot ---------------------------------------------------------------
 
 int16_t aw1Send(int16_t fd, int16_t len, const uint8_t *src)
 {
@@ -241,16 +206,15 @@ int16_t aw1Send(int16_t fd, int16_t len, const uint8_t *src)
         len = kBlockSize;
     BlockMove(src, awbuf1, len);
     pb1.bytesLeft = 0;
-    // What the line has no room for stays with the port, and aw1Busy tells of
-    // it, so that the queue stands until it has gone.
-    (void)port_send(fd, awbuf1, len);
-    note_rest();
+    // What the line has no room for stays in its rest, and the queue stands
+    // until it has gone.
+    (void)line_send(fd, awbuf1, len);
     return 0;
 }
 
 int16_t aw1Busy()
 {
-    return pb1.bytesLeft > 0 || port_holds(sOut);
+    return pb1.bytesLeft > 0 || line_busy();
 }
 
 // ---- flow control that nobody can ask about ---------------------------------
@@ -279,7 +243,8 @@ void dumpBufs()
         "----------------  output history buffer:\r";
     Str255 name, part;
     uint32_t date;
-    int16_t ref;
+    int32_t folder;
+    int16_t volume, ref;
 
     GetDateTime(&date);
     pstrcpy(name, PSTR("QDump "));
@@ -296,8 +261,9 @@ void dumpBufs()
 
     // A dump is for the one who looks for a fault; that it can't be written
     // shows by its absence.
-    (void)HCreate(pgmVRef, pgmDir, name, FOUR("????"), FOUR("????"));
-    if (HOpen(pgmVRef, pgmDir, name, fsRdWrPerm, &ref) != noErr)
+    gPortHooks.dumpFolder(&volume, &folder);
+    (void)HCreate(volume, folder, name, FOUR("????"), FOUR("????"));
+    if (HOpen(volume, folder, name, fsRdWrPerm, &ref) != noErr)
         return;
     write_part(ref, inputTitle, sizeof inputTitle - 1);
     write_part(ref, serialBuffPtr, GetPtrSize(serialBuffPtr));

@@ -40,7 +40,7 @@ uint8_t curGSet = kNormalSet;
 // A VT100 without options.
 const uint8_t querystring[] = "\7\33[?1;0c";
 
-constexpr int32_t kMostAnswers = 4096; // bytes waiting to be sent
+constexpr int32_t kMostAnswers = 4096; // bytes of them in the send queue
 
 // ---- table fillers ---------------------------------------------------------
 
@@ -370,8 +370,11 @@ static void reply_number(int32_t number)
 void dev_stat_report()
 {
     if (num[1] == 5) {
-        if (asWaiting(kMostAnswers) < kMostAnswers)
-            escBrak(0, -1, 'n');
+        const uint8_t well[] = {kESC, '[', '0', 'n'};
+        if (asAnswers(kMostAnswers) < kMostAnswers)
+            asSendBuf(
+                well, sizeof well,
+                int16_t((localEcho & kEchoLocal) | kSendUnpaced | kSendAnswer));
     } else if (num[1] == 6) {
         OutCh(sOut, kESC);
         OutCh(sOut, '[');

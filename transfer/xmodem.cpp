@@ -253,8 +253,15 @@ int16_t XferEvent(int16_t sleep)
     uint32_t now = TickCount();
     bool wouldWait = sleep >= 1;
 
+    // A line that has gone ends a transfer as the user would. It brings no
+    // bytes for which events could wait, so each call rests a little.
+    const bool lost = sIn == 0;
+    if (lost)
+        UserCancel = 1;
     if (sleep < 1 || Suspended)
         sleep = 0;
+    if (lost && sleep < 1)
+        sleep = 1;
     if (wouldWait) {
         // A busy line isn't slowed down by asking for events.
         if (sleep == 0 && now == lastEventTick)
@@ -338,8 +345,9 @@ void zsleep(int32_t seconds)
 {
     const uint32_t start = TickCount();
 
-    while (TickCount() - start < uint32_t(seconds) * 60)
-        (void)XferEvent(5); // the rest lasts its time even after a cancel
+    // The rest lasts its time even after a cancel, but not for a lost line.
+    while (sIn != 0 && TickCount() - start < uint32_t(seconds) * 60)
+        (void)XferEvent(5);
 }
 
 int32_t user_abort()

@@ -341,7 +341,6 @@ int32_t zgethdr(uint8_t *hdr, int16_t eflag)
 struct subpacket {
     uint8_t *buf;
     int32_t limit;    // most data bytes
-    int32_t likely;   // as many as the one before had: all but the last do
     int32_t count;    // data bytes so far
     int cans;         // CAN in a row
     bool escaped;     // a ZDLE came
@@ -438,9 +437,7 @@ static int32_t read_subpacket(subpacket &s)
             if (UserCancel)
                 return ERROR;
             int16_t n = int16_t(kReadSize);
-            clock_expect(std::max(s.likely - s.count, 1));
             p = GetBytes(&n);
-            clock_expect(0);
             have = p ? n : 0;
             if (have == 0 &&
                 uint32_t(TickCount()) - uint32_t(LastGetTicks) > limit)
@@ -479,7 +476,7 @@ static int32_t check(const subpacket &s, bool wide)
 
 int32_t zrdata(uint8_t *buf, int32_t length)
 {
-    subpacket s{buf, length, Rxcount, 0, 0, false, 0};
+    subpacket s{buf, length, 0, 0, false, 0};
     Rxcount = 0;
 
     int32_t result = read_subpacket(s);

@@ -7,6 +7,7 @@
 #include "platform/events.h"
 
 #include "platform/clock.h"
+#include "platform/core/line/lineparts.h"
 #include "platform/core/macroman.h"
 #include "platform/core/queue.h"
 #include "platform/core/waiting.h"
@@ -272,7 +273,7 @@ bool WaitNextEvent(uint16_t mask, EventRecord *event, uint32_t sleep, RgnHandle)
     if (sleep == 0) {
         // A loop that turns without a sleep, and gets nothing from the line,
         // gives the processor away all the same.
-        if (wait_port_idle(now))
+        if (line_idle(now))
             deadline = now + kAskEvery;
         else if (now - wait_last_asked() < kAskEvery) {
             *event = idle;

@@ -100,12 +100,12 @@ TEST(Paste, HostThatStopsReading)
     hl_type(".", cmdKey);
     turn();
     EXPECT_FALSE(asBusy());
-    EXPECT_FALSE(aw1Busy());
     EXPECT_EQ(sendCount, 0);
     read_host();
     for (int i = 0; i < 20; i++)
         turn();
-    EXPECT_EQ(read_host(), 0u) << "bytes after the stop";
+    EXPECT_LE(read_host(), 80u) << "more than the shot that was under way";
+    EXPECT_FALSE(aw1Busy());
 
     hl_type("x");
     for (int i = 0; i < 4; i++)

@@ -6,10 +6,12 @@
 #include "platform/drag.h"
 #include "platform/drawing.h"
 #include "platform/headless/headless.h"
+#include "platform/line.h"
 #include "platform/scrap.h"
 #include "platform/windows.h"
 #include "tests/support/ui.h"
 
+#include <cerrno>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -61,10 +63,10 @@ TEST(Events, SleepIsTheWaitAndInputEndsIt)
 TEST(Events, LineEndsAWaitOnceForEachRead)
 {
     EventRecord e;
-    char byte;
+    char bytes[8];
     int fd = hl_line_open(HL_SOCKET);
 
-    clock_watch_port(fd);
+    line_use(fd);
     hl_line_say("xy", 50000);
     int64_t start = hl_now();
     EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 60, nullptr));
@@ -74,31 +76,33 @@ TEST(Events, LineEndsAWaitOnceForEachRead)
     uint32_t tick = TickCount();
     EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
     EXPECT_GE(TickCount(), tick + 6);
-    ASSERT_EQ(read(fd, &byte, 1), 1);
-    clock_port_read(1);
+    // A reader who leaves some is told of the rest at once.
+    ASSERT_EQ(line_read(fd, bytes, 1), 1);
     tick = TickCount();
     EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 60, nullptr));
     EXPECT_EQ(TickCount(), tick);
+    ASSERT_EQ(line_read(fd, bytes, 8), 1);
+    EXPECT_EQ(bytes[0], 'y');
     // A line that has gone is not watched.
-    clock_port_empty(true);
     hl_line_hangup();
+    EXPECT_EQ(line_read(fd, bytes, 8), kLineGone);
     tick = TickCount();
     EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
     EXPECT_GE(TickCount(), tick + 6);
-    close(fd);
+    line_close();
 }
 
-TEST(Events, OwedOutputEndsAWaitOnceThereIsRoom)
+TEST(Events, RoomOnTheLineEndsAWaitOnce)
 {
     EventRecord e;
     char block[4096] = {};
     int fd = hl_line_open(HL_SOCKET);
 
     hl_line_stuck(true);
-    clock_watch_port(fd);
+    line_use(fd);
     while (write(fd, block, sizeof block) > 0)
         ;
-    clock_output_owed(true);
+    line_want_room(true);
     uint32_t tick = TickCount();
     EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
     EXPECT_GE(TickCount(), tick + 6);
@@ -106,7 +110,10 @@ TEST(Events, OwedOutputEndsAWaitOnceThereIsRoom)
     hl_after(2, [] { hl_line_stuck(false); });
     EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 60, nullptr));
     EXPECT_LE(TickCount(), tick + 3);
-    close(fd);
+    tick = TickCount();
+    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
+    EXPECT_GE(TickCount(), tick + 6);
+    line_close();
 }
 
 // The hot path: a loop without sleep over a busy line asks the display only
@@ -117,71 +124,34 @@ TEST(Events, NoSleepNeitherAsksNorSpins)
     char byte = 0;
     int fd = hl_line_open(HL_SOCKET);
 
-    clock_watch_port(fd);
+    line_use(fd);
+    hl_line_say(std::string(1000, 'x'));
     (void)WaitNextEvent(everyEvent, &e, 1, nullptr);
-    clock_port_read(1);
     int64_t start = hl_now();
     hl_type("q"); // in the queue already: seen at once
     (void)ui_window();
     for (int n = 0; n < 1000; n++) {
-        clock_port_read(1);
+        ASSERT_EQ(line_read(fd, &byte, 1), 1);
         (void)WaitNextEvent(everyEvent, &e, 0, nullptr);
     }
     EXPECT_EQ(hl_now(), start);
 
     int waits = hl_waits();
     for (int n = 0; n < 1000; n++) {
-        ASSERT_LT(read(fd, &byte, 1), 0);
-        clock_port_empty(false);
+        ASSERT_EQ(line_read(fd, &byte, 1), -EAGAIN);
         (void)WaitNextEvent(everyEvent, &e, 0, nullptr);
     }
     EXPECT_GT(hl_waits(), waits + 500);
     // A sender that looks for an answer between its blocks is not held up.
     start = hl_now();
     for (int n = 0; n < 1000; n++) {
-        clock_port_wrote();
-        clock_port_empty(false); // a millisecond each: the clock's own step
+        ASSERT_EQ(line_write(fd, "x", 1), 1);
+        ASSERT_EQ(line_read(fd, &byte, 1), -EAGAIN);
         (void)WaitNextEvent(everyEvent, &e, 0, nullptr);
     }
+    // A millisecond each: the clock's own step.
     EXPECT_EQ(hl_now() - start, 1000 * 1000);
-    close(fd);
-}
-
-// A slow line is left alone while a block comes in, for as long as it needs and
-// at most a tick; a fast or a silent one is not.
-TEST(Events, RestsForTheBytesOfASlowLine)
-{
-    int fd = hl_line_open(HL_SOCKET);
-    // How long an empty read takes when bytes have come at this pace.
-    auto rest = [&](int32_t step, int64_t us, int32_t bytes) {
-        clock_watch_port(fd);
-        clock_expect(0);
-        for (int n = 0; n < 50; n++) {
-            hl_advance_us(us);
-            clock_port_read(step);
-        }
-        clock_expect(bytes);
-        int64_t start = hl_now();
-        clock_port_empty(false);
-        clock_expect(0);
-        return hl_now() - start - 1000; // the clock's own step
-    };
-
-    EXPECT_EQ(rest(12, 1000, 60), 5000);    // 12000 a second
-    EXPECT_EQ(rest(12, 1000, 1000), 16000); // a tick, for the user's cancel
-    EXPECT_EQ(rest(12, 1000, 0), 0);        // nothing is expected
-    EXPECT_EQ(rest(1000, 1000, 1000), 0);   // 1 MB a second: too short a rest
-    EXPECT_EQ(rest(12, 150000, 60), 0);     // keystrokes: no pace
-
-    // More than a rest could bring: the line is faster than it was thought.
-    EXPECT_EQ(rest(12, 1000, 120), 10000);
-    clock_port_read(4096);
-    clock_expect(120);
-    int64_t start = hl_now();
-    clock_port_empty(false);
-    EXPECT_EQ(hl_now() - start, 1000);
-    clock_expect(0);
-    close(fd);
+    line_close();
 }
 
 TEST(Events, IdleLoopWakesTwelveTimesASecond)

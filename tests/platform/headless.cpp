@@ -6,7 +6,7 @@
 #include "platform/dialogs.h"
 #include "platform/drawing.h"
 #include "platform/events.h"
-#include "platform/ports.h"
+#include "platform/line.h"
 #include "platform/printing.h"
 #include "tests/support/ui.h"
 
@@ -22,13 +22,9 @@ static std::string read_for(int fd, uint32_t ticks)
     uint32_t end = TickCount() + ticks;
 
     while (TickCount() < end) {
-        int32_t count = port_read(fd, block, sizeof block);
-        if (count > 0) {
+        int32_t count = line_read(fd, block, sizeof block);
+        if (count > 0)
             all.append(block, size_t(count));
-            clock_port_read(1);
-        } else {
-            clock_port_empty(count == kPortGone);
-        }
         (void)WaitNextEvent(everyEvent, &e, 1, nullptr);
     }
     return all;
@@ -38,7 +34,7 @@ TEST(Line, DeliversAtItsSpeedAndAnswersWhatItHears)
 {
     int fd = hl_line_open(HL_SOCKET);
 
-    clock_watch_port(fd);
+    line_use(fd);
     hl_line_speed(600); // ten bytes a tick
     hl_line_peer([](const uint8_t *, size_t count) {
         hl_line_say("got " + std::to_string(count), 100000);
@@ -60,7 +56,7 @@ TEST(Line, DeliversAtItsSpeedAndAnswersWhatItHears)
     EXPECT_EQ(read_for(fd, 5), "a..b");
     ASSERT_EQ(write(fd, "Abc", 3), 3);
     EXPECT_EQ(hl_line_heard(), "aBC");
-    close(fd);
+    line_close();
 }
 
 TEST(ClockDeathTest, ALoopWithoutProgressFails)

@@ -14,6 +14,7 @@
 #include "tests/support/farend.h"
 #include "tests/support/sandbox.h"
 #include "transfer/Names.h"
+#include "transfer/rz.h"
 #include "transfer/xmodem.h"
 
 #include <fcntl.h>
@@ -268,7 +269,7 @@ TEST(Input, PurgeUntilQuiet)
 
 // ---- what may go wrong -----------------------------------------------------
 
-TEST(Input, RepeatedErrorIsToldOnce)
+TEST(Input, RepeatedErrorIsReportedOnce)
 {
     start_line();
     int good = sIn;
@@ -276,17 +277,50 @@ TEST(Input, RepeatedErrorIsToldOnce)
     sIn = int16_t(file);
     for (int i = 0; i < 5; i++)
         ReadPort();
-    int told = 0;
+    int reports = 0;
     for (int i = 0; i < MaxLine; i++)
-        told += screen_row(i).rfind("###", 0) == 0;
-    EXPECT_EQ(told, 1);
+        reports += screen_row(i).rfind("###", 0) == 0;
+    EXPECT_EQ(reports, 1);
     sIn = int16_t(good);
     ReadPort();
     sIn = int16_t(file);
     ReadPort();
-    told = 0;
+    reports = 0;
     for (int i = 0; i < MaxLine; i++)
-        told += screen_row(i).rfind("###", 0) == 0;
-    EXPECT_EQ(told, 2) << "after a clean read it is news again";
+        reports += screen_row(i).rfind("###", 0) == 0;
+    EXPECT_EQ(reports, 2) << "after a clean read it is news again";
     close(file);
+}
+
+// A line that goes, wherever the transfer stands, ends it soon and at rest.
+TEST(Input, LineThatGoesEndsATransfer)
+{
+    const std::string offer = "**\x18"
+                              "B0400000000"
+                              "8906\r\n\x11";
+    const struct {
+        const char *name;
+        std::string said;
+    } rows[] = {
+        {"before the first byte", ""},
+        {"in a header", "**\x18"
+                        "B0400"},
+        {"in a subpacket", offer + "name"},
+        {"behind an escape", offer + "name\x18"},
+    };
+
+    start_line();
+    hl_ask_answer(true, {scratch_folder()});
+    cset.rzTimeout = 10;
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.name);
+        use_pair(SOCK_STREAM);
+        host_says(r.said);
+        hl_after(60, [] { close(far); });
+        hl_spin_limit(2000); // questions for the time without its moving
+        int64_t begin = hl_now();
+        EXPECT_NE(rz(kModeZ), 0);
+        EXPECT_LT(hl_now() - begin, 6 * 1000000);
+        EXPECT_EQ(sIn, 0);
+    }
 }

@@ -5,8 +5,8 @@
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
+#include "platform/line.h"
 #include "platform/memory.h"
-#include "platform/ports.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "shell/Inits.h"
@@ -16,8 +16,14 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <sys/socket.h>
 #include <unistd.h>
+
+static const uint8_t *U(const std::string &s)
+{
+    return reinterpret_cast<const uint8_t *>(s.data());
+}
 
 static std::vector<size_t> message_sizes()
 {
@@ -72,147 +78,141 @@ static std::string without_filling(std::string s)
     return s;
 }
 
-TEST(Output, RemainderGoesOutBeforeTheNextBlock)
-{
-    stuff_line();
-    std::string one(500, '1'), two(500, '2'), heard;
-    EXPECT_EQ(
-        AWriteBlock(sOut, 500, reinterpret_cast<const uint8_t *>(one.data())),
-        0);
-    EXPECT_EQ(awRdy(), 1);
-    EXPECT_GT(pb1.bytesLeft, 0);
-    // The second block waits until the reader has made room.
-    hl_after(30, [&heard] { heard += host_heard(); });
-    int64_t begin = hl_now();
-    EXPECT_EQ(
-        AWriteBlock(sOut, 500, reinterpret_cast<const uint8_t *>(two.data())),
-        0);
-    EXPECT_GE(hl_now() - begin, 30 * 1000000 / 60 - 1000);
-    FlushAW();
-    EXPECT_EQ(awRdy(), 0);
-    heard += host_heard();
-    EXPECT_EQ(without_filling(heard), one + two);
-}
-
 TEST(Output, CancelEndsAStall)
 {
     stuff_line();
     std::string one(500, '1');
-    const uint8_t *p = reinterpret_cast<const uint8_t *>(one.data());
 
-    EXPECT_EQ(AWriteBlock(sOut, 500, p), 0);
+    EXPECT_EQ(AWriteBlock(sOut, 500, U(one)), 0);
     hl_after(60, [] { UserCancel = 1; });
-    EXPECT_EQ(AWriteBlock(sOut, 500, p), -1);
+    EXPECT_EQ(AWriteBlock(sOut, 500, U(one)), -1);
     FlushAW(); // returns
     awKill();
     EXPECT_EQ(awRdy(), 0);
     EXPECT_EQ(aw1Busy(), 0);
     UserCancel = 0;
     host_heard();
-    EXPECT_EQ(AWriteBlock(sOut, 3, reinterpret_cast<const uint8_t *>("new")),
-              0);
-    EXPECT_EQ(host_heard(), "new") << "the rest of the old block came, too";
+    EXPECT_EQ(AWriteBlock(sOut, 3, U("new")), 0);
+    EXPECT_EQ(host_heard(), "new");
 }
 
-TEST(Output, KeysAndShotsAreKeptForAFullLine)
+// Whatever is given to a full line leaves in its order, or not at all after a
+// kill by which its writer didn't count it as written.
+TEST(Output, FullLineKeepsTheOrder)
 {
-    stuff_line();
-    OutCh(sOut, 'a');
-    EXPECT_EQ(aw1Send(sOut, 3, reinterpret_cast<const uint8_t *>("bcd")), 0);
-    EXPECT_EQ(pb1.bytesLeft, 0);
-    EXPECT_EQ(aw1Busy(), 1);
-    OutCh(sOut, 'e');
-    std::string heard = host_heard();
-    EXPECT_EQ(aw1Busy(), 0);
-    OutCh(sOut, 'f');
-    EXPECT_EQ(without_filling(heard + host_heard()), "abcdef");
+    const std::string ones(500, '1'), twos(500, '2');
+    const struct {
+        const char *name;
+        // '+', '-' gather on and off, '!' kill; else a letter and its text:
+        // b a block, k a key, s a shot
+        std::vector<std::string> steps;
+        std::string want;
+    } rows[] = {
+        {"keys and shots", {"ka", "sbcd", "ke"}, "abcde"},
+        {"a key, a block", {"kx", "bone"}, "xone"},
+        {"long blocks", {"b" + ones, "b" + twos}, ones + twos},
+        {"gathered, then not", {"+", "bone", "-", "btwo"}, "onetwo"},
+        {"gathered", {"+", "b" + ones, "b" + twos}, ones + twos},
+        {"a key overtakes nothing", {"+", "bone", "kx"}, "onex"},
+        {"a killed block", {"bone", "!", "btwo"}, "two"},
+        {"killed, but gathered", {"+", "bone", "!"}, "one"},
+    };
+    static std::string heard;
+    static std::function<void()> listen = [] {
+        heard += host_heard();
+        hl_after(10, listen);
+    };
 
-    // The keep is bounded: what is past it is lost, and memory isn't.
     stuff_line();
-    for (int i = 0; i < 10000; i++)
-        OutCh(sOut, '0');
-    heard = without_filling(host_heard());
-    (void)aw1Busy();
-    heard += host_heard();
-    EXPECT_EQ(without_filling(heard).size(), size_t(kPortHold));
-}
-
-// The wait for an event ends when the line takes bytes again.
-TEST(Output, RoomEndsAWait)
-{
-    EventRecord event;
-    stuff_line();
-    aw1Send(sOut, 3, reinterpret_cast<const uint8_t *>("xyz"));
-    WaitNextEvent(0, &event, 1, nullptr);
-    hl_after(10, [] { host_heard(); });
-    int64_t begin = hl_now();
-    WaitNextEvent(0, &event, 600, nullptr);
-    EXPECT_LT(hl_now() - begin, 100 * 1000000 / 60);
-    EXPECT_EQ(aw1Busy(), 0);
+    hl_after(30, listen);
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.name);
+        stuff_line();
+        heard.clear();
+        for (const std::string &s : r.steps) {
+            const std::string text = s.substr(1);
+            switch (s[0]) {
+            case '+':
+            case '-':
+                awGather(s[0] == '+');
+                break;
+            case '!':
+                awKill();
+                break;
+            case 'b':
+                EXPECT_EQ(AWriteBlock(sOut, int16_t(text.size()), U(text)), 0);
+                break;
+            case 'k':
+                OutCh(sOut, uint8_t(text[0]));
+                break;
+            case 's':
+                aw1Send(sOut, int16_t(text.size()), U(text));
+                EXPECT_EQ(aw1Busy(), 1);
+                break;
+            }
+            EXPECT_TRUE(line_ok() && aw_ok());
+        }
+        FlushAW();
+        EXPECT_EQ(awRdy(), 0);
+        EXPECT_EQ(without_filling(heard + host_heard()), r.want);
+    }
 }
 
 TEST(Output, BlockForALineThatIsGone)
 {
     start_line();
     close(far);
-    EXPECT_EQ(AWriteBlock(sOut, 3, reinterpret_cast<const uint8_t *>("abc")),
-              0);
+    EXPECT_EQ(AWriteBlock(sOut, 3, U("abc")), 0);
     EXPECT_EQ(pb1.bytesLeft, 0) << "dropped without a retry";
     OutCh(sOut, 'x');
     EXPECT_EQ(aw1Busy(), 0);
     sOut = sIn = 0; // a closed port: never standard input
     OutCh(sOut, 'x');
-    aw1Send(sOut, 1, reinterpret_cast<const uint8_t *>("y"));
+    aw1Send(sOut, 1, U("y"));
     EXPECT_EQ(awRdy(), 0);
 }
 
 TEST(Output, Ring)
 {
     start_line();
-    fillBuffer();
-    for (int i = 0; i < kHistSize; i++)
-        EXPECT_EQ(outHist[i], 0xDA);
+    EXPECT_EQ(std::string(outHist, outHist + kHistSize),
+              std::string(kHistSize, '\xDA'));
     for (int i = 0; i < 255; i++)
         OutCh(sOut, uint8_t(i));
     EXPECT_EQ(histOffset, 255);
-    putHist(reinterpret_cast<const uint8_t *>("xyz"), 3);
+    putHist(U("xyz"), 3);
     EXPECT_EQ(histOffset, 2);
     EXPECT_EQ(outHist[255], 'x');
-    EXPECT_EQ(outHist[0], 'y');
-    EXPECT_EQ(outHist[1], 'z');
-    EXPECT_EQ(outHist[2], 2);
+    EXPECT_EQ(std::string(outHist, outHist + 3), "yz\2");
 }
 
 TEST(Output, Dump)
 {
     CatInfo info;
+    std::string all;
     start_line();
     memset(serialBuffPtr, 'S', size_t(GetPtrSize(serialBuffPtr)));
-    putHist(reinterpret_cast<const uint8_t *>("sent"), 4);
+    putHist(U("sent"), 4);
     dumpBufs();
     FSSpec any = {pgmVRef, pgmDir, {1, 'x'}};
     char path[4096];
     ASSERT_NE(FSSpecToPath(&any, path, sizeof path), dirNFErr);
     auto folder = std::filesystem::path(path).parent_path();
-    bool found = false;
     for (const auto &file : std::filesystem::directory_iterator(folder)) {
         Str255 name;
+        int16_t ref;
         CopyCStringToPascal(file.path().filename().c_str(), name);
         if (memcmp(name + 1, "QDump ", 6) != 0)
             continue;
         ASSERT_EQ(GetCatInfo(pgmVRef, pgmDir, name, &info), noErr);
-        found = true;
         EXPECT_EQ(memchr(info.name + 1, ':', info.name[0]), nullptr);
-        EXPECT_EQ(info.dataLen, 32 + GetPtrSize(serialBuffPtr) + 41 + 256);
-        int16_t ref;
         ASSERT_EQ(HOpen(pgmVRef, pgmDir, info.name, fsRdPerm, &ref), noErr);
-        std::string all(size_t(info.dataLen), 0);
-        int32_t n = info.dataLen;
-        EXPECT_EQ(FSRead(ref, &n, all.data()), noErr);
-        EXPECT_EQ(all.substr(0, 33), "---Serial input buffer:--------\rS");
-        EXPECT_NE(all.find("S----------------  output history buffer:\rsent"),
-                  std::string::npos);
+        all.resize(size_t(info.dataLen));
+        EXPECT_EQ(FSRead(ref, &info.dataLen, all.data()), noErr);
         FSClose(ref);
     }
-    EXPECT_TRUE(found);
+    EXPECT_EQ(all.size(), size_t(32 + GetPtrSize(serialBuffPtr) + 41 + 256));
+    EXPECT_EQ(all.substr(0, 33), "---Serial input buffer:--------\rS");
+    EXPECT_NE(all.find("S----------------  output history buffer:\rsent"),
+              std::string::npos);
 }

@@ -1,5 +1,5 @@
 // The port and the line's settings, on pseudo-terminals: what the terminal
-// driver is told, a device that goes and comes back, breaks.
+// driver gets, a device that goes and comes back, breaks.
 #include <gtest/gtest.h>
 
 #include "base/pstr.h"
@@ -67,7 +67,7 @@ TEST(Port, ShapeOfTheLine)
         cset.flowFlags = r.flow;
         set_port();
         termios2 t = state(sIn);
-        // A pseudo-terminal keeps what it is told but for the size, which it
+        // A pseudo-terminal keeps what is set but for the size, which it
         // always calls eight bits, and the parity, of which only the kind
         // stays.
         EXPECT_EQ(t.c_cflag & (CSTOPB | CREAD | HUPCL | CLOCAL),
@@ -98,49 +98,55 @@ TEST(Port, ShapeOfTheLine)
 
 TEST(Port, Speeds)
 {
+    static const struct {
+        int32_t asked, speed;
+        int16_t item, code;
+        uint16_t word; // the connection's older field; 0: in the long one alone
+    } rows[] = {
+        {115200, 115200, 11, 14, 0},
+        {300, 300, 1, 380, 300},
+        {2000, 2400, 3, 46, 2400}, // in no table
+        {0, 2400, 3, 46, 2400},
+    };
     start_line();
-    EXPECT_EQ(Baud2Item(0), 3);
-    EXPECT_EQ(Baud2Item(2000), 3);
-    EXPECT_EQ(Baud2Item(300), 1);
-    EXPECT_EQ(Baud2Item(230400), 12);
-    set_baud(115200);
-    EXPECT_EQ(Baudrate, 115200);
-    EXPECT_EQ(baud, 14);
-    EXPECT_EQ(bd_item, 11);
-    EXPECT_EQ(cset.baudLong, 115200u);
-    EXPECT_EQ(cset.baudWord, 0);
-    EXPECT_EQ(gCarrierRate, 115200u);
-    set_baud(2000);
-    EXPECT_EQ(Baudrate, 2400);
-    EXPECT_EQ(baud, 46);
-    EXPECT_EQ(cset.baudWord, 2400);
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.asked);
+        EXPECT_EQ(Baud2Item(r.asked), r.item);
+        set_baud(r.asked);
+        EXPECT_EQ(Baudrate, r.speed);
+        EXPECT_EQ(baud, r.code);
+        EXPECT_EQ(bd_item, r.item);
+        EXPECT_EQ(cset.baudWord, r.word);
+        EXPECT_EQ(gCarrierRate, uint32_t(r.speed));
+    }
 }
 
 TEST(Port, EightBitsForATransfer)
 {
+    static const struct {
+        const char *name;
+        int16_t bits, par;
+        const char *calls; // of xfer_port
+        int16_t bitsThen, parThen;
+    } rows[] = {
+        {"nothing was saved", kData8, kParityNone, "1", kData8, kParityNone},
+        {"begun", kData7, kParityOdd, "0", kData8, kParityNone},
+        {"and over", kData7, kParityOdd, "01", kData7, kParityOdd},
+        {"begun twice", kData7, kParityOdd, "001", kData8, kParityNone},
+        {"parity of eight", kData8, kParityEven, "0", kData8, kParityEven},
+    };
     start_line();
-    gXferRestore = 1;
-    xfer_port(1);
-    EXPECT_EQ(data, kData8) << "nothing was saved";
-    EXPECT_EQ(gXferRestore, 0);
-
-    data = kData7;
-    parity = kParityOdd;
-    xfer_port(0);
-    EXPECT_EQ(data, kData8);
-    EXPECT_EQ(parity, kParityNone);
-    xfer_port(1);
-    EXPECT_EQ(data, kData7);
-    EXPECT_EQ(parity, kParityOdd);
-
-    xfer_port(0);
-    xfer_port(0);
-    xfer_port(1);
-    EXPECT_EQ(data, kData8) << "the second call saved the transfer's shape";
-
-    parity = kParityEven;
-    xfer_port(0);
-    EXPECT_EQ(parity, kParityEven) << "eight bits keep their parity";
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.name);
+        data = r.bits;
+        parity = r.par;
+        gXferRestore = 1;
+        for (const char *c = r.calls; *c; c++)
+            xfer_port(*c == '1');
+        EXPECT_EQ(data, r.bitsThen);
+        EXPECT_EQ(parity, r.parThen);
+        EXPECT_EQ(gXferRestore, 0);
+    }
 }
 
 TEST(Port, Names)
@@ -210,8 +216,8 @@ TEST(Port, CantBeOpened)
     EXPECT_EQ(RetryModem(), 0) << "a port that never was isn't sought";
 }
 
-// The other end goes in the middle of its output: that is said once, what came
-// is kept, and the port is taken up again when the device is back.
+// The other end goes in the middle of its output: that is reported once, what
+// came is kept, and the port is taken up again when the device is back.
 TEST(Port, GoesAndComesBack)
 {
     start_line();
@@ -287,8 +293,8 @@ TEST(Port, ReopensAtOnce)
     EXPECT_NE(whole_screen().find("again"), std::string::npos);
 }
 
-// A device that opens and is gone again at once, for ever: told a few times,
-// not twice a second.
+// A device that opens and is gone again at once, for ever: reported a few
+// times, not twice a second.
 TEST(Port, OpensAndIsGoneAgain)
 {
     start_line();
@@ -316,46 +322,34 @@ TEST(Port, OpensAndIsGoneAgain)
     EXPECT_LE(losses, 12);
 }
 
-static std::string heard_by(int master)
+struct BreakRow {
+    const char *preference;
+    bool simulated;
+};
+
+class Break : public testing::TestWithParam<BreakRow> {};
+
+TEST_P(Break, RealOrSimulated)
 {
+    write_prefs(sandbox(), GetParam().preference);
+    start_line();
+    pty p = make_pty();
     char buf[64];
-    ssize_t n = read(master, buf, sizeof buf);
-    return n > 0 ? std::string(buf, size_t(n)) : "";
-}
-
-TEST(Break, SimulatedUnlessToldOtherwise)
-{
-    start_line();
-    pty p = make_pty();
     use_port(p.path);
     ASSERT_EQ(OpenModem(), 0);
     DoBreak(5);
-    EXPECT_EQ(heard_by(p.master), std::string(1, '\0'));
+    ssize_t n = read(p.master, buf, sizeof buf);
+    EXPECT_EQ(std::string(buf, n > 0 ? size_t(n) : 0),
+              std::string(GetParam().simulated, '\0'));
     EXPECT_EQ(int32_t(state(sIn).c_ospeed), Baudrate);
-}
-
-TEST(Break, SimulatedFrom41)
-{
-    start_line();
-    write_prefs(sandbox(), "breakSim = 41\n");
-    pty p = make_pty();
-    use_port(p.path);
-    ASSERT_EQ(OpenModem(), 0);
-    DoBreak(5);
-    EXPECT_EQ(heard_by(p.master), std::string(1, '\0'));
-}
-
-TEST(Break, RealUpTo40)
-{
-    start_line();
-    write_prefs(sandbox(), "breakSim = 40\n");
-    pty p = make_pty();
-    use_port(p.path);
-    ASSERT_EQ(OpenModem(), 0);
-    DoBreak(5);
-    EXPECT_EQ(heard_by(p.master), "");
     EXPECT_EQ(whole_screen().find("tcsendbreak"), std::string::npos);
     CloseModem();
     DoBreak(5);
-    EXPECT_NE(whole_screen().find("in tcsendbreak"), std::string::npos);
+    EXPECT_EQ(whole_screen().find("in tcsendbreak") == std::string::npos,
+              GetParam().simulated);
 }
+
+INSTANTIATE_TEST_SUITE_P(Port, Break,
+                         testing::Values(BreakRow{"", true},
+                                         BreakRow{"breakSim = 41\n", true},
+                                         BreakRow{"breakSim = 40\n", false}));

@@ -8,7 +8,7 @@
 #include "platform/events.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
-#include "platform/ports.h"
+#include "platform/line.h"
 #include "scrollback/View.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
@@ -151,13 +151,13 @@ void start_bench(char convert, bool escape)
     scrolled = 1;
     sysVers = 0x1000;
     if (sIn != 0)
-        port_close(sIn);
+        line_close();
     sIn = sOut = int16_t(hl_line_open(HL_SOCKET));
     lineBufCnt = 0;
     gStillinBuf = 0;
     LastGetTicks = int32_t(TickCount());
     awKill();
-    clock_watch_port(sIn);
+    line_use(sIn);
     use_folder(scratch());
     // A header ends what a time-out has begun: all is shown up to the next one.
     hl_line_say(hex_frame(ZFIN, four(0)));

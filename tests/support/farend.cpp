@@ -3,8 +3,8 @@
 
 #include "automation/AsciiSend.h"
 #include "connect/Settings.h"
-#include "platform/clock.h"
 #include "platform/files.h"
+#include "platform/line.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "shell/Inits.h"
@@ -32,7 +32,7 @@ void use_pair(int type)
     must(socketpair(AF_UNIX, type | SOCK_NONBLOCK, 0, ends) == 0);
     far = ends[1];
     sIn = sOut = int16_t(ends[0]);
-    clock_watch_port(sIn);
+    line_use(sIn);
 }
 
 void start_line()

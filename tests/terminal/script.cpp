@@ -15,6 +15,7 @@
 #include "automation/AsciiSend.h"
 #include "connect/Settings.h"
 #include "platform/headless/headless.h"
+#include "platform/line.h"
 #include "platform/memory.h"
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
@@ -226,6 +227,7 @@ static void start()
     if (SerAlloc() != 0)
         fail("no memory for the port");
     sOut = sIn = int16_t(hl_line_open(HL_SOCKET));
+    line_use(sIn);
     asInit();
     gBeepsSeen = hl_beeps();
 }

@@ -22,9 +22,12 @@
 #include "platform/events.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
+#include "platform/line.h"
+#include "resources/names.h"
 #include "scrollback/View.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
+#include "shell/Quillon.h"
 #include "terminal/VT100.h"
 #include "transfer/Names.h"
 #include "transfer/Util.h"
@@ -225,7 +228,7 @@ static bool open_line(const wishes &w)
         return false;
     }
     sIn = sOut = int16_t(fd);
-    clock_watch_port(fd);
+    line_use(fd);
     return true;
 }
 
@@ -245,18 +248,11 @@ static void on_signal(int)
     interrupted = 1;
 }
 
-// Nobody presses Cancel here: an interrupt stands for that, and a line that
-// has gone ends the transfer, too.
-static void look_at_line()
+// Nobody presses Cancel here: an interrupt stands for that.
+static void look_at_signal()
 {
-    if (sIn == 0 || interrupted)
+    if (interrupted)
         UserCancel = 1;
-}
-
-static void watch_line()
-{
-    look_at_line();
-    hl_after(30, watch_line);
 }
 
 // ---- the program -----------------------------------------------------------
@@ -337,11 +333,13 @@ static bool start(const wishes &w)
         fprintf(stderr, "quillon-line: no memory\n");
         return false;
     }
+    // Never shown: with it, errors go to the terminal, and not into a dialog
+    // that would stand for seconds.
+    myWindow = GetNewCWindow(kWindowMain);
     if (!open_line(w))
         return false;
     answer_questions(w.name);
-    watch_line();
-    hl_on_signal(look_at_line);
+    hl_on_signal(look_at_signal);
     return true;
 }
 

@@ -88,17 +88,6 @@ static std::string real_path(const std::string &path)
     return out;
 }
 
-// A terminal device with hardware behind it. The kernel makes a row of ttyS
-// entries whether or not there are chips; their type is then 0.
-static bool is_real(const std::string &entry)
-{
-    struct stat s;
-
-    if (stat((entry + "/device").c_str(), &s) != 0)
-        return false;
-    return first_line(entry + "/type") != "0";
-}
-
 // What the device calls itself, from the first one upwards that has a name.
 static std::string product_of(const std::string &root, const std::string &entry)
 {
@@ -125,14 +114,41 @@ static void split(const std::string &name, std::string *stem, long *number)
     *number = end < name.size() ? strtol(name.c_str() + end, nullptr, 10) : -1;
 }
 
-static bool name_order(const std::string &a, const std::string &b)
+// A terminal device with hardware behind it. The kernel makes a row of ttyS
+// entries whether or not there are chips: their type is then 0, or can't be
+// read where the system shows only a part of itself.
+static bool is_real(const std::string &root, const std::string &name)
 {
-    std::string stemA, stemB;
-    long numberA, numberB;
+    std::string entry = root + "/sys/class/tty/" + name;
+    std::string type = first_line(entry + "/type");
+    struct stat s;
 
-    split(a, &stemA, &numberA);
-    split(b, &stemB, &numberB);
-    return stemA != stemB ? stemA < stemB : numberA < numberB;
+    if (stat((entry + "/device").c_str(), &s) != 0 ||
+        stat((root + "/dev/" + name).c_str(), &s) != 0)
+        return false;
+    return type != "0" && (name.rfind("ttyS", 0) != 0 || !type.empty());
+}
+
+// Where a port stands in the list. What has been plugged in is what somebody
+// is about to use, so USB comes before the machine's own ports.
+struct listed_port {
+    bool fixed; // not USB
+    std::string stem;
+    long number;
+    std::string name;
+
+    auto operator<=>(const listed_port &) const = default;
+};
+
+static listed_port listed(const std::string &root, const std::string &name)
+{
+    std::string device = real_path(root + "/sys/class/tty/" + name + "/device");
+    listed_port p;
+
+    p.fixed = device.find("/usb") == std::string::npos;
+    split(name, &p.stem, &p.number);
+    p.name = name;
+    return p;
 }
 
 // The name under which the same device comes back wherever it is plugged in.
@@ -188,16 +204,19 @@ static void describe(const std::string &root, const std::string &name,
 
 int port_list_under(const char *root, PortEntry *out, int max)
 {
-    std::string tty = std::string(root) + "/sys/class/tty";
-    std::vector<std::string> names = names_in(tty);
+    std::vector<listed_port> places;
     int count = 0;
 
-    std::sort(names.begin(), names.end(), name_order);
-    for (const std::string &n : names) {
+    for (const std::string &n :
+         names_in(std::string(root) + "/sys/class/tty")) {
+        if (is_real(root, n))
+            places.push_back(listed(root, n));
+    }
+    std::sort(places.begin(), places.end());
+    for (const listed_port &p : places) {
         if (count >= max - 1)
             break; // the last place is the demo host's
-        if (is_real(tty + "/" + n))
-            describe(root, n, &out[count++]);
+        describe(root, p.name, &out[count++]);
     }
     if (count < max) {
         out[count].name[0] = 0;
