@@ -51,6 +51,11 @@ constexpr int32_t kLineAhead = 4 << 20;
 // out first.
 int32_t line_read(int fd, void *to, int32_t count);
 
+// On while the middle of a block is read, whose rest is sure to come: a read
+// that finds nothing on a line that trickles then waits a few milliseconds for
+// more. A call for each handful is what a slow line costs.
+void line_expect(bool more);
+
 // ---- output ----------------------------------------------------------------
 // Bytes leave in the order in which they were taken. What the layer has taken
 // and the line has not stays in its rest, at most kLineRest bytes, and is

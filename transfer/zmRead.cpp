@@ -3,6 +3,7 @@
 #include "transfer/zm.h"
 
 #include "platform/clock.h"
+#include "platform/line.h"
 #include "resources/names.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
@@ -437,7 +438,9 @@ static int32_t read_subpacket(subpacket &s)
             if (UserCancel)
                 return ERROR;
             int16_t n = int16_t(kReadSize);
+            line_expect(true);
             p = GetBytes(&n);
+            line_expect(false);
             have = p ? n : 0;
             if (have == 0 &&
                 uint32_t(TickCount()) - uint32_t(LastGetTicks) > limit)

@@ -154,6 +154,45 @@ TEST(Events, NoSleepNeitherAsksNorSpins)
     line_close();
 }
 
+// A line that trickles is left alone for a moment while the rest of a block is
+// sure to come; no other is.
+TEST(Events, RestsForTheBytesOfALineThatTrickles)
+{
+    static const struct {
+        const char *name;
+        size_t came;
+        bool expects;
+        int64_t rest;
+    } rows[] = {
+        {"a slow line", 12, true, 8000},
+        {"a fast one", 400, true, 0},
+        {"outside of a block", 12, false, 0},
+        {"nothing has come yet", 0, true, 0},
+    };
+    EventRecord e;
+    char block[400];
+
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.name);
+        int fd = hl_line_open(HL_SOCKET);
+        line_use(fd);
+        hl_line_say(std::string(r.came, 'x'));
+        if (r.came > 0) {
+            hl_advance_us(1);
+            (void)WaitNextEvent(0, &e, 1, nullptr);
+            ASSERT_EQ(line_read(fd, block, 400), int32_t(r.came));
+        }
+        hl_line_say("more", 2000);
+        int64_t start = hl_now();
+        line_expect(r.expects);
+        int32_t n = line_read(fd, block, 400);
+        line_expect(false);
+        EXPECT_EQ(n, r.rest > 0 ? 4 : -EAGAIN);
+        EXPECT_EQ(hl_now() - start, r.rest + 1000); // the clock's own step
+        line_close();
+    }
+}
+
 TEST(Events, IdleLoopWakesTwelveTimesASecond)
 {
     EventRecord e;
