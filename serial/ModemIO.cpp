@@ -225,7 +225,7 @@ int16_t ReadPort()
             LastPrtTicks = now();
             PrtCount = int32_t(uint32_t(PrtCount) + uint32_t(n)); // may wrap
             lastch = batch[n - 1] & mask;
-            if (gPortHooks.captures())
+            if (asciiReceive == 'C')
                 held = stage(staged, batch, n, mask);
         } else {
             // The byte before the trigger isn't shown: of a transfer's start

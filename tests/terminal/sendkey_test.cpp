@@ -6,12 +6,14 @@
 #include "base/pstr.h"
 #include "connect/Settings.h"
 #include "platform/headless/headless.h"
+#include "platform/line.h"
 #include "platform/memory.h"
 #include "platform/menus.h"
 #include "platform/resources.h"
 #include "scrollback/Selection.h"
 #include "scrollback/View.h"
 #include "scrollback/savbuf.h"
+#include "serial/IOKitSerial.h"
 #include "shell/Inits.h"
 #include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
@@ -316,7 +318,9 @@ TEST(Strings, OfTheKeys)
     EXPECT_EQ(key(0x10, 0x7A), "");
     hl_clip("clip");
     EXPECT_EQ(key(0x10, 0x76), "clip");
-    // A break takes a second's rest and nothing else.
+    // A break takes a second's rest on an open line, and nothing else.
+    sIn = sOut = int16_t(hl_line_open(HL_SOCKET));
+    line_use(sIn);
     int64_t begin = hl_now();
     EXPECT_EQ(key(0x10, 0x60), "");
     EXPECT_GE(hl_now() - begin, 900000);

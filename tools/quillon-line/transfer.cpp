@@ -335,7 +335,7 @@ static bool start(const wishes &w)
     }
     // Never shown: with it, errors go to the terminal, and not into a dialog
     // that would stand for seconds.
-    myWindow = GetNewCWindow(kWindowMain);
+    myWindow = GetNewWindow(kWindowMain);
     if (!open_line(w))
         return false;
     answer_questions(w.name);
