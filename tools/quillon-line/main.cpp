@@ -19,6 +19,7 @@
 #include "platform/headless/headless.h"
 #include "scrollback/View.h"
 #include "serial/IOKitSerial.h"
+#include "shell/Inits.h"
 #include "terminal/VT100.h"
 
 struct subcommand {
@@ -67,6 +68,7 @@ void start_terminal()
 {
     hl_real_time(true);
     hl_spin_limit(0);
+    MakeUPPs(); // errors go to the terminal, and not into a dialog
     Baudrate = 115200;
     cset.termFlags = kTermNoAutoLF;
     qset.useColor = 1;

@@ -323,6 +323,16 @@ static void answer_questions(const std::string &name)
     });
 }
 
+// What is at hand is read and given back, as only a read meets a line's end.
+static bool line_ended()
+{
+    int16_t n = 1;
+
+    if (sIn != 0 && BytesReady() == 0 && GetBytes(&n))
+        putBack(n);
+    return sIn == 0;
+}
+
 static bool start(const wishes &w)
 {
     signal(SIGINT, on_signal);
@@ -333,21 +343,18 @@ static bool start(const wishes &w)
         fprintf(stderr, "quillon-line: no memory\n");
         return false;
     }
-    // Never shown: with it, errors go to the terminal, and not into a dialog
-    // that would stand for seconds.
+    // Never shown: an error's line goes to its terminal, where a dialog would
+    // stand for seconds.
     myWindow = GetNewWindow(kWindowMain);
     if (!open_line(w))
         return false;
     answer_questions(w.name);
     hl_on_signal(look_at_signal);
+    if (line_ended()) {
+        fprintf(stderr, "quillon-line: the line has ended\n");
+        return false;
+    }
     return true;
-}
-
-// Reading from a line that has gone would show the warning for seconds.
-static bool line_ended()
-{
-    char c;
-    return sIn == 0 || recv(sIn, &c, 1, MSG_PEEK | MSG_DONTWAIT) == 0;
 }
 
 // The rows of the screen that hold text, with what the host says behind the
