@@ -14,7 +14,7 @@ static QPointer<QDialog> open_;
 // ---- boxes on top of a dialog ----------------------------------------------
 
 void ask_yes(QWidget *parent, const QString &question, const QString &yesLabel,
-             std::function<void()> yes)
+             const std::function<void()> &yes)
 {
     auto *box =
         new QMessageBox(QMessageBox::Question, QStringLiteral("Quillon"),
@@ -45,7 +45,7 @@ static void tell(QWidget *parent, const QString &text)
 
 FileAsk::FileAsk(QWidget *parent, Manner how, const QString &title,
                  const QString &folder, const QString &name,
-                 std::function<void(const QStringList &)> done)
+                 const std::function<void(const QStringList &)> &done)
     : QFileDialog(parent, title, folder), manner(how)
 {
     setOption(DontUseNativeDialog);

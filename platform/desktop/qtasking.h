@@ -15,7 +15,7 @@ public:
     // once, and the dialog must not be deleted in it.
     FileAsk(QWidget *parent, Manner manner, const QString &title,
             const QString &folder, const QString &name,
-            std::function<void(const QStringList &)> done);
+            const std::function<void(const QStringList &)> &done);
 
 protected:
     void accept() override;
@@ -26,4 +26,4 @@ private:
 
 // Asks yes or no in a box on top of `parent`; `yes` is called for yes.
 void ask_yes(QWidget *parent, const QString &question, const QString &yesLabel,
-             std::function<void()> yes);
+             const std::function<void()> &yes);
