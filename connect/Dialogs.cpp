@@ -1,53 +1,10 @@
-// Helpers for the fields of dialogs, and the choice of a port.
+// The choice of a port, for the case that the present one can't be opened.
 #include "connect/Dialogs.h"
 
 #include "base/DPopup.h"
-#include "base/atol.h"
-#include "base/pstr.h"
-#include "connect/Settings.h"
+#include "platform/dialogs.h"
 #include "resources/names.h"
 #include "serial/IOKitSerial.h"
-
-// ---- constants -------------------------------------------------------------
-
-// ---- field helpers ---------------------------------------------------------
-
-void SetCtlItem(DialogPtr dialog, int16_t item, int16_t value)
-{
-    SetDialogItemValue(dialog, item, value);
-}
-
-void SetNum(DialogPtr dialog, int16_t item, int32_t value)
-{
-    Str255 text;
-
-    NumToString(value, text);
-    SetDialogItemText(dialog, item, text);
-}
-
-int32_t GetNum(DialogPtr dialog, int16_t item)
-{
-    Str255 text;
-    char number[256];
-    int32_t value;
-
-    GetDialogItemText(dialog, item, text);
-    CopyPascalStringToC(text, number);
-    atolp(number, &value);
-    return value;
-}
-
-int16_t SearchMenu(MenuHandle menu, ConstStr text)
-{
-    Str255 item;
-
-    for (int16_t i = 1; i <= CountMenuItems(menu); i++) {
-        GetMenuItemText(menu, i, item);
-        if (pstrequal(item, text))
-            return i;
-    }
-    return 0;
-}
 
 // ---- the port alone --------------------------------------------------------
 
@@ -83,7 +40,6 @@ bool portonly_set()
 // Dimmed in the menu: these dialogs aren't there.
 
 void term_prefs() {}
-void pace_set() {}
 void color_set() {}
 void color2_set() {}
 void glob_set() {}

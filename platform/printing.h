@@ -20,3 +20,6 @@ OSErr PMBeginDocument(const PageFormat *format, const PrintSettings *settings,
 OSErr PMBeginPage();
 OSErr PMEndPage();
 OSErr PMEndDocument();
+
+// The user's locale measures in millimeters, not in inches.
+bool IsMetric();

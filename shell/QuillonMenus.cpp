@@ -6,6 +6,7 @@
 #include "base/ErrMsg.h"
 #include "connect/Dial.h"
 #include "connect/DialDir.h"
+#include "connect/Dialogs.h"
 #include "connect/PhoneBook.h"
 #include "connect/Settings.h"
 #include "platform/alerts.h"
@@ -508,7 +509,7 @@ constexpr Command commands[] = {
 
     one(kMenuSettings, kItemSettingsConnection, nullptr, always, 0, flip_echo),
     one(kMenuSettings, kItemSettingsTerminal,   nullptr),
-    one(kMenuSettings, kItemSettingsPacing,     nullptr),
+    one(kMenuSettings, kItemSettingsPacing,     plain<pace_set>),
     one(kMenuSettings, kItemSettingsTransfer,   nullptr),
     one(kMenuSettings, kItemSettingsZmodem,     nullptr),
     one(kMenuSettings, kItemSettingsGeneral,    nullptr),

@@ -8,6 +8,7 @@
 #include "platform/core/macroman.h"
 
 #include <algorithm>
+#include <langinfo.h>
 
 constexpr int kScale = 4;
 constexpr int kDpi = 72 * kScale;
@@ -134,4 +135,11 @@ OSErr PMEndDocument()
         return paramErr;
     inDocument = false;
     return be_print_end() ? noErr : ioErr;
+}
+
+bool IsMetric()
+{
+    constexpr char kMetricMeasures = 1;
+
+    return nl_langinfo(_NL_MEASUREMENT_MEASUREMENT)[0] == kMetricMeasures;
 }
