@@ -213,7 +213,6 @@ TEST_F(Menus, DimmedIsWhatCantBeDoneNow)
     }
     EXPECT_EQ(choosable(kMenuQuillon), " 1");
     EXPECT_EQ(choosable(kMenuDial), " 2 4 6");
-    EXPECT_EQ(choosable(kMenuSettings), " 12");
     EXPECT_EQ(choosable(kMenuConvert), " 1 2 3 4");
     EXPECT_EQ(choosable(kMenuReceive), " 1 2 3 4 5");
     EXPECT_EQ(choosable(kMenuSend), " 1 2 3 4 5 6");
