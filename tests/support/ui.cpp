@@ -62,8 +62,10 @@ std::string ui_event(uint16_t mask, uint32_t sleep)
     if (!WaitNextEvent(mask, &e, sleep, nullptr))
         return "";
     std::string words = words_of(e);
-    bool titled = e.window && e.what != keyDown && e.what != autoKey;
-    return words + (titled ? " " + hl_window(e.window)->title : "");
+    if (!e.window || e.what == keyDown || e.what == autoKey)
+        return words;
+    const uint8_t *title = e.window->title;
+    return words + " " + std::string(title + 1, title + 1 + title[0]);
 }
 
 std::string ui_events()
