@@ -7,6 +7,7 @@
 #include "connect/Dial.h"
 #include "connect/DialDir.h"
 #include "connect/Dialogs.h"
+#include "connect/Macros.h"
 #include "connect/PhoneBook.h"
 #include "connect/Settings.h"
 #include "platform/alerts.h"
@@ -307,6 +308,11 @@ static void flip_echo(const Choice &)
     MessageFlash(text, 100);
 }
 
+static void edit_set(const Choice &)
+{
+    (void)edit_macros(false); // the dialog shows what came of it
+}
+
 static void macro(const Choice &c)
 {
     const int n = c.item - kLastItemMacros;
@@ -519,8 +525,8 @@ constexpr Command commands[] = {
     one(kMenuSettings, kItemSettingsColors,     nullptr),
     one(kMenuSettings, kItemSettingsFolder,     plain<SetRcvFolder>),
 
-    one(kMenuMacros, kItemMacrosEdit,   nullptr),
-    one(kMenuMacros, kItemMacrosSets,   nullptr),
+    one(kMenuMacros, kItemMacrosEdit,   edit_set),
+    one(kMenuMacros, kItemMacrosSets,   plain<select_macro>),
     one(kMenuMacros, kItemMacrosScript, nullptr),
     {kMenuMacros, kLastItemMacros + 1, kEveryItem, macro, always, 0, nullptr},
 
