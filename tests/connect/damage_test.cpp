@@ -135,11 +135,10 @@ TEST(Damage, AnArgumentThatIsNoBookIsNamedAndTheStandardOneOpens)
 
 TEST(Damage, ABookGivenAsArgumentIsTheOneThatOpens)
 {
-    std::string place = make_place();
+    std::string other = make_place() + "/mine.qpho";
     Book book = plain_book();
     book[kEntry].name = "Elsewhere";
     write_book(book);
-    std::string other = place + "/mine.qpho";
     fs::rename(book_path(), other);
     ASSERT_TRUE(InitProgram());
     hl_open_files({other});
@@ -174,14 +173,13 @@ TEST(Damage, DamagedRecordsAreNamedUsedAndLeft)
          [](Book &b) { b[kGlobals].data += "tail"; }, "STR# 256"},
         {"a modem list, which looks like an old one",
          [](Book &b) {
-             b.push_back({FOUR("STR#"), 1000, "Mine",
-                          list_data({"1", "2", "3", "4", "5"})});
+             b.push_back({FOUR("STR#"), 1000, "Mine", list_text("1|2|3|4|5")});
              b.back().data[1] = 20;
          },
          "Mine"},
         {"one without a name",
          [](Book &b) {
-             b.push_back({FOUR("STR#"), 1000, "", list_data({"1", "2"})});
+             b.push_back({FOUR("STR#"), 1000, "", list_text("1|2")});
              b.back().data += "cMINE";
          },
          "STR# 1000"},

@@ -13,49 +13,27 @@
 #include "shell/QuillonMenus.h"
 #include "tests/support/running.h"
 
-namespace {
-
-std::string entry(int16_t index)
+// The program on a book with entries 3001, 3002... besides "Local".
+static void start_with(const std::vector<const char *> &names,
+                       const std::string &fields = "")
 {
-    Str255 name;
-    GetResInfo(ddHdls[index], nullptr, nullptr, name);
-    return S(name);
-}
-
-Book book_of(const std::vector<std::string> &names)
-{
+    make_place();
     Book book = plain_book();
-    int16_t id = 3001;
-    for (const std::string &name : names) {
-        book.push_back({FOUR("Dial"), id, name,
-                        dial_data([&](cset_t &c) { c.localStrID = id; })});
-        book.push_back({FOUR("STR#"), id, "", list_data({name})});
-        id++;
+    for (int16_t id = 3001; const char *name : names) {
+        std::string own = "localStrID=" + std::to_string(id) + " " + fields;
+        book.push_back({FOUR("Dial"), id, name, with(dial_data(), own)});
+        book.push_back({FOUR("STR#"), id++, "", list_text(name)});
     }
-    return book;
+    write_book(book);
+    start_program();
 }
-
-uint8_t *pstring(const char *s)
-{
-    static Str255 buffer;
-    CopyCStringToPascal(s, buffer);
-    return buffer;
-}
-
-} // namespace
 
 TEST(Directory, IsSortedWithoutCaseAndShownInTheMenu)
 {
-    make_place();
-    write_book(book_of({"zebra", "Alpha", "beta", "Gamma"}));
-    start_program();
+    start_with({"zebra", "Alpha", "beta", "Gamma"});
     ASSERT_EQ(ddCount, 5);
-    const char *expected[] = {"Alpha", "beta", "Gamma", "Local", "zebra"};
-    for (int16_t i = 0; i < 5; i++)
-        EXPECT_EQ(entry(i), expected[i]);
     EXPECT_EQ(defDial, 3);
     EXPECT_EQ(curDialItem, 3);
-
     const HlMenu *menu = hl_menu(kMenuDial);
     ASSERT_EQ(menu->items.size(), 10u);
     EXPECT_EQ(menu->items[5].text, "Alpha");
@@ -63,36 +41,33 @@ TEST(Directory, IsSortedWithoutCaseAndShownInTheMenu)
     EXPECT_FALSE(menu->items[5].outlined);
     EXPECT_EQ(maxDial, 10);
 
-    bool found;
-    for (int16_t i = 0; i < 5; i++) {
-        EXPECT_EQ(SearchDial(pstring(expected[i]), &found), i);
-        EXPECT_TRUE(found);
-    }
-    struct row {
+    const struct {
         const char *name;
         int16_t place;
         bool found;
+    } rows[] = {
+        {"Alpha", 0, true}, {"beta", 1, true},  {"Gamma", 2, true},
+        {"Local", 3, true}, {"zebra", 4, true}, {"ALPHA", 0, true},
+        {"aaa", 0, false},  {"axle", 1, false}, {"local2", 4, false},
+        {"zz", 5, false},
     };
-    for (const row &r :
-         {row{"ALPHA", 0, true}, row{"aaa", 0, false}, row{"axle", 1, false},
-          row{"local2", 4, false}, row{"zz", 5, false}}) {
-        EXPECT_EQ(SearchDial(pstring(r.name), &found), r.place) << r.name;
+    for (auto &r : rows) {
+        bool found;
+        EXPECT_EQ(SearchDial(P(r.name), &found), r.place) << r.name;
         EXPECT_EQ(found, r.found) << r.name;
     }
 }
 
 TEST(Directory, IndicesFollowTheirEntries)
 {
-    make_place();
-    write_book(book_of({"b", "d"})); // b, d, Local
-    start_program();
+    start_with({"b", "d"}); // b, d, Local
     ddCurrent = 1;
     ASSERT_EQ(curDialItem, 2);
-    EXPECT_EQ(ddInsList(pstring("D"), ddHdls[0], -1), -1);
+    EXPECT_EQ(ddInsList(P("D"), ddHdls[0], -1), -1);
     EXPECT_EQ(ddCount, 3);
     Handle c = NewHandleClear(kDialRecLen);
-    AddResource(c, FOUR("Dial"), 3100, pstring("c"));
-    EXPECT_EQ(ddInsList(pstring("c"), c, -1), noErr);
+    AddResource(c, FOUR("Dial"), 3100, P("c"));
+    EXPECT_EQ(ddInsList(P("c"), c, -1), noErr);
     EXPECT_EQ(ddCurrent, 2);
     EXPECT_EQ(curDialItem, 3);
     EXPECT_EQ(defDial, 3);
@@ -100,24 +75,14 @@ TEST(Directory, IndicesFollowTheirEntries)
     EXPECT_EQ(ddCurrent, 1);
     EXPECT_EQ(curDialItem, 2);
     EXPECT_TRUE(ddir_ok());
-    ddDelFromList(2);
-    ddDelFromList(1);
-    ddDelFromList(0);
+    for (int16_t i : {2, 1, 0})
+        ddDelFromList(i);
     EXPECT_EQ(ddCount, 1) << "the last one stays";
 }
 
 TEST(Directory, AnEntryChosenInTheMenuIsInUse)
 {
-    make_place();
-    Book book = book_of({"Seven"});
-    book[5].data = dial_data([](cset_t &c) {
-        c.localStrID = 3001;
-        c.dataChar = '7';
-        c.parityChar = 'E';
-        c.baudLong = 9600;
-    });
-    write_book(book);
-    start_program();
+    start_with({"Seven"}, "dataChar='7' parityChar='E' baudLong=9600");
     EXPECT_TRUE(hl_choose(kMenuDial, 7)); // Seven, behind Local
     run_ticks(10);
     EXPECT_EQ(curDialItem, 1);
@@ -137,24 +102,17 @@ TEST(Directory, AnEntryChosenInTheMenuIsInUse)
 
 TEST(Modem, HangsUpAsTheListSaysAndAsks)
 {
-    const struct {
-        const char *what, *heard;
-        std::vector<Record> lists;
-    } rows[] = {
-        {"as shipped", "+++ATH0\r", {}},
-        {"by a list of the user's",
-         "+++ATH\r",
-         {{FOUR("STR#"), 1500, "No Modem",
-           list_data({"", "", "", "", "", "", "\xDE+++\xDE", "ATH\r", "",
-                      "cCONNECT"})}}},
-    };
-    for (auto &r : rows) {
+    // A list of the user's, or the one as shipped.
+    for (bool own : {false, true}) {
         EXPECT_TRUE(apart([&] {
             Book book = plain_book();
-            book.insert(book.end(), r.lists.begin(), r.lists.end());
+            if (own)
+                book.push_back(
+                    {FOUR("STR#"), 1500, "No Modem",
+                     list_text("||||||\xDE+++\xDE|ATH\r||cCONNECT")});
             write_book(book);
             start_program();
-            EXPECT_EQ(modem_res, r.lists.empty() ? 1000 : 1500);
+            EXPECT_EQ(modem_res, own ? 1500 : 1000);
             EXPECT_EQ(hl_line_heard(), "") << "nothing is typed at the start";
 
             hl_answer(2);
@@ -165,8 +123,8 @@ TEST(Modem, HangsUpAsTheListSaysAndAsks)
             hl_answer(1);
             EXPECT_TRUE(hl_choose(kMenuDial, kItemDialHangUp));
             run_ticks(300);
-            EXPECT_EQ(hl_line_heard(), r.heard);
+            EXPECT_EQ(hl_line_heard(), own ? "+++ATH\r" : "+++ATH0\r");
             EXPECT_GT(hl_now() - before, 2000000) << "without guard times";
-        })) << r.what;
+        })) << (own ? "a list of the user's" : "as shipped");
     }
 }

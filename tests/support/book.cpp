@@ -1,8 +1,13 @@
 // Books, written and read record by record.
 #include "tests/support/book.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstdlib>
+#include <span>
+#include <sstream>
 
+#include "connect/Fields.h"
 #include "connect/PhoneBook.h"
 #include "platform/headless/headless.h"
 #include "platform/memory.h"
@@ -98,6 +103,67 @@ std::vector<std::string> list_strings(const std::string &bytes)
     return strings;
 }
 
+std::string list_text(const std::string &strings)
+{
+    std::vector<std::string> parts;
+    std::istringstream in(strings + "|");
+
+    for (std::string one; !strings.empty() && std::getline(in, one, '|');)
+        parts.push_back(one);
+    return list_data(parts);
+}
+
+std::string text_of_list(const std::string &bytes)
+{
+    std::string text;
+
+    for (const std::string &s : list_strings(bytes))
+        text += "|" + s;
+    return text.substr(!text.empty());
+}
+
+static std::string number_bytes(const std::string &value, const record_field &f)
+{
+    std::istringstream in(value);
+    std::string bytes, one;
+    unsigned long number = 0;
+
+    for (int i = 0; i < f.count; i++) {
+        if (std::getline(in, one, ','))
+            number = one[0] == '\'' ? uint8_t(one[1]) : std::stoul(one);
+        std::string element;
+        for (int width = width_of(f.form); width > 0; width--)
+            element += char(number >> (8 * (width - 1)));
+        if (f.form == kOwnOrder && std::endian::native == std::endian::little)
+            std::ranges::reverse(element);
+        bytes += element;
+    }
+    return bytes;
+}
+
+std::string with(std::string record, const std::string &fields)
+{
+    std::span<const record_field> table = qsetFields;
+    std::istringstream in(fields);
+
+    if (record.size() == size_t(kDialRecLen))
+        table = csetFields;
+    for (std::string one; in >> one;) {
+        size_t equals = one.find('=');
+        std::string name = one.substr(0, equals);
+        std::string value = one.substr(equals + 1);
+        auto f = std::ranges::find(table, name, &record_field::name);
+        if (f == table.end())
+            abort();
+        if (f->form == kPString)
+            value.insert(0, 1, char(value.size()));
+        else if (f->form != kChars)
+            value = number_bytes(value, *f);
+        record.replace(f->offset, value.size(), value);
+    }
+    return record;
+}
+
 template <class T>
 static std::string record_data(OSType type, int16_t id, size_t size,
                                void (*copy)(const void *, void *),
@@ -134,10 +200,8 @@ Book plain_book()
     globals[kGlobModem - 1] = "No Modem";
     globals[kGlobDefault - 1] = "Local";
     return {
-        {FOUR("Dial"), 3000, "Local",
-         dial_data([](cset_t &c) { c.localStrID = 3000; })},
-        {FOUR("STR#"), 3000, "",
-         list_data({"", "", "", "", "", "", "", "", "rz\r", "d z "})},
+        {FOUR("Dial"), 3000, "Local", with(dial_data(), "localStrID=3000")},
+        {FOUR("STR#"), 3000, "", list_text("||||||||rz\r|d z ")},
         {FOUR("STR#"), 0, "Default", list_data({"Return", "\r"})},
         {FOUR("STR#"), 256, "", list_data(globals)},
         {FOUR("qSet"), 1, "", qset_data()},

@@ -29,8 +29,15 @@ const Record *find(const Book &book, OSType type, int16_t id);
 // Records as they stand in a file.
 std::string list_data(const std::vector<std::string> &strings);
 std::vector<std::string> list_strings(const std::string &bytes);
+// The same, with the strings as one text: "a||c".
+std::string list_text(const std::string &strings);
+std::string text_of_list(const std::string &bytes);
 std::string dial_data(const std::function<void(cset_t &)> &change = {});
 std::string qset_data(const std::function<void(qset_t &)> &change = {});
+// A Dial or qSet record with other fields, "bsKey=8 dataChar='7' oldPhone=555":
+// numbers, characters, texts without blanks. Of several numbers, "1,2", the
+// last one fills the field.
+std::string with(std::string record, const std::string &fields);
 
 // A sound book of the present layout: one entry "Local" on the scripted line,
 // its list, macros, global strings, settings. The line is made.
