@@ -1,4 +1,4 @@
-// What the user hears of failures.
+// How failures are reported to the user.
 #include "base/ErrMsg.h"
 
 #include "base/pstr.h"

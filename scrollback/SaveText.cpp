@@ -25,7 +25,7 @@ uint8_t gAppendOK;
 constexpr int32_t kMostBytes = 10000000; // a larger selection can't leave
 constexpr OSType kTextType = FOUR("TEXT");
 
-// Errors of the writing aren't told: the file's size tells, as ever.
+// A failed write isn't reported; the file is then shorter than the selection.
 static int16_t write_new(const FSSpec &file, const uint8_t *text, int32_t size)
 {
     int16_t ref;
@@ -165,7 +165,7 @@ void DoAppendSel()
 
     if (!MyGetFile(kTextFiles, types, &file))
         return;
-    // A failure has been told; the target is remembered all the same.
+    // A failure has been reported; the target is remembered all the same.
     (void)AppendSel(&file);
     SetAppendName(&file, 1);
 }

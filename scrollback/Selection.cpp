@@ -286,7 +286,7 @@ void offerSel()
     int32_t size;
     const uint8_t *text = prepSel(&size);
 
-    // Without a display to hold it there is nobody to paste it either.
+    // This fails only without a display, and then no program could paste it.
     if (size > 0)
         (void)PutPrimary(size, text);
     unprepSel();

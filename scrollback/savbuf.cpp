@@ -1,5 +1,5 @@
 // The store of lines that left the screen, its scroll bar, and the capture by
-// lines. Both blocks only grow; the store is never told to be small.
+// lines. Both blocks only grow; the store has no limit but memory.
 #include "scrollback/savbuf.h"
 
 #include <algorithm>

@@ -158,7 +158,7 @@ static void find_folders()
     GetProgramFolder(&pgmVolRef, &pgmDir);
     pgmVRef = pgmVolRef;
     gPrefFolderDomain = kUserDomain;
-    // Whoever needs a folder that can't be had reports it.
+    // Whoever needs a folder that isn't there reports it.
     (void)FindFolder(kUserDomain, kPrefFolder, true, &gSysVRefNum,
                      &gSysFolderDirID);
     gHaveUserDLFolder =
@@ -354,7 +354,7 @@ int FinishInitFoneOpen()
     stamp();
     textcreator = qset.textCreator;
     if (result) {
-        (void)loadSettings(defDial); // a start asks nothing
+        (void)loadSettings(defDial); // the start asks no questions
         FinishSetup();
         stamp();
         if (!(KeyModifiers() & optionKey))

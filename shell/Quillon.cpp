@@ -37,7 +37,7 @@ constexpr int32_t kQuietLine = 4;   // ticks after which they may run
 constexpr int32_t kBusyInput = 200; // bytes waiting that put events off
 constexpr int16_t kMoved = 4;       // pixels that don't count as a new place
 
-// What the dialer is told: its dialog's buttons, and a letter.
+// What goes to the dialer: its dialog's buttons, and a letter.
 constexpr int16_t kDialCancel = 1, kDialStop = 2, kDialNow = 0x44;
 
 // The status bar's clickable part.
@@ -117,8 +117,8 @@ static void send_jobs(char mode)
         do_vtpos(limit);
 }
 
-// Takes the next event, if it is time to ask for one: asking is the dearest
-// call of the loop, and at high speeds it isn't made on every pass.
+// Takes the next event, if it is time to ask for one: asking costs more
+// than any other call of the loop, so at high speeds not every pass does it.
 static void fetch_event(EventRecord *event, uint16_t mask, char mode,
                         int32_t now)
 {
@@ -438,8 +438,8 @@ static void mouse_click(const EventRecord &event, char mode)
             drag_click(window, mode);
         break;
     case inGrow:
-        // Also behind a dialer: a size that isn't followed leaves rows that
-        // nobody sees.
+        // Also behind a dialer: a size that isn't followed leaves rows
+        // out of sight.
         if (all || window == myWindow)
             grow_click(event, window);
         break;

@@ -1,5 +1,5 @@
-// Commands. A table tells of each item what it does and when it can be chosen;
-// the menus' dimming, the Command keys and DoMenu all go by it.
+// Commands. One table holds what each item does and when it can be chosen. The
+// menus' dimming, the Command keys and DoMenu all use it.
 #include "shell/QuillonMenus.h"
 
 #include "automation/AsciiSend.h"
@@ -450,7 +450,7 @@ enum : uint8_t {     // flags
     kUnlisted = 8,   // no item of the menu
 };
 
-// What a row tells of the items from `item` to `last`. A null `act` is a
+// A row stands for the items from `item` to `last`. A null `act` is a
 // command that the program doesn't have: its item is dimmed, and a choice that
 // comes by another way does nothing. `shifted` is what its Command key does
 // with Shift held, also where the item itself has no act.

@@ -70,7 +70,7 @@ static void send_byte(uint8_t c)
 }
 
 // A string of the user's: one that begins with a control character is an
-// escape sequence, which nobody echoes.
+// escape sequence, which no host echoes.
 static void send_string(ConstStr s)
 {
     if (s[0] > 0)

@@ -1,5 +1,5 @@
 // The byte interpreter: a state machine over `charflg`, three tables of
-// handlers, and the fast road of plain text.
+// handlers, and the fast path of plain text.
 //
 //  state     byte                          goes to
 //  0 text    ESC                           1
@@ -41,7 +41,7 @@ uint8_t gDoubleByte;
 uint8_t gInJapanShift;
 uint8_t didWrap;
 
-static uint8_t lastch; // the byte before, stripped as told by the settings
+static uint8_t lastch; // the byte before, stripped if the settings say so
 
 // ---- the run ---------------------------------------------------------------
 
@@ -308,7 +308,7 @@ static void one_byte(uint8_t byte)
 // ---- plain text ------------------------------------------------------------
 
 // The high bit of each byte of `word` that is 0; above the lowest such byte
-// the answer may be wrong, and nobody looks there.
+// the answer may be wrong, and isn't used.
 static uint64_t zero_bytes(uint64_t word)
 {
     constexpr uint64_t kOnes = 0x0101010101010101, kHighs = kOnes << 7;

@@ -43,7 +43,7 @@ int32_t caretTime;
 
 // ---- the port --------------------------------------------------------------
 
-// A dialog may be the port when bytes come in. Where nobody had it the
+// A dialog may be the port when bytes come in. If no window was the port, the
 // terminal keeps it.
 WindowPtr begin_port()
 {

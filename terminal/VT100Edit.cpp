@@ -135,7 +135,7 @@ void absmove(int16_t col, int16_t row)
         GetPen(&curPenLoc);
         gNeedPen = 0;
     } else {
-        // Measuring the line for a pen that nobody sees can wait.
+        // The pen isn't seen now, so measuring the line for it can wait.
         gNeedPen = 1;
     }
 
@@ -256,7 +256,7 @@ void cursor_restore()
     origin_rel = savOrigin;
 }
 
-// The screen full of E, for adjusting a tube that nobody has.
+// The alignment pattern: the screen full of E.
 static void alignment_test()
 {
     for (int r = 0; r < MaxLine; r++)
