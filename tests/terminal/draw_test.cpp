@@ -44,7 +44,17 @@ std::string plain_edits(unsigned seed, int steps)
     return out;
 }
 
-TEST(Draw, EditingEqualsARepaint)
+class Draw : public testing::Test {
+protected:
+    void SetUp() override { open_terminal(6, 20); }
+};
+using Reply = Draw;
+using Bars = Draw;
+using Cursor = Draw;
+using Size = Draw;
+using Font = Draw;
+
+TEST(Edits, EqualARepaint)
 {
     open_terminal(12, 40);
     for (unsigned seed = 0; seed < 60; seed++) {
@@ -63,13 +73,12 @@ TEST(Draw, EditingEqualsARepaint)
 }
 
 // A scroll fills the margins with the background, and an erase wipes them.
-TEST(Draw, NoColourStaysBesideTheText)
+TEST_F(Draw, NoColourStaysBesideTheText)
 {
     static const char *const wipes[] = {
         "\33[H\33[J", "\33[6H\33[1J\33[K", "\33[H\33[6M\33[K",
         "\33[H\33[K\n\33[K\n\33[2K\n\33[K\n\33[K\n\33[K"};
 
-    open_terminal(6, 20);
     Rect bounds = window_bounds(6, 20);
     bounds.right = int16_t(bounds.right + 4);
     ResizeWind(myWindow, &bounds);
@@ -83,16 +92,14 @@ TEST(Draw, NoColourStaysBesideTheText)
     }
 }
 
-TEST(Draw, OverstrikeInTheLastColumnDrawsTheRunWhereItBegan)
+TEST_F(Draw, OverstrikeInTheLastColumnDrawsTheRunWhereItBegan)
 {
-    open_terminal(6, 20);
     show("\33[?7l\33[2;3Habcdefghijklmnopqrstuvwxyz");
     EXPECT_EQ(take_picture() == repainted(), true);
 }
 
-TEST(Draw, ARunIsDrawnInTheColoursInForce)
+TEST_F(Draw, ARunIsDrawnInTheColoursInForce)
 {
-    open_terminal(6, 20);
     cset.termType = 1;
     show("\33[31;44mX \33[m");
     EXPECT_EQ(corner(0, 1), 0x000080u);
@@ -105,32 +112,29 @@ TEST(Draw, ARunIsDrawnInTheColoursInForce)
 
 // Bold on a colour screen is a colour, and the reverse one of its own, which
 // only a 0 takes back.
-TEST(Draw, AnsiReverseShowsOnAColourScreen)
+TEST_F(Draw, ReverseShowsByTheTypeAndEndsInItsOwnWay)
 {
-    open_terminal(6, 20);
-    cset.termType = 1;
-    show("\33[0m \33[7m \33[27m ");
-    EXPECT_EQ(corner(0, 0), kBlack);
-    EXPECT_EQ(corner(0, 1), kWhite);
-    EXPECT_EQ(corner(0, 2), kWhite);
-    show("\33[41m \33[0m ");
-    EXPECT_EQ(corner(0, 3), 0x800000u);
-    EXPECT_EQ(corner(0, 4), kBlack);
+    static const struct {
+        uint16_t type;
+        const char *text;
+        std::vector<uint32_t> corners; // of row 0
+    } rows[] = {
+        {0, " \33[7m \33[27m \33[7m\33[0m ", {kWhite, kBlack, kWhite, kWhite}},
+        {1, "\33[0m \33[7m \33[27m ", {kBlack, kWhite, kWhite}},
+        {1, "\33[41m \33[0m ", {0x800000, kBlack}},
+    };
+
+    for (const auto &r : rows) {
+        cset.termType = uint8_t(r.type);
+        show("\r");
+        show(r.text);
+        for (size_t i = 0; i < r.corners.size(); i++)
+            EXPECT_EQ(corner(0, int(i)), r.corners[i]) << r.text << " " << i;
+    }
 }
 
-TEST(Draw, Vt100ReverseInvertsAndEndsWith27)
+TEST_F(Draw, ARepaintShowsTheTextPlain)
 {
-    open_terminal(6, 20);
-    show(" \33[7m \33[27m \33[7m\33[0m ");
-    EXPECT_EQ(corner(0, 0), kWhite);
-    EXPECT_EQ(corner(0, 1), kBlack);
-    EXPECT_EQ(corner(0, 2), kWhite);
-    EXPECT_EQ(corner(0, 3), kWhite);
-}
-
-TEST(Draw, ARepaintShowsTheTextPlain)
-{
-    open_terminal(6, 20);
     show("abc");
     const picture plain = take_picture();
     show("\r\33[7;1;4mabc\33[0m");
@@ -141,9 +145,8 @@ TEST(Draw, ARepaintShowsTheTextPlain)
 // ---- replies ---------------------------------------------------------------
 
 // The host checks the text by the sum behind it.
-TEST(Reply, IdentificationCarriesItsSum)
+TEST_F(Reply, IdentificationCarriesItsSum)
 {
-    open_terminal(6, 20);
     sIn = sOut = int16_t(hl_line_open(HL_SOCKET));
     line_use(sIn);
     cset.xferFlags = kXferBPlus;
@@ -160,9 +163,8 @@ TEST(Reply, IdentificationCarriesItsSum)
 }
 
 // A host that asks and never listens must not fill the memory with answers.
-TEST(Reply, StatusIsNotAnsweredWithoutEnd)
+TEST_F(Reply, StatusIsNotAnsweredWithoutEnd)
 {
-    open_terminal(6, 20);
     for (int i = 0; i < 3000; i++)
         show("\33[5n");
     EXPECT_EQ(asAnswers(INT32_MAX), 4096);
@@ -178,9 +180,8 @@ TEST(Reply, StatusIsNotAnsweredWithoutEnd)
 
 // A scroll redraws the status bar if a part of it waits for that, and what
 // was uncovered in the text is not lost.
-TEST(Bars, AreRedrawnInPassing)
+TEST_F(Bars, AreRedrawnInPassing)
 {
-    open_terminal(6, 20);
     Rect bounds;
     GetWindowPortBounds(myWindow, &bounds);
     bounds.top = int16_t(bounds.bottom - 10);
@@ -194,9 +195,8 @@ TEST(Bars, AreRedrawnInPassing)
 
 // ---- the cursor ------------------------------------------------------------
 
-TEST(Cursor, BlinksByTheCaretTime)
+TEST_F(Cursor, BlinksByTheCaretTime)
 {
-    open_terminal(6, 20);
     show("ab");
     EXPECT_EQ(cursorInverted, 0);
     hl_advance_ticks(1);
@@ -215,9 +215,8 @@ TEST(Cursor, BlinksByTheCaretTime)
     EXPECT_FALSE(has_ink(0, 2, kBlack));
 }
 
-TEST(Cursor, SteadyAndBlock)
+TEST_F(Cursor, SteadyAndBlock)
 {
-    open_terminal(6, 20);
     show("\33[3v\33[4vab");
     for (int i = 0; i < 5; i++) {
         hl_advance_ticks(100);
@@ -231,9 +230,8 @@ TEST(Cursor, SteadyAndBlock)
     EXPECT_EQ(cursorActive, 0);
 }
 
-TEST(Cursor, ShownInMidBatchStandsWhereTheBatchEnds)
+TEST_F(Cursor, ShownInMidBatchStandsWhereTheBatchEnds)
 {
-    open_terminal(6, 20);
     show("\33[1vab");
     EXPECT_EQ(cursorActive, 0);
     show("\33[0v\33[4;7H");
@@ -243,9 +241,8 @@ TEST(Cursor, ShownInMidBatchStandsWhereTheBatchEnds)
     EXPECT_EQ(cursRect.bottom, 4 * LineHeight + 3);
 }
 
-TEST(Cursor, IsOffWhileSuspendedOrBehindADialog)
+TEST_F(Cursor, IsOffWhileSuspendedOrBehindADialog)
 {
-    open_terminal(6, 20);
     stop_cursor();
     Suspended = 1;
     start_cursor();
@@ -257,9 +254,8 @@ TEST(Cursor, IsOffWhileSuspendedOrBehindADialog)
 
 // ---- sizes and fonts -------------------------------------------------------
 
-TEST(Size, ColumnsKeepTheTextRowsSendItToTheStore)
+TEST_F(Size, ColumnsKeepTheTextRowsSendItToTheStore)
 {
-    open_terminal(6, 20);
     show("one\r\ntwo\33[2;4r\33[3;20Hx");
     EXPECT_EQ(curcol, 20);
     Rect bounds = window_bounds(6, 12);
@@ -282,9 +278,8 @@ TEST(Size, ColumnsKeepTheTextRowsSendItToTheStore)
     EXPECT_TRUE(sav_ok());
 }
 
-TEST(Size, IsHeldWithinTheRecords)
+TEST_F(Size, IsHeldWithinTheRecords)
 {
-    open_terminal(6, 20);
     Rect bounds = {0, 0, 4000, 4000};
     uint16_t rows, cols;
 
@@ -301,9 +296,8 @@ TEST(Size, IsHeldWithinTheRecords)
     EXPECT_TRUE(rows_ok());
 }
 
-TEST(Size, AnotherFontClearsOnlyIfItsCellDiffers)
+TEST_F(Size, AnotherFontClearsOnlyIfItsCellDiffers)
 {
-    open_terminal(6, 20);
     show("text");
     setFontCheckRowCol(0);
     EXPECT_EQ(memcmp(scrLine(0), "text", 4), 0);
@@ -327,9 +321,8 @@ void connection_font(ConstStr name)
     ASSERT_EQ(AppendStrList(gLocalStrings, name), noErr);
 }
 
-TEST(Font, IsLookedForInOrder)
+TEST_F(Font, IsLookedForInOrder)
 {
-    open_terminal(6, 20);
     EXPECT_EQ(MyGetFontNum(PSTR("no such font")), -1);
     const int16_t own = MyGetFontNum(PSTR("ql-Mac"));
     EXPECT_GT(own, 0);
@@ -344,9 +337,8 @@ TEST(Font, IsLookedForInOrder)
     EXPECT_EQ(GetTermFontID(0), MyGetFontNum(pc));
 }
 
-TEST(Font, ACharacterOfTwoBytesIsNotSplit)
+TEST_F(Font, ACharacterOfTwoBytesIsNotSplit)
 {
-    open_terminal(6, 20);
     fonts_add_double_byte(PSTR("Test JIS"));
     connection_font(PSTR("Test JIS"));
     setFontCheckRowCol(0);

@@ -19,14 +19,7 @@
 #include "shell/QuillonMenus.h"
 #include "terminal/SendKey.h"
 #include "terminal/VT100.h"
-#include "tests/support/sandbox.h"
-
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <string>
-#include <unistd.h>
-#include <vector>
+#include "tests/support/book.h"
 
 constexpr uint16_t kCmd = cmdKey, kShift = shiftKey, kOpt = optionKey,
                    kCtrl = controlKey;
@@ -268,32 +261,23 @@ TEST(View, PageKeysScrollWhenTheyAreLocal)
 // Lists of our own: the keys' in the program's place, macros in a book.
 static void use_list(int16_t id, const std::vector<std::string> &strings)
 {
-    Handle h = NewStrList();
-    for (const std::string &s : strings) {
-        Str255 p;
-        p[0] = uint8_t(s.size());
-        for (size_t i = 0; i < s.size(); i++)
-            p[i + 1] = uint8_t(s[i]);
-        ASSERT_EQ(AppendStrList(h, p), noErr);
-    }
-    static bool open;
-    if (!open) {
-        int16_t vRef;
-        int32_t dir;
-        sandbox();
-        ASSERT_EQ(FindFolder(0, kPrefFolder, true, &vRef, &dir), noErr);
-        HCreateResFile(vRef, dir, PSTR("keys"));
-        int16_t ref = HOpenResFile(vRef, dir, PSTR("keys"), fsRdWrPerm);
-        ASSERT_GT(ref, 0);
-        open = true;
+    const std::string bytes = list_data(strings);
+    const int32_t size = int32_t(bytes.size());
+    static int16_t book;
+    if (!book) {
+        static const Place place;
+        HCreateResFile(place.vRef, place.dir, PSTR("keys"));
+        book = HOpenResFile(place.vRef, place.dir, PSTR("keys"), fsRdWrPerm);
+        ASSERT_GT(book, 0);
     }
     if (Handle own = GetResource(FOUR("STR#"), id)) {
         // The program's own list, which no book replaces.
-        SetHandleSize(own, GetHandleSize(h));
-        memcpy(*own, *h, size_t(GetHandleSize(h)));
-        DisposeHandle(h);
+        SetHandleSize(own, size);
+        memcpy(*own, bytes.data(), bytes.size());
         return;
     }
+    Handle h = nullptr;
+    ASSERT_EQ(PtrToHand(bytes.data(), &h, size), noErr);
     AddResource(h, FOUR("STR#"), id, PSTR("test"));
     ASSERT_EQ(ResError(), noErr);
 }

@@ -1,12 +1,34 @@
-// The runner of terminal scripts.
-#include "script.h"
+// Terminal tests as scripts: bytes in, facts out. A *.test file holds cases;
+// each runs in a process of its own, once with its bytes as they are written
+// and once one byte a call, with the invariants checked in between.
+//
+//  case NAME              begins a case: 24x80, VT100, CR is no new line
+//  size ROWS COLS         before the first feed
+//  set NAME VALUE...      variables of the table below
+//  ACT -> FACT            both on one line
+//  feed "BYTES"           \e \n \r \t \b \a \0 \xHH \" \\ and "..."*COUNT
+//  do NAME                calls reset_term, clrAttrib, prepSel...
+//  is NAME VALUE...       the variables have the values
+//  cursor ROW COL         both from 0
+//  row N "TEXT"           without trailing spaces
+//  rows N "A" "B"...      from row N down
+//  stored N               so many lines are in the store
+//  line N "TEXT"          line N of the store
+//  last "A" "B"...        the store's last lines
+//  answerback "TEXT"      the connection's answer to ENQ
+//  sent "BYTES"           what went to the line since the last look
+//  beeps N                since the last look
+//  contains "TEXT" 0|1    linecontains
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -41,29 +63,15 @@ static void fail(const std::string &text)
 
 static char escape_char(const char *&at)
 {
-    switch (*at) {
-    case 'e':
-        return 27;
-    case 'n':
-        return '\n';
-    case 'r':
-        return '\r';
-    case 't':
-        return '\t';
-    case 'b':
-        return '\b';
-    case 'a':
-        return '\a';
-    case '0':
-        return 0;
-    case 'x': {
+    static const char names[] = "enrtba0", bytes[] = "\33\n\r\t\b\a";
+
+    if (*at == 'x') {
         const char digits[3] = {at[1], at[2], 0};
         at += 2;
         return char(strtol(digits, nullptr, 16));
     }
-    default:
-        return *at;
-    }
+    const char *name = *at ? strchr(names, *at) : nullptr;
+    return name ? bytes[name - names] : *at;
 }
 
 static std::string quoted(const char *&at)
@@ -124,80 +132,37 @@ template <class T> static variable var(T &v)
     return {[&v] { return long(v); }, [&v](long n) { v = T(n); }};
 }
 
+// clang-format off
 static std::map<std::string, variable> &variables()
 {
+#define NAMED(v) {#v, var(v)}
     static std::map<std::string, variable> table = {
-        {"MaxLine", var(MaxLine)},
-        {"MaxCol", var(MaxCol)},
-        {"abslin", var(abslin)},
-        {"curcol", var(curcol)},
-        {"toplin", var(toplin)},
-        {"botlin", var(botlin)},
-        {"scrtop", var(scrtop)},
-        {"scrbot", var(scrbot)},
-        {"margin_top", var(margin_top)},
-        {"margin_bottom", var(margin_bottom)},
-        {"didWrap", var(didWrap)},
-        {"outcnt", var(outcnt)},
-        {"charflg", var(charflg)},
-        {"numargs", var(numargs)},
-        {"num1", var(num[1])},
-        {"num2", var(num[2])},
-        {"num3", var(num[3])},
-        {"num9", var(num[9])},
-        {"num10", var(num[10])},
-        {"prvchr", var(prvchr)},
-        {"cursor_mode", var(cursor_mode)},
-        {"keypad_app", var(keypad_app)},
-        {"autowrap", var(autowrap)},
-        {"origin_rel", var(origin_rel)},
-        {"newline", var(newline)},
-        {"insert", var(insert)},
-        {"Invert", var(Invert)},
-        {"textstyle", var(textstyle)},
-        {"invisible", var(invisible)},
-        {"blink", var(blink)},
-        {"useBlockCursor", var(useBlockCursor)},
-        {"interpret_control", var(interpret_control)},
-        {"intense", var(intense)},
-        {"curFG", var(curFG)},
-        {"curBG", var(curBG)},
-        {"curFGred", var(curFGrgb.red)},
-        {"curBGred", var(curBGrgb.red)},
-        {"curFGindex", var(curFGindex)},
-        {"GShift", var(GShift)},
-        {"curGSet", var(curGSet)},
-        {"GSet0", var(GSet[0])},
-        {"GSet1", var(GSet[1])},
-        {"GSet2", var(GSet[2])},
-        {"gFirstChar", var(gFirstChar)},
-        {"gDoubleByte", var(gDoubleByte)},
-        {"gInJapanShift", var(gInJapanShift)},
-        {"scrolled", var(scrolled)},
-        {"blanklines", var(blanklines)},
-        {"savcount", var(savcount)},
-        {"aheadPos", var(aheadPos)},
-        {"sendWait", var(sendWait)},
-        {"sendWait2", var(sendWait2)},
-        {"termType", var(cset.termType)},
-        {"termFlags", var(cset.termFlags)},
-        {"xferFlags", var(cset.xferFlags)},
-        {"bufFlags", var(cset.bufFlags)},
-        {"globFlags", var(qset.globFlags)},
+        NAMED(margin_top), NAMED(margin_bottom), NAMED(outcnt), NAMED(charflg),
+        NAMED(numargs), NAMED(cursor_mode), NAMED(keypad_app), NAMED(autowrap),
+        NAMED(origin_rel), NAMED(newline), NAMED(insert), NAMED(Invert),
+        NAMED(textstyle), NAMED(invisible), NAMED(blink), NAMED(useBlockCursor),
+        NAMED(interpret_control), NAMED(intense), NAMED(curFG), NAMED(curBG),
+        NAMED(curFGindex), NAMED(GShift), NAMED(curGSet), NAMED(gFirstChar),
+        NAMED(gDoubleByte), NAMED(gInJapanShift), NAMED(aheadPos),
+        NAMED(sendWait), NAMED(sendWait2), {"num1", var(num[1])},
+        {"num2", var(num[2])}, {"num3", var(num[3])}, {"num9", var(num[9])},
+        {"num10", var(num[10])}, {"curFGred", var(curFGrgb.red)},
+        {"curBGred", var(curBGrgb.red)}, {"GSet2", var(GSet[2])},
+        {"termType", var(cset.termType)}, {"termFlags", var(cset.termFlags)},
+        {"bufFlags", var(cset.bufFlags)}, {"globFlags", var(qset.globFlags)},
         {"useColor", var(qset.useColor)},
     };
+#undef NAMED
     return table;
 }
+// clang-format on
 
 static const std::map<std::string, void (*)()> &calls()
 {
     static const std::map<std::string, void (*)()> table = {
         {"reset_term", reset_term},
         {"clrAttrib", clrAttrib},
-        {"clear_screen", clear_screen},
         {"home_cursor", home_cursor},
-        {"prepSel", [] { prepSel(nullptr); }},
-        {"unprepSel", unprepSel},
     };
     return table;
 }
@@ -263,26 +228,12 @@ static std::string bare(const uint8_t *line, int length)
     return {reinterpret_cast<const char *>(line), size_t(length)};
 }
 
-static std::string printable(const std::string &text)
-{
-    std::string out = "\"";
-    for (char c : text) {
-        char hex[8];
-        if (c >= 32 && c < 127) {
-            out += c;
-        } else {
-            snprintf(hex, sizeof hex, "\\x%02X", uint8_t(c));
-            out += hex;
-        }
-    }
-    return out + "\"";
-}
-
 static void expect_text(const std::string &what, const std::string &is,
                         const std::string &want)
 {
     if (is != want)
-        fail(what + " is " + printable(is) + ", expected " + printable(want));
+        fail(what + " is " + testing::PrintToString(is) + ", expected " +
+             testing::PrintToString(want));
 }
 
 static void expect_number(const std::string &what, long is, long want)
@@ -315,6 +266,31 @@ static long number(const std::string &text)
     return strtol(text.c_str(), nullptr, 0);
 }
 
+static variable named(const std::string &name)
+{
+    if (variables().count(name))
+        return variables()[name];
+    fail("no variable " + name);
+    return {[] { return 0L; }, [](long) {}};
+}
+
+static void set_variable(const std::string &name, long value)
+{
+    // A page is made with the type of the moment.
+    if (name != "termType" && name != "globFlags")
+        start();
+    named(name).set(value);
+}
+
+static void expect_rows(const words &w)
+{
+    for (size_t i = 2; i < w.size(); i++) {
+        const int row = int(number(w[1]) + long(i) - 2);
+        expect_text("row " + std::to_string(row), bare(scrLine(row), kMaxCols),
+                    w[i]);
+    }
+}
+
 // ---- commands --------------------------------------------------------------
 
 using command = void (*)(const words &w);
@@ -329,18 +305,14 @@ static const std::map<std::string, command> &commands()
          }},
         {"set",
          [](const words &w) {
-             if (w[1] != "termType" && w[1] != "globFlags")
-                 start();
-             if (!variables().count(w[1]))
-                 return fail("no variable " + w[1]);
-             variables()[w[1]].set(number(w[2]));
+             for (size_t i = 1; i + 1 < w.size(); i += 2)
+                 set_variable(w[i], number(w[i + 1]));
          }},
         {"is",
          [](const words &w) {
              start();
-             if (!variables().count(w[1]))
-                 return fail("no variable " + w[1]);
-             expect_number(w[1], variables()[w[1]].get(), number(w[2]));
+             for (size_t i = 1; i + 1 < w.size(); i += 2)
+                 expect_number(w[i], named(w[i]).get(), number(w[i + 1]));
          }},
         {"do",
          [](const words &w) {
@@ -356,19 +328,8 @@ static const std::map<std::string, command> &commands()
              expect_number("cursor's row", abslin, number(w[1]));
              expect_number("cursor's column", curcol, number(w[2]));
          }},
-        {"row",
-         [](const words &w) {
-             expect_text("row " + w[1],
-                         bare(scrLine(int(number(w[1]))), kMaxCols), w[2]);
-         }},
-        {"rows",
-         [](const words &w) {
-             for (size_t i = 2; i < w.size(); i++) {
-                 const int row = int(number(w[1]) + long(i) - 2);
-                 expect_text("row " + std::to_string(row),
-                             bare(scrLine(row), kMaxCols), w[i]);
-             }
-         }},
+        {"row", expect_rows},
+        {"rows", expect_rows},
         {"stored",
          [](const words &w) {
              expect_number("lines stored", savlines, number(w[1]));
@@ -419,6 +380,20 @@ struct numbered {
 };
 using one_case = std::vector<numbered>;
 
+// One line: acts and facts, "->" between.
+static void run_line(const words &w)
+{
+    for (auto end = w.begin(); end != w.end();) {
+        const auto from = end;
+        end = std::find(from, w.end(), "->");
+        if (!commands().count(*from))
+            return fail("no command " + *from);
+        commands().at (*from)({from, end});
+        if (end != w.end())
+            end++;
+    }
+}
+
 static void run_lines(const one_case &lines)
 {
     default_settings();
@@ -426,10 +401,7 @@ static void run_lines(const one_case &lines)
         const words w = split(line.text);
         if (w.empty() || w[0] == "case")
             continue;
-        if (commands().count(w[0]))
-            commands().at(w[0])(w);
-        else
-            fail("no command " + w[0]);
+        run_line(w);
         if (!gError.empty()) {
             gError = ":" + std::to_string(line.at) + ": " + gError + "\n";
             return;
@@ -466,7 +438,8 @@ static std::string run_case(const one_case &lines)
     return error;
 }
 
-std::string run_script(const std::string &path, bool bytewise)
+// Empty when every case of the file holds; otherwise what failed, and where.
+static std::string run_script(const std::string &path, bool bytewise)
 {
     std::ifstream file(path);
     std::vector<one_case> cases;
@@ -488,3 +461,28 @@ std::string run_script(const std::string &path, bool bytewise)
     }
     return errors;
 }
+
+static words script_names()
+{
+    words names;
+
+    for (const auto &entry : std::filesystem::directory_iterator(TEST_DIR)) {
+        if (entry.path().extension() == ".test")
+            names.push_back(entry.path().stem().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+class Script : public testing::TestWithParam<std::string> {};
+
+TEST_P(Script, WholeAndByteByByte)
+{
+    const std::string path = std::string(TEST_DIR) + "/" + GetParam() + ".test";
+
+    EXPECT_EQ(run_script(path, false), "");
+    EXPECT_EQ(run_script(path, true), "") << "byte by byte";
+}
+
+INSTANTIATE_TEST_SUITE_P(Terminal, Script, testing::ValuesIn(script_names()),
+                         [](const auto &row) { return row.param; });
