@@ -44,74 +44,73 @@ void text_window()
     later();
 }
 
-#define EXPECT_SELECTED(a, b, c, d)                                            \
-    EXPECT_EQ(stSel, a);                                                       \
-    EXPECT_EQ(stCol, b);                                                       \
-    EXPECT_EQ(endSel, c);                                                      \
-    EXPECT_EQ(endCol, d)
+std::string selection()
+{
+    if (stSel < 0)
+        return "none";
+    return std::to_string(stSel) + ":" + std::to_string(stCol) + "-" +
+           std::to_string(endSel) + ":" + std::to_string(endCol);
+}
 
-TEST(Click, ADragSelectsInEitherDirection)
+// Gestures upon one text, each some time after the one before; `twice` has
+// a click on the place just before it.
+TEST(Click, WhatEachGestureSelects)
+{
+    struct row {
+        const char *what;
+        bool twice;
+        uint16_t modifiers;
+        std::vector<Point> way;
+        std::string selected; // row:column to row:column
+        const char *copied = nullptr;
+    };
+    text_window();
+    const row rows[] = {
+        {"down",
+         false,
+         0,
+         {cell(0, 3), cell(1, 5), cell(1, 8)},
+         "0:3-1:8",
+         "ha beta gamma\ndelta ep"},
+        {"to just behind the text",
+         false,
+         0,
+         {cell(0, 0), cell(0, 17)},
+         "0:0-0:17",
+         "alpha beta gamma"},
+        {"up", false, 0, {cell(2, 4), cell(0, 2)}, "0:2-2:4"},
+        {"a click", false, 0, {cell(4, 3)}, "none"},
+        {"a word", true, 0, {cell(0, 7)}, "0:6-0:10"},
+        {"by words", true, 0, {cell(1, 8), cell(1, 15)}, "1:6-1:18"},
+        {"by words, up", true, 0, {cell(1, 8), cell(0, 12)}, "0:11-1:13"},
+        {"a click", false, 0, {cell(1, 8)}, "none"},
+        {"another, too late", false, 0, {cell(1, 8)}, "none"},
+        {"no word there", true, 0, {cell(5, 5), cell(5, 9)}, "5:5-5:9"},
+        {"down", false, 0, {cell(1, 3), cell(1, 9)}, "1:3-1:9"},
+        {"more", false, shiftKey, {cell(2, 5)}, "1:3-2:5"},
+        {"more, up", false, shiftKey, {cell(0, 2)}, "0:2-2:5"},
+        {"a click", false, 0, {cell(1, 4)}, "none"},
+        {"from there", false, shiftKey, {cell(1, 8)}, "1:4-1:8"},
+    };
+    for (const row &r : rows) {
+        SCOPED_TRACE(r.what);
+        later();
+        if (r.twice)
+            click({r.way[0]});
+        click(r.way, r.modifiers);
+        EXPECT_EQ(selection(), r.selected);
+        EXPECT_EQ(findline, (r.way.back().v - 3) / LineHeight);
+        if (r.copied) {
+            EXPECT_STREQ(hl_clip_text(true), r.copied);
+        }
+    }
+}
+
+TEST(Click, OneColumnBackwardsIsShownSelected)
 {
     text_window();
-    click({cell(0, 3), cell(1, 5), cell(1, 8)});
-    EXPECT_SELECTED(0, 3, 1, 8);
-    EXPECT_EQ(findline, 1);
-    EXPECT_STREQ(hl_clip_text(true), "ha beta gamma\ndelta ep");
-    later();
-    click({cell(0, 0), cell(0, 17)}); // just behind the text
-    EXPECT_STREQ(hl_clip_text(true), "alpha beta gamma");
-    later();
     click({cell(0, 3), cell(1, 1)});
-    EXPECT_NE(corner(1, 0), corner(1, 1)) << "one column is shown selected";
-    later();
-    click({cell(2, 4), cell(0, 2)});
-    EXPECT_SELECTED(0, 2, 2, 4);
-    later();
-    click({cell(4, 3)});
-    EXPECT_EQ(stSel, -1);
-}
-
-TEST(Click, TwiceOnAPlaceTakesTheWordAndGoesOnByWords)
-{
-    text_window();
-    click({cell(0, 7)});
-    click({cell(0, 7)});
-    EXPECT_SELECTED(0, 6, 0, 10);
-    later();
-    click({cell(1, 8)});
-    click({cell(1, 8), cell(1, 15)});
-    EXPECT_SELECTED(1, 6, 1, 18);
-    later();
-    click({cell(1, 8)});
-    click({cell(1, 8), cell(0, 12)});
-    EXPECT_SELECTED(0, 11, 1, 13);
-    later();
-    click({cell(1, 8)});
-    later();
-    click({cell(1, 8)}); // too late
-    EXPECT_EQ(stSel, -1);
-    later();
-    click({cell(5, 5)});
-    click({cell(5, 5), cell(5, 9)}); // no word there
-    EXPECT_SELECTED(5, 5, 5, 9);
-}
-
-TEST(Click, ShiftExtends)
-{
-    text_window();
-    click({cell(1, 3), cell(1, 9)});
-    later();
-    click({cell(2, 5)}, shiftKey);
-    EXPECT_SELECTED(1, 3, 2, 5);
-    later();
-    click({cell(0, 2)}, shiftKey);
-    EXPECT_SELECTED(0, 2, 2, 5);
-    SetSel(-1, 0, -1, 0);
-    LClickRow = 1;
-    LClickCol = 4;
-    later();
-    click({cell(1, 8)}, shiftKey);
-    EXPECT_SELECTED(1, 4, 1, 8);
+    EXPECT_NE(corner(1, 0), corner(1, 1));
 }
 
 TEST(Click, ScrollsWhileThePointerIsOutside)

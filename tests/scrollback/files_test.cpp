@@ -1,12 +1,10 @@
 // The selection on its way out: to files and to paper.
+#include "tests/support/sandbox.h"
 #include "tests/support/terminalwindow.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "base/PathStr.h"
-#include "platform/files.h"
 #include "platform/menus.h"
 #include "resources/names.h"
 #include "scrollback/NPrint.h"
@@ -16,30 +14,13 @@
 
 namespace {
 
-FSSpec file_named(ConstStr name)
-{
+// A file of the case's folder, which isn't there yet.
+struct Target : Place {
     FSSpec spec = {};
-    int16_t vRef;
-    int32_t dirID;
 
-    EXPECT_EQ(FindFolder(0, kDownloadsFolder, true, &vRef, &dirID), noErr);
-    (void)FSMakeFSSpec(vRef, dirID, name, &spec);
-    (void)FSpDelete(&spec);
-    return spec;
-}
-
-std::string content(const FSSpec &spec)
-{
-    char text[4096];
-    int32_t size = sizeof text;
-    int16_t ref;
-
-    if (FSpOpenDF(&spec, fsRdPerm, &ref) != noErr)
-        return "(no file)";
-    (void)FSRead(ref, &size, text);
-    (void)FSClose(ref);
-    return {text, size_t(size)};
-}
+    Target() { (void)FSMakeFSSpec(vRef, dir, PSTR("last"), &spec); }
+    std::string content() const { return read("last"); }
+};
 
 void text_window()
 {
@@ -51,17 +32,16 @@ void text_window()
 TEST(SaveText, AppendsWithAnEmptyLineBehind)
 {
     text_window();
-    const FSSpec spec = file_named(PSTR("append test"));
+    const Target to;
     SetSel(0, 0, 1, 0);
-    EXPECT_EQ(AppendSel(&spec), noErr);
+    EXPECT_EQ(AppendSel(&to.spec), noErr);
     SetSel(4, 1, 4, 3);
-    EXPECT_EQ(AppendSel(&spec), noErr);
-    EXPECT_EQ(content(spec), "one\r\riv\r\r");
+    EXPECT_EQ(AppendSel(&to.spec), noErr);
+    EXPECT_EQ(to.content(), "one\r\riv\r\r");
     FInfo info;
-    ASSERT_EQ(FSpGetFInfo(&spec, &info), noErr);
+    ASSERT_EQ(FSpGetFInfo(&to.spec, &info), noErr);
     EXPECT_EQ(info.fdType, FOUR("TEXT"));
     EXPECT_TRUE(sav_ok());
-    (void)FSpDelete(&spec);
 }
 
 TEST(SaveText, RemembersTheTarget)
@@ -69,9 +49,9 @@ TEST(SaveText, RemembersTheTarget)
     Str255 text, base;
 
     text_window();
-    const FSSpec spec = file_named(PSTR("last"));
+    const Target to;
     GetMenuItemText(FileMenu, 12, base);
-    SetAppendName(&spec, 1);
+    SetAppendName(&to.spec, 1);
     EXPECT_EQ(gAppendOK, 1); // a file that isn't there yet will do
     GetMenuItemText(FileMenu, 12, text);
     EXPECT_EQ(text[0], base[0] + 6);
@@ -81,43 +61,38 @@ TEST(SaveText, RemembersTheTarget)
     int32_t folder;
     Str255 name;
     GetFolderFromStr(gArchiveStr, &volume, &folder, name);
-    EXPECT_EQ(volume, spec.vRefNum);
-    EXPECT_EQ(folder, spec.parID);
+    EXPECT_EQ(volume, to.vRef);
+    EXPECT_EQ(folder, to.dir);
     EXPECT_EQ(memcmp(name, "\4last", 5), 0);
 
     SetSel(0, 0, 0, 3);
     DoAppendLast();
-    EXPECT_EQ(content(spec), "one\r\r");
+    EXPECT_EQ(to.content(), "one\r\r");
 
-    FSSpec none = spec;
+    FSSpec none = to.spec;
     none.name[0] = 0;
     SetAppendName(&none, 0);
     EXPECT_EQ(gAppendOK, 0);
     GetMenuItemText(FileMenu, 12, text);
     EXPECT_EQ(text[0], base[0]);
-    (void)FSpDelete(&spec);
 }
 
 TEST(SaveText, ANewFileReplacesTheOld)
 {
-    char path[1024];
-
     text_window();
-    const FSSpec spec = file_named(PSTR("new file"));
+    const Target to;
     SetSel(0, 0, 3, 0);
-    ASSERT_EQ(FSSpecToPath(&spec, path, sizeof path), noErr);
-    hl_ask_answer(true, {path});
+    hl_ask_answer(true, {to.path("last")});
     EXPECT_EQ(writeBuffer(), noErr);
-    EXPECT_EQ(content(spec), "one\rtwo\rthree\r");
+    EXPECT_EQ(to.content(), "one\rtwo\rthree\r");
     SetSel(1, 0, 1, 3);
-    hl_ask_answer(true, {path});
+    hl_ask_answer(true, {to.path("last")});
     EXPECT_EQ(writeBuffer(), noErr);
-    EXPECT_EQ(content(spec), "two");
+    EXPECT_EQ(to.content(), "two");
     hl_ask_answer(false);
     EXPECT_EQ(writeBuffer(), 0);
-    EXPECT_EQ(content(spec), "two");
+    EXPECT_EQ(to.content(), "two");
     EXPECT_EQ(inPrep, 0);
-    (void)FSpDelete(&spec);
 }
 
 // How many dark pixels a page has from one row of points to another.

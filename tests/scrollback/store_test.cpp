@@ -1,4 +1,5 @@
 // The store: what is kept, how it grows, drops and clears.
+#include "tests/support/sandbox.h"
 #include "tests/support/terminalwindow.h"
 
 #include <gtest/gtest.h>
@@ -56,24 +57,22 @@ TEST(Savline, Trims)
 
 TEST(Savline, KeepsTwoBlankLinesInARow)
 {
+    static const struct {
+        const char *line;
+        int stored; // lines, behind it
+    } rows[] = {
+        {"", 0}, // none before the first text
+        {"text", 1}, {"\r\n", 2}, {"\n", 3}, {"\r\n", 3}, {"\n", 3}, {"~", 3},
+        {"text", 4}, {"~", 5},    {"", 6},   {"", 6},     {"~~", 7},
+    };
+
     store_model();
-    save("");
-    EXPECT_EQ(savlines, 0); // none before the first text
-    save("text");
-    for (int i = 0; i < 5; i++)
-        save(i % 2 ? "\n" : "\r\n");
-    EXPECT_EQ(savlines, 3);
+    for (const auto &row : rows) {
+        save(row.line);
+        EXPECT_EQ(savlines, row.stored) << row.line;
+    }
     EXPECT_EQ(stored(2), "");
-    save("~");
-    EXPECT_EQ(savlines, 3);
-    save("text");
-    save("~");
-    save("");
-    save("");
-    EXPECT_EQ(savlines, 6);
     EXPECT_EQ(stored(4), "~");
-    save("~~");
-    EXPECT_EQ(savlines, 7);
 }
 
 TEST(Savline, InAPreparationEveryLineCounts)
@@ -274,16 +273,13 @@ TEST(ScrollBar, FollowsWhenItsThumbMovesOrTheLineIsQuiet)
 
 TEST(PutLine, WritesTrimmedLines)
 {
-    int16_t vRef;
-    int32_t dirID, size;
-    FSSpec spec;
+    const Place place;
 
     store_model();
-    ASSERT_EQ(FindFolder(0, kDownloadsFolder, true, &vRef, &dirID), noErr);
-    ASSERT_LE(FSMakeFSSpec(vRef, dirID, PSTR("capture"), &spec), noErr);
-    (void)FSpDelete(&spec);
-    ASSERT_EQ(FSpCreate(&spec, FOUR("qLON"), FOUR("TEXT")), noErr);
-    ASSERT_EQ(FSpOpenDF(&spec, fsRdWrPerm, &recRef), noErr);
+    ASSERT_EQ(HCreate(place.vRef, place.dir, PSTR("capture"), 0, 0), noErr);
+    ASSERT_EQ(
+        HOpen(place.vRef, place.dir, PSTR("capture"), fsRdWrPerm, &recRef),
+        noErr);
     asciiReceive = 'L';
     show("first  \r\n~\r\n\r\n\r\n\r\nlast\33[1;1H");
     show("\33[7;1H");
@@ -294,16 +290,9 @@ TEST(PutLine, WritesTrimmedLines)
     PutLine(full, kMaxCols);
     EXPECT_EQ(full[kMaxCols], 'f');
 
-    char text[1024];
-    ASSERT_EQ(SetFPos(recRef, fsFromStart, 0), noErr);
-    size = sizeof text;
-    (void)FSRead(recRef, &size, text);
-    const std::string got(text, size_t(size));
-    const std::string want = "first\r~\r\r\r" + std::string(80, 'w') + "\r" +
-                             std::string(160, 'f') + "\r";
-    EXPECT_EQ(got, want);
     (void)FSClose(recRef);
-    (void)FSpDelete(&spec);
+    EXPECT_EQ(place.read("capture"), "first\r~\r\r\r" + std::string(80, 'w') +
+                                         "\r" + std::string(160, 'f') + "\r");
 }
 
 } // namespace

@@ -158,25 +158,26 @@ TEST(View, Keys)
 
 TEST(View, BarParts)
 {
+    static const struct {
+        int16_t part, top;
+    } rows[] = {
+        {inUpButton, 99},  {inPageUp, 93},      {inPageDown, 99},
+        {inPageDown, 100}, {inDownButton, 100}, {inThumb, 40},
+    };
+
     open_terminal(8, 30);
     while (savlines < 100)
         show(number_lines(int(savlines), int(savlines) + 1));
     sb_flush();
-    sbar_action(sbar_ctl, inUpButton);
-    EXPECT_EQ(view_top(), 99);
-    sbar_action(sbar_ctl, inPageUp);
-    EXPECT_EQ(view_top(), 93);
-    sbar_action(sbar_ctl, inPageDown);
-    EXPECT_EQ(view_top(), 99);
-    sbar_action(sbar_ctl, inPageDown);
-    EXPECT_EQ(view_top(), 100);
-    EXPECT_EQ(scrolled, 0);
-    sbar_action(sbar_ctl, inDownButton);
-    EXPECT_EQ(view_top(), 100);
-    scrollPosPrev = 100;
-    SetControlValue(sbar_ctl, 40);
-    sbar_action(sbar_ctl, inThumb);
-    EXPECT_EQ(view_top(), 40);
+    for (const auto &row : rows) {
+        if (row.part == inThumb)
+            SetControlValue(sbar_ctl, row.top);
+        sbar_action(sbar_ctl, row.part);
+        EXPECT_EQ(view_top(), row.top) << row.part;
+        EXPECT_EQ(scrolled != 0, row.top != 100) << row.part;
+        if (row.part == inDownButton)
+            scrollPosPrev = 100;
+    }
     EXPECT_EQ(scrollPosPrev, 40);
 }
 
@@ -188,17 +189,20 @@ TEST(Selection, TextAcrossStoreAndScreen)
     show("one\r\ntwo  \r\nthree\r\nfour\r\nfive\r\n\r\n");
     ASSERT_EQ(savlines, 3);
     // 3: four, 4: five, 5 and 6 blank
-    SetSel(1, 1, 4, 2);
-    EXPECT_EQ(selected(), "wo\rthree\rfour\rfi");
-    SetSel(0, 0, 1, 0);
-    EXPECT_EQ(selected(), "one\r");
-    SetSel(0, 0, 0, 25);
-    EXPECT_EQ(selected(), "one");
-    SetSel(4, 2, 1, 1); // backwards
-    EXPECT_EQ(stSel, 1);
-    EXPECT_EQ(endCol, 2);
-    SetSel(0, 0, 6, 30);
-    EXPECT_EQ(selected(), "one\rtwo\rthree\rfour\rfive\r\r");
+    static const struct {
+        int16_t from, fromCol, to, toCol;
+        const char *text;
+    } rows[] = {
+        {1, 1, 4, 2, "wo\rthree\rfour\rfi"},
+        {4, 2, 1, 1, "wo\rthree\rfour\rfi"}, // backwards
+        {0, 0, 1, 0, "one\r"},
+        {0, 0, 0, 25, "one"},
+        {0, 0, 6, 30, "one\rtwo\rthree\rfour\rfive\r\r"},
+    };
+    for (const auto &r : rows) {
+        SetSel(r.from, r.fromCol, r.to, r.toCol);
+        EXPECT_EQ(selected(), r.text);
+    }
     SetSel(2, 3, 2, 3);
     EXPECT_EQ(stSel, -1);
 }
@@ -283,16 +287,19 @@ TEST(Selection, WordsAndDoubleClicks)
 {
     open_terminal(6, 40);
     show("some words-here,  x\r\n");
-    int16_t start, end;
-    EXPECT_EQ(FindWordb(0, 7, &start, &end), 1);
-    EXPECT_EQ(start, 5);
-    EXPECT_EQ(end, 16);
-    EXPECT_EQ(FindWordb(0, 16, &start, &end), 1); // just behind
-    EXPECT_EQ(start, 5);
-    EXPECT_EQ(end, 16);
-    EXPECT_EQ(FindWordb(0, 17, &start, &end), 0);
-    EXPECT_EQ(FindWordb(0, 39, &start, &end), 0);
-    EXPECT_EQ(FindWordb(900, 2, &start, &end), 0);
+    static const struct {
+        int16_t line, col;
+        bool word; // the one from 5 to 16
+    } rows[] = {{0, 7, true},
+                {0, 16, true}, // just behind
+                {0, 17, false},
+                {0, 39, false},
+                {900, 2, false}};
+    for (const auto &r : rows) {
+        int16_t start = 0, end = 0;
+        EXPECT_EQ(FindWordb(r.line, r.col, &start, &end), r.word) << r.col;
+        EXPECT_TRUE(!r.word || (start == 5 && end == 16)) << r.col;
+    }
 }
 
 TEST(Selection, RemovedFromTheStore)
@@ -300,28 +307,23 @@ TEST(Selection, RemovedFromTheStore)
     open_terminal(3, 30);
     show("one\r\ntwo\r\nthree\r\nfour\r\nfive\r\nsix");
     ASSERT_EQ(savlines, 3);
-    SetSel(0, 2, 2, 3);
-    remSel();
-    EXPECT_TRUE(sav_ok());
-    EXPECT_EQ(savlines, 1);
-    int16_t length;
-    const uint8_t *text = GetLinePtr(0, &length);
-    EXPECT_EQ(std::string(reinterpret_cast<const char *>(text), size_t(length)),
-              "onee");
-    EXPECT_EQ(stSel, -1);
-
     // Only the stored part goes; what is left of its line stays a line.
-    SetSel(0, 1, 2, 1);
-    remSel();
-    EXPECT_TRUE(sav_ok());
-    EXPECT_EQ(savlines, 1);
-    EXPECT_EQ(savcount, 2);
-    SetSel(0, 0, 3, 1);
-    remSel();
-    EXPECT_EQ(savlines, 0);
-    EXPECT_TRUE(sav_ok());
-    SetSel(0, 0, 1, 1);
-    remSel(); // on the screen nothing can be removed
+    static const struct {
+        int16_t fromCol, to, toCol;
+        int lines, bytes; // of the store, behind it
+    } rows[] = {
+        {2, 2, 3, 1, 5}, {1, 2, 1, 1, 2}, {0, 3, 1, 0, 0}, {0, 1, 1, 0, 0}};
+    for (const auto &r : rows) {
+        SetSel(0, r.fromCol, r.to, r.toCol);
+        remSel();
+        EXPECT_TRUE(sav_ok());
+        EXPECT_EQ(savlines, r.lines);
+        EXPECT_EQ(savcount, r.bytes);
+        if (r.bytes == 5) {
+            EXPECT_EQ(memcmp(*savhdl, "onee", 4), 0);
+            EXPECT_EQ(stSel, -1);
+        }
+    }
     EXPECT_EQ(memcmp(scrLine(0), "four", 4), 0);
 }
 
@@ -332,13 +334,11 @@ TEST(Find, GoesOnBelowTheLastLine)
     open_terminal(4, 40);
     show("Alpha beta\r\ngamma\r\nBETA alpha\r\nx\r\ny\r\nz\r\nbeta here");
     strcpy(find_str, "beta");
-    EXPECT_EQ(find_it(), 1);
-    EXPECT_EQ(stSel, 0);
-    EXPECT_EQ(find_it(), 1);
-    EXPECT_EQ(stSel, 2);
-    EXPECT_EQ(endSel, 3);
-    EXPECT_EQ(find_it(), 1); // on the live screen
-    EXPECT_EQ(stSel, 6);
+    for (int line : {0, 2, 6}) { // the last on the live screen
+        EXPECT_EQ(find_it(), 1);
+        EXPECT_EQ(stSel, line);
+        EXPECT_EQ(endSel, line + 1);
+    }
     EXPECT_EQ(find_it(), 0); // it doesn't begin anew by itself
     EXPECT_EQ(inPrep, 0);
     show("more\r\n");
@@ -353,54 +353,47 @@ TEST(Find, ShowsTheLineThirdFromTheTop)
 {
     open_terminal(8, 40);
     show(number_lines(0, 100));
-    strcpy(find_str, "line 40");
-    EXPECT_EQ(find_it(), 1);
-    EXPECT_EQ(findline, 40);
-    EXPECT_EQ(view_top(), 38);
-    strcpy(find_str, "line 55");
-    EXPECT_EQ(find_it(), 1);
-    EXPECT_EQ(view_top(), 38); // 17 lines count as in view
-    strcpy(find_str, "line 56");
-    EXPECT_EQ(find_it(), 1);
-    EXPECT_EQ(view_top(), 54);
+    // The line, and the view's top behind it: 17 lines count as in view.
+    for (auto [line, top] : {std::pair(40, 38), {55, 38}, {56, 54}}) {
+        strcpy(find_str, ("line " + std::to_string(line)).c_str());
+        EXPECT_EQ(find_it(), 1);
+        EXPECT_EQ(findline, line);
+        EXPECT_EQ(view_top(), top);
+    }
 }
 
 // Every way out of a search takes the screen's copy out of the store again.
 TEST(Find, NoWayOutLeavesTheScreenInTheStore)
 {
-    struct row {
+    static const struct {
         const char *what, *text;
         bool keeps;   // lines go to the store
         int32_t from; // findline
         int rows;     // of the window when it searches
-    };
-    const row rows[] = {
+    } rows[] = {
         {"no text", "", true, -1, 8},
         {"not found", "nowhere", true, -1, 8},
         {"below the last line", "line", true, 1000, 8},
-        {"nothing stored, a click on row 7, a smaller window", "line", false, 7,
-         4},
+        {"nothing stored, a click on row 7, fewer rows", "line", false, 7, 4},
     };
-    for (const row &r : rows) {
+    open_terminal(8, 40);
+    for (const auto &r : rows) {
         SCOPED_TRACE(r.what);
-        EXPECT_EXIT(
-            {
-                open_terminal(8, 40);
-                cset.bufFlags = r.keeps ? 0 : 1;
-                show(number_lines(0, 30));
-                const Rect small = window_bounds(r.rows, 40);
-                ResizeWind(myWindow, &small);
-                const int32_t lines = savlines;
-                const int32_t bytes = savcount;
-                strcpy(find_str, r.text);
-                findline = r.from;
-                bool good = true;
-                for (int i = 0; i < 3; i++)
-                    good = good && find_it() == 0 && !inPrep &&
-                           savlines == lines && savcount == bytes && sav_ok();
-                exit(good ? 0 : 1);
-            },
-            testing::ExitedWithCode(0), "");
+        clr_savbuf();
+        cset.bufFlags = r.keeps ? 0 : 1;
+        show(number_lines(0, 30));
+        const Rect bounds = window_bounds(r.rows, 40);
+        ResizeWind(myWindow, &bounds);
+        const int32_t lines = savlines, bytes = savcount;
+        strcpy(find_str, r.text);
+        findline = r.from;
+        for (int i = 0; i < 3; i++) {
+            EXPECT_EQ(find_it(), 0);
+            EXPECT_FALSE(inPrep);
+            EXPECT_EQ(savlines, lines);
+            EXPECT_EQ(savcount, bytes);
+            ASSERT_TRUE(sav_ok());
+        }
     }
 }
 
