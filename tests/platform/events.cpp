@@ -15,6 +15,14 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+// How many ticks a wait takes that ends without an event.
+static uint32_t waited(uint32_t sleep, uint16_t mask = everyEvent)
+{
+    uint32_t start = TickCount();
+    EXPECT_EQ(ui_event(mask, sleep), "");
+    return TickCount() - start;
+}
+
 TEST(Events, ComeInOrderAndByMask)
 {
     WindowPtr w = ui_window();
@@ -27,74 +35,63 @@ TEST(Events, ComeInOrderAndByMask)
     // A modal wait leaves keys and mouse where they are.
     ASSERT_FALSE(GetNextEvent(uint16_t(-63), &e));
     ASSERT_TRUE(EventAvail(62, &e));
-    EXPECT_EQ(e.what, keyDown);
     EXPECT_EQ(e.message & 0xFF, 'a');
     ASSERT_TRUE(GetNextEvent(1 << mouseDown, &e));
-    EXPECT_EQ(e.where.h, 110); // the window stands at 100, 200
-    EXPECT_EQ(e.where.v, 220);
+    EXPECT_TRUE(e.where.h == 110 && e.where.v == 220); // window at 100, 200
     EXPECT_EQ(e.modifiers & shiftKey, shiftKey);
+    EXPECT_EQ(ui_event(), "key a");
     ASSERT_TRUE(WaitNextEvent(everyEvent, &e, 0, nullptr));
-    EXPECT_EQ(e.message & 0xFF, 'a');
-    ASSERT_TRUE(WaitNextEvent(everyEvent, &e, 0, nullptr));
-    EXPECT_EQ(e.message & 0xFF, 'b');
-    EXPECT_EQ(e.message >> 8, 0x0Bu);
+    EXPECT_EQ(e.message, 0x0B00u | 'b'); // with the key's place
     EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 0, nullptr));
     EXPECT_EQ(e.what, nullEvent);
 }
 
 TEST(Events, SleepIsTheWaitAndInputEndsIt)
 {
-    EventRecord e;
     (void)ui_window();
     ui_settle();
 
-    uint32_t start = TickCount();
-    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 5, nullptr));
-    EXPECT_EQ(TickCount(), start + 5);
+    EXPECT_EQ(waited(5), 5u);
     hl_after(2, [] { hl_type("x"); });
-    EXPECT_TRUE(WaitNextEvent(everyEvent, &e, 60, nullptr));
-    EXPECT_EQ(TickCount(), start + 7);
+    uint32_t start = TickCount();
+    EXPECT_EQ(ui_event(everyEvent, 60), "key x");
+    EXPECT_EQ(TickCount(), start + 2);
     // What doesn't fit the mask doesn't end the wait.
     hl_after(2, [] { hl_type("x"); });
-    EXPECT_FALSE(WaitNextEvent(1 << mouseDown, &e, 10, nullptr));
-    EXPECT_EQ(TickCount(), start + 17);
+    EXPECT_EQ(waited(10, 1 << mouseDown), 10u);
+    // A loop that waits wakes twelve times a second.
+    (void)ui_events();
+    int waits = hl_waits();
+    for (start = TickCount(); TickCount() < start + 600;)
+        (void)ui_event(everyEvent, 5);
+    EXPECT_LE(hl_waits() - waits, 150);
 }
 
 TEST(Events, LineEndsAWaitOnceForEachRead)
 {
-    EventRecord e;
     char bytes[8];
     int fd = hl_line_open(HL_SOCKET);
 
     line_use(fd);
     hl_line_say("xy", 50000);
     int64_t start = hl_now();
-    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 60, nullptr));
-    EXPECT_EQ(e.what, nullEvent);
+    (void)waited(60);
     EXPECT_EQ(hl_now() - start, 50000);
-    // Nobody has read: the next wait takes its full time.
-    uint32_t tick = TickCount();
-    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
-    EXPECT_GE(TickCount(), tick + 6);
+    EXPECT_GE(waited(6), 6u) << "nobody has read";
     // A reader who leaves some is told of the rest at once.
     ASSERT_EQ(line_read(fd, bytes, 1), 1);
-    tick = TickCount();
-    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 60, nullptr));
-    EXPECT_EQ(TickCount(), tick);
+    EXPECT_EQ(waited(60), 0u);
     ASSERT_EQ(line_read(fd, bytes, 8), 1);
     EXPECT_EQ(bytes[0], 'y');
     // A line that has gone is not watched.
     hl_line_hangup();
     EXPECT_EQ(line_read(fd, bytes, 8), kLineGone);
-    tick = TickCount();
-    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
-    EXPECT_GE(TickCount(), tick + 6);
+    EXPECT_GE(waited(6), 6u);
     line_close();
 }
 
 TEST(Events, RoomOnTheLineEndsAWaitOnce)
 {
-    EventRecord e;
     char block[4096] = {};
     int fd = hl_line_open(HL_SOCKET);
 
@@ -103,16 +100,10 @@ TEST(Events, RoomOnTheLineEndsAWaitOnce)
     while (write(fd, block, sizeof block) > 0)
         ;
     line_want_room(true);
-    uint32_t tick = TickCount();
-    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
-    EXPECT_GE(TickCount(), tick + 6);
-    tick = TickCount();
+    EXPECT_GE(waited(6), 6u);
     hl_after(2, [] { hl_line_stuck(false); });
-    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 60, nullptr));
-    EXPECT_LE(TickCount(), tick + 3);
-    tick = TickCount();
-    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 6, nullptr));
-    EXPECT_GE(TickCount(), tick + 6);
+    EXPECT_LE(waited(60), 3u);
+    EXPECT_GE(waited(6), 6u);
     line_close();
 }
 
@@ -193,19 +184,6 @@ TEST(Events, RestsForTheBytesOfALineThatTrickles)
     }
 }
 
-TEST(Events, IdleLoopWakesTwelveTimesASecond)
-{
-    EventRecord e;
-    (void)ui_window();
-
-    ui_settle();
-    int waits = hl_waits();
-    uint32_t end = TickCount() + 600;
-    while (TickCount() < end)
-        (void)WaitNextEvent(everyEvent, &e, 5, nullptr);
-    EXPECT_LE(hl_waits() - waits, 150);
-}
-
 TEST(Events, TrackingBelongsToOnePress)
 {
     WindowPtr w = ui_window();
@@ -215,10 +193,9 @@ TEST(Events, TrackingBelongsToOnePress)
     ASSERT_TRUE(GetNextEvent(1 << mouseDown, &e));
     uint32_t start = TickCount();
     hl_after(3, [] { hl_release(); });
-    int passes = 0;
     while (StillDown())
-        passes++;
-    EXPECT_GE(passes, 2);
+        ;
+    EXPECT_GE(TickCount() - start, 3u);
     EXPECT_LE(TickCount() - start, 4u);
     // Let go and pressed anew before anybody looked: the first press is over.
     hl_press(w, 5, 5);
@@ -230,50 +207,33 @@ TEST(Events, TrackingBelongsToOnePress)
     SetPort(w);
     Point p;
     GetMouse(&p);
-    EXPECT_EQ(p.h, 6);
-    EXPECT_EQ(p.v, 6);
-    hl_after(3, [] { hl_release(); });
-    while (Button())
-        ;
+    EXPECT_TRUE(p.h == 6 && p.v == 6);
 }
 
 // A wait within a wait: the queue and its order survive, and what the inner
 // one leaves the outer one gets.
-static int nestedSeen;
-
-static void inner_wait()
-{
-    EventRecord e;
-
-    for (int n = 0; n < 3; n++)
-        if (WaitNextEvent(1 << updateEvt | 1 << activateEvt, &e, 1, nullptr))
-            nestedSeen++;
-}
-
 TEST(Events, NestedWaitsKeepTheQueue)
 {
+    static std::string inner;
     WindowPtr w = ui_window();
-    EventRecord e;
-    static OSErr (*const wheel)(void *, int32_t,
-                                WindowPtr) = [](void *, int32_t, WindowPtr) {
-        inner_wait();
-        return OSErr(noErr);
-    };
-
     ui_settle();
-    InstallWheelHandler(w, wheel, nullptr);
+    InstallWheelHandler(
+        w,
+        [](void *, int32_t, WindowPtr) {
+            for (int n = 0; n < 3; n++)
+                inner += ui_event(1 << updateEvt | 1 << activateEvt, 1);
+            return OSErr(noErr);
+        },
+        nullptr);
     hl_type("1");
     hl_wheel(w, 1);
     hl_type("2");
     Rect r = {0, 0, 5, 5};
     InvalWindowRect(w, &r);
-    ASSERT_TRUE(WaitNextEvent(everyEvent, &e, 0, nullptr));
-    EXPECT_EQ(e.message & 0xFF, '1');
-    // The wheel's handler runs in its turn and waits itself.
-    EXPECT_FALSE(WaitNextEvent(everyEvent, &e, 0, nullptr));
-    EXPECT_EQ(nestedSeen, 1);
-    ASSERT_TRUE(WaitNextEvent(everyEvent, &e, 0, nullptr));
-    EXPECT_EQ(e.message & 0xFF, '2');
+    EXPECT_EQ(ui_event(), "key 1");
+    EXPECT_EQ(ui_event(), ""); // the wheel's handler, which waits itself
+    EXPECT_EQ(inner, "update Main");
+    EXPECT_EQ(ui_event(), "key 2");
 }
 
 static std::string outside;
@@ -286,10 +246,7 @@ TEST(Events, RequestsFromOutsideWaitInTheQueue)
             outside += "open ";
             return OSErr(noErr);
         },
-        [](const FSSpec *, int count) {
-            outside += "docs" + std::to_string(count) + " ";
-            return OSErr(noErr);
-        },
+        nullptr,
         nullptr,
         [] {
             outside += "quit ";
@@ -304,16 +261,13 @@ TEST(Events, RequestsFromOutsideWaitInTheQueue)
     hl_quit();
     // Not for a wait for mouse and keys; for the pass behind a message box.
     EXPECT_FALSE(EventAvail(62, &e));
-    int served = 0;
     while (WaitNextEvent(uint16_t(-63), &e, 0, nullptr)) {
         ASSERT_EQ(e.what, kHighLevelEvent);
         (void)AEProcessAppleEvent(&e);
-        served++;
     }
-    EXPECT_EQ(served, 2);
     EXPECT_EQ(outside, "open quit ");
     hl_quit(); // refused once, it may come again
-    EXPECT_TRUE(WaitNextEvent(everyEvent, &e, 0, nullptr));
+    EXPECT_EQ(ui_event(), "request");
 }
 
 TEST(Scrap, TextKeepsItsBytesAndConvertsTheDesktops)
@@ -322,7 +276,6 @@ TEST(Scrap, TextKeepsItsBytesAndConvertsTheDesktops)
     int32_t size = 0;
     uint8_t out[32];
 
-    EXPECT_FALSE(ScrapHasFlavor(FOUR("TEXT")));
     EXPECT_EQ(GetScrapFlavorSize(FOUR("TEXT"), &size), noTypeErr);
     ASSERT_EQ(PutScrapFlavor(FOUR("TEXT"), 5, text), noErr);
     EXPECT_STREQ(hl_clip_text(), "A\nB\xE2\x80\xA2\x01");
@@ -359,7 +312,6 @@ TEST(Drag, DropsAreServedInTheWaitAndOnlyWhereTaken)
     EXPECT_FALSE(hl_drag_over(w, 60, 10, true, false));
     EXPECT_FALSE(hl_drag_over(w, 10, 10, false, true));
     hl_drop_text(w, 10, 10, "one\r\ntwo\n\xC3\xA9");
-    EXPECT_EQ(dropped, "");
     ui_settle();
     EXPECT_EQ(dropped, "");
     (void)WaitNextEvent(1 << mouseDown, &e, 0, nullptr);

@@ -20,6 +20,7 @@
 
 #include "platform/core/files/filesparts.h"
 #include "tests/support/sandbox.h"
+#include "tests/support/steps.h"
 
 namespace fs = std::filesystem;
 
@@ -38,44 +39,6 @@ extern "C" int lsetxattr(const char *path, const char *name, const void *value,
     return int(syscall(SYS_lsetxattr, path, name, value, size, flags));
 }
 
-static OSErr put(int16_t ref, const std::string &bytes)
-{
-    int32_t n = int32_t(bytes.size());
-    return FSWrite(ref, &n, bytes.data());
-}
-
-static std::string get(int16_t ref, int32_t most)
-{
-    std::string bytes(size_t(most), '\0');
-    int32_t n = most;
-    (void)FSRead(ref, &n, bytes.data());
-    bytes.resize(size_t(n));
-    return bytes;
-}
-
-// Writes both forks of a file.
-static void make_two_forks(const Place &at, const std::string &name,
-                           const std::string &data, const std::string &rsrc)
-{
-    int16_t ref;
-    ASSERT_EQ(HCreate(at.vRef, at.dir, P(name), kEdit, kText), noErr);
-    ASSERT_EQ(HOpen(at.vRef, at.dir, P(name), fsWrPerm, &ref), noErr);
-    ASSERT_EQ(put(ref, data), noErr);
-    ASSERT_EQ(FSClose(ref), noErr);
-    ASSERT_EQ(HOpenRF(at.vRef, at.dir, P(name), fsRdWrPerm, &ref), noErr);
-    ASSERT_EQ(put(ref, rsrc), noErr);
-    ASSERT_EQ(FSClose(ref), noErr);
-}
-
-static std::string fork_of(const Place &at, const std::string &name)
-{
-    int16_t ref;
-    EXPECT_EQ(HOpenRF(at.vRef, at.dir, P(name), fsRdPerm, &ref), noErr);
-    std::string bytes = get(ref, 100000);
-    EXPECT_EQ(FSClose(ref), noErr);
-    return bytes;
-}
-
 class Files : public testing::Test {
 protected:
     Place at;
@@ -86,6 +49,83 @@ protected:
     FSSpec spec = {};
     std::string path;
 
+    // "open f rw" is the data fork of a file, "rsrc f rw" its resources; put,
+    // get, go, cut, size and close are calls on what is open. "info" gives
+    // type, creator and the forks' lengths.
+    std::string step(const Words &w)
+    {
+        ConstStr name = P(w[1]);
+        int32_t count = std::atoi(w[1].c_str());
+        auto perm = int8_t((w[2].find('r') != w[2].npos ? fsRdPerm : 0) +
+                           (w[2].find('w') != w[2].npos ? fsWrPerm : 0));
+        std::string got;
+        OSErr err = userCanceledErr; // no such step
+        if (w[0] == "create")
+            err = HCreate(at.vRef, at.dir, name, kEdit, kText);
+        else if (w[0] == "delete")
+            err = HDelete(at.vRef, at.dir, name);
+        else if (w[0] == "rename")
+            err = HRename(at.vRef, at.dir, name, P(w[2]));
+        else if (w[0] == "open")
+            err = HOpen(at.vRef, at.dir, name, perm, &ref);
+        else if (w[0] == "rsrc")
+            err = HOpenRF(at.vRef, at.dir, name, perm, &ref);
+        else if (w[0] == "close")
+            err = FSClose(ref);
+        else if (w[0] == "cut")
+            err = SetEOF(ref, count);
+        else if (w[0] == "put")
+            err = FSWrite(ref, &(n = int32_t(w[1].size())), w[1].data());
+        else if (w[0] == "go")
+            err = SetFPos(ref,
+                          w[1] == "start" ? fsFromStart
+                          : w[1] == "end" ? fsFromLEOF
+                                          : fsFromMark,
+                          std::atoi(w[2].c_str()));
+        else if (w[0] == "size" && (err = GetEOF(ref, &n)) == noErr)
+            got = " = " + std::to_string(n);
+        else if (w[0] == "get") {
+            got.resize(size_t(std::max(n = count, 0)));
+            err = FSRead(ref, &n, got.data());
+            got = " = " + got.substr(0, size_t(std::max(n, 0)));
+        } else if (w[0] == "info" &&
+                   (err = GetCatInfo(at.vRef, at.dir, name, &cat)) == noErr) {
+            got = " = " + type_words(cat.info.fdType) + " " +
+                  type_words(cat.info.fdCreator) + " " +
+                  std::to_string(cat.dataLen) + "+" +
+                  std::to_string(cat.rsrcLen) + (cat.locked ? " locked" : "");
+        } else if (w[0] == "alias") {
+            bool folder = false, alias = false;
+            (void)FSMakeFSSpec(at.vRef, at.dir, name, &spec);
+            err = ResolveAliasFile(&spec, &folder, &alias);
+            got = " = " + (err ? "" : S(spec.name)) +
+                  (folder ? " folder" : "") + (alias ? " alias" : "");
+        } else if (w[0] == "path") {
+            char back[4096] = "";
+            if ((err = FSSpecFromPath(w[1].c_str(), &spec)) == noErr ||
+                err == fnfErr) {
+                EXPECT_EQ(FSSpecToPath(&spec, back, sizeof back), noErr);
+                got = " = " + fs::relative(back, at.root).string();
+                EXPECT_EQ(FSSpecToPath(&spec, back, 3), bdNamErr);
+            }
+        }
+        return got + error_words(err);
+    }
+    void runs(const std::string &steps)
+    {
+        EXPECT_EQ(play(steps, [this](const Words &w) { return step(w); }),
+                  steps);
+    }
+    // Writes both forks of a file.
+    void two_forks(const std::string &f, const std::string &fork = "resource")
+    {
+        runs("create " + f + "; open " + f + " w; put data; close; rsrc " + f +
+             " rw; put " + fork + "; close");
+    }
+    void expect_fork(const std::string &f, const std::string &fork)
+    {
+        runs("rsrc " + f + " r; get 9999 = " + fork + " ! eofErr; close");
+    }
     // What a folder's numbers stand for.
     std::string folder(int16_t vRef, int32_t dir)
     {
@@ -114,8 +154,7 @@ TEST_F(Files, NamesStayInTheirFolder)
     for (auto &c : cases) {
         EXPECT_EQ(HCreate(at.vRef, at.dir, P(c.name), kEdit, kText), c.err)
             << c.name;
-        bool made = fs::exists(at.path(c.onDisk)) && c.err == noErr;
-        EXPECT_EQ(made, c.err == noErr) << c.name;
+        EXPECT_TRUE(c.err != noErr || fs::exists(at.path(c.onDisk))) << c.name;
     }
     EXPECT_FALSE(fs::exists(at.root / "x"));
     EXPECT_EQ(HCreate(at.vRef, at.dir, P(" "), kEdit, kText), dupFNErr);
@@ -130,20 +169,15 @@ TEST_F(Files, LinksAreNotFollowedForWriting)
     fs::create_symlink(outside, at.path("link"));
     fs::create_symlink(at.root / "nowhere", at.path("loose"));
 
-    EXPECT_EQ(HOpen(at.vRef, at.dir, P("link"), fsRdPerm, &ref), noErr);
-    EXPECT_EQ(get(ref, 100), "precious");
-    EXPECT_EQ(FSClose(ref), noErr);
-    EXPECT_EQ(HOpen(at.vRef, at.dir, P("link"), fsWrPerm, &ref), permErr);
-    EXPECT_EQ(HOpen(at.vRef, at.dir, P("link"), fsRdWrPerm, &ref), permErr);
+    runs("open link r; get 8 = precious; close; open link w ! permErr; "
+         "open link rw ! permErr");
     info.fdType = kText;
     EXPECT_NE(HSetFInfo(at.vRef, at.dir, P("link"), &info), noErr);
 
     // A link to nothing is in the way of a new file, and is no way out.
     EXPECT_EQ(HGetFInfo(at.vRef, at.dir, P("loose"), &info), noErr);
-    EXPECT_EQ(HCreate(at.vRef, at.dir, P("loose"), kEdit, kText), dupFNErr);
+    runs("create loose ! dupFNErr; delete link");
     EXPECT_FALSE(fs::exists(at.root / "nowhere"));
-
-    EXPECT_EQ(HDelete(at.vRef, at.dir, P("link")), noErr);
     EXPECT_TRUE(fs::exists(outside));
 }
 
@@ -151,62 +185,38 @@ TEST_F(Files, OnlyPlainFilesAreOpened)
 {
     fs::create_directory(at.path("folder"));
     ASSERT_EQ(mkfifo(at.path("pipe").c_str(), 0600), 0);
-    EXPECT_EQ(HOpen(at.vRef, at.dir, P("folder"), fsRdPerm, &ref), fnfErr);
-    EXPECT_EQ(HOpen(at.vRef, at.dir, P("pipe"), fsRdPerm, &ref), permErr);
-    EXPECT_EQ(HDelete(at.vRef, at.dir, P("folder")), fBsyErr);
-    EXPECT_EQ(HOpen(at.vRef, at.dir, P("none"), fsRdPerm, &ref), fnfErr);
+    runs("open folder r ! fnfErr; open pipe r ! permErr; "
+         "delete folder ! fBsyErr; open none r ! fnfErr");
     fs::remove_all(at.path(""));
-    EXPECT_EQ(HOpen(at.vRef, at.dir, P("none"), fsRdPerm, &ref), dirNFErr);
+    runs("open none r ! dirNFErr");
 }
 
 TEST_F(Files, PositionsAndEnds)
 {
-    char block[16];
     at.write("f", "0123456789");
-    ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsRdWrPerm, &ref), noErr);
-    n = 16;
-    EXPECT_EQ(FSRead(ref, &n, block), eofErr);
-    EXPECT_EQ(n, 10);
-    EXPECT_EQ(SetFPos(ref, fsFromStart, -1), posErr);
-    EXPECT_EQ(SetFPos(ref, fsFromLEOF, -4), noErr);
-    EXPECT_EQ(get(ref, 4), "6789");
-    EXPECT_EQ(SetFPos(ref, fsFromMark, -9), noErr);
-    EXPECT_EQ(get(ref, 1), "1");
-    EXPECT_EQ(SetFPos(ref, fsFromStart, 11), eofErr);
-    EXPECT_EQ(get(ref, 1), "") << "it stands at the end";
-    EXPECT_EQ(SetEOF(ref, 3), noErr);
-    EXPECT_EQ(put(ref, "x"), noErr);
-    EXPECT_EQ(GetEOF(ref, &n), noErr);
-    EXPECT_EQ(n, 4);
-    n = -1;
-    EXPECT_EQ(FSRead(ref, &n, block), paramErr);
-    EXPECT_EQ(FSClose(ref), noErr);
+    runs("open f rw; get 16 = 0123456789 ! eofErr; go start -1 ! posErr; "
+         "go end -4; get 4 = 6789; go mark -9; get 1 = 1; "
+         "go start 11 ! eofErr; get 1 =  ! eofErr; cut 3; put x; size = 4; "
+         "get -1 =  ! paramErr; close; get 1 =  ! rfNumErr; close ! rfNumErr");
     EXPECT_EQ(at.read("f"), "012x");
-
-    n = 1;
-    EXPECT_EQ(FSRead(ref, &n, block), rfNumErr);
-    EXPECT_EQ(FSClose(ref), rfNumErr);
     EXPECT_EQ(FSClose(0), rfNumErr);
 }
 
 TEST_F(Files, PermissionsOfOpenFiles)
 {
-    int16_t a, b;
-    n = 1;
     at.write("f", "abc");
-    ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsRdPerm, &a), noErr);
-    EXPECT_EQ(FSWrite(a, &n, "x"), wrPermErr);
-    EXPECT_EQ(SetEOF(a, 0), wrPermErr);
-    ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsRdWrPerm, &b), noErr);
-    EXPECT_EQ(HDelete(at.vRef, at.dir, P("f")), fBsyErr);
-    EXPECT_EQ(FSClose(a), noErr);
-    EXPECT_EQ(HOpen(at.vRef, at.dir, P("f"), fsWrPerm, &a), opWrErr);
-    EXPECT_EQ(FSClose(b), noErr);
+    runs("open f r; put x ! wrPermErr; cut 0 ! wrPermErr");
+    int16_t reader = ref;
+    runs("open f rw; delete f ! fBsyErr");
+    EXPECT_EQ(FSClose(reader), noErr);
+    int16_t writer = ref;
+    runs("open f w ! opWrErr");
+    EXPECT_EQ(FSClose(writer), noErr);
 
     std::vector<int16_t> many;
-    while (HOpen(at.vRef, at.dir, P("f"), fsRdPerm, &a) == noErr)
-        many.push_back(a);
-    EXPECT_EQ(HOpen(at.vRef, at.dir, P("f"), fsRdPerm, &a), tmfoErr);
+    while (HOpen(at.vRef, at.dir, P("f"), fsRdPerm, &ref) == noErr)
+        many.push_back(ref);
+    EXPECT_EQ(HOpen(at.vRef, at.dir, P("f"), fsRdPerm, &ref), tmfoErr);
     EXPECT_GE(many.size(), 32u);
     for (int16_t one : many)
         EXPECT_EQ(FSClose(one), noErr);
@@ -218,48 +228,32 @@ TEST_F(Files, HugeFilesAreCut)
 {
     at.write("f", "");
     ASSERT_EQ(truncate(at.path("f").c_str(), off_t(5) << 30), 0);
-    ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsRdWrPerm, &ref), noErr);
-    EXPECT_EQ(GetEOF(ref, &n), noErr);
-    EXPECT_EQ(n, INT32_MAX);
+    runs("open f rw; size = 2147483647");
     EXPECT_EQ(GetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
     EXPECT_EQ(cat.dataLen, INT32_MAX);
     EXPECT_EQ(cat.dataForkOpen, 1);
-    EXPECT_EQ(SetFPos(ref, fsFromLEOF, 0), noErr);
-    EXPECT_EQ(put(ref, "end"), noErr);
-    EXPECT_EQ(SetFPos(ref, fsFromLEOF, -3), noErr);
-    EXPECT_EQ(get(ref, 3), "end");
-    EXPECT_EQ(FSClose(ref), noErr);
+    runs("go end 0; put end; go end -3; get 3 = end; close");
 }
 
 TEST_F(Files, ForkAndInfoFollowTheFile)
 {
-    make_two_forks(at, "f", "data", "resource");
+    two_forks("f");
     EXPECT_EQ(at.read("f"), "data");
-    EXPECT_EQ(fork_of(at, "f"), "resource");
-    ASSERT_EQ(GetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
-    EXPECT_EQ(cat.dataLen, 4);
-    EXPECT_EQ(cat.rsrcLen, 8);
-    EXPECT_EQ(cat.info.fdType, kText);
-    EXPECT_EQ(cat.info.fdCreator, kEdit);
+    runs("info f = TEXT ttxt 4+8");
     EXPECT_EQ(cat.parID, at.dir);
     EXPECT_EQ(S(cat.name), "f");
 
-    EXPECT_EQ(HRename(at.vRef, at.dir, P("f"), P("f\xA5")), noErr);
+    runs("rename f f\xA5");
     EXPECT_FALSE(fs::exists(at.path("._f")));
-    EXPECT_EQ(fork_of(at, "f\xA5"), "resource");
-    EXPECT_EQ(HGetFInfo(at.vRef, at.dir, P("f\xA5"), &info), noErr);
-    EXPECT_EQ(info.fdType, kText);
+    expect_fork("f\xA5", "resource");
+    runs("info f\xA5 = TEXT ttxt 4+8");
 
     // A name that is taken isn't taken over.
     at.write("other", "mine");
-    EXPECT_EQ(HRename(at.vRef, at.dir, P("f\xA5"), P("other")), dupFNErr);
+    runs("rename f\xA5 other ! dupFNErr; rename none x ! fnfErr; "
+         "rename other .. ! bdNamErr; delete f\xA5; delete f\xA5 ! fnfErr");
     EXPECT_EQ(at.read("other"), "mine");
-    EXPECT_EQ(HRename(at.vRef, at.dir, P("none"), P("x")), fnfErr);
-    EXPECT_EQ(HRename(at.vRef, at.dir, P("other"), P("..")), bdNamErr);
-
-    EXPECT_EQ(HDelete(at.vRef, at.dir, P("f\xA5")), noErr);
     EXPECT_FALSE(fs::exists(at.path("._f\xA5")));
-    EXPECT_EQ(HDelete(at.vRef, at.dir, P("f\xA5")), fnfErr);
 }
 
 // A file without a fork has an empty one; a new one may not inherit a fork
@@ -267,29 +261,26 @@ TEST_F(Files, ForkAndInfoFollowTheFile)
 TEST_F(Files, ForksAreNeitherInventedNorInherited)
 {
     at.write("plain", "x");
-    EXPECT_EQ(fork_of(at, "plain"), "");
+    expect_fork("plain", "");
     EXPECT_FALSE(fs::exists(at.path("._plain")));
 
-    make_two_forks(at, "f", "data", "resource");
+    two_forks("f");
     fs::remove(at.path("f"));
     std::string left = at.read("._f");
-    ASSERT_EQ(HCreate(at.vRef, at.dir, P("f"), kEdit, kText), noErr);
-    EXPECT_EQ(fork_of(at, "f"), "");
+    runs("create f");
+    expect_fork("f", "");
     EXPECT_EQ(at.read(".fork of f"), left) << "nothing is lost";
     // Nor is one made by a file of such a name, or lost to one.
-    make_two_forks(at, "g", "data", "resource");
-    make_two_forks(at, "g.new", "data", "its own");
-    EXPECT_EQ(HCreate(at.vRef, at.dir, P("._g"), kEdit, kText), bdNamErr);
-    EXPECT_EQ(HRename(at.vRef, at.dir, P("f"), P("._g")), bdNamErr);
+    two_forks("g");
+    two_forks("g.new", "own");
+    runs("create ._g ! bdNamErr; rename f ._g ! bdNamErr");
     fs::remove(at.path("._g"));
-    ASSERT_EQ(HOpenRF(at.vRef, at.dir, P("g"), fsRdWrPerm, &ref), noErr);
-    EXPECT_EQ(FSClose(ref), noErr);
-    EXPECT_EQ(fork_of(at, "g.new"), "its own");
+    runs("rsrc g rw; close");
+    expect_fork("g.new", "own");
 
     // Somebody's own file that merely looks like a sidecar stays.
     at.write("._note", "to do");
-    ASSERT_EQ(HCreate(at.vRef, at.dir, P("note"), kEdit, kText), noErr);
-    EXPECT_EQ(HDelete(at.vRef, at.dir, P("note")), noErr);
+    runs("create note; delete note");
     EXPECT_EQ(at.read("._note"), "to do");
 }
 
@@ -305,26 +296,18 @@ TEST_F(Files, ForkInAForeignSidecar)
     side += std::string("\0\0\0\7\0\0\0\x46\0\0\0\0", 12);
     side += "abchello";
     at.write("._f", side);
-    EXPECT_EQ(fork_of(at, "f"), "abc");
-    ASSERT_EQ(HOpenRF(at.vRef, at.dir, P("f"), fsRdWrPerm, &ref), noErr);
-    EXPECT_EQ(SetFPos(ref, fsFromLEOF, 0), noErr);
-    EXPECT_EQ(put(ref, "def"), noErr);
-    EXPECT_EQ(SetFPos(ref, fsFromStart, 1), noErr);
-    EXPECT_EQ(put(ref, "B"), noErr);
-    EXPECT_EQ(FSClose(ref), noErr);
-    EXPECT_EQ(fork_of(at, "f"), "aBcdef");
+    runs("rsrc f rw; get 9 = abc ! eofErr; put def; go start 1; put B; close");
+    expect_fork("f", "aBcdef");
     EXPECT_NE(at.read("._f").find("hello"), std::string::npos);
-    ASSERT_EQ(HOpenRF(at.vRef, at.dir, P("f"), fsRdWrPerm, &ref), noErr);
-    EXPECT_EQ(SetEOF(ref, 2), noErr);
-    EXPECT_EQ(FSClose(ref), noErr);
-    EXPECT_EQ(fork_of(at, "f"), "aB");
+    runs("rsrc f rw; cut 2; close");
+    expect_fork("f", "aB");
 }
 
 // Sidecars come from anywhere; one that lies about itself is an error or no
 // fork, never a read beyond it.
 TEST_F(Files, DamagedSidecars)
 {
-    make_two_forks(at, "f", "data", "resource");
+    two_forks("f");
     std::string good = at.read("._f");
     std::vector<std::string> damaged;
     for (size_t i = 0; i < good.size(); i++)
@@ -337,7 +320,10 @@ TEST_F(Files, DamagedSidecars)
     for (const std::string &bad : damaged) {
         at.write("._f", bad);
         if (HOpenRF(at.vRef, at.dir, P("f"), fsRdPerm, &ref) == noErr) {
-            EXPECT_LE(get(ref, 1000).size(), bad.size());
+            char fork[1000];
+            n = sizeof fork;
+            (void)FSRead(ref, &n, fork);
+            EXPECT_LE(size_t(n), bad.size());
             EXPECT_EQ(FSClose(ref), noErr);
         }
         EXPECT_EQ(GetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
@@ -347,7 +333,7 @@ TEST_F(Files, DamagedSidecars)
 
 TEST_F(Files, LockDatesAndFlags)
 {
-    make_two_forks(at, "f", "data", "resource");
+    two_forks("f");
     ASSERT_EQ(GetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
     cat.created = 3000000000u;
     cat.modified = 3100000000u;
@@ -365,12 +351,10 @@ TEST_F(Files, LockDatesAndFlags)
         EXPECT_EQ(again.created, 3000000000u);
     }
 
-    EXPECT_EQ(HOpen(at.vRef, at.dir, P("f"), fsWrPerm, &ref), fLckdErr);
-    EXPECT_EQ(HDelete(at.vRef, at.dir, P("f")), fLckdErr);
-    EXPECT_EQ(HRename(at.vRef, at.dir, P("f"), P("g")), fLckdErr);
+    runs("open f w ! fLckdErr; delete f ! fLckdErr; rename f g ! fLckdErr");
     again.locked = false;
     EXPECT_EQ(SetCatInfo(at.vRef, at.dir, P("f"), &again), noErr);
-    EXPECT_EQ(HDelete(at.vRef, at.dir, P("f")), noErr);
+    runs("delete f");
 }
 
 // Where attributes don't work the sidecar keeps the type; a file that nobody
@@ -380,60 +364,51 @@ TEST_F(Files, TypesWithoutAttributes)
     struct {
         const char *name;
         std::string bytes;
-        const char *type;
+        OSType type;
     } cases[] = {
-        {"a.txt", std::string("\0\1", 2), "TEXT"},
-        {"words", "plain words\n", "TEXT"},
-        {"utf8", "gr\xC3\xBC\xC3\x9F", "TEXT"},
-        {"latin", "gr\xFC\xDF", "????"},
-        {"zeros", std::string(10, '\0'), "????"},
-        {"empty", "", "????"},
-        {"new.qpho", "", "qPHO"},
+        {"a.txt", std::string("\0\1", 2), kText},
+        {"words", "plain words\n", kText},
+        {"utf8", "gr\xC3\xBC\xC3\x9F", kText},
+        {"latin", "gr\xFC\xDF", FOUR("????")},
+        {"zeros", std::string(10, '\0'), FOUR("????")},
+        {"empty", "", FOUR("????")},
+        {"new.qpho", "", FOUR("qPHO")},
     };
     for (auto &c : cases) {
         at.write(c.name, c.bytes);
         ASSERT_EQ(HGetFInfo(at.vRef, at.dir, P(c.name), &info), noErr);
-        char type[5] = {char(info.fdType >> 24), char(info.fdType >> 16),
-                        char(info.fdType >> 8), char(info.fdType), 0};
-        EXPECT_STREQ(type, c.type) << c.name;
+        EXPECT_EQ(info.fdType, c.type) << c.name;
     }
 
-    make_two_forks(at, "f", "data", "resource");
+    two_forks("f");
     info = {FOUR("APPL"), FOUR("abcd"), 7, {1, 2}, 3};
     ASSERT_EQ(HSetFInfo(at.vRef, at.dir, P("f"), &info), noErr);
     (void)removexattr(at.path("f").c_str(), "user.quillon.finderinfo");
     FInfo again;
     ASSERT_EQ(HGetFInfo(at.vRef, at.dir, P("f"), &again), noErr);
     EXPECT_EQ(std::memcmp(&info, &again, sizeof info), 0);
-    EXPECT_EQ(fork_of(at, "f"), "resource");
+    expect_fork("f", "resource");
 }
 
 TEST_F(Files, SidecarsStandInForAttributes)
 {
     noAttributes = true;
-    ASSERT_EQ(HCreate(at.vRef, at.dir, P("f"), kEdit, kText), noErr);
+    runs("create f");
     EXPECT_TRUE(fs::exists(at.path("._f")));
-    ASSERT_EQ(HGetFInfo(at.vRef, at.dir, P("f"), &info), noErr);
-    EXPECT_EQ(info.fdType, kText);
-    EXPECT_EQ(info.fdCreator, kEdit);
-    EXPECT_EQ(fork_of(at, "f"), "");
-    EXPECT_EQ(HDelete(at.vRef, at.dir, P("f")), noErr);
+    runs("info f = TEXT ttxt 0+0; delete f");
     EXPECT_FALSE(fs::exists(at.path("._f")));
 
     // Both in one sidecar, whichever comes first.
-    make_two_forks(at, "f", "data", "resource");
+    two_forks("f");
     ASSERT_EQ(GetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
     cat.info.fdType = FOUR("abcd");
     EXPECT_EQ(SetCatInfo(at.vRef, at.dir, P("f"), &cat), noErr);
-    EXPECT_EQ(HRename(at.vRef, at.dir, P("f"), P("g")), noErr);
-    ASSERT_EQ(GetCatInfo(at.vRef, at.dir, P("g"), &cat), noErr);
-    EXPECT_EQ(cat.info.fdType, FOUR("abcd"));
-    EXPECT_EQ(cat.rsrcLen, 8);
-    EXPECT_EQ(fork_of(at, "g"), "resource");
+    runs("rename f g; info g = abcd ttxt 4+8");
+    expect_fork("g", "resource");
 
     // Somebody's file of the sidecar's name is in the way, and stays.
     at.write("._h", "mine");
-    EXPECT_EQ(HCreate(at.vRef, at.dir, P("h"), kEdit, kText), noErr);
+    runs("create h");
     EXPECT_EQ(HSetFInfo(at.vRef, at.dir, P("h"), &info), ioErr);
     EXPECT_EQ(at.read("._h"), "mine");
 }
@@ -497,29 +472,9 @@ TEST_F(Files, VolumesAndAliases)
     fs::create_symlink(at.path("folder"), at.path("to-folder"));
     fs::create_symlink(at.path("a"), at.path("to-a"));
     fs::create_symlink("nothing", at.path("to-nothing"));
-    struct {
-        const char *name, *target;
-        bool folder, alias;
-        OSErr err;
-    } cases[] = {{"a", "a", false, false, noErr},
-                 {"to-a", "a", false, true, noErr},
-                 {"folder", "folder", true, false, noErr},
-                 {"to-folder", "folder", true, true, noErr},
-                 {"to-nothing", "", false, true, fnfErr},
-                 {"none", "", false, false, fnfErr}};
-    for (auto &c : cases) {
-        bool isFolder = false, wasAlias = false;
-        spec.vRefNum = at.vRef;
-        spec.parID = at.dir;
-        std::memcpy(spec.name, P(c.name), 256);
-        EXPECT_EQ(ResolveAliasFile(&spec, &isFolder, &wasAlias), c.err)
-            << c.name;
-        if (c.err != noErr)
-            continue;
-        EXPECT_EQ(S(spec.name), c.target);
-        EXPECT_EQ(isFolder, c.folder) << c.name;
-        EXPECT_EQ(wasAlias, c.alias) << c.name;
-    }
+    runs("alias a = a; alias to-a = a alias; alias folder = folder folder; "
+         "alias to-folder = folder folder alias; "
+         "alias to-nothing =  alias ! fnfErr; alias none =  ! fnfErr");
 }
 
 TEST_F(Files, PlacesAreMadeUnderTheUsersOwn)
@@ -547,66 +502,27 @@ TEST_F(Files, PlacesAreMadeUnderTheUsersOwn)
 
 TEST_F(Files, PathsOfTheCommandLine)
 {
-    struct {
-        const char *given, *path;
-        OSErr err;
-    } cases[] = {
-        {"f", "work/f", noErr},
-        {"./f", "work/f", noErr},
-        {"../work/f", "work/f", noErr},
-        {".//f", "work/f", noErr},
-        {"..", "", noErr},
-        {"new", "work/new", fnfErr},
-        {"none/new", nullptr, dirNFErr},
-        {"", nullptr, bdNamErr},
-    };
     at.write("f", "x");
     fs::current_path(at.path(""));
-    for (auto &c : cases) {
-        char back[4096] = "";
-        EXPECT_EQ(FSSpecFromPath(c.given, &spec), c.err) << c.given;
-        if (!c.path)
-            continue;
-        ASSERT_EQ(FSSpecToPath(&spec, back, sizeof back), noErr);
-        EXPECT_EQ(fs::path(back), *c.path ? at.root / c.path : at.root);
-        EXPECT_EQ(FSSpecToPath(&spec, back, 3), bdNamErr);
-    }
-    EXPECT_EQ(FSMakeFSSpec(at.vRef, at.dir, P("f"), &spec), noErr);
-    EXPECT_EQ(FSMakeFSSpec(at.vRef, at.dir, P("g"), &spec), fnfErr);
+    runs("path f = work/f; path ./f = work/f; path ../work/f = work/f; "
+         "path .//f = work/f; path .. = .; path new = work/new ! fnfErr; "
+         "path none/new ! dirNFErr; path  ! bdNamErr");
 }
 
 // A full disk is reported, and what was written before it stays.
 TEST_F(Files, WritePastALimit)
 {
-    ASSERT_EQ(HCreate(at.vRef, at.dir, P("f"), kEdit, kText), noErr);
-    ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsWrPerm, &ref), noErr);
+    runs("create f; open f w");
     signal(SIGXFSZ, SIG_IGN);
-    rlimit before, limit;
+    rlimit before;
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
-    limit = before;
-    limit.rlim_cur = 1000;
+    rlimit limit = {1000, before.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
     std::string bytes(1500, 'x');
     n = 1500;
     EXPECT_EQ(FSWrite(ref, &n, bytes.data()), dskFulErr);
     EXPECT_EQ(n, 1000);
     EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
-    EXPECT_EQ(FSClose(ref), noErr);
+    runs("close");
     EXPECT_EQ(at.read("f").size(), 1000u);
-}
-
-TEST_F(Files, UncachedWritesArriveWhole)
-{
-    ASSERT_EQ(HCreate(at.vRef, at.dir, P("f"), kEdit, kText), noErr);
-    ASSERT_EQ(HOpen(at.vRef, at.dir, P("f"), fsWrPerm, &ref), noErr);
-    std::string block(1 << 20, '\0'), all;
-    for (int i = 0; i < 20; i++) {
-        block[size_t(i)] = char(i + 1);
-        n = int32_t(block.size());
-        ASSERT_EQ(FSWriteUncached(ref, &n, block.data()), noErr);
-        ASSERT_EQ(n, int32_t(block.size()));
-        all += block;
-    }
-    EXPECT_EQ(FSClose(ref), noErr);
-    EXPECT_TRUE(at.read("f") == all);
 }

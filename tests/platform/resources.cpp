@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <functional>
+#include <tuple>
 #include <vector>
 
 #include <csignal>
@@ -18,6 +19,7 @@
 
 #include "platform/memory.h"
 #include "tests/support/sandbox.h"
+#include "tests/support/steps.h"
 
 namespace fs = std::filesystem;
 
@@ -46,49 +48,92 @@ static void append(Handle h, const std::string &more)
     std::memcpy(*h + size, more.data(), more.size());
 }
 
-// An AddResource that must fail, so that the handle stays ours.
-static OSErr refused(const std::string &content, OSType type, int16_t id)
+// A book of a case's own. The steps' resources are "TYPE ID", as in
+// "add Dial 1 NAME BYTES", "more Dial 1 BYTES", "name Dial 1 2 NAME" for a new
+// number and name, "get" in the book alone and "find" wherever it is.
+struct Books : testing::Test {
+    Place at;
+    int16_t ref = 0;
+
+    std::string step(const Words &w)
+    {
+        if (w[0] == "make" || w[0] == "open") {
+            if (w[0] == "make") {
+                OSErr err = HCreate(at.vRef, at.dir, P(w[1]), kMaker, kBook);
+                EXPECT_TRUE(err == noErr || err == dupFNErr) << "by a crash";
+                HCreateResFile(at.vRef, at.dir, P(w[1]));
+            }
+            int8_t perm = w[2] == "r" ? fsRdPerm : fsRdWrPerm;
+            ref = HOpenResFile(at.vRef, at.dir, P(w[1]), perm);
+            EXPECT_EQ(ref < 0, ResError() != noErr);
+            return error_words(ResError());
+        }
+        OSType type = w[1].empty() ? 0 : type_of(w[1]);
+        auto id = int16_t(std::atoi(w[2].c_str()));
+        Handle h = nullptr;
+        if (w[0] == "close")
+            CloseResFile(ref);
+        else if (w[0] == "update")
+            UpdateResFile(ref);
+        else if (w[0] == "count")
+            return " = " + std::to_string(Count1Resources(type));
+        else if (w[0] == "add") {
+            AddResource(h = handle(w[4]), type, id, P(w[3]));
+            OSErr err = ResError();
+            EXPECT_EQ(HomeResFile(h) == -1, err != noErr);
+            if (err != noErr)
+                DisposeHandle(h); // it stayed ours
+            return error_words(err);
+        } else if (w[0] == "get")
+            return " = " + bytes(Get1Resource(type, id));
+        else if (!(h = GetResource(type, id)))
+            return " = (none)";
+        else if (w[0] == "find")
+            return " = " + bytes(h);
+        else if (w[0] == "more") {
+            append(h, w[3]);
+            ChangedResource(h);
+        } else if (w[0] == "remove")
+            RemoveResource(h);
+        else if (w[0] == "name")
+            SetResInfo(h, int16_t(std::atoi(w[3].c_str())), P(w[4]));
+        return error_words(ResError());
+    }
+    void runs(const std::string &steps)
+    {
+        EXPECT_EQ(play(steps, [this](const Words &w) { return step(w); }),
+                  steps);
+    }
+    OSErr open_error(const std::string &name)
+    {
+        ref = HOpenResFile(at.vRef, at.dir, P(name), fsRdWrPerm);
+        OSErr err = ResError();
+        if (ref > 0)
+            CloseResFile(ref);
+        return err;
+    }
+    OSErr run_sql(const std::string &name, const std::string &sql)
+    {
+        sqlite3 *db = nullptr;
+        int code = sqlite3_open(at.path(name).c_str(), &db);
+        if (code == SQLITE_OK)
+            code = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr);
+        sqlite3_close(db);
+        return code == SQLITE_OK ? OSErr(noErr) : OSErr(ioErr);
+    }
+};
+
+static int exit_of(const std::function<int()> &run)
 {
-    Handle h = handle(content);
-    AddResource(h, type, id, P("refused"));
-    OSErr err = ResError();
-    EXPECT_EQ(HomeResFile(h), -1);
-    DisposeHandle(h);
-    return err;
+    pid_t child = fork();
+    if (child == 0)
+        _exit(run());
+    int status = 1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-static int16_t make_book(const Place &at, const std::string &name)
-{
-    OSErr err = HCreate(at.vRef, at.dir, P(name), kMaker, kBook);
-    EXPECT_TRUE(err == noErr || err == dupFNErr) << "left by a crash";
-    HCreateResFile(at.vRef, at.dir, P(name));
-    EXPECT_EQ(ResError(), noErr);
-    int16_t ref = HOpenResFile(at.vRef, at.dir, P(name), fsRdWrPerm);
-    EXPECT_GT(ref, kProgramResFile);
-    return ref;
-}
-
-static OSErr open_error(const Place &at, const std::string &name)
-{
-    int16_t ref = HOpenResFile(at.vRef, at.dir, P(name), fsRdWrPerm);
-    OSErr err = ResError();
-    EXPECT_EQ(ref < 0, err != noErr);
-    if (ref > 0)
-        CloseResFile(ref);
-    return err;
-}
-
-static OSErr run_sql(const Place &at, const std::string &name, const char *sql)
-{
-    sqlite3 *db = nullptr;
-    int code = sqlite3_open(at.path(name).c_str(), &db);
-    if (code == SQLITE_OK)
-        code = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
-    sqlite3_close(db);
-    return code == SQLITE_OK ? OSErr(noErr) : OSErr(ioErr);
-}
-
-TEST(Resources, ProgramsOwnAreThereAndReadOnly)
+TEST_F(Books, TheProgramsOwnIsThereAndReadOnly)
 {
     Str255 s;
     GetIndString(s, 310, 1);
@@ -102,40 +147,30 @@ TEST(Resources, ProgramsOwnAreThereAndReadOnly)
     }
     Handle entry = GetNamedResource(kDial, P(".default"));
     ASSERT_TRUE(entry);
-    EXPECT_EQ(GetHandleSize(entry), 136);
     EXPECT_EQ(HomeResFile(entry), kProgramResFile);
     EXPECT_EQ(GetIndResource(kDial, 1), entry);
-    EXPECT_EQ(GetHandleSize(GetResource(FOUR("qSet"), 0)), 428);
     EXPECT_EQ(GetResource(kDial, 12345), nullptr);
     EXPECT_EQ(ResError(), resNotFound);
 
     ChangedResource(entry);
     EXPECT_EQ(ResError(), wrPermErr);
-    EXPECT_EQ(refused("x", kDial, 1), wrPermErr);
+    runs("add Dial 1 N x ! wrPermErr");
     RemoveResource(entry);
     EXPECT_EQ(ResError(), wrPermErr);
     EXPECT_EQ(GetIndResource(kDial, 1), entry);
 }
 
-TEST(Resources, ABookLastsAndHidesTheProgramsOwn)
+TEST_F(Books, LastAndHideTheProgramsOwn)
 {
-    Place at;
-    int16_t ref = make_book(at, "b.qpho");
+    runs("make b");
     std::string data("\0\1\xFF\r", 4);
     AddResource(handle(data), kDial, 3000, P("Z\x9Frich"));
     EXPECT_EQ(ResError(), noErr);
-    AddResource(handle("macros"), kList, 0, P("Default"));
-    AddResource(handle(""), kList, 256, P(""));
-    UpdateResFile(ref);
-    EXPECT_EQ(ResError(), noErr);
-    CloseResFile(ref);
+    runs("add STR# 0 Default macros; add STR# 256; update; close");
     EXPECT_NE(bytes(GetResource(kList, 0)), "macros");
 
-    ref = HOpenResFile(at.vRef, at.dir, P("b.qpho"), fsRdWrPerm);
-    ASSERT_GT(ref, 0);
-    EXPECT_EQ(bytes(GetResource(kList, 0)), "macros");
+    runs("open b; find STR# 0 = macros; find STR# 256 = ");
     EXPECT_EQ(HomeResFile(GetResource(kList, 0)), ref);
-    EXPECT_EQ(bytes(GetResource(kList, 256)), "");
     Handle h = GetNamedResource(kDial, P("z\x86RICH")); // capitals of Mac Roman
     ASSERT_TRUE(h);
     EXPECT_EQ(bytes(h), data);
@@ -155,68 +190,45 @@ TEST(Resources, ABookLastsAndHidesTheProgramsOwn)
     EXPECT_EQ(GetNamedResource(kDial, P("Z\x9Frich")), nullptr);
     UseResFile(999);
     EXPECT_EQ(ResError(), resFNotFound);
-    CloseResFile(ref);
     CloseResFile(kProgramResFile);
     EXPECT_EQ(ResError(), resFNotFound);
 }
 
-TEST(Resources, ChangesRemovalsAndNewNames)
+TEST_F(Books, ChangesRemovalsAndNewNames)
 {
-    Place at;
-    int16_t ref = make_book(at, "b");
-    Handle a = handle("a"), b = handle("b"), c = handle("c");
-    AddResource(a, kDial, 1, P("A"));
-    AddResource(b, kDial, 2, P("B"));
-    AddResource(c, kDial, 3, P("C"));
-    EXPECT_EQ(refused("again", kDial, 3), addResFailed);
+    runs("make b; add Dial 1 A a; add Dial 2 B b; add Dial 3 C c; "
+         "add Dial 3 C again ! addResFailed");
+    Handle a = GetResource(kDial, 1), b = GetResource(kDial, 2);
     AddResource(a, kDial, 9, P("twice"));
     EXPECT_EQ(ResError(), addResFailed);
-    UpdateResFile(ref);
-
-    append(a, "aa");
-    ChangedResource(a); // written by the update
-    RemoveResource(b);
+    runs("update; more Dial 1 aa; remove Dial 2; name Dial 3 4 D; "
+         "name Dial 4 1 taken ! addResFailed");
     EXPECT_EQ(HomeResFile(b), -1);
-    EXPECT_EQ(bytes(b), "b"); // plain memory now
-    SetResInfo(c, 4, P("D"));
-    SetResInfo(c, 1, P("taken"));
-    EXPECT_EQ(ResError(), addResFailed);
+    EXPECT_EQ(bytes(b), "b");               // plain memory now
     AddResource(b, kDial, 3, P("B again")); // at the place that C has left
     EXPECT_EQ(ResError(), noErr);
-    UpdateResFile(ref);
-    EXPECT_EQ(ResError(), noErr);
+    runs("update");
     EXPECT_EQ(FlushResFile(ref), noErr);
 
     // What is not updated is dropped at the end.
-    append(a, "lost");
-    ChangedResource(a);
+    runs("more Dial 1 lost");
     WriteResource(a);
-    AddResource(handle("lost"), kList, 256, P(""));
-    CloseResFile(ref);
-
-    ref = HOpenResFile(at.vRef, at.dir, P("b"), fsRdWrPerm);
+    runs("add STR# 256 - lost; close; open b; count Dial = 3; "
+         "get Dial 1 = aaa; get Dial 2 = (none); get Dial 3 = b; "
+         "get Dial 4 = c; get STR# 256 = (none)");
     Str255 name;
-    EXPECT_EQ(Count1Resources(kDial), 3);
-    EXPECT_EQ(bytes(GetResource(kDial, 1)), "aaa");
-    EXPECT_EQ(GetResource(kDial, 2), nullptr);
-    EXPECT_EQ(bytes(GetResource(kDial, 3)), "b");
-    EXPECT_EQ(bytes(GetResource(kDial, 4)), "c");
     GetResInfo(GetResource(kDial, 4), nullptr, nullptr, name);
     EXPECT_EQ(S(name), "D");
-    EXPECT_EQ(Get1Resource(kList, 256), nullptr);
-    CloseResFile(ref);
 }
 
 // A file that is no book, or no longer a whole one, is told and left alone.
-TEST(Resources, WhatIsNoBookStaysAsItWas)
+TEST_F(Books, WhatIsNoneStaysAsItWas)
 {
-    Place at;
-    int16_t ref = make_book(at, "good");
+    runs("make good");
     for (int16_t i = 0; i < 60; i++)
         AddResource(handle(std::string(400, char('a' + i % 26))), kDial,
                     int16_t(3000 + i), P("entry"));
-    UpdateResFile(ref);
-    CloseResFile(ref);
+    runs("update; close");
     std::string good = at.read("good");
     ASSERT_GT(good.size(), 20000u);
 
@@ -247,322 +259,208 @@ TEST(Resources, WhatIsNoBookStaysAsItWas)
         at.write("x", c.content);
         struct stat before, after;
         stat(at.path("x").c_str(), &before);
-        EXPECT_EQ(open_error(at, "x"), c.error) << c.what;
+        EXPECT_EQ(open_error("x"), c.error) << c.what;
         EXPECT_TRUE(at.read("x") == c.content) << c.what;
         stat(at.path("x").c_str(), &after);
         EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec) << c.what;
         EXPECT_FALSE(fs::exists(at.path("x-journal"))) << c.what;
     }
-    EXPECT_EQ(open_error(at, "none"), fnfErr);
-    EXPECT_EQ(open_error(at, ".."), bdNamErr);
+    EXPECT_EQ(open_error("none"), fnfErr);
+    EXPECT_EQ(open_error(".."), bdNamErr);
     fs::create_symlink(at.path("good"), at.path("link"));
-    EXPECT_EQ(open_error(at, "link"), permErr);
+    EXPECT_EQ(open_error("link"), permErr);
     HCreateResFile(at.vRef, at.dir, P("good"));
     EXPECT_EQ(ResError(), dupFNErr);
     EXPECT_TRUE(at.read("good") == good);
 }
 
 // A book may come from anywhere: its tables may be no tables.
-TEST(Resources, StrangeDatabasesAreRefused)
+TEST_F(Books, StrangeDatabasesAreRefused)
 {
-    Place at;
-    struct {
-        const char *what, *sql;
-    } cases[] = {
+    const std::string book = "PRAGMA application_id = 1901086799; "
+                             "PRAGMA user_version = 1; ",
+                      five = "CREATE TABLE resource (type, id, name, "
+                             "attributes, data); "
+                             "INSERT INTO resource VALUES ";
+    const std::pair<const char *, std::string> cases[] = {
         {"no table", "CREATE TABLE other (a)"},
         {"a view", "CREATE VIEW resource AS SELECT 'Dial' AS type, 1 AS id,"
                    " '' AS name, 0 AS attributes, x'00' AS data"},
         {"other columns", "CREATE TABLE resource (type, id, name)"},
-        {"a long type", "CREATE TABLE resource (type, id, name, attributes,"
-                        " data); INSERT INTO resource VALUES"
-                        " ('Dials', 1, '', 0, '')"},
-        {"a wide id", "CREATE TABLE resource (type, id, name, attributes,"
-                      " data); INSERT INTO resource VALUES"
-                      " ('Dial', 70000, '', 0, '')"},
-        {"a huge record", "CREATE TABLE resource (type, id, name, attributes,"
-                          " data); INSERT INTO resource VALUES"
-                          " ('Dial', 1, '', 0, zeroblob(9000000))"},
+        {"a long type", five + "('Dials', 1, '', 0, '')"},
+        {"a wide id", five + "('Dial', 70000, '', 0, '')"},
+        {"a huge record", five + "('Dial', 1, '', 0, zeroblob(9000000))"},
     };
-    int n = 0;
-    for (auto &c : cases) {
-        std::string name = "x" + std::to_string(n++);
-        ASSERT_EQ(run_sql(at, name,
-                          "PRAGMA application_id = 1901086799;"
-                          "PRAGMA user_version = 1"),
-                  noErr);
-        ASSERT_EQ(run_sql(at, name, c.sql), noErr) << c.what;
+    for (auto &[name, sql] : cases) {
+        ASSERT_EQ(run_sql(name, book + sql), noErr) << name;
         std::string before = at.read(name);
-        EXPECT_EQ(open_error(at, name), mapReadErr) << c.what;
-        EXPECT_TRUE(at.read(name) == before) << c.what;
+        EXPECT_EQ(open_error(name), mapReadErr) << name;
+        EXPECT_TRUE(at.read(name) == before) << name;
     }
 
     // Triggers don't run, and nothing else in the file does.
-    CloseResFile(make_book(at, "t"));
-    int16_t ref = make_book(at, "t2");
-    AddResource(handle("x"), kDial, 1, P(""));
-    UpdateResFile(ref);
-    CloseResFile(ref);
-    ASSERT_EQ(run_sql(at, "t2",
-                      "CREATE TRIGGER evil AFTER INSERT ON resource BEGIN "
-                      "DELETE FROM resource; END"),
+    runs("make t; add Dial 1 - x; update; close");
+    ASSERT_EQ(run_sql("t", "CREATE TRIGGER evil AFTER INSERT ON resource BEGIN "
+                           "DELETE FROM resource; END"),
               noErr);
-    ref = HOpenResFile(at.vRef, at.dir, P("t2"), fsRdWrPerm);
-    ASSERT_GT(ref, 0);
-    AddResource(handle("y"), kDial, 2, P(""));
-    UpdateResFile(ref);
-    CloseResFile(ref);
-    ref = HOpenResFile(at.vRef, at.dir, P("t2"), fsRdPerm);
-    EXPECT_EQ(Count1Resources(kDial), 2);
-    CloseResFile(ref);
+    runs("open t; add Dial 2 - y; update; close; open t; count Dial = 2");
 }
 
 // Another program may have made the table: columns go by their names, and one
 // that isn't ours keeps its content.
-TEST(Resources, ColumnsMayStandInAnyOrderBesideOthers)
+TEST_F(Books, ColumnsMayStandInAnyOrderBesideOthers)
 {
-    Place at;
-    const char *columns[] = {
-        "data BLOB, attributes, name, id INTEGER, type TEXT",
-        "id INTEGER, type TEXT, name, note DEFAULT 'new', attributes, data",
-    };
-    for (const char *c : columns) {
-        std::string name = c, sql = "PRAGMA application_id = 1901086799;"
-                                    "PRAGMA user_version = 1;"
-                                    "CREATE TABLE resource (";
-        sql += name + "); INSERT INTO resource (type, id, name, attributes, "
-                      "data) VALUES ('Dial', 1, 'one', 0, x'41')";
-        name = name.substr(0, 4);
-        ASSERT_EQ(run_sql(at, name, sql.c_str()), noErr);
-        for (int round = 1; round <= 2; round++) {
-            int16_t ref = HOpenResFile(at.vRef, at.dir, P(name), fsRdWrPerm);
-            ASSERT_GT(ref, 0) << c;
-            std::string had = round == 1 ? "A" : "AB";
-            EXPECT_EQ(bytes(Get1Resource(kDial, 1)), had) << c;
-            append(Get1Resource(kDial, 1), "B");
-            ChangedResource(Get1Resource(kDial, 1));
-            AddResource(handle("x"), kDial, int16_t(1 + round), P("two"));
-            UpdateResFile(ref);
-            EXPECT_EQ(ResError(), noErr) << c;
-            EXPECT_EQ(Count1Resources(kDial), 1 + round) << c;
-            CloseResFile(ref);
-        }
+    const std::pair<std::string, std::string> columns[] = {
+        {"data", "data BLOB, attributes, name, id INTEGER, type TEXT"},
+        {"id", "id INTEGER, type TEXT, name, note DEFAULT 'new', attributes, "
+               "data"}};
+    for (const auto &[name, c] : columns) {
+        ASSERT_EQ(run_sql(name, "PRAGMA application_id = 1901086799;"
+                                "PRAGMA user_version = 1;"
+                                "CREATE TABLE resource (" +
+                                    c +
+                                    "); INSERT INTO resource (type, id, name, "
+                                    "attributes, data) "
+                                    "VALUES ('Dial', 1, 'one', 0, x'41')"),
+                  noErr);
+        runs("open " + name + "; get Dial 1 = A; more Dial 1 B; " +
+             "add Dial 2 two x; update; count Dial = 2; close; open " + name +
+             "; get Dial 1 = AB; more Dial 1 B; add Dial 3 two x; update; "
+             "count Dial = 3; close");
     }
     // One row for each record, with the new column's value in all of them.
-    EXPECT_EQ(run_sql(at, "id I",
-                      "CREATE TABLE t (n NOT NULL); INSERT INTO t SELECT "
-                      "1 / (count(*) = 3) FROM resource WHERE note = 'new'"),
+    EXPECT_EQ(run_sql("id", "CREATE TABLE t (n NOT NULL); INSERT INTO t SELECT "
+                            "1 / (count(*) = 3) FROM resource "
+                            "WHERE note = 'new'"),
               noErr);
 }
 
-TEST(Resources, ABookThatLeftItsPlaceIsWrittenAnew)
+TEST_F(Books, OneThatLeftItsPlaceIsWrittenAnew)
 {
-    struct {
-        const char *what, *name;
-        void (*act)(const Place &at);
-    } cases[] = {
-        {"moved", "b.qpho",
-         [](const Place &at) { fs::rename(at.path("b.qpho"), at.path("m")); }},
-        {"removed", "b.qpho",
-         [](const Place &at) { fs::remove(at.path("b.qpho")); }},
-        {"replaced", "b 2.qpho",
-         [](const Place &at) {
-             at.write("new", "another");
-             fs::rename(at.path("new"), at.path("b.qpho"));
-         }},
-    };
-    for (auto &c : cases) {
-        Place at;
+    const fs::path book = at.path("b"), other = at.path("m");
+    const std::tuple<const char *, std::string, std::function<void()>> cases[] =
+        {{"moved", "b", [&] { fs::rename(book, other); }},
+         {"removed", "b", [&] { fs::remove(book); }},
+         {"replaced", "b 2", [&] {
+              at.write("m", "another");
+              fs::rename(other, book);
+          }}};
+    for (auto &[what, wanted, act] : cases) {
+        SCOPED_TRACE(what);
         Str255 name;
-        int16_t ref = make_book(at, "b.qpho");
-        AddResource(handle("old"), kDial, 1, P("one"));
-        AddResource(handle("list"), kList, 2, P("two"));
-        UpdateResFile(ref);
-        EXPECT_FALSE(ResFileRemade(ref, name)) << c.what;
-        c.act(at);
-        append(GetResource(kDial, 1), "er");
-        ChangedResource(GetResource(kDial, 1));
-        EXPECT_EQ(FlushResFile(ref), noErr) << c.what;
-        EXPECT_TRUE(ResFileRemade(ref, name)) << c.what;
-        EXPECT_EQ(S(name), c.name) << c.what;
-        EXPECT_FALSE(ResFileRemade(ref, name)) << c.what;
-        CloseResFile(ref);
-        ref = HOpenResFile(at.vRef, at.dir, P(c.name), fsRdWrPerm);
-        EXPECT_EQ(bytes(Get1Resource(kDial, 1)), "older") << c.what;
-        EXPECT_EQ(bytes(Get1Resource(kList, 2)), "list") << c.what;
-        CloseResFile(ref);
-        struct stat st;
-        ASSERT_EQ(stat(at.path(c.name).c_str(), &st), 0);
-        EXPECT_EQ(st.st_mode & 0777, 0600u) << c.what;
+        runs("make b; add Dial 1 one old; add STR# 2 two list; update");
+        EXPECT_FALSE(ResFileRemade(ref, name));
+        act();
+        runs("more Dial 1 er");
+        EXPECT_EQ(FlushResFile(ref), noErr);
+        EXPECT_TRUE(ResFileRemade(ref, name));
+        EXPECT_EQ(S(name), wanted);
+        EXPECT_FALSE(ResFileRemade(ref, name));
+        runs("close");
+        fs::rename(at.path(wanted), at.path("new"));
+        runs("open new; get Dial 1 = older; get STR# 2 = list; close");
+        EXPECT_EQ(int(fs::status(at.path("new")).permissions()), 0600);
+        fs::remove(book);
     }
 }
 
 // What the program shows is its own, whatever a book holds.
-TEST(Resources, ABookReplacesNothingThatTheProgramShows)
+TEST_F(Books, OneReplacesNothingThatTheProgramShows)
 {
-    Place at;
     Str255 own, text;
     GetIndString(own, kListTexts, kStrAskHangUp);
     int32_t window = GetHandleSize(GetResource(FOUR("WIND"), kWindowMain));
-    int16_t ref = make_book(at, "b");
-    AddResource(handle(""), FOUR("WIND"), kWindowMain, P(""));
-    AddResource(handle("SICN"), FOUR("SICN"), 128, P(""));
+    runs("make b; add WIND 128; add SICN 128 - SICN; add qSet 0; "
+         "add STR# 0 Default mine");
+    ASSERT_EQ(kWindowMain, 128);
     AddResource(handle(std::string("\0\3\1x\1y\1z", 8)), kList, kListTexts,
                 P(""));
-    AddResource(handle(""), FOUR("qSet"), 0, P(""));
-    AddResource(handle("mine"), kList, 0, P("Default"));
     UpdateResFile(ref);
     EXPECT_EQ(GetHandleSize(GetResource(FOUR("WIND"), kWindowMain)), window);
     EXPECT_EQ(GetResource(FOUR("SICN"), 128), nullptr);
     GetIndString(text, kListTexts, kStrAskHangUp);
     EXPECT_EQ(S(text), S(own));
     EXPECT_EQ(HomeResFile(GetResource(FOUR("qSet"), 0)), kProgramResFile);
-    EXPECT_EQ(bytes(GetResource(kList, 0)), "mine") << "a template gives way";
-    CloseResFile(ref);
+    runs("find STR# 0 = mine"); // a template gives way
 }
 
-TEST(Resources, ABookInUseIsTold)
+TEST_F(Books, OneInUseIsTold)
 {
-    Place at;
-    int16_t ref = make_book(at, "b");
-    AddResource(handle("x"), kDial, 1, P(""));
-    UpdateResFile(ref);
-
+    runs("make b; add Dial 1 - x; update");
     // Another program of ours, while this one only has it open.
-    pid_t child = fork();
-    if (child == 0) {
-        int16_t other = HOpenResFile(at.vRef, at.dir, P("b"), fsRdWrPerm);
-        _exit(other < 0 && ResError() == fBsyErr ? 0 : 1);
-    }
-    int status = 1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(exit_of([&] { return open_error("b") == fBsyErr ? 7 : 1; }), 7);
     // The lock survives a look at the file's kind.
     FInfo info;
     EXPECT_EQ(HGetFInfo(at.vRef, at.dir, P("b"), &info), noErr);
-    EXPECT_EQ(open_error(at, "b"), fBsyErr);
-    CloseResFile(ref);
+    EXPECT_EQ(open_error("b"), fBsyErr);
+    for (int16_t open = kProgramResFile + 1; open < 20; open++)
+        CloseResFile(open);
 
     // A tool in the middle of a change.
     sqlite3 *db = nullptr;
     ASSERT_EQ(sqlite3_open(at.path("b").c_str(), &db), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr),
               SQLITE_OK);
-    EXPECT_EQ(open_error(at, "b"), fBsyErr);
+    EXPECT_EQ(open_error("b"), fBsyErr);
     sqlite3_close(db);
-    EXPECT_EQ(open_error(at, "b"), noErr);
+    EXPECT_EQ(open_error("b"), noErr);
 }
 
 // What a failed update couldn't write is written by the next one.
-TEST(Resources, AFailedUpdateIsMadeUpFor)
+TEST_F(Books, AFailedUpdateIsMadeUpFor)
 {
-    Place at;
-    int16_t ref = make_book(at, "b");
-    Handle kept = handle("kept"), gone = handle("gone");
-    AddResource(kept, kDial, 1, P(""));
-    AddResource(gone, kDial, 2, P(""));
-    UpdateResFile(ref);
-    ASSERT_EQ(ResError(), noErr);
+    runs("make b; add Dial 1 - kept; add Dial 2 - gone; update");
     std::string before = at.read("b");
 
     signal(SIGXFSZ, SIG_IGN);
-    rlimit all, none;
+    rlimit all;
     getrlimit(RLIMIT_FSIZE, &all);
-    none = all;
-    none.rlim_cur = 8000;
+    rlimit none = {8000, all.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
-    append(kept, std::string(100000, 'k'));
-    ChangedResource(kept);
-    WriteResource(kept);
-    RemoveResource(gone);
+    runs("more Dial 1 " + std::string(100000, 'k'));
+    WriteResource(GetResource(kDial, 1));
+    RemoveResource(GetResource(kDial, 2));
     OSErr removed = ResError();
     UpdateResFile(ref);
     EXPECT_NE(ResError(), noErr);
     EXPECT_NE(FlushResFile(ref), noErr);
     EXPECT_TRUE(at.read("b") == before);
     EXPECT_EQ(GetHandleSize(GetResource(kDial, 1)), 100004);
-    Handle added = handle(std::string(50000, 'a'));
-    AddResource(added, kDial, 3, P(""));
-    OSErr addErr = ResError();
-    EXPECT_EQ(GetResource(kDial, 3) != nullptr, addErr == noErr);
-    if (addErr != noErr)
-        DisposeHandle(added);
+    AddResource(handle(std::string(50000, 'a')), kDial, 3, P(""));
+    OSErr added = ResError();
+    EXPECT_EQ(GetResource(kDial, 3) != nullptr, added == noErr);
 
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &all), 0);
-    UpdateResFile(ref);
-    EXPECT_EQ(ResError(), noErr);
-    CloseResFile(ref);
-    ref = HOpenResFile(at.vRef, at.dir, P("b"), fsRdPerm);
-    ASSERT_GT(ref, 0);
+    runs("update; close; open b r");
     EXPECT_EQ(GetHandleSize(GetResource(kDial, 1)), 100004);
     EXPECT_EQ(Get1Resource(kDial, 2) == nullptr, removed == noErr);
-    if (removed == noErr)
-        DisposeHandle(gone);
-    EXPECT_EQ(Get1Resource(kDial, 3) != nullptr, addErr == noErr);
-    CloseResFile(ref);
+    EXPECT_EQ(Get1Resource(kDial, 3) != nullptr, added == noErr);
 }
 
-TEST(Resources, ReadOnlyBooks)
+// Books and folders that can't be written, and memory that runs short.
+TEST_F(Books, WhatCantBeIsTold)
 {
-    Place at;
-    int16_t ref = make_book(at, "b");
-    AddResource(handle("x"), kDial, 1, P(""));
-    UpdateResFile(ref);
-    CloseResFile(ref);
-    ref = HOpenResFile(at.vRef, at.dir, P("b"), fsRdPerm);
-    ASSERT_GT(ref, 0);
-    Handle h = GetResource(kDial, 1);
-    append(h, "y");
-    ChangedResource(h);
-    UpdateResFile(ref);
-    EXPECT_EQ(ResError(), wrPermErr);
-    EXPECT_EQ(refused("z", kDial, 2), wrPermErr);
-    CloseResFile(ref);
-}
+    runs("make b; add Dial 1 - x; update; close; open b r; more Dial 1 y; "
+         "update ! wrPermErr; add Dial 2 - z ! wrPermErr; close; open b");
+    mem_fail_nth(1);
+    EXPECT_EQ(GetResource(kDial, 1), nullptr);
+    EXPECT_EQ(ResError(), memFullErr);
+    runs("find Dial 1 = x; close");
 
-// Where nothing can be written beside the book, its update tells.
-TEST(Resources, AReadOnlyFolder)
-{
-    Place at;
-    int16_t ref = make_book(at, "b");
-    AddResource(handle("x"), kDial, 1, P(""));
-    UpdateResFile(ref);
-    CloseResFile(ref);
     std::string before = at.read("b");
     fs::permissions(at.root, fs::perms(0755));
     fs::permissions(at.path("b"), fs::perms(0666));
     fs::permissions(at.path(""), fs::perms(0555));
-    pid_t child = fork();
-    if (child == 0) {
+    int code = exit_of([&] {
         constexpr uid_t kNobody = 65534; // root may write everywhere
         if (geteuid() == 0 && setuid(kNobody) != 0)
-            _exit(2);
-        ref = HOpenResFile(at.vRef, at.dir, P("b"), fsRdWrPerm);
-        if (ref < 0 || bytes(GetResource(kDial, 1)) != "x")
-            _exit(3);
-        AddResource(handle("y"), kDial, 2, P(""));
-        UpdateResFile(ref);
-        _exit(ResError() == wrPermErr ? 0 : 4);
-    }
-    int status = 1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+            return 2;
+        runs("open b; get Dial 1 = x; add Dial 2 - y; update ! wrPermErr");
+        return HasFailure() ? 4 : 0;
+    });
+    EXPECT_EQ(code, 0);
     fs::permissions(at.path(""), fs::perms(0755));
     EXPECT_TRUE(at.read("b") == before);
-}
-
-TEST(Resources, MemoryRunsShort)
-{
-    Place at;
-    int16_t ref = make_book(at, "b");
-    AddResource(handle("x"), kDial, 1, P(""));
-    UpdateResFile(ref);
-    CloseResFile(ref);
-    ref = HOpenResFile(at.vRef, at.dir, P("b"), fsRdWrPerm);
-    mem_fail_nth(1);
-    EXPECT_EQ(GetResource(kDial, 1), nullptr);
-    EXPECT_EQ(ResError(), memFullErr);
-    EXPECT_EQ(bytes(GetResource(kDial, 1)), "x");
-    CloseResFile(ref);
 }
 
 // ---- killed in the middle --------------------------------------------------
@@ -588,14 +486,9 @@ static void write_generation(int16_t ref, int generation)
     UpdateResFile(ref);
 }
 
-// The generation that the book holds, -1 for none; fails if it is mixed.
-static int read_generation(const Place &at, const std::string &name)
+// The generation that an open book holds; fails if it is mixed.
+static int read_generation()
 {
-    int16_t ref = HOpenResFile(at.vRef, at.dir, P(name), fsRdWrPerm);
-    if (ref < 0) {
-        EXPECT_TRUE(ResError() == fnfErr || ResError() == eofErr);
-        return -1;
-    }
     EXPECT_EQ(Count1Resources(kDial), kGenerationRecords);
     int generation = std::atoi(bytes(Get1Resource(kDial, 0)).c_str());
     for (int16_t i = 0; i < kGenerationRecords; i++) {
@@ -604,7 +497,6 @@ static int read_generation(const Place &at, const std::string &name)
         size_t length = text.size() - std::to_string(generation).size() - 1;
         EXPECT_EQ(length, size_t(50 + 700 * ((generation + i) % 9)));
     }
-    CloseResFile(ref);
     return generation;
 }
 
@@ -667,51 +559,62 @@ static bool run_and_kill(int n, bool tear, const std::function<void()> &job)
 
 // At each single step of a save, whole or half done, the book holds the state
 // before or after it.
-TEST(Resources, KilledWhileSaving)
+TEST_F(Books, KilledWhileSaving)
 {
     for (bool tear : {false, true}) {
-        Place at;
-        int16_t first = make_book(at, "b");
-        write_generation(first, 1);
-        CloseResFile(first);
+        std::string name = tear ? "torn" : "whole";
+        runs("make " + name);
+        write_generation(ref, 1);
+        runs("close");
         int n = 1, reached = 1;
+        auto now = [&] {
+            runs("open " + name);
+            int generation = read_generation();
+            runs("close");
+            return generation;
+        };
         auto save = [&] {
-            int16_t ref = HOpenResFile(at.vRef, at.dir, P("b"), fsRdWrPerm);
+            runs("open " + name);
             write_generation(ref, reached + 1);
         };
         while (run_and_kill(n++, tear, save) && !HasFailure()) {
-            int now = read_generation(at, "b");
-            EXPECT_TRUE(now == reached || now == reached + 1) << n;
-            reached = now;
+            int generation = now();
+            EXPECT_TRUE(generation == reached || generation == reached + 1);
+            reached = generation;
         }
-        EXPECT_EQ(read_generation(at, "b"), reached + 1);
+        EXPECT_EQ(now(), reached + 1);
         EXPECT_GT(n, 20); // so many calls does a save take
     }
 }
 
 // Until its first update a new book isn't there, or is an empty file that is
 // made again.
-TEST(Resources, KilledWhileMakingABook)
+TEST_F(Books, KilledWhileMakingOne)
 {
     for (bool tear : {false, true}) {
-        Place at;
+        int n = 0;
         std::string name;
-        int n = 1;
-        auto make = [&] { write_generation(make_book(at, name), 7); };
-        do {
-            name = "b" + std::to_string(n) + ".qpho";
-            if (!run_and_kill(n, tear, make))
-                break;
-            int generation = read_generation(at, name);
-            EXPECT_TRUE(generation == 7 || generation == -1) << n;
-            if (generation == -1) {
-                int16_t ref = make_book(at, name);
-                write_generation(ref, 8);
+        auto make = [&] {
+            runs("make " + name);
+            write_generation(ref, 7);
+        };
+        do
+            name = (tear ? "torn" : "whole") + std::to_string(++n);
+        while (run_and_kill(n, tear, make) && [&] {
+            ref = HOpenResFile(at.vRef, at.dir, P(name), fsRdWrPerm);
+            if (ref > 0) {
+                EXPECT_EQ(read_generation(), 7) << n;
+            } else {
+                EXPECT_TRUE(ResError() == fnfErr || ResError() == eofErr);
+                make();
                 EXPECT_EQ(ResError(), noErr);
-                CloseResFile(ref);
             }
-        } while (n++ < 1000 && !HasFailure());
-        EXPECT_EQ(read_generation(at, name), 7);
+            runs("close");
+            return n < 1000 && !HasFailure();
+        }());
+        runs("open " + name);
+        EXPECT_EQ(read_generation(), 7);
         EXPECT_GT(n, 5);
+        runs("close");
     }
 }

@@ -2,30 +2,21 @@
 #include "tests/support/bench.h"
 
 #include "connect/Dial.h"
-#include "connect/Settings.h"
 #include "platform/appleevents.h"
-#include "platform/clock.h"
 #include "platform/events.h"
 #include "platform/files.h"
-#include "platform/headless/headless.h"
 #include "platform/line.h"
 #include "scrollback/View.h"
-#include "serial/IOKitSerial.h"
-#include "serial/ModemIO.h"
 #include "shell/Inits.h"
 #include "terminal/VT100.h"
 #include "tests/support/farend.h"
-#include "transfer/Names.h"
-#include "transfer/rz.h"
-#include "transfer/xmodem.h"
-#include "transfer/zm.h"
-#include "transfer/zmaclo.h"
-#include "transfer/zstats.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <random>
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
@@ -69,6 +60,27 @@ std::vector<std::string> folder_list()
 std::string partial(const std::string &name)
 {
     return name + "\xA5";
+}
+
+void put_file(const std::string &name, const std::string &bytes)
+{
+    const timespec date[2] = {{1700000000, 0}, {1700000000, 0}};
+
+    write_file(name, bytes);
+    utimensat(AT_FDCWD, (scratch() + "/" + name).c_str(), date, 0);
+}
+
+std::string folder()
+{
+    std::string out;
+    for (const std::string &name : folder_list())
+        out += (out.empty() ? "" : " ") +
+               (name.compare(0, 4, "ZRcv") == 0 ? "ZRcv"
+                : name.back() == '\xA5' ? name.substr(0, name.size() - 1)
+                                        : name) +
+               (name.back() == '\xA5' ? "..." : "") + ":" +
+               std::to_string(read_file(name).size());
+    return out;
 }
 
 // ---- the program -----------------------------------------------------------
@@ -121,6 +133,7 @@ static void end_all()
     while (WaitNextEvent(everyEvent, &event, 0, nullptr))
         (void)AEProcessAppleEvent(&event); // one to quit would end all to come
     DispChars(reinterpret_cast<const uint8_t *>("m"), 1); // ends a sequence
+    ModemActive = 0;                                      // passes rest again
     UserCancel = Verbose = 0;
     Nozmodem = Zctlesc = 0;
     Txfcs32 = Znulls = Crc32t = 0;
@@ -178,6 +191,13 @@ std::string screen()
             out += line + "\n";
     }
     return out;
+}
+
+void expect_shown(const std::string &words)
+{
+    EXPECT_NE(screen().find(words), std::string::npos)
+        << words << " isn't on the screen:\n"
+        << screen();
 }
 
 std::string log_text()

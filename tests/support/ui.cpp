@@ -30,6 +30,53 @@ void ui_settle()
     }
 }
 
+static std::string words_of(EventRecord &e)
+{
+    WindowPtr w = nullptr;
+
+    switch (e.what) {
+    case keyDown:
+    case autoKey:
+        return std::string("key ") + char(e.message);
+    case mouseDown:
+        return "press" + std::to_string(FindWindow(&e, &w));
+    case updateEvt:
+        BeginUpdate(WindowOfMessage(&e));
+        EndUpdate(WindowOfMessage(&e));
+        return "update";
+    case activateEvt:
+        return e.modifiers & activeFlag ? "activate" : "deactivate";
+    case osEvt:
+        return e.message & 1 ? "resume" : "suspend";
+    case kHighLevelEvent:
+        return "request";
+    default:
+        return "event " + std::to_string(e.what);
+    }
+}
+
+std::string ui_event(uint16_t mask, uint32_t sleep)
+{
+    EventRecord e;
+
+    if (!WaitNextEvent(mask, &e, sleep, nullptr))
+        return "";
+    std::string words = words_of(e);
+    if (!e.window || e.what == keyDown || e.what == autoKey)
+        return words;
+    const uint8_t *title = e.window->title;
+    return words + " " + std::string(title + 1, title + 1 + title[0]);
+}
+
+std::string ui_events()
+{
+    std::string all;
+
+    for (std::string one; !(one = ui_event()).empty();)
+        all += (all.empty() ? "" : "; ") + one;
+    return all;
+}
+
 DialogItem ui_item(be_item_kind kind, const char *text, Rect box)
 {
     DialogItem i = {};

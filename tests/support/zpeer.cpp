@@ -4,8 +4,26 @@
 #include "platform/headless/headless.h"
 
 #include <algorithm>
+#include <sstream>
 
 // ---- the scripted peer -----------------------------------------------------
+
+peer_rows peer_rows_of(const std::string &text,
+                       const std::map<std::string, std::string> &words)
+{
+    std::istringstream in(text);
+    peer_rows rows;
+    std::string names, name;
+
+    for (int type; in >> type >> names;) {
+        std::istringstream parts(names);
+        peer_row row = {type, ""};
+        while (std::getline(parts, name, '+'))
+            row.say += words.at(name);
+        rows.push_back(row);
+    }
+    return rows;
+}
 
 void scripted_peer::start()
 {

@@ -21,8 +21,15 @@ struct peer_row {
     std::string say;
     std::function<void(const frame &)> act = {};
 };
+using peer_rows = std::vector<peer_row>;
+
+// Rows in short: "1 offer 9 data+eof" says to the first ZRINIT the word "offer"
+// of `words`, to the first ZRPOS behind it two words.
+peer_rows peer_rows_of(const std::string &text,
+                       const std::map<std::string, std::string> &words);
+
 struct scripted_peer {
-    std::vector<peer_row> rows;
+    peer_rows rows;
     size_t next = 0;
     frame_reader heard = {};
     std::vector<int> types = {}; // of all frames, in order

@@ -4,24 +4,11 @@
 
 #include "automation/AsciiSend.h"
 #include "connect/Dial.h"
-#include "connect/Settings.h"
 #include "platform/appleevents.h"
-#include "platform/clock.h"
-#include "platform/headless/headless.h"
 #include "platform/memory.h"
 #include "platform/menus.h"
 #include "resources/names.h"
-#include "serial/ModemIO.h"
 #include "shell/QuillonMenus.h"
-#include "transfer/Names.h"
-#include "transfer/Util.h"
-#include "transfer/rz.h"
-#include "transfer/sz.h"
-#include "transfer/xmodem.h"
-#include "transfer/zmaclo.h"
-#include "transfer/zstats.h"
-
-#include <gtest/gtest.h>
 
 #include <cstring>
 
@@ -247,15 +234,13 @@ TEST(Figures, TranscriptAndLog)
     gotEOF = 1;
     StartPos = 0;
     zperf(PSTR("a\tb\rc"), 1000, 1600, 11520, 'R');
-    EXPECT_NE(screen().find("### Receive (Z) a?b?c: 11520 bytes, 0:10 elapsed, "
-                            "1152 cps, 10%\n"),
-              string::npos)
-        << screen();
+    expect_shown("### Receive (Z) a?b?c: 11520 bytes, 0:10 elapsed, "
+                 "1152 cps, 10%\n");
     gotEOF = 0;
     StartPos = 5;
     zdir = 'S';
     zperf(PSTR("f"), 1000, 1060, 60, 'S');
-    EXPECT_NE(screen().find(" cps, 0% Resume Incomplete"), string::npos);
+    expect_shown(" cps, 0% Resume Incomplete");
     StartPos = 0;
     zperf(PSTR("f"), 1000, 1060, 60, 'S');
     zrmv();

@@ -1,15 +1,6 @@
 // Headers and subpackets on the wire, byte by byte, both ways.
 #include "tests/support/bench.h"
 
-#include "platform/clock.h"
-#include "platform/headless/headless.h"
-#include "serial/IOKitSerial.h"
-#include "serial/ModemIO.h"
-#include "transfer/xmodem.h"
-#include "transfer/zm.h"
-
-#include <gtest/gtest.h>
-
 using std::string;
 
 static const string XONs = "\x11";

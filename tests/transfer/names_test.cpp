@@ -3,16 +3,8 @@
 #include "tests/support/bench.h"
 
 #include "base/PathStr.h"
-#include "connect/Settings.h"
-#include "platform/headless/headless.h"
 #include "platform/resources.h"
 #include "shell/Inits.h"
-#include "transfer/Names.h"
-#include "transfer/rz.h"
-#include "transfer/xmodem.h"
-#include "transfer/zmaclo.h"
-
-#include <gtest/gtest.h>
 
 #include <cstring>
 #include <filesystem>
@@ -109,12 +101,12 @@ TEST(Names, KindsOfFiles)
         OSType creator = 0, type = 0;
         uint8_t name[256];
         bool byName = entry[1] == '1';
-        string data = byName ? string() : pattern + "and more";
+        string bytes = byName ? string() : pattern + "and more";
         to_pascal(byName ? "some" + pattern : "some", name);
         for (int k = 1; byName && k <= name[0]; k++)
             name[k] = uint8_t(toupper(name[k]));
-        EXPECT_EQ(BinTypeCheck(reinterpret_cast<const uint8_t *>(data.data()),
-                               int32_t(data.size()), name, &creator, &type),
+        EXPECT_EQ(BinTypeCheck(reinterpret_cast<const uint8_t *>(bytes.data()),
+                               int32_t(bytes.size()), name, &creator, &type),
                   1)
             << pattern;
         EXPECT_NE(type, 0u);
@@ -288,7 +280,7 @@ TEST(Names, AFolderThatIsGoneEndsWithAMessage)
     hl_ask_answer(false);
     fs::remove_all(scratch());
     EXPECT_EQ(receive_named("f", "3", &said), 7);
-    EXPECT_NE(screen().find("in zWriteData"), string::npos) << screen();
+    expect_shown("in zWriteData");
     EXPECT_NE(said.find(cancel_string()), string::npos);
     fs::create_directory(scratch());
 }

@@ -2,20 +2,7 @@
 // when the program waits.
 #include "tests/support/bench.h"
 
-#include "connect/Settings.h"
-#include "platform/clock.h"
-#include "platform/headless/headless.h"
-#include "serial/IOKitSerial.h"
-#include "serial/ModemIO.h"
-#include "transfer/rz.h"
-#include "transfer/xmodem.h"
-#include "transfer/zmaclo.h"
-#include "transfer/zstats.h"
-
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <cstring>
 
 using std::string;
 
@@ -33,24 +20,63 @@ static string send_all(const string &body)
 }
 
 static const string kFin = hex_frame(ZFIN, four(0));
-static const string kDamaged = "**\x18"
-                               "B0000000000FFFF\r\x8A";
+static const string kBody = random_bytes(700);
 
-// The rows of a sender, and those by which it ends.
-using peer_rows = std::vector<peer_row>;
-static peer_rows and_end(peer_rows rows, const string &last = "OO")
+static string data_at(uint32_t pos, const string &packets)
 {
-    rows.push_back({ZRINIT, kFin});
-    rows.push_back({ZFIN, last});
-    return rows;
+    return bin32_frame(ZDATA, four(pos)) + packets;
 }
 
-static peer_rows one_file(const string &name, const string &body)
+static string eof(uint32_t pos)
 {
-    return and_end({{ZRINIT, offer(name, std::to_string(body.size()))},
-                    {ZRPOS, send_all(body)}},
-                   "OO$ ");
+    return hex_frame(ZEOF, four(pos));
 }
+
+static string with_packet(int type, const string &bytes, char end)
+{
+    return bin32_frame(type, flags(0)) + packet32(bytes, end);
+}
+
+// What a sender says. A "?" marks a subpacket whose end is another than it has
+// to be.
+static const std::map<string, string> kWords = {
+    {"-", ""},
+    {"OO", "OO"},
+    {"prompt", "$ "},
+    {"x", "x"},
+    {"off", cancel_string()},
+    {"bad", "**\x18"
+            "B0000000000FFFF\r\x8A"},
+    {"rqinit", hex_frame(ZRQINIT, four(0))},
+    {"sinit", with_packet(ZSINIT, string(1, 0), 'k')},
+    {"sinit?", with_packet(ZSINIT, string(1, 0), 'h')},
+    {"command", with_packet(ZCOMMAND, string("rm -rf *\0", 9), 'k')},
+    {"command?", with_packet(ZCOMMAND, "ls", 'h')},
+    {"compl", hex_frame(ZCOMPL, four(0))},
+    {"freecnt", hex_frame(ZFREECNT, four(0))},
+    {"nak", hex_frame(ZNAK, four(0))},
+    {"rpos", hex_frame(ZRPOS, four(0))},
+    {"ferr", hex_frame(ZFERR, four(0))},
+    {"skip", hex_frame(ZSKIP, four(0))},
+    {"fin", kFin},
+    {"f", offer("f", "700")},
+    {"f?", with_packet(ZFILE, "f", 'h')},
+    {"g", offer("g", "2")},
+    {"none", offer("none", "0")},
+    {"kept", offer("old", "3", 0, 7)}, // protected
+    {"all", send_all(kBody)},
+    {"two", send_all(kBody.substr(0, 2))},
+    {"part", data_at(0, packet32(kBody.substr(0, 300), 'i'))},
+    {"parts", data_at(0, packet32("", 'i') + packet32("", 'i') +
+                             packet32(kBody, 'i') + packet32("", 'h'))},
+    {"nothing", packet32("", 'h')},
+    {"data512", data_at(512, packet32("zz", 'h'))},
+    {"damaged", data_at(0, "Q" + packet32(kBody, 'i'))},
+    {"eof0", eof(0)},
+    {"eof300", eof(300)},
+    {"eof700", eof(700)},
+    {"eof4711", eof(4711)},
+};
 
 // What the receiver sent, by types, for these rows. `done`: all were used.
 struct answer {
@@ -67,18 +93,128 @@ static answer receive(const peer_rows &rows)
     return {result, peer.type_list(), peer.raw, peer.done()};
 }
 
+static peer_rows and_end(const peer_rows &rows)
+{
+    scripted_peer peer{rows};
+    for (const peer_row &row : peer_rows_of("1 fin 8 OO", kWords))
+        peer.rows.push_back(row);
+    return peer.rows;
+}
+
+// ---- a transfer, row by row ------------------------------------------------
+
+struct transfer_row {
+    const char *name;
+    const char *rows;  // of the sender; "." ends as one does with a whole file
+    const char *types; // what the receiver sends, at least, if it gives up
+    const char *files; // then in the folder: the beginning of kBody each
+    const char *words = "";
+    int skipped = 0;
+};
+
+static void transfer(const transfer_row &r, bool works)
+{
+    SCOPED_TRACE(r.name);
+    string rows = r.rows;
+    if (rows.back() == '.')
+        rows.replace(rows.size() - 1, 1, "9 all 1 fin 8 OO");
+    start_bench();
+    write_file("old", "precious");
+    const answer a = receive(peer_rows_of(rows, kWords));
+    EXPECT_EQ(a.result, works ? 0 : 7);
+    EXPECT_EQ(works ? a.types : a.types.substr(0, strlen(r.types)), r.types);
+    EXPECT_TRUE(a.done);
+    EXPECT_EQ(folder(), r.files + string(*r.files ? " old:8" : "old:8"));
+    EXPECT_EQ(read_file("old"), "precious");
+    for (const string &name : folder_list())
+        if (name != "old") {
+            const string got = read_file(name);
+            EXPECT_EQ(got, kBody.substr(0, got.size())) << name;
+        }
+    EXPECT_EQ(gSkippedFiles, r.skipped);
+    expect_shown(r.words);
+    EXPECT_EQ(zDlog, nullptr);
+}
+
+// clang-format off
+TEST(Receiver, EveryHeaderInEveryState)
+{
+    const transfer_row rows[] = {
+        {"ZRQINIT", "1 rqinit 1 f .", "1 1 9 1 8", "f:700"},
+        {"ZSINIT", "1 sinit 3 f .", "1 3 9 1 8", "f:700"},
+        {"ZSINIT, another end", "1 sinit? 6 f .", "1 6 9 1 8", "f:700"},
+        {"ZFILE, another end", "1 f? 6 f .", "1 6 9 1 8", "f:700"},
+        {"ZCOMPL", "1 compl+f .", "1 9 1 8", "f:700"},
+        {"ZFREECNT", "1 freecnt 3 f .", "1 3 9 1 8", "f:700"},
+        {"ZNAK", "1 nak 1 f .", "1 1 9 1 8", "f:700"},
+        {"ZRPOS", "1 rpos 1 f .", "1 1 9 1 8", "f:700"},
+        {"ZCOMMAND, another end", "1 command? 6 f .", "1 6 9 1 8", "f:700"},
+        {"a damaged header", "1 bad 1 f .", "1 1 9 1 8", "f:700"},
+        {"no file", "1 fin 8 OO", "1 8", ""},
+        {"a command isn't run", "1 command 15 fin 8 OO", "1 15 8", ""},
+        // The sender's "OO" may be lost, or be something else by damage.
+        {"no OO", "1 fin", "1 8 8 8", ""},
+        {"the prompt for OO", "1 fin 8 prompt 8 prompt", "1 8 8 8", ""},
+        {"a damaged OO", "1 fin 8 x 8 OO", "1 8 8", ""},
+        // Within a file.
+        {"ZNAK within", "1 f 9 nak+x+nothing .", "1 9 9 1 8", "f:700"},
+        {"silence within", "1 f 9 - .", "1 9 9 1 8", "f:700"},
+        {"a damaged header within", "1 f 9 bad .", "1 9 9 1 8", "f:700"},
+        {"ZFILE again", "1 f 9 f .", "1 9 9 1 8", "f:700"},
+        {"ZDATA elsewhere", "1 f 9 data512 .", "1 9 9 1 8", "f:700"},
+        {"ZEOF elsewhere", "1 f 9 eof4711 .", "1 9 9 1 8", "f:700"},
+        {"damaged data", "1 f 9 damaged .", "1 9 9 1 8", "f:700"},
+        {"empty subpackets", "1 f 9 parts+eof700 1 none 9 eof0 1 fin 8 OO",
+         "1 9 1 9 1 8", "f:700 none:0"},
+        // What is shorter than offered isn't whole, and the sender hears that
+        // we don't take it. The next one comes all the same.
+        {"an end before all data", "1 f 9 eof0 5 g 9 two 1 fin 8 OO",
+         "1 9 5 9 1 8", "g:2", "shorter than its length", 1},
+        {"an end before some data",
+         "1 f 9 part+nothing+eof300 5 g 9 two 1 fin 8 OO",
+         "1 9 5 9 1 8", "f...:300 g:2", "shorter than its length", 1},
+        {"skipped by the sender", "1 f 9 skip 1 g 9 two 1 fin 8 OO",
+         "1 9 1 9 1 8", "g:2", "Sender SKIPPED file", 1},
+        {"skipped by us", "1 kept 5 g 9 two 1 fin 8 OO",
+         "1 5 9 1 8", "g:2", "old: File exists, Skipped", 1},
+    };
+    for (const transfer_row &r : rows)
+        transfer(r, true);
+}
+
+TEST(Receiver, WaysToEndBadly)
+{
+    const transfer_row rows[] = {
+        {"cancelled", "1 off", "1", ""},
+        {"silence", "1 -", "1 1 1 1 1", ""},
+        {"cancelled before data", "1 f 9 off", "1 9", ""},
+        {"cancelled within data", "1 f 9 part+off", "1 9", "f...:300",
+         "Cancelled by sender."},
+        {"an unforeseen header", "1 f 9 part+nothing+ferr", "1 9", "f...:300"},
+        {"the sender is gone", "1 f 9 part", "1 9", "f...:300"},
+    };
+    for (const transfer_row &r : rows)
+        transfer(r, false);
+}
+// clang-format on
+
+static peer_rows one_file(const string &name, const string &body)
+{
+    return and_end({{ZRINIT, offer(name, std::to_string(body.size()))},
+                    {ZRPOS, send_all(body)}});
+}
+
 TEST(Receiver, TakesAFileAndShowsThePromptBehindIt)
 {
     start_bench();
     scripted_peer peer{one_file("hello", "some\x18 bytes\x11")};
+    peer.rows.back().say += "$ ";
     peer.start();
     EXPECT_EQ(rz(kModeZ), 0);
-    EXPECT_TRUE(peer.done());
     EXPECT_EQ(peer.type_list(), "1 9 1 8");
     EXPECT_EQ(read_file("hello"), "some\x18 bytes\x11");
-    EXPECT_EQ(zDlog, nullptr);
     pump_port();
-    EXPECT_NE(screen().find("$"), string::npos);
+    expect_shown("$");
     EXPECT_EQ(peer.heard.frames[0].data, flags(0x27));
     EXPECT_EQ(gWholeFiles, 1);
 }
@@ -88,8 +224,7 @@ TEST(Receiver, StartsByItselfOnlyOnAGoodStart)
     start_bench();
     scripted_peer peer{one_file("auto", "x")};
     peer.start();
-    hl_line_say("rz\r**\x18"
-                "B00000000000000\r\x8A\x11");
+    hl_line_say("rz\r" + hex_frame(ZRQINIT, four(0)));
     for (int i = 0; i < 100 && !file_there("auto"); i++)
         ReadPort();
     EXPECT_EQ(read_file("auto"), "x");
@@ -109,191 +244,12 @@ TEST(Receiver, StartsByItselfOnlyOnAGoodStart)
     EXPECT_EQ(zDlog, nullptr);
 }
 
-// ---- every header ----------------------------------------------------------
-
-struct header_row {
-    const char *name;
-    string say;
-    string types; // what the receiver then sends
-    int result = 0;
-};
-
-// Each row is said to the first ZRINIT. The offer comes with it, or in answer
-// to what the receiver says to it.
-TEST(Receiver, EveryHeaderBeforeAFile)
-{
-    const string bad = bin32_frame(ZFILE, flags(0)) + packet32("f", 'h');
-    const header_row rows[] = {
-        {"ZRQINIT", hex_frame(ZRQINIT, four(0)), "1 1 9"},
-        {"ZSINIT", bin32_frame(ZSINIT, flags(0)) + packet32(string(1, 0), 'k'),
-         "1 3 9"},
-        {"ZSINIT with another end",
-         bin32_frame(ZSINIT, flags(0)) + packet32(string(1, 0), 'h'), "1 6 9"},
-        {"ZFILE with another end", bad, "1 6 9"},
-        {"ZCOMPL", hex_frame(ZCOMPL, four(0)), "1 9"},
-        {"ZFREECNT", hex_frame(ZFREECNT, four(0)), "1 3 9"},
-        {"ZNAK", hex_frame(ZNAK, four(0)), "1 1 9"},
-        {"ZRPOS", hex_frame(ZRPOS, four(0)), "1 1 9"},
-        {"ZCOMMAND with another end",
-         bin32_frame(ZCOMMAND, four(0)) + packet32("ls", 'h'), "1 6 9"},
-        {"a damaged header", kDamaged, "1 1 9"},
-    };
-    for (const header_row &r : rows) {
-        start_bench();
-        Zmodem = 0;
-        peer_rows peer = {{ZRINIT, r.say}};
-        if (r.types == "1 9")
-            peer[0].say += offer("f", "1");
-        else
-            peer.push_back({r.types[2] - '0', offer("f", "1")});
-        peer.push_back({ZRPOS, send_all("x")});
-        const answer a = receive(and_end(peer));
-        EXPECT_EQ(a.result, 0) << r.name;
-        EXPECT_EQ(a.types, r.types + " 1 8") << r.name;
-    }
-}
-
-TEST(Receiver, EndsWithoutAFile)
-{
-    const string cmd =
-        bin32_frame(ZCOMMAND, four(0)) + packet32(string("rm -rf *\0", 9), 'k');
-    const header_row rows[] = {
-        {"ZFIN", kFin + "OO", "1 8"},
-        {"cancelled", cancel_string(), "1", 7},
-        {"a command, not run", cmd, "1 15 8"},
-        {"silence", "", "1 1 1 1 1", 7},
-    };
-    for (const header_row &r : rows) {
-        start_bench();
-        Zmodem = 0;
-        const answer a =
-            receive({{ZRINIT, r.say}, {ZCOMPL, kFin}, {ZFIN, "OO"}});
-        EXPECT_EQ(a.result, r.result) << r.name;
-        EXPECT_EQ(a.types.substr(0, r.types.size()), r.types) << r.name;
-        EXPECT_TRUE(folder_list().empty()) << r.name;
-        EXPECT_EQ(zDlog, nullptr);
-    }
-}
-
-// The sender's "OO" may be lost, or be something else by damage.
-TEST(Receiver, TheEndIsSaidUpToThreeTimes)
-{
-    struct row {
-        string first, second;
-        const char *types;
-    };
-    for (const row &r : {row{"", "", "1 8 8 8"}, row{"$ ", "$ ", "1 8 8 8"},
-                         row{"x", "OO", "1 8 8"}}) {
-        start_bench();
-        const answer a = receive(
-            {{ZRINIT, kFin}, {ZFIN, r.first}, {ZFIN, r.second}, {ZFIN, ""}});
-        EXPECT_EQ(a.result, 0) << r.first;
-        EXPECT_EQ(a.types, r.types) << r.first;
-    }
-}
-
-// Each row is said to the first ZRPOS; the sender goes on with the whole file
-// at the next one.
-TEST(Receiver, EveryHeaderWithinAFile)
-{
-    const string body = random_bytes(700);
-    const std::pair<const char *, string> rows[] = {
-        {"ZNAK", hex_frame(ZNAK, four(0)) + packet32("x", 'h')},
-        {"time-out", ""},
-        {"damaged header", kDamaged},
-        {"ZFILE again", offer("f", "700")},
-        {"ZDATA elsewhere",
-         bin32_frame(ZDATA, four(512)) + packet32("zz", 'h')},
-        {"ZEOF elsewhere", hex_frame(ZEOF, four(4711))},
-        {"damaged data",
-         bin32_frame(ZDATA, four(0)) + "Q" + packet32(body, 'i')},
-    };
-    for (const auto &[name, say] : rows) {
-        start_bench();
-        const answer a = receive(and_end({{ZRINIT, offer("f", "700")},
-                                          {ZRPOS, say},
-                                          {ZRPOS, send_all(body)}}));
-        EXPECT_EQ(a.result, 0) << name;
-        EXPECT_EQ(a.types, "1 9 9 1 8") << name;
-        EXPECT_EQ(read_file("f"), body) << name;
-    }
-}
-
-TEST(Receiver, EmptySubpacketsAreNoFirstBlock)
-{
-    start_bench();
-    const answer a = receive(
-        and_end({{ZRINIT, offer("f", "3")},
-                 {ZRPOS, bin32_frame(ZDATA, four(0)) + packet32("", 'i') +
-                             packet32("", 'i') + packet32("abc", 'i') +
-                             packet32("", 'h') + hex_frame(ZEOF, four(3))},
-                 {ZRINIT, offer("none", "0")},
-                 {ZRPOS, hex_frame(ZEOF, four(0))}}));
-    EXPECT_EQ(a.result, 0);
-    EXPECT_EQ(folder_list(), (std::vector<string>{"f", "none"}));
-    EXPECT_EQ(read_file("f"), "abc");
-    EXPECT_EQ(read_file("none"), "");
-}
-
-TEST(Receiver, WaysAFileEndsBadly)
-{
-    const string half =
-        bin32_frame(ZDATA, four(0)) + packet32(string(300, 'a'), 'i');
-    struct row {
-        const char *name;
-        string say;
-        const char *words;
-        bool kept;
-    };
-    const row rows[] = {
-        {"sender cancels", half + cancel_string(), "Cancelled by sender.",
-         true},
-        {"sender cancels before data", cancel_string(), "", false},
-        {"an unforeseen header",
-         half + packet32("", 'h') + hex_frame(ZFERR, four(0)), "", true},
-        {"sender is gone", half, "", true},
-    };
-    for (const row &r : rows) {
-        start_bench();
-        EXPECT_EQ(receive({{ZRINIT, offer("f", "700")}, {ZRPOS, r.say}}).result,
-                  7)
-            << r.name;
-        EXPECT_NE(screen().find(r.words), string::npos) << r.name << screen();
-        EXPECT_FALSE(file_there("f")) << r.name;
-        EXPECT_EQ(file_there(partial("f")), r.kept) << r.name;
-        EXPECT_EQ(read_file(partial("f")), string(r.kept ? 300 : 0, 'a'));
-    }
-}
-
 // ---- what is taken ---------------------------------------------------------
-
-// A file whose end comes too early isn't whole, and the sender hears that we
-// don't take it. The next one comes all the same.
-TEST(Receiver, AFileShorterThanOfferedIsNotWhole)
-{
-    for (size_t came : {0u, 300u}) {
-        start_bench();
-        const answer a = receive(and_end({{ZRINIT, offer("short", "1000")},
-                                          {ZRPOS, send_all(string(came, 'a'))},
-                                          {ZSKIP, offer("next", "2")},
-                                          {ZRPOS, send_all("ok")}}));
-        EXPECT_TRUE(a.done) << came << a.types;
-        EXPECT_FALSE(file_there("short")) << came;
-        EXPECT_EQ(read_file(partial("short")), string(came, 'a'));
-        EXPECT_EQ(read_file("next"), "ok");
-        EXPECT_EQ(gWholeFiles, 1);
-        EXPECT_EQ(gSkippedFiles, 1);
-        EXPECT_NE(screen().find("shorter than its length"), string::npos);
-    }
-}
 
 TEST(Receiver, OfferedLengths)
 {
-    struct row {
-        const char *length;
-        const char *types; // 5: refused before its first byte, or at its end
-    };
-    const row rows[] = {
+    // 5: refused before its first byte, or at its end.
+    const std::pair<const char *, const char *> rows[] = {
         {"2000000000", "1 9 5 8"},
         {"2147483647", "1 9 5 8"},
         {"2147483648", "1 5 8"},
@@ -303,15 +259,15 @@ TEST(Receiver, OfferedLengths)
         {"-5", "1 9 1 8"},
         {"0", "1 9 1 8"},
     };
-    for (const row &r : rows) {
+    for (const auto &[length, types] : rows) {
         start_bench();
-        const bool refused = r.types[2] == '5';
-        peer_rows peer = {{ZRINIT, offer("f", r.length)}};
+        const bool refused = types[2] == '5';
+        peer_rows peer = {{ZRINIT, offer("f", length)}};
         if (!refused)
             peer.push_back({ZRPOS, send_all("abc")});
-        peer.push_back({r.types[refused ? 2 : 4] - '0', kFin});
+        peer.push_back({types[refused ? 2 : 4] - '0', kFin});
         peer.push_back({ZFIN, "OO"});
-        EXPECT_EQ(receive(peer).types, r.types) << r.length << screen();
+        EXPECT_EQ(receive(peer).types, types) << length << screen();
         EXPECT_EQ(screen().find("too long") != string::npos, refused);
     }
 }
@@ -320,34 +276,10 @@ TEST(Receiver, OfferedLengths)
 TEST(Receiver, AnEmptyOfferResumesNothing)
 {
     start_bench();
-    write_file(partial("f"), string(500, 'p'));
-    EXPECT_EQ(receive(and_end({{ZRINIT, offer("f", "0")},
-                               {ZRPOS, hex_frame(ZEOF, four(0))}}))
-                  .result,
+    write_file(partial("none"), string(500, 'p'));
+    EXPECT_EQ(receive(peer_rows_of("1 none 9 eof0 1 fin 8 OO", kWords)).result,
               0);
-    EXPECT_TRUE(file_there("f"));
-    EXPECT_EQ(read_file("f"), "");
-    EXPECT_EQ(read_file(partial("f")), string(500, 'p'));
-}
-
-TEST(Receiver, SkippedBySenderOrUs)
-{
-    start_bench();
-    write_file("old", "precious");
-    const answer a =
-        receive(and_end({{ZRINIT, offer("first", "10")},
-                         {ZRPOS, hex_frame(ZSKIP, four(0))},
-                         {ZRINIT, offer("old", "3", 0, 7)}, // protected
-                         {ZSKIP, offer("last", "2")},
-                         {ZRPOS, send_all("ok")}}));
-    EXPECT_EQ(a.result, 0);
-    EXPECT_TRUE(a.done);
-    EXPECT_EQ(read_file("old"), "precious");
-    EXPECT_EQ(read_file("last"), "ok");
-    EXPECT_FALSE(file_there("first"));
-    EXPECT_EQ(gSkippedFiles, 2);
-    EXPECT_NE(screen().find("Sender SKIPPED file"), string::npos);
-    EXPECT_NE(screen().find("old: File exists, Skipped"), string::npos);
+    EXPECT_EQ(folder(), "none:0 none...:500");
 }
 
 // What the sender asks to be done about a file that exists.
@@ -370,9 +302,7 @@ TEST(Receiver, ManagementOfFilesThatExist)
     };
     for (const row &r : rows) {
         start_bench();
-        write_file("f", "12345678");
-        struct timespec times[2] = {{1700000000, 0}, {1700000000, 0}};
-        ASSERT_EQ(utimensat(AT_FDCWD, (scratch() + "/f").c_str(), times, 0), 0);
+        put_file("f", "12345678");
         const string body(size_t(r.figures[0] - '0'), 'n');
         const string offered = offer("f", r.figures, 0, uint8_t(r.zf1));
         if (r.taken)
@@ -439,7 +369,7 @@ TEST(Receiver, UserCancelsAnywhere)
         }
         hl_line_say("prompt> ");
         pump_port();
-        EXPECT_NE(screen().find("prompt>"), string::npos) << when;
+        expect_shown("prompt>");
     }
 }
 

@@ -1,18 +1,7 @@
 // The ZMODEM sender against a receiver of ours on the false clock.
 #include "tests/support/bench.h"
 
-#include "connect/Settings.h"
-#include "platform/clock.h"
-#include "platform/headless/headless.h"
-#include "serial/IOKitSerial.h"
-#include "transfer/Names.h"
-#include "transfer/Util.h"
 #include "transfer/kermit.h"
-#include "transfer/sz.h"
-#include "transfer/xmodem.h"
-#include "transfer/zstats.h"
-
-#include <gtest/gtest.h>
 
 #include <functional>
 
@@ -95,8 +84,7 @@ TEST(Sender, GivesABatchAndEnds)
     EXPECT_EQ(peer.file(), string(1024, 'b'));
     EXPECT_EQ(peer.raw.substr(peer.raw.size() - 2), "OO");
     EXPECT_EQ(gWholeFiles, 3);
-    EXPECT_NE(screen().find("### Send (Z) all: 3000 bytes, "), string::npos)
-        << screen();
+    expect_shown("### Send (Z) all: 3000 bytes, ");
     EXPECT_EQ(zDlog, nullptr);
 }
 
@@ -190,7 +178,7 @@ TEST(Sender, EveryAnswer)
         peer.instead[{r.type, r.nth}] = r.say;
         EXPECT_EQ(send(peer, {"f"}), r.works ? 0 : 128);
         EXPECT_EQ(peer.type_list(), r.types);
-        EXPECT_NE(screen().find(r.words), string::npos) << screen();
+        expect_shown(r.words);
         if (!r.works) {
             EXPECT_NE(peer.raw.find(cancel_string()), string::npos);
         }
@@ -249,7 +237,7 @@ TEST(Sender, ResumesWhereTheReceiverWants)
     EXPECT_EQ(send(peer, {"f"}), 0);
     EXPECT_EQ(nth(peer, ZDATA).position(), 3333u);
     EXPECT_EQ(peer.file().substr(3333), body.substr(3333));
-    EXPECT_NE(screen().find("% Resume"), string::npos) << screen();
+    expect_shown("% Resume");
 }
 
 // A place beyond the file, or one that no 31 bits hold: nothing is read there.
@@ -265,7 +253,7 @@ TEST(Sender, AFileThatShrinksIsNotWhole)
     rx.begin();
     (void)sz(n, sendFSS, 'Z');
     EXPECT_EQ(gWholeFiles, 0);
-    EXPECT_NE(screen().find(" Incomplete"), string::npos) << screen();
+    expect_shown(" Incomplete");
 }
 
 TEST(Sender, PlacesThatAreNone)
@@ -542,5 +530,5 @@ TEST(Sender, ShowsTheHostsPromptAndTellsItToReceive)
     hl_line_say("rz waiting\xEF ");
     EXPECT_EQ(send(peer, {"f"}), 0);
     EXPECT_EQ(peer.raw.substr(0, 3), "rz\r");
-    EXPECT_NE(screen().find("rz waitingo"), string::npos) << screen();
+    expect_shown("rz waitingo");
 }

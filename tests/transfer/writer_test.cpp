@@ -2,17 +2,8 @@
 // on from there, files in the way, a disk that is full.
 #include "tests/support/bench.h"
 
-#include "connect/Settings.h"
 #include "platform/files.h"
-#include "platform/headless/headless.h"
 #include "transfer/MacBinary.h"
-#include "transfer/Names.h"
-#include "transfer/rz.h"
-#include "transfer/xmodem.h"
-#include "transfer/zmaclo.h"
-#include "transfer/zstats.h"
-
-#include <gtest/gtest.h>
 
 #include <csignal>
 #include <cstring>
@@ -515,8 +506,7 @@ TEST(Writer, AsksAboutAFileThatExists)
     finish(true);
     EXPECT_EQ(read_file("f"), "old");
     EXPECT_EQ(read_file("f #1"), "new");
-    EXPECT_NE(screen().find("f #1: File exists, using new name"), string::npos)
-        << screen();
+    expect_shown("f #1: File exists, using new name");
 
     hl_answer(2);
     EXPECT_EQ(offer("f", "3"), -1);
@@ -624,8 +614,7 @@ TEST(Writer, NotEnoughRoomIsToldBeforehand)
     zRcvVol = other; // left by a file that was chosen elsewhere
     zRcvDirID = there.parID;
     EXPECT_EQ(offer("f", "100"), -1);
-    EXPECT_NE(screen().find("f: Not enough disk space, Skipped."), string::npos)
-        << screen();
+    expect_shown("f: Not enough disk space, Skipped.");
     start_bench();
     EXPECT_EQ(offer("f", "100"), 0);
 }
@@ -657,8 +646,8 @@ TEST(Writer, NothingIsCompleteThatIsNotThere)
         EXPECT_EQ(give(all, all.size(), 1000), 0);
         EXPECT_EQ(finish(true), -1) << gone;
         EXPECT_EQ(gotEOF, 0) << gone;
-        EXPECT_NE(screen().find(" during close"), string::npos) << screen();
-        EXPECT_NE(screen().find(" Incomplete"), string::npos) << screen();
+        expect_shown(" during close");
+        expect_shown(" Incomplete");
         EXPECT_NE(log_text().find("\tIncomplete"), string::npos) << gone;
         zrmv();
         if (gone == folder) {
