@@ -20,10 +20,6 @@ protected:
         open(1, BE_DOCUMENT, 400, 200);
         open(2, BE_MODAL, 300, 300, false);
     }
-    void type(QWidget *at, Qt::Key key, Qt::KeyboardModifiers held = {})
-    {
-        QTest::keyClick(at, key, held);
-    }
 };
 
 TEST_F(Dialogs, BoxesDontToggleThemselves)
@@ -110,9 +106,9 @@ TEST_F(Dialogs, ReturnPressesTheButtonThatHasTheKeys)
     item(2, 2, BE_BUTTON, "Cancel");
     item(2, 3, BE_EDIT, "");
     heard.clear();
-    type(widget<QPushButton>(2, 2), Qt::Key_Return);
+    QTest::keyClick(widget<QPushButton>(2, 2), Qt::Key_Return);
     EXPECT_EQ(take_heard(), "hit 2 item 2");
-    type(widget<QLineEdit>(2, 3), Qt::Key_Return);
+    QTest::keyClick(widget<QLineEdit>(2, 3), Qt::Key_Return);
     EXPECT_EQ(take_heard(), "key 2 '' 24:0D 0000 stored");
 }
 
@@ -151,12 +147,7 @@ TEST_F(Dialogs, EditItems)
     item(2, 2, BE_PASSWORD, "secret");
     EXPECT_EQ(widget<QLineEdit>(2, 2)->echoMode(), QLineEdit::Password);
 
-    be_item_info info = {};
-    info.kind = BE_EDIT;
-    info.box = {10, 150, 200, 250};
-    info.text = "one\rtwo";
-    info.enabled = info.visible = info.multiline = true;
-    be_item_set(2, 3, &info);
+    item(2, 3, BE_EDIT, "one\rtwo");
     auto *area = widget<QPlainTextEdit>(2, 3);
     ASSERT_NE(area, nullptr);
     EXPECT_EQ(area->toPlainText(), "one\ntwo");
@@ -189,15 +180,12 @@ TEST_F(Dialogs, UserItemsShowTheCanvasAndTellTheirPlace)
 {
     open(3, BE_MODELESS, 200, 120, true);
     item(3, 1, BE_USER, ""); // at 10,36 to 160,58
-    std::vector<uint32_t> pixels(200 * 120, 0xFF0000);
+    pixels.assign(200 * 120, 0xFF0000);
     pixels[36 * 200 + 10] = 0x00FF00;
-    be_rect dirty = {0, 0, 200, 120};
-    be_present(3, pixels.data(), 200, 120, 200, &dirty, 1);
-    turn();
-    QImage shown = content(3)->grab().toImage();
-    EXPECT_EQ(shown.pixel(10, 36) & 0xFFFFFF, 0x00FF00u);
-    EXPECT_EQ(shown.pixel(159, 57) & 0xFFFFFF, 0xFF0000u);
-    EXPECT_NE(shown.pixel(5, 5) & 0xFFFFFF, 0xFF0000u) << "not in the box";
+    present(3, 200, 120, 0);
+    EXPECT_EQ(pixel(3, 10, 36), 0x00FF00u);
+    EXPECT_EQ(pixel(3, 159, 57), 0xFF0000u);
+    EXPECT_NE(pixel(3, 5, 5), 0xFF0000u) << "not in the box";
 
     be_window_dispose(2); // the modal one in front
     turn();
@@ -205,22 +193,14 @@ TEST_F(Dialogs, UserItemsShowTheCanvasAndTellTheirPlace)
     QWidget *box = desk_window(3)->items.at(1).widget;
     QPoint at = box->mapToGlobal(QPoint(4, 5));
     QTest::mousePress(box, Qt::LeftButton, {}, {4, 5});
-    char line[100];
-    snprintf(line, sizeof line, "mouse 3 %d,%d 0000 down", at.x(), at.y());
-    EXPECT_EQ(take_heard(), line);
+    EXPECT_EQ(take_heard(), "mouse 3 " + std::to_string(at.x()) + "," +
+                                std::to_string(at.y()) + " 0000 down");
 }
 
 // Steps are the program's: the bar doesn't move before it is told to.
 TEST_F(Dialogs, ScrollBarsAskForSteps)
 {
-    be_item_info info = {};
-    info.kind = BE_SCROLLBAR;
-    info.box = {380, 0, 396, 200};
-    info.value = 50;
-    info.max = 100;
-    info.page = 10;
-    info.enabled = info.visible = true;
-    be_item_set(1, 1, &info);
+    item(1, 1, BE_SCROLLBAR, "", 50);
     be_window_dispose(2);
     turn();
     heard.clear();

@@ -2,6 +2,7 @@
 #include "tests/desktop/recorder.h"
 
 #include <cstdarg>
+#include <cstring>
 
 std::vector<std::string> heard;
 uint32_t lastKeyToken;
@@ -109,25 +110,35 @@ void Desktop::item(be_win w, int number, be_item_kind kind, const char *text,
     info.page = 10;
     info.menu = menu;
     info.enabled = info.visible = true;
+    info.multiline = strchr(text, '\r') != nullptr;
     be_item_set(w, number, &info);
+}
+
+void Desktop::present(be_win w, int width, int height, uint32_t color)
+{
+    int scale = be_window_scale(w);
+    be_rect dirty = {0, 0, 10000, 10000};
+
+    pixels.resize(size_t(width * scale * height * scale), color);
+    be_present(w, pixels.data(), width * scale, height * scale, width * scale,
+               &dirty, 1);
+}
+
+uint32_t Desktop::pixel(be_win w, int h, int v)
+{
+    turn();
+    return content(w)->grab().toImage().pixel(h, v) & 0xFFFFFF;
 }
 
 // ---- the calls up ----------------------------------------------------------
 
-void up_key(be_win w, const char *text, uint8_t character, uint8_t keycode,
-            uint16_t modifiers, bool repeat, uint32_t token)
+// clang-format off
+void up_key(be_win w, const char *text, uint8_t character, uint8_t keycode, uint16_t modifiers, bool repeat, uint32_t token)
 {
     lastKeyToken = token;
-    note("key %d '%s' %02X:%02X %04X%s%s", w, text, keycode, character,
-         modifiers, repeat ? " again" : "", token ? " stored" : "");
+    note("key %d '%s' %02X:%02X %04X%s%s", w, text, keycode, character, modifiers, repeat ? " again" : "", token ? " stored" : "");
 }
-
-void up_mouse(be_win w, int h, int v, uint16_t modifiers, bool down)
-{
-    note("mouse %d %d,%d %04X %s", w, h, v, modifiers, down ? "down" : "up");
-}
-
-// clang-format off
+void up_mouse(be_win w, int h, int v, uint16_t modifiers, bool down) { note("mouse %d %d,%d %04X %s", w, h, v, modifiers, down ? "down" : "up"); }
 void up_middle_click(be_win w) { note("middle %d", w); }
 void up_wheel(be_win w, int delta) { note("wheel %d %d", w, delta); }
 void up_close(be_win w) { note("close %d", w); }
@@ -146,13 +157,11 @@ void up_item_focus(be_win w, int item) { note("focus %d item %d", w, item); }
 void up_scroll(be_win w, int item, int part, int value) { note("scroll %d item %d part %d at %d", w, item, part, value); }
 void up_drag_done(bool taken) { note("drag done %d", taken); }
 void up_quit() { note("quit"); }
+void up_resized(be_win w, const be_rect *c, bool finished) { note("resized %d %dx%d%s", w, c->right - c->left, c->bottom - c->top, finished ? "" : " still"); }
+bool up_drag_over(be_win, int, int, bool text, bool files) { note("over%s%s", text ? " text" : "", files ? " files" : ""); return dropAllowed; }
+void up_drop(be_win w, int, int, uint16_t, const char *text, const char *const *paths, int count) { note("drop %d '%s' %d %s", w, text ? text : "", count, count ? paths[0] : ""); }
+be_session_answer up_session_end(be_may_ask *) { note("session end"); return BE_SESSION_SAVED; }
 // clang-format on
-
-void up_resized(be_win w, const be_rect *c, bool finished)
-{
-    note("resized %d %dx%d%s", w, c->right - c->left, c->bottom - c->top,
-         finished ? "" : " still");
-}
 
 void up_menu_will_open()
 {
@@ -168,23 +177,4 @@ void up_answer(bool ok, uint32_t value, const char *const *paths, int count)
     for (int i = 0; i < count; i++)
         all += std::string(" ") + paths[i];
     note("answer %d %06X%s", ok, value, all.c_str());
-}
-
-bool up_drag_over(be_win, int, int, bool text, bool files)
-{
-    note("over%s%s", text ? " text" : "", files ? " files" : "");
-    return dropAllowed;
-}
-
-void up_drop(be_win w, int, int, uint16_t, const char *text,
-             const char *const *paths, int count)
-{
-    note("drop %d '%s' %d %s", w, text ? text : "", count,
-         count ? paths[0] : "");
-}
-
-be_session_answer up_session_end(be_may_ask *)
-{
-    note("session end");
-    return BE_SESSION_SAVED;
 }

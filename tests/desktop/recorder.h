@@ -38,6 +38,10 @@ protected:
               bool canvas = true);
     void item(be_win w, int number, be_item_kind kind, const char *text,
               int value = 0, int menu = 0);
+    // Shows `pixels`, which are filled up with that colour.
+    void present(be_win w, int width, int height, uint32_t color);
+    uint32_t pixel(be_win w, int h, int v); // what the content shows there
+    std::vector<uint32_t> pixels;
     QWidget *content(be_win w) { return desk_window(w)->content; }
     template <class Widget> Widget *widget(be_win w, int number)
     {

@@ -53,10 +53,10 @@ TEST_F(Services, FixedFontsHaveOneCell)
     EXPECT_EQ(g.top, g.height);
     be_font_glyph(plain, 'p', &g);
     EXPECT_GT(g.height, g.top);
-    be_font_glyph(plain, 0x12FFF, &g);
-    EXPECT_TRUE(g.missing);
-    be_font_glyph(plain, 0x7FFFFFFF, &g);
-    EXPECT_TRUE(g.missing);
+    for (uint32_t none : {0x12FFFu, 0x7FFFFFFFu}) {
+        be_font_glyph(plain, none, &g);
+        EXPECT_TRUE(g.missing) << none;
+    }
     EXPECT_EQ(be_font_open("No Such Family", 13, false, false, &m), 0);
     const char *names[500];
     int fixed = be_font_list(names, 500, true);
@@ -87,16 +87,18 @@ TEST_F(Services, AskingForFiles)
     turn(100);
     auto *dialog = shown<QFileDialog>();
     ASSERT_NE(dialog, nullptr);
-    QMetaObject::invokeMethod(dialog, "accept");
-    turn(100);
+    auto accept = [&] {
+        QMetaObject::invokeMethod(dialog, "accept");
+        turn(100);
+    };
+    accept();
     auto *box = shown<QMessageBox>();
     ASSERT_NE(box, nullptr) << "replacing is asked";
     box->button(QMessageBox::Cancel)->click();
     turn(50);
     EXPECT_TRUE(dialog->isVisible());
     EXPECT_EQ(take_heard().find("answer"), std::string::npos);
-    QMetaObject::invokeMethod(dialog, "accept");
-    turn(100);
+    accept();
     for (QAbstractButton *button : shown<QMessageBox>()->buttons())
         if (button->text().contains("Replace"))
             button->click();
@@ -112,8 +114,7 @@ TEST_F(Services, AskingForFiles)
     dialog = shown<QFileDialog>();
     ASSERT_NE(dialog, nullptr);
     dialog->findChild<QLineEdit *>()->setText("absent");
-    QMetaObject::invokeMethod(dialog, "accept");
-    turn(100);
+    accept();
     ASSERT_NE(shown<QMessageBox>(), nullptr);
     shown<QMessageBox>()->reject();
     dialog->reject();
@@ -157,7 +158,7 @@ TEST_F(Services, PrintingMakesPages)
     QDir::setCurrent(folder.path());
     qputenv("HOME", folder.path().toLocal8Bit());
     be_page page = {595, 842, 18, 18, 577, 824, false, 1, 99, 1};
-    std::vector<uint32_t> pixels(559 * 806, 0xFFFFFF);
+    pixels.assign(559 * 806, 0xFFFFFF);
 
     be_page usual;
     be_page_get(&usual); // before anybody was asked

@@ -6,24 +6,7 @@
 #include <QMimeData>
 #include <QUrl>
 
-class Windows : public Desktop {
-protected:
-    std::vector<uint32_t> pixels;
-
-    void present(be_win w, int width, int height, uint32_t color,
-                 be_rect dirty = {0, 0, 10000, 10000})
-    {
-        int scale = be_window_scale(w);
-        pixels.assign(size_t(width * scale * height * scale), color);
-        be_present(w, pixels.data(), width * scale, height * scale,
-                   width * scale, &dirty, 1);
-    }
-    uint32_t pixel(be_win w, int h, int v)
-    {
-        turn();
-        return content(w)->grab().toImage().pixel(h, v) & 0xFFFFFF;
-    }
-};
+using Windows = Desktop;
 
 TEST_F(Windows, ShowWhatTheCoreDrew)
 {
@@ -100,28 +83,31 @@ TEST_F(Windows, MouseInTheContent)
 {
     open(1, BE_DOCUMENT, 300, 200);
     QPoint corner = content(1)->mapToGlobal(QPoint(0, 0));
-    char line[100];
-    be_mouse now;
+    auto at = [&](int h, int v) {
+        return std::to_string(corner.x() + h) + "," +
+               std::to_string(corner.y() + v);
+    };
+    // Where the pointer is, and what is held.
+    auto state = [&] {
+        be_mouse now;
+        be_mouse_state(&now);
+        return std::to_string(now.h) + "," + std::to_string(now.v) +
+               (now.modifiers == cmdKey ? " command" : "") +
+               (now.down ? " down" : "");
+    };
 
     QTest::mousePress(content(1), Qt::LeftButton, Qt::ControlModifier, {7, 9});
-    snprintf(line, sizeof line, "mouse 1 %d,%d %04X down", corner.x() + 7,
-             corner.y() + 9, cmdKey);
-    EXPECT_EQ(take_heard(), line) << "Ctrl+click is a Command-click";
-    be_mouse_state(&now);
-    EXPECT_TRUE(now.down);
-    EXPECT_EQ(now.modifiers, cmdKey);
+    EXPECT_EQ(take_heard(), "mouse 1 " + at(7, 9) + " 0100 down")
+        << "Ctrl+click is a Command-click";
+    EXPECT_EQ(state(), at(7, 9) + " command down");
 
     QMouseEvent move(QEvent::MouseMove, QPointF(20, 30),
                      QPointF(corner + QPoint(20, 30)), Qt::NoButton,
                      Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(content(1), &move);
-    be_mouse_state(&now);
-    EXPECT_EQ(now.h, corner.x() + 20);
-    EXPECT_EQ(now.v, corner.y() + 30);
-
+    EXPECT_EQ(state(), at(20, 30) + " down");
     QTest::mouseRelease(content(1), Qt::LeftButton, Qt::NoModifier, {20, 30});
-    be_mouse_state(&now);
-    EXPECT_FALSE(now.down);
+    EXPECT_EQ(state(), at(20, 30));
     take_heard();
     QTest::mouseClick(content(1), Qt::MiddleButton);
     EXPECT_EQ(take_heard(), "middle 1");
@@ -193,33 +179,27 @@ TEST_F(Windows, DropsAreOfferedFirst)
         QApplication::sendEvent(content(1), &event);
         return event.isAccepted();
     };
+    constexpr auto copy = Qt::CopyAction;
+    constexpr auto left = Qt::LeftButton;
     auto enter = [&](QMimeData *data) {
-        return offer(QDragEnterEvent({5, 5}, Qt::CopyAction, data,
-                                     Qt::LeftButton, Qt::NoModifier));
+        return offer(QDragEnterEvent({5, 5}, copy, data, left, {}));
     };
     auto move = [&](QMimeData *data) {
-        return offer(QDragMoveEvent({50, 5}, Qt::CopyAction, data,
-                                    Qt::LeftButton, Qt::NoModifier));
+        return offer(QDragMoveEvent({50, 5}, copy, data, left, {}));
     };
     auto drop = [&](QMimeData *data) {
-        return offer(QDropEvent({50, 5}, Qt::CopyAction, data, Qt::LeftButton,
-                                Qt::NoModifier));
+        return offer(QDropEvent({50, 5}, copy, data, left, {}));
     };
 
     // A drag comes in over a place that refuses it, and goes on to one that
     // doesn't.
     dropAllowed = false;
-    EXPECT_TRUE(enter(&text));
-    EXPECT_FALSE(move(&text));
-    EXPECT_FALSE(drop(&text));
+    EXPECT_TRUE(enter(&text) && !move(&text) && !drop(&text));
     EXPECT_EQ(take_heard(), "over text; over text");
     dropAllowed = true;
-    EXPECT_TRUE(enter(&text));
-    EXPECT_TRUE(move(&text));
-    EXPECT_TRUE(drop(&text));
+    EXPECT_TRUE(enter(&text) && move(&text) && drop(&text));
     EXPECT_EQ(take_heard(), "over text; over text; drop 1 'hello' 0 ");
-    EXPECT_TRUE(enter(&file));
-    EXPECT_TRUE(drop(&file));
+    EXPECT_TRUE(enter(&file) && drop(&file));
     EXPECT_EQ(take_heard(), "over text files; drop 1 '' 1 /tmp/some file");
     QMimeData other;
     other.setData(QStringLiteral("image/png"), "x");

@@ -20,9 +20,8 @@ TEST(Navigation, ChosenFilesComeBackAsSpecifications)
 {
     Place at;
     FSSpec one, many[2];
-    at.write("a", "");
-    at.write("b", "");
-    at.write("c", "");
+    for (const char *name : {"a", "b", "c"})
+        at.write(name, "");
     hl_ask_answer(true, {at.path("b")});
     ASSERT_TRUE(NavGetFile(P("Which\xC9"), &one));
     EXPECT_EQ(path_of(one), at.path("b"));
@@ -78,10 +77,9 @@ TEST(Navigation, FoldersAndChanges)
     ASSERT_EQ(folder_path(vRef, dir, path), noErr);
     EXPECT_EQ(path, at.path("sub"));
 
-    for (int value : {1, 2, 3}) {
+    // Save, discard, cancel; whatever else is a cancel.
+    for (int value : {1, 2, 3, 17}) {
         hl_ask_answer(true, {}, uint32_t(value));
-        EXPECT_EQ(NavAskSaveChanges(P("Local")), value);
+        EXPECT_EQ(NavAskSaveChanges(P("Local")), value > 3 ? 3 : value);
     }
-    hl_ask_answer(true, {}, 17);
-    EXPECT_EQ(NavAskSaveChanges(P("Local")), kNavCancel);
 }

@@ -12,9 +12,7 @@ TEST(Strings, EveryByteSurvivesUtf8)
     std::string all;
     for (int c = 1; c < 256; c++)
         all += char(c);
-    char32_t missing = 1;
-    EXPECT_EQ(utf8_to_macroman(macroman_to_utf8(all), '?', &missing), all);
-    EXPECT_EQ(missing, 0u);
+    EXPECT_EQ(utf8_to_macroman(macroman_to_utf8(all)), all);
 }
 
 TEST(Strings, MalformedUtf8IsReplacedByteByByte)
@@ -71,21 +69,16 @@ TEST(Strings, NumbersAndConversions)
     NumToString(INT32_MIN, s);
     EXPECT_EQ(S(s), "-2147483648");
     CopyCStringToPascal(std::string(300, 'x').c_str(), s);
-    EXPECT_EQ(s[0], 255);
-    char c[256];
-    CopyPascalStringToC(s, c);
-    EXPECT_EQ(std::string(c), std::string(255, 'x'));
+    EXPECT_EQ(S(s), std::string(255, 'x'));
 }
 
 TEST(Strings, DatesAreLocalAndReadable)
 {
     Str255 s;
-    TimeString(kUnixIn1904 + 3661u, true, s);
-    EXPECT_EQ(S(s), "01:01:01");
-    TimeString(kUnixIn1904 + 3661u, false, s);
-    EXPECT_EQ(S(s), "01:01");
-    DateString(0, s);
-    EXPECT_EQ(S(s), "1904-01-01");
-    DateString(UINT32_MAX, s);
-    EXPECT_EQ(S(s), "2040-02-06");
+    for (bool seconds : {true, false}) {
+        TimeString(kUnixIn1904 + 3661u, seconds, s);
+        EXPECT_EQ(S(s), seconds ? "01:01:01" : "01:01");
+        DateString(seconds ? 0 : UINT32_MAX, s);
+        EXPECT_EQ(S(s), seconds ? "1904-01-01" : "2040-02-06");
+    }
 }

@@ -53,6 +53,7 @@ TEST(Windows, ModalStaysInFrontAndANoticeNeverHasTheKeys)
     ShowWindow(modal);
     up_active(window_id(main), true);
     EXPECT_EQ(FrontWindow(), modal);
+    DisposeDialog(modal);
 }
 
 TEST(Windows, UpdatesCutDrawingToWhatIsInvalid)
