@@ -4,12 +4,10 @@ the table that they are made of."""
 import functools
 import os
 
-from rig import (PARTIAL, Place, Programs, Skipped, check, content, digest,
+from rig import BLOCK_FAULTS as FAULTS, BLOCK_SIZES as SIZES
+from rig import (KINDS, PARTIAL, Place, Programs, check, content, digest,
                  relay)
 
-KINDS = ("ring", "random", "control", "text")
-SIZES = (0, 1, 127, 128, 129, 895, 896, 897, 1000, 1023, 1024, 1025, 4096,
-         100000)
 FEW = (0, 1, 129, 897, 4096)  # rb rests two seconds behind each file
 PAD = b"\x1a"
 
@@ -127,12 +125,6 @@ def names_taken():
               "there are", list(place.received()))
 
 
-FAULTS = {
-    "flips of 1e-5": ("--flip", "1e-5"),
-    "flips of 1e-4": ("--flip", "1e-4"),
-    "drops": ("--drop", "2e-5"),
-    "bursts": ("--burst", "1e-5", "64"),
-}
 # A checksum lets one damage in 256 pass, and YMODEM-G has no second try.
 CHECKED = [name for name in ENDS
            if not name.endswith((" rx", "checksum")) and name[0] != "G"]

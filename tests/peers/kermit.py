@@ -3,18 +3,10 @@
 import functools
 import os
 
-from rig import Place, Programs, check, content, judge, relay
+from rig import BLOCK_FAULTS as FAULTS, BLOCK_SIZES as SIZES
+from rig import KINDS, Place, Programs, check, content, judge, relay
 
-KINDS = ("ring", "random", "control", "text")
-SIZES = (0, 1, 127, 128, 129, 895, 896, 897, 1000, 1023, 1024, 1025, 4096,
-         100000)
 LENGTHS = (40, 90, 1000, 9024)
-FAULTS = {
-    "flips of 1e-5": ("--flip", "1e-5"),
-    "flips of 1e-4": ("--flip", "1e-4"),
-    "drops": ("--drop", "2e-5"),
-    "bursts": ("--burst", "1e-5", "64"),
-}
 
 
 def us(verb, words, length, kind, seven):

@@ -12,7 +12,6 @@ import functools
 import os
 import random
 import shutil
-import signal
 import socket
 import struct
 import subprocess
@@ -21,12 +20,10 @@ import time
 
 import blocks
 import kermit
-import zhost
-from rig import (PARTIAL, Child, Failure, Place, Programs, check, content,
-                 digest, judge, our_receiver, our_sender, ours, relay,
-                 run_all, rz, sz, wire)
+from rig import (KINDS, PARTIAL, Place, Programs, check, content, digest,
+                 judge, our_receiver, our_sender, ours, relay, run_all, rz,
+                 sz, wire)
 
-KINDS = ("ring", "random", "control", "text")
 SIZES = (0, 1, 127, 128, 1023, 1024, 1025, 4096, 1 << 20)
 GROUPS = {"block-sizes": blocks.block_sizes,
           "block-faults": blocks.block_faults,
@@ -97,39 +94,17 @@ def sizes(seed, everything):
         batch, some, options=("--pty",), **TO_US)
 
 
-LONG = "n" * 27
-
-
-def names_to_us():
-    """What the names become: ":" is ";", and one of more than 31 bytes is
-    cut to 30."""
-    names = {
-        "two words and  more.txt": "two words and  more.txt",
-        "a:b:c": "a;b;c",
-        LONG + "-31x": LONG + "-31x",
-        LONG + "-32xx": LONG + "-32",
-        "y" * 200: "y" * 30,
-        " leading": " leading",
-        "back\\slash*?": "back\\slash*?",
-        "M\u00fcller": "M\u00fcller",
-    }
-    with Place() as place:
-        data = {n: content("text", 100 + i) for i, n in enumerate(names)}
-        paths = [place.put(n, d) for n, d in data.items()]
-        done = relay(place, sz(*paths), our_receiver(place.into))
-        check(done.a == 0 and done.b == 0, done)
-        judge(place, {os.fsencode(names[n]): d for n, d in data.items()}, True)
-
-
 @group
 def names(seed, everything):
-    yield "names to us", names_to_us
-    from_us = ["two words and  more.txt", "a:b:c", LONG + "-31x",
-               LONG + "-32xx", "y" * 200, " leading", "back\\slash*?",
-               "M\u00fcller", os.fsdecode(b"\xff\xfe")]
-    yield "names from us", functools.partial(
-        batch, {n: content("text", 100 + i) for i, n in enumerate(from_us)},
-        **FROM_US)
+    """As they stand. Here a name of more than 31 bytes is cut, which the tests
+    of the names look at."""
+    short = ["two words and  more.txt", "n" * 31, " leading", "back\\slash*?",
+             "M\u00fcller"]
+    long = ["a:b:c", "n" * 32, "y" * 200, os.fsdecode(b"\xff\xfe")]
+    for word, ends, taken in (("to us", TO_US, short),
+                              ("from us", FROM_US, short + long)):
+        files = {n: content("text", 100 + i) for i, n in enumerate(taken)}
+        yield f"names {word}", functools.partial(batch, files, **ends)
 
 
 # ---- resume ---------------------------------------------------------------------
@@ -379,39 +354,6 @@ def cancel(sender, receiver, at, end):
         return f"exits {done.a} {done.b}"
 
 
-PROMPT = b"\r\nhost prompt> "
-
-
-def cancelling_host(sending):
-    """A host that cancels in the stream, with its prompt right behind: the
-    program ends at once and shows it."""
-    data = content("random", 5000)
-    with Place() as place:
-        place.put("a file", data)
-        command = our_sender("a file") if sending else our_receiver(place.into)
-        child = Child(place, command, place.out if sending else place.into, "a")
-        host = zhost.Host(child.socket)
-        try:
-            if sending:
-                host.expect(zhost.ZRQINIT)
-                host.send(zhost.hex_header(zhost.ZRINIT))
-                host.expect(zhost.ZFILE)
-                host.send(zhost.hex_header(zhost.ZRPOS))
-                host.expect(zhost.ZDATA)
-            else:
-                host.expect(zhost.ZRINIT)
-                host.offer(zhost.file_block(b"a file", len(data)))
-                host.send(zhost.binary_header(zhost.ZDATA) +
-                          zhost.subpacket(data[:1024], zhost.ZCRCG) +
-                          data[1024:1500].replace(b"\x18", b""))
-            host.send(zhost.CANCEL + PROMPT)
-            check(child.wait(15) == 1, "exit", child.code)
-        finally:
-            child.interrupt(signal.SIGKILL)
-        check("host prompt>" in child.text(), "no prompt:", child.text())
-        judge(place, {b"a file": data}, False)
-
-
 @group
 def cancels(seed, everything):
     steps = (0, 22, 60, 150, 1000, 30000, 60000, 61500) if everything else \
@@ -421,77 +363,6 @@ def cancels(seed, everything):
             for who, end in (("sender", 0), ("receiver", 1)):
                 yield f"{name}, {who} cancels at {at}", functools.partial(
                     cancel, at=at, end=end, **ends)
-    yield "host cancels its sending", functools.partial(cancelling_host, False)
-    yield "host cancels its receiving", functools.partial(cancelling_host,
-                                                          True)
-
-
-# ---- hosts that mean no good, places that fail ------------------------------
-
-def garbage(seed):
-    """Noise, and frames with noise between: the program lives and ends, and
-    nothing beside its folder has changed."""
-    chance = random.Random(seed)
-    with Place() as place:
-        b = Child(place, our_receiver(place.into), place.into, "b")
-        host = zhost.Host(b.socket)
-        beside = os.listdir(place.root)
-        try:
-            host.expect(zhost.ZRINIT)
-            for _ in range(200):
-                kind, pos = chance.randrange(12), chance.getrandbits(32)
-                host.send(chance.choice([
-                    zhost.hex_header(kind, pos),
-                    zhost.binary_header(kind, pos),
-                    zhost.subpacket(chance.randbytes(chance.randrange(1100)),
-                                    chance.choice(b"hijk")),
-                    chance.randbytes(chance.randrange(300)),
-                ]))
-                while host.more(0):
-                    pass
-                if not b.poll():
-                    break
-            host.send(zhost.CANCEL)
-            b.socket.shutdown(socket.SHUT_WR)
-            check(b.wait(60) in (0, 1), "exit", b.code, b.text())
-        finally:
-            b.interrupt(signal.SIGKILL)
-        check("Sanitizer" not in b.text() and "runtime error" not in b.text(),
-              b.text())
-        check(os.listdir(place.root) == beside and not os.listdir(place.out),
-              "outside the folder:", os.listdir(place.root))
-
-
-def file_too_big():
-    """A write that fails in the middle; what is kept goes on later."""
-    data = content("random", 300000)
-    with Place() as place:
-        place.put("a file", data)
-        b = Child(place, our_receiver(place.into), place.into, "b",
-                  file_limit=100000)
-        host = zhost.Host(b.socket, 8)
-        try:
-            host.expect(zhost.ZRINIT)
-            taken = host.give(zhost.file_block(b"a file", len(data)), data)
-        except Failure:
-            taken = False  # it has hung up on us
-        check(not taken, "called whole")
-        host.send(zhost.CANCEL)
-        b.socket.shutdown(socket.SHUT_WR)
-        check(b.wait(40) == 1, "exit", b.code)
-        check(" in zWriteData" in b.text(), b.text())
-        got = judge(place, {b"a file": data}, False)
-        done = relay(place, sz("a file"), our_receiver(place.into))
-        check(done.a == 0 and done.b == 0, done)
-        judge(place, {b"a file": data}, True)
-        return f"kept {sum(map(len, got.values()))} bytes"
-
-
-@group
-def hostiles(seed, everything):
-    for i in range(50 if everything else 3):
-        yield f"garbage {i}", functools.partial(garbage, seed * 100 + i)
-    yield "a write that fails", file_too_big
 
 
 # ---- memory --------------------------------------------------------------------------------

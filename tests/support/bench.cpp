@@ -232,6 +232,28 @@ int choose_files(const std::vector<std::string> &names)
     return int(names.size());
 }
 
+uint32_t cancel_after(uint32_t ticks)
+{
+    hl_after(ticks, [] { hl_type(".", cmdKey); });
+    return TickCount() + ticks;
+}
+
+void expect_cancelled(uint32_t pressed, uint32_t most)
+{
+    EXPECT_LE(int32_t(TickCount() - pressed), int32_t(most));
+    EXPECT_EQ(UserCancel, 0) << "what comes next runs whole";
+    EXPECT_EQ(zDlog, nullptr);
+    EXPECT_TRUE(data == kData7 && parity == kParityEven) << "the line changed";
+}
+
+std::string many(const std::string &one)
+{
+    std::string all;
+    while (all.size() < 100000)
+        all += one;
+    return all;
+}
+
 std::string random_bytes(size_t count, unsigned seed)
 {
     std::mt19937 chance(seed);

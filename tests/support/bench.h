@@ -51,5 +51,12 @@ void pump_port(); // what has come goes to the terminal
 // Makes files[i] of the scratch folder the files to send.
 int choose_files(const std::vector<std::string> &names);
 
+// The user cancels in so many ticks: the time when. What then holds after a
+// transfer on a line of seven bits: it took so many ticks at most, and all is
+// as it was.
+uint32_t cancel_after(uint32_t ticks);
+void expect_cancelled(uint32_t pressed, uint32_t most);
+
+std::string many(const std::string &one); // again and again, 100,000 bytes
 std::string random_bytes(size_t count, unsigned seed = 1);
 std::string all_bytes(size_t count); // 0 to 255, again and again

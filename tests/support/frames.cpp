@@ -70,18 +70,15 @@ static std::string hex(const std::string &bytes)
 std::string hex_frame(int type, const std::string &data)
 {
     std::string body = char(type) + data;
-    std::string out = "**\x18"
-                      "B" +
-                      hex(body + big16(plain_crc16(body))) + "\r\x8A";
+    std::string out =
+        "**\030B" + hex(body + big16(plain_crc16(body))) + "\r\x8A";
     return type == 3 || type == 8 ? out : out + "\x11";
 }
 
 std::string bin16_frame(int type, const std::string &data)
 {
     std::string body = char(type) + data;
-    return "*\x18"
-           "A" +
-           escaped(body + big16(plain_crc16(body)));
+    return "*\030A" + escaped(body + big16(plain_crc16(body)));
 }
 
 std::string bin32_frame(int type, const std::string &data, char form)

@@ -22,20 +22,19 @@ TEST(Defaults, CaseAndUnknownLetters)
     do_drcv('g');
     EXPECT_EQ(dRcvItem, 5);
     EXPECT_EQ(cset.rcvProto, 'g') << "stored as it came";
+    do_drcv('?');
+    EXPECT_EQ(cset.rcvProto, 'X');
     do_dsend('g');
     EXPECT_EQ(cset.sendProto, 'Z') << "there is no sending by YMODEM-G";
     do_dsend('x');
     EXPECT_EQ(dSendItem, 3);
     do_dsend('X');
     EXPECT_EQ(dSendItem, 4);
-    do_drcv('?');
-    EXPECT_EQ(cset.rcvProto, 'X');
-    set_changed = 0;
-    do_drcv('Z');
-    EXPECT_NE(set_changed, 0);
-    set_changed = 0;
-    do_drcv('Z');
-    EXPECT_EQ(set_changed, 0);
+    for (bool changes : {true, false}) {
+        set_changed = 0;
+        do_drcv('Z');
+        EXPECT_EQ(set_changed != 0, changes);
+    }
 }
 
 // ---- buffers ---------------------------------------------------------------
@@ -184,12 +183,11 @@ TEST(Figures, WhatTheWindowShows)
     zftype = 'T';
     ztype();
     EXPECT_EQ(item(kItemStatusKind), "TEXT / ttxt (Text)");
-    for (int check : {1, 2, 3, 4}) {
-        const char *words[] = {"", "Checksum", "CRC-16", "Checksum-2",
-                               "CRC-32"};
+    const char *const words[] = {"Checksum", "CRC-16", "Checksum-2", "CRC-32"};
+    for (int check = 1; check <= 4; check++) {
         zerchk = check;
         zecheck();
-        EXPECT_EQ(item(kItemStatusCheck), words[check]);
+        EXPECT_EQ(item(kItemStatusCheck), words[check - 1]);
     }
     StartPos = 1000;
     ResetXferTimer();

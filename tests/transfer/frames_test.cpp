@@ -26,17 +26,14 @@ TEST(Headers, HexFormIsThePublishedOne)
     start_bench();
     set_header(four(0));
     zshhdr(ZRQINIT, Txhdr);
-    EXPECT_EQ(sent(), "**\x18"
-                      "B00000000000000\r\x8A\x11");
+    EXPECT_EQ(sent(), "**\030B00000000000000\r\x8A\x11");
     set_header(flags(0x23));
     zshhdr(ZRINIT, Txhdr);
-    EXPECT_EQ(sent(), "**\x18"
-                      "B0100000023be50\r\x8A\x11");
+    EXPECT_EQ(sent(), "**\030B0100000023be50\r\x8A\x11");
     // Behind these two nobody may be left to eat an XON.
     set_header(four(0));
     zshhdr(ZFIN, Txhdr);
-    EXPECT_EQ(sent(), "**\x18"
-                      "B0800000000022d\r\x8A");
+    EXPECT_EQ(sent(), "**\030B0800000000022d\r\x8A");
     set_header(four(0x12345678));
     zshhdr(ZACK, Txhdr);
     EXPECT_EQ(sent(), hex_frame(ZACK, four(0x12345678)));
@@ -98,12 +95,11 @@ TEST(Subpackets, AllBytesInBothFormsAndSettings)
 
 TEST(Subpackets, BytesThatAreEscapedAndThoseThatAreNot)
 {
-    struct row {
+    const struct {
         const char *name;
         int escape;
         string plain, wire;
-    };
-    const row rows[] = {
+    } rows[] = {
         {"ZDLE", 0, "\x18", "\x18\x58"},
         {"flow and DLE", 0, "\x10\x11\x13", "\x18P\x18Q\x18S"},
         {"the same with parity", 0, "\x90\x91\x93", "\x18\xD0\x18\xD1\x18\xD3"},
@@ -113,12 +109,10 @@ TEST(Subpackets, BytesThatAreEscapedAndThoseThatAreNot)
         {"the @ may have the high bit", 0, "\xC0\r", "\xC0\x18M"},
         {"CR with it, too", 0, "@\x8D", "@\x18\xCD"},
         {"NUL stays", 0, string("\0\r", 2), string("\0\r", 2)},
-        {"all control bytes", 1, "\x01\r\x9F",
-         "\x18"
-         "A\x18M\x18\xDF"},
+        {"all control bytes", 1, "\x01\r\x9F", "\030A\x18M\x18\xDF"},
     };
     start_bench();
-    for (const row &r : rows) {
+    for (const auto &r : rows) {
         Zctlesc = r.escape;
         lastsent = 0;
         for (char c : r.plain)
@@ -147,22 +141,13 @@ TEST(Headers, EveryFormIsRead)
         {"hex, one pad", hex_frame(ZRPOS, pos).substr(1), ZRPOS, 0x010203},
         {"pad with parity", "\xAA" + hex_frame(ZRPOS, pos).substr(1), ZRPOS,
          0x010203},
-        {"upper-case digits",
-         "**\x18"
-         "B0100000023BE50\r\x8A",
-         ERROR, 0},
-        {"bad hex CRC",
-         "**\x18"
-         "B0100000023be51\r\x8A",
-         ERROR, 0x23000000},
+        {"upper-case digits", "**\030B0100000023BE50\r\x8A", ERROR, 0},
+        {"bad hex CRC", "**\030B0100000023be51\r\x8A", ERROR, 0x23000000},
         {"CRC-16", bin16_frame(ZDATA, pos), ZDATA, 0x010203},
         {"CRC-32", bin32_frame(ZDATA, pos), ZDATA, 0x010203},
         {"form D is CRC-32", bin32_frame(ZDATA, pos, 'D'), ZDATA, 0x010203},
         {"flow bytes within",
-         "*\x11\x18\x13"
-         "A" +
-             bin16_frame(ZDATA, pos).substr(3),
-         ZDATA, 0x010203},
+         "*\x11\x18\023A" + bin16_frame(ZDATA, pos).substr(3), ZDATA, 0x010203},
         {"five CAN", long_can, ZCAN, -1},
         {"five CAN within", "*\x18\x41" + long_can, ZCAN, 0},
         {"CAN, then a header", "\x18\x18" + hex_frame(ZEOF, pos), ZEOF,
@@ -226,14 +211,13 @@ TEST(Headers, GarbageHasALimitAndIsShownByRule)
 TEST(Subpackets, EveryResult)
 {
     const string body = all_bytes(256);
-    struct row {
+    const struct {
         const char *name;
         int escape;
         string wire;
         int result;
         int count;
-    };
-    const row rows[] = {
+    } rows[] = {
         {"ZCRCE", 0, packet16(body, 'h'), GOTCRCE, 256},
         {"ZCRCG", 0, packet16(body, 'i'), GOTCRCG, 256},
         {"ZCRCQ", 0, packet16(body, 'j'), GOTCRCQ, 256},
@@ -253,7 +237,7 @@ TEST(Subpackets, EveryResult)
     };
     start_bench();
     uint8_t buf[302];
-    for (const row &r : rows) {
+    for (const auto &r : rows) {
         Zctlesc = r.escape;
         Rxframeind = BIN16;
         hl_line_say(r.wire);

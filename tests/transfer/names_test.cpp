@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <random>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -26,11 +27,10 @@ static void to_pascal(const string &text, uint8_t *p)
 
 TEST(Names, ForTheHost)
 {
-    struct row {
+    const struct {
         uint8_t mode;
         string in, out;
-    };
-    const row rows[] = {
+    } rows[] = {
         {0, "my file*<1>?.txt", "myfile1.txt"},
         {0, "a/b\\c\x7F\xE9", "abc"},
         {1, "my file*.txt", "my_file_.txt"},
@@ -46,7 +46,7 @@ TEST(Names, ForTheHost)
         {3, string(255, 'x'), string(255, 'x')},
     };
     start_bench();
-    for (const row &r : rows) {
+    for (const auto &r : rows) {
         uint8_t in[256], out[256];
         to_pascal(r.in, in);
         cset.hostNames = r.mode;
@@ -201,12 +201,11 @@ static int16_t receive_named(const string &name, const string &figures,
 
 TEST(Names, HostileOnesStayInTheFolder)
 {
-    struct row {
+    const struct {
         const char *what;
         string name;
         string becomes; // the file on the disk; empty: a made-up name
-    };
-    const row rows[] = {
+    } rows[] = {
         {"up", "../x", "..:x"},
         {"rooted", "/etc/x", ":etc:x"},
         {"a slash", "/", ":"},
@@ -231,7 +230,7 @@ TEST(Names, HostileOnesStayInTheFolder)
     fs::create_directory(scratch() + "/../beside");
     std::ofstream(scratch() + "/../x") << "precious";
     const auto before = outside();
-    for (const row &r : rows) {
+    for (const auto &r : rows) {
         start_bench();
         string figures = r.name.find('\0') == string::npos ? "3" : "";
         EXPECT_EQ(receive_named(r.name, figures), 0) << r.what;
@@ -283,4 +282,32 @@ TEST(Names, AFolderThatIsGoneEndsWithAMessage)
     expect_shown("in zWriteData");
     EXPECT_NE(said.find(cancel_string()), string::npos);
     fs::create_directory(scratch());
+}
+
+// Frames, subpackets and noise without sense: the program ends, and writes
+// nothing beside its folder.
+TEST(Names, NoiseWritesNothingElsewhere)
+{
+    std::mt19937 chance(1);
+    start_bench();
+    const auto before = outside();
+    for (int round = 0; round < 8; round++) {
+        start_bench();
+        string said;
+        for (int i = 0; i < 200; i++) {
+            const int kind = int(chance() % 12);
+            const string some = random_bytes(chance() % 1100, chance());
+            const string forms[] = {
+                hex_frame(kind, four(chance())),
+                bin16_frame(kind, four(chance())),
+                packet16(some, "hijk"[chance() % 4]),
+                some.substr(0, 300),
+            };
+            said += forms[chance() % 4];
+        }
+        hl_line_say(said + cancel_string());
+        (void)rz(kModeZ);
+        EXPECT_EQ(zDlog, nullptr) << round;
+        EXPECT_EQ(outside(), before) << round;
+    }
 }

@@ -27,6 +27,15 @@ static int32_t send(live_receiver &peer, const std::vector<string> &names)
     return sz(n, sendFSS, 'Z');
 }
 
+// The bench with a file "f" of so many random bytes, which are returned.
+static string start_with(size_t size, char convert = 'B', bool escape = false)
+{
+    start_bench(convert, escape);
+    const string body = random_bytes(size);
+    write_file("f", body);
+    return body;
+}
+
 // Frame ends and lengths: "1024k 452h". Runs are counted: "1024i*7".
 static string shape(const frame &f)
 {
@@ -69,53 +78,41 @@ static size_t data_bytes(const live_receiver &peer)
 TEST(Sender, GivesABatchAndEnds)
 {
     start_bench();
-    write_file("empty", "");
-    write_file("all", all_bytes(3000));
-    write_file("block", string(1024, 'b'));
+    put_file("empty", "");
+    put_file("a b;c", all_bytes(3000));
+    put_file("block", string(1024, 'b'));
     live_receiver peer;
-    EXPECT_EQ(send(peer, {"empty", "all", "block"}), 0);
+    EXPECT_EQ(send(peer, {"empty", "a b;c", "block"}), 0);
     EXPECT_EQ(peer.type_list(), "0 4 10 11 4 10 11 4 10 11 8");
     EXPECT_FALSE(peer.heard.damaged);
     // A full last block is followed by an empty one that ends the frame.
-    EXPECT_EQ(shape(nth(peer, ZDATA, 0)), "0h");
-    EXPECT_EQ(shape(nth(peer, ZDATA, 1)), "1024i*2 952h");
-    EXPECT_EQ(shape(nth(peer, ZDATA, 2)), "1024i 0h");
+    const char *const rows[][2] = {
+        {"0 014524770400 0 0 3 4024", "0h"},
+        {"3000 014524770400 0 0 2 4024", "1024i*2 952h"},
+        {"1024 014524770400 0 0 1 1024", "1024i 0h"},
+    };
+    const string names[] = {"empty", "a b;c", "block"};
+    for (int i = 0; i < 3; i++) {
+        const frame offer = nth(peer, ZFILE, i);
+        EXPECT_EQ(offer.form, 'C');
+        EXPECT_EQ(offer.data, flags(0));
+        ASSERT_EQ(offer.packets.size(), 1u);
+        EXPECT_EQ(offer.packets[0].data, file_block(names[i], rows[i][0]));
+        EXPECT_EQ(offer.packets[0].end, 'k');
+        EXPECT_EQ(shape(nth(peer, ZDATA, i)), rows[i][1]);
+    }
     EXPECT_EQ(nth(peer, ZEOF, 1).position(), 3000u);
     EXPECT_EQ(peer.file(), string(1024, 'b'));
     EXPECT_EQ(peer.raw.substr(peer.raw.size() - 2), "OO");
     EXPECT_EQ(gWholeFiles, 3);
-    expect_shown("### Send (Z) all: 3000 bytes, ");
+    expect_shown("### Send (Z) a b;c: 3000 bytes, ");
     EXPECT_EQ(zDlog, nullptr);
-}
-
-TEST(Sender, HeaderBlockTellsNameLengthDateAndWhatIsLeft)
-{
-    start_bench();
-    write_file("a b;c", string(70, 'x'));
-    write_file("two", string(30, 'y'));
-    for (const char *name : {"a b;c", "two"}) {
-        timespec times[2] = {{1700000000, 0}, {1700000000, 0}};
-        utimensat(AT_FDCWD, (scratch() + "/" + name).c_str(), times, 0);
-    }
-    live_receiver peer;
-    EXPECT_EQ(send(peer, {"a b;c", "two"}), 0);
-    frame first = nth(peer, ZFILE, 0);
-    EXPECT_EQ(first.form, 'C');
-    EXPECT_EQ(first.data, flags(0));
-    ASSERT_EQ(first.packets.size(), 1u);
-    EXPECT_EQ(first.packets[0].data,
-              file_block("a b;c", "70 014524770400 0 0 2 100"));
-    EXPECT_EQ(first.packets[0].end, 'k');
-    EXPECT_EQ(nth(peer, ZFILE, 1).packets.at(0).data,
-              file_block("two", "30 014524770400 0 0 1 30"));
 }
 
 // ---- every answer ----------------------------------------------------------
 
-static const string kBadInit = "**\x18"
-                               "B01000000230000\r\x8A",
-                    kBadAny = "**\x18"
-                              "B09000000000000\r\x8A";
+static const string kBadInit = "**\030B01000000230000\r\x8A",
+                    kBadAny = "**\030B09000000000000\r\x8A";
 
 // What the receiver says to the nth frame of a type in place of its usual
 // answer, and what the sender then does. A block asks for an answer behind a
@@ -168,10 +165,9 @@ TEST(Sender, EveryAnswer)
         {ZEOF, 0, "any other", reply(ZCOMPL), "0 4 10 11 6", false},
         {ZEOF, 0, "cancel", off, "0 4 10 11", false},
     };
-    for (const row &r : rows) {
+    for (const auto &r : rows) {
         SCOPED_TRACE(std::to_string(r.type) + " " + r.name);
-        start_bench();
-        write_file("f", random_bytes(3000));
+        start_with(3000);
         live_receiver peer;
         if (r.type == ZDATA)
             peer.instead[{ZDATA, 0}] = reply(ZRPOS, 0);
@@ -191,15 +187,14 @@ TEST(Sender, EveryAnswer)
 
 TEST(Sender, FollowsTheReceiversAbilities)
 {
-    struct row {
+    const struct {
         const char *name;
         string init;
         bool escape; // our setting
         char form;   // of binary headers
         bool sinit;  // ZSINIT comes
         const char *first;
-    };
-    const row rows[] = {
+    } rows[] = {
         {"CRC-32", kInit, false, 'C', false, "1024i*2 452h"},
         {"CRC-16 only", hex_frame(ZRINIT, flags(0x03)), false, 'A', false,
          "1024i*2 452h"},
@@ -209,7 +204,7 @@ TEST(Sender, FollowsTheReceiversAbilities)
         {"a small buffer", hex_frame(ZRINIT, string("\0\2\0\x23", 4)), false,
          'C', false, "512k"},
     };
-    for (const row &r : rows) {
+    for (const auto &r : rows) {
         start_bench('B', r.escape);
         const string body = all_bytes(2500);
         write_file("f", body);
@@ -229,9 +224,7 @@ TEST(Sender, FollowsTheReceiversAbilities)
 
 TEST(Sender, ResumesWhereTheReceiverWants)
 {
-    start_bench();
-    const string body = random_bytes(5000);
-    write_file("f", body);
+    const string body = start_with(5000);
     live_receiver peer;
     peer.start = 3333;
     EXPECT_EQ(send(peer, {"f"}), 0);
@@ -243,8 +236,7 @@ TEST(Sender, ResumesWhereTheReceiverWants)
 // A place beyond the file, or one that no 31 bits hold: nothing is read there.
 TEST(Sender, AFileThatShrinksIsNotWhole)
 {
-    start_bench();
-    write_file("f", random_bytes(100000));
+    start_with(100000);
     live_receiver rx;
     rx.packet = [](const frame &, size_t) {
         (void)!truncate((scratch() + "/f").c_str(), 50000);
@@ -260,8 +252,7 @@ TEST(Sender, PlacesThatAreNone)
 {
     for (uint32_t start : {6000u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
         for (char convert : {'B', 'M'}) {
-            start_bench(convert);
-            write_file("f", random_bytes(5000));
+            start_with(5000, convert);
             live_receiver peer;
             peer.start = start;
             peer.instead[{ZEOF, 0}] = kInit;
@@ -279,13 +270,12 @@ TEST(Sender, WhatCannotGoWholeDoesNotGo)
         write_file(name, "x");
         ASSERT_EQ(truncate((scratch() + "/" + name).c_str(), length), 0);
     };
-    struct row {
+    const struct {
         const char *what;
         char convert;
         std::function<void(const char *)> make;
         bool sent;
-    };
-    const row rows[] = {
+    } rows[] = {
         {"folder", 'B',
          [](const char *n) { mkdir((scratch() + "/" + n).c_str(), 0777); },
          false},
@@ -298,7 +288,7 @@ TEST(Sender, WhatCannotGoWholeDoesNotGo)
         {"300MB", 'M', [&](const char *n) { sparse(n, 300000000); }, false},
         {"usual", 'M', [](const char *n) { write_file(n, "abc"); }, true},
     };
-    for (const row &r : rows)
+    for (const auto &r : rows)
         for (bool alone : {true, false}) {
             start_bench(r.convert);
             write_file("good", "whole");
@@ -331,9 +321,7 @@ TEST(Sender, WhatCannotGoWholeDoesNotGo)
 
 TEST(Sender, ErrorsInTheStreamAreHeardWithoutAStop)
 {
-    start_bench();
-    const string body = random_bytes(20000);
-    write_file("f", body);
+    const string body = start_with(20000);
     live_receiver peer;
     int complaints = 0;
     peer.packet = [&](const frame &f, size_t i) {
@@ -355,9 +343,7 @@ TEST(Sender, ErrorsInTheStreamAreHeardWithoutAStop)
 // of the first.
 TEST(Sender, TwoPlacesInARow)
 {
-    start_bench();
-    const string body = random_bytes(9000);
-    write_file("f", body);
+    const string body = start_with(9000);
     live_receiver peer;
     peer.instead[{ZDATA, 0}] = reply(ZRPOS, 0) + reply(ZRPOS, 2048);
     EXPECT_EQ(send(peer, {"f"}), 0);
@@ -367,8 +353,7 @@ TEST(Sender, TwoPlacesInARow)
 
 TEST(Sender, BacksOffAndGrowsAgain)
 {
-    start_bench();
-    write_file("f", random_bytes(40000));
+    start_with(40000);
     live_receiver peer;
     for (int i = 0; i < 12; i++)
         peer.instead[{ZDATA, i}] = reply(ZRPOS, 0);
@@ -389,13 +374,13 @@ TEST(Sender, BacksOffAndGrowsAgain)
 
 TEST(Sender, BlockSizesByLineAndSetting)
 {
-    struct row {
+    const struct {
         int32_t speed;
         char block;
         uint16_t window;
-        const char *frame; // its shape
-    };
-    const row rows[] = {
+        const char *frame;  // its shape
+        uint8_t buffer = 0; // of the receiver, in 256 bytes
+    } rows[] = {
         {9600, 'A', 0, "1024i*9 784h"},
         {9600, '2', 0, "256i*39 16h"},
         {9600, '5', 0, "512i*19 272h"},
@@ -406,32 +391,24 @@ TEST(Sender, BlockSizesByLineAndSetting)
         // A window of 1024: blocks of a quarter, each one acknowledged.
         {9600, 'A', 1024, "256j*39 16h"},
         {9600, 'A', 4096, "1024j*9 784h"},
+        // Blocks that grow never pass the receiver's buffer.
+        {1200, 'A', 0, "256i 256k", 2},
     };
-    for (const row &r : rows) {
+    for (const auto &r : rows) {
         start_bench();
         Baudrate = r.speed;
         cset.zBlockChar = r.block;
         cset.zWindow = r.window;
         write_file("f", random_bytes(10000));
         live_receiver peer;
+        peer.init = hex_frame(ZRINIT, {0, char(r.buffer), 0, '\x23'});
         EXPECT_EQ(send(peer, {"f"}), 0);
         EXPECT_EQ(shape(nth(peer, ZDATA)), r.frame) << r.speed << r.block;
+        size_t most = 0;
+        for (const auto &[at, bytes] : peer.parts)
+            most = std::max(most, bytes.size());
+        EXPECT_EQ(most, r.buffer ? r.buffer * 256u : most);
     }
-}
-
-// Blocks that grow never pass the receiver's buffer.
-TEST(Sender, GrowsToTheReceiversBuffer)
-{
-    start_bench();
-    Baudrate = 1200;
-    write_file("f", random_bytes(20000));
-    live_receiver peer;
-    peer.init = hex_frame(ZRINIT, string("\0\2\0\x23", 4)); // 512 bytes
-    EXPECT_EQ(send(peer, {"f"}), 0);
-    size_t most = 0;
-    for (const auto &[at, bytes] : peer.parts)
-        most = std::max(most, bytes.size());
-    EXPECT_EQ(most, 512u);
 }
 
 TEST(Sender, WindowHoldsTheStream)
@@ -459,62 +436,48 @@ TEST(Sender, WindowHoldsTheStream)
 
 TEST(Sender, UserCancelsAnywhere)
 {
-    for (int when = 0; when < 4; when++) {
-        start_bench();
+    using answers = decltype(live_receiver::instead);
+    const answers rows[] = {
+        {{{ZRQINIT, 0}, ""}},
+        {{{ZFILE, 0}, ""}},
+        {{{ZDATA, 0}, reply(ZRPOS)}, {{ZDATA, 1}, ""}},
+        {{{ZEOF, 0}, ""}},
+    };
+    for (const answers &row : rows) {
+        SCOPED_TRACE(row.begin()->first.first);
+        start_with(50000);
         data = kData7;
         parity = kParityEven;
-        write_file("f", random_bytes(50000));
         live_receiver peer;
-        if (when == 1)
-            peer.instead[{ZFILE, 0}] = "";
-        else if (when == 2)
-            peer.instead = {{{ZDATA, 0}, reply(ZRPOS)}, {{ZDATA, 1}, ""}};
-        else if (when == 3)
-            peer.instead[{ZEOF, 0}] = "";
-        if (when == 0)
-            peer.instead[{ZRQINIT, 0}] = "";
-        hl_after(200, [] { hl_type(".", cmdKey); });
-        uint32_t before = TickCount();
-        EXPECT_EQ(send(peer, {"f"}), 128) << when;
-        EXPECT_LT(TickCount() - before, 60u * 8) << when;
-        EXPECT_NE(peer.raw.find(cancel_string()), string::npos) << when;
-        EXPECT_EQ(UserCancel, 0);
-        EXPECT_EQ(zDlog, nullptr);
-        EXPECT_EQ(zSendRef, 0) << when;
-        EXPECT_EQ(data, kData7) << "the line is as it was";
-        EXPECT_EQ(parity, kParityEven);
+        peer.instead = row;
+        const uint32_t pressed = cancel_after(200);
+        EXPECT_EQ(send(peer, {"f"}), 128);
+        expect_cancelled(pressed, 60 * 5);
+        EXPECT_NE(peer.raw.find(cancel_string()), string::npos);
+        EXPECT_EQ(zSendRef, 0);
     }
 }
 
 // Floods of what is read on and on: none outlasts the user's cancel.
 TEST(Sender, FloodsCanBeCancelled)
 {
-    auto many = [](const string &one) {
-        string all;
-        while (all.size() < 100000)
-            all += one;
-        return all;
-    };
     const std::pair<const char *, string> rows[] = {
         {"flow bytes", many("\x11\x13")},
         {"flow bytes for a start", "*" + many("\x11")},
-        {"offers to receive, cut short", many("**\x18"
-                                              "B01")},
+        {"offers to receive, cut short", many("**\030B01")},
         {"offers to receive", many(kInit)},
         {"acknowledgements of nothing",
          "*" + kInit + reply(ZRPOS) + many(reply(ZACK, 77))},
         {"the same place again and again", "*" + kInit + many(reply(ZRPOS, 5))},
     };
     for (const auto &[name, flood] : rows) {
-        start_bench();
-        write_file("f", random_bytes(50000));
+        start_with(50000);
         int n = choose_files({"f"});
         hl_line_speed(20000);
         hl_line_say(flood);
-        hl_after(200, [] { hl_type(".", cmdKey); });
-        uint32_t before = TickCount();
+        const uint32_t pressed = cancel_after(200);
         EXPECT_EQ(sz(n, sendFSS, 'Z'), 128) << name;
-        EXPECT_LT(TickCount() - before, 60u * 12) << name;
+        EXPECT_LT(int32_t(TickCount() - pressed), 60 * 9) << name;
         EXPECT_EQ(zSendRef, 0) << name;
     }
 }

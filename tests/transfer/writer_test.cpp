@@ -51,6 +51,15 @@ static int32_t finish(bool complete)
     return closeit();
 }
 
+// A transfer that breaks behind `end` bytes. The result of its last step.
+static int32_t begin(const string &name, size_t size, const string &stream,
+                     size_t end, size_t block)
+{
+    EXPECT_EQ(offer(name, std::to_string(size)), 0);
+    EXPECT_EQ(give(stream, end, block), 0);
+    return finish(false);
+}
+
 static string receive(const string &name, const string &stream, size_t block,
                       uint8_t zf0 = 0)
 {
@@ -125,7 +134,7 @@ TEST(Writer, TextAndBinary)
         {"but for who insists", 'T', 0, odd, string("line\rline\r\x01\r", 12),
          'T'},
     };
-    for (const row &r : rows) {
+    for (const auto &r : rows) {
         start_bench(r.convert);
         string name = string("f") + r.kind;
         EXPECT_EQ(receive(name, r.in, 1024, r.zf0), r.out) << r.name;
@@ -146,11 +155,7 @@ TEST(Writer, TextInBlocksOfAnySize)
             << block;
     }
     start_bench('S');
-    EXPECT_EQ(receive("t",
-                      "ab\x1A"
-                      "cdef",
-                      4),
-              "abdef");
+    EXPECT_EQ(receive("t", "ab\032cdef", 4), "abdef");
 }
 
 TEST(Writer, MacBinaryMakesTwoForks)
@@ -184,13 +189,12 @@ TEST(Writer, MacBinaryMakesTwoForks)
 TEST(Writer, WhatIsAMacBinaryHeader)
 {
     start_bench();
-    struct row {
+    const struct {
         const char *name;
         int at;
         int value;
         bool is;
-    };
-    const row rows[] = {
+    } rows[] = {
         {"good", 0, 0, true},
         {"version", 0, 1, false},
         {"zero at 74", 74, 2, false},
@@ -205,7 +209,7 @@ TEST(Writer, WhatIsAMacBinaryHeader)
         {"negative length", 86, 0xFF, false},
         {"bad second CRC counts as the first version", 122, 129, true},
     };
-    for (const row &r : rows) {
+    for (const auto &r : rows) {
         string h = macbinary("n", string(256, 'd'), "", FOUR("TEXT"));
         h[size_t(r.at)] = char(r.value);
         if (r.at == 1) // a name that long
@@ -268,9 +272,7 @@ static void break_and_resume(const broken_row &row, size_t at, size_t block)
     const string figures = std::to_string(row.stream.size());
 
     start_bench(row.convert);
-    ASSERT_EQ(offer("file", figures), 0);
-    ASSERT_EQ(give(row.stream, at, block), 0);
-    ASSERT_EQ(finish(false), 0);
+    ASSERT_EQ(begin("file", row.stream.size(), row.stream, at, block), 0);
     ASSERT_TRUE(file_there(partial("file"))) << row.name << at;
     ASSERT_EQ(folder_list().size(), 1u);
 
@@ -357,9 +359,7 @@ TEST(Writer, ATextBrokenWithinALineEndGoesOn)
         for (size_t at = 1; at < stream.size(); at++)
             for (string between : {"", "\r", "\n", "x"}) {
                 start_bench('S');
-                ASSERT_EQ(offer("f", std::to_string(stream.size())), 0);
-                ASSERT_EQ(give(stream, at, 100), 0);
-                ASSERT_EQ(finish(false), 0);
+                ASSERT_EQ(begin("f", stream.size(), stream, at, 100), 0);
                 if (!between.empty())
                     receive("other", between, 100);
                 EXPECT_EQ(receive("f", stream, 100), whole) << at << between;
@@ -409,16 +409,12 @@ TEST(Writer, PartialsThatAreNotResumed)
     // So does a text, whose position stays at its end. It holds two files now,
     // and no later offer goes on with that.
     start_bench('S');
-    ASSERT_EQ(offer("t", "500"), 0);
-    ASSERT_EQ(give(string(400, 'o'), 400, 100), 0);
-    EXPECT_EQ(finish(false), 0);
+    ASSERT_EQ(begin("t", 500, string(400, 'o'), 400, 100), 0);
     const string old = read_file(partial("t"));
     ASSERT_EQ(offer("t", "300"), 0);
     EXPECT_EQ(finish(false), 0);
     EXPECT_EQ(read_file(partial("t")), old) << "nothing came";
-    ASSERT_EQ(offer("t", "300"), 0);
-    ASSERT_EQ(give(string(200, 'm'), 200, 100), 0);
-    EXPECT_EQ(finish(false), 0);
+    ASSERT_EQ(begin("t", 300, string(200, 'm'), 200, 100), 0);
     EXPECT_EQ(read_file(partial("t")),
               string(400, 'o') + string(200, 'm') + old.substr(400));
     ASSERT_EQ(offer("t", "5000"), 0);
@@ -444,9 +440,7 @@ TEST(Writer, APartialNameThatIsTaken)
 {
     start_bench();
     ASSERT_EQ(mkdir((scratch() + "/" + partial("f")).c_str(), 0777), 0);
-    ASSERT_EQ(offer("f", "5000"), 0);
-    ASSERT_EQ(give(string(500, 'n'), 500, 100), 0);
-    EXPECT_EQ(finish(false), 0);
+    ASSERT_EQ(begin("f", 5000, string(500, 'n'), 500, 100), 0);
     EXPECT_FALSE(file_there("f"));
     EXPECT_EQ(read_file(partial("f") + " #1"), string(500, 'n'));
 }
@@ -553,13 +547,12 @@ TEST(Writer, AFullDiskMakesNoWholeFileAndCostsNoPartial)
     const string body = random_bytes(60000), data_ = random_bytes(10240),
                  rsrc = random_bytes(50176, 2),
                  forked = macbinary("f", data_, rsrc, FOUR("TEST"));
-    struct row {
+    const struct {
         const char *what;
         const string &stream;
         size_t size, begun,
             limit; // offered; of the first transfer; of the disk
-    };
-    const row rows[] = {
+    } rows[] = {
         {"binary", body, 60000, 0, 20000},
         {"binary, its last bytes", body, 20100, 0, 20000},
         {"text, fresh", text, 60500, 0, 20000},
@@ -571,14 +564,12 @@ TEST(Writer, AFullDiskMakesNoWholeFileAndCostsNoPartial)
         {"resources, fresh", forked, forked.size(), 0, 20000},
         {"resources, resumed", forked, forked.size(), 15000, 20000},
     };
-    for (const row &r : rows) {
+    for (const auto &r : rows) {
         SCOPED_TRACE(r.what);
         start_bench(&r.stream == &body ? 'B' : 'S');
         const string size = std::to_string(r.size);
         if (r.begun > 0) {
-            ASSERT_EQ(offer("f", size), 0);
-            ASSERT_EQ(give(r.stream, r.begun, 1000), 0);
-            ASSERT_EQ(finish(false), 0);
+            ASSERT_EQ(begin("f", r.size, r.stream, r.begun, 1000), 0);
         }
         disk_limit(r.limit);
         ASSERT_EQ(offer("f", size), 0);
