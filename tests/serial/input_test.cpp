@@ -28,6 +28,13 @@ static std::string take(int16_t wanted)
     return p ? std::string(reinterpret_cast<const char *>(p), size_t(n)) : "";
 }
 
+// The host says it, and one read takes it.
+static void arrives(const std::string &s)
+{
+    host_says(s);
+    EXPECT_EQ(ReadPort(), 1);
+}
+
 TEST(Input, BytesAreHandedOutFromOneRead)
 {
     start_line();
@@ -68,8 +75,7 @@ TEST(Input, BatchToTheScreen)
 {
     start_line();
     EXPECT_EQ(ReadPort(), 0);
-    host_says("Hello");
-    EXPECT_EQ(ReadPort(), 1);
+    arrives("Hello");
     EXPECT_EQ(screen_row(0), "Hello");
     EXPECT_EQ(ModemActive, 1);
     EXPECT_EQ(PrtCount, 5);
@@ -134,20 +140,17 @@ TEST(Input, StartOfZmodem)
 TEST(Input, StartOfBPlus)
 {
     start_line();
-    host_says("ab\x10"
-              "cd\x05");
-    ReadPort();
+    arrives("ab\x10"
+            "cd\x05");
     EXPECT_EQ(screen_row(0), "abcd") << "not answered: ordinary bytes";
     cset.termFlags |= kTermStrip8;
-    host_says("\x05yz");
-    ReadPort();
+    arrives("\x05yz");
     EXPECT_EQ(screen_row(0), "abcdyz") << "with seven bits, too";
     EXPECT_EQ(BytesReady(), 0);
 
     cset.termFlags &= uint16_t(~kTermStrip8);
     cset.xferFlags = kXferBPlus;
-    host_says("\r\x1b[Kab\x05yz");
-    ReadPort();
+    arrives("\r\x1b[Kab\x05yz");
     EXPECT_EQ(screen_row(0), "a");
     EXPECT_EQ(BytesReady(), 2) << "bytes behind an ENQ come again";
     ReadPort();
@@ -167,10 +170,8 @@ TEST(Input, Capture)
     ASSERT_EQ(StartCapture(&spec), noErr);
     asciiReceive = 'C';
     cset.termFlags = kTermNoAutoLF | kTermStrip8;
-    host_says("one\r\ntw\xEF\r\n");
-    ReadPort();
-    host_says("x*\x18" + std::string(12, '\x18'));
-    ReadPort();
+    arrives("one\r\ntw\xEF\r\n");
+    arrives("x*\x18" + std::string(12, '\x18'));
     ASSERT_EQ(SetFPos(recRef, fsFromStart, 0), noErr);
     EXPECT_EQ(FSRead(recRef, &n, buf), eofErr);
     // Masked, no LF, and up to the start of the transfer.
@@ -189,8 +190,7 @@ TEST(Input, Capture)
 TEST(Input, IdleLine)
 {
     start_line();
-    host_says("x");
-    ReadPort();
+    arrives("x");
     sendWait = kWaitQuiet;
     hl_advance_ticks(20);
     ReadPort();
@@ -214,14 +214,12 @@ TEST(Input, IdleLine)
 
     // A view that was just scrolled back stops the waiting at once; one that
     // was so before beeps when the line has fallen silent.
-    host_says("y");
-    ReadPort();
+    arrives("y");
     scrolled = 1;
     ReadPort();
     EXPECT_EQ(ModemActive, 0);
     int beeps = hl_beeps();
-    host_says("z");
-    ReadPort();
+    arrives("z");
     hl_advance_ticks(241);
     ReadPort();
     EXPECT_EQ(hl_beeps(), beeps + 1);
@@ -234,11 +232,9 @@ TEST(Input, SpeedTest)
     TestTicks = int32_t(TickCount());
     PrtCount = 0;
     hl_advance_ticks(50); // the way of the key doesn't count
-    host_says("\r\n" + std::string(58, 'a'));
-    ReadPort();
+    arrives("\r\n" + std::string(58, 'a'));
     hl_advance_ticks(120);
-    host_says(std::string(60, 'b') + "\r\n");
-    ReadPort();
+    arrives(std::string(60, 'b') + "\r\n");
     hl_advance_ticks(61);
     ReadPort();
     EXPECT_EQ(TestTicks, 0);
@@ -277,18 +273,18 @@ TEST(Input, RepeatedErrorIsReportedOnce)
     sIn = int16_t(file);
     for (int i = 0; i < 5; i++)
         ReadPort();
-    int reports = 0;
-    for (int i = 0; i < MaxLine; i++)
-        reports += screen_row(i).rfind("###", 0) == 0;
-    EXPECT_EQ(reports, 1);
+    auto reports = [] {
+        int n = 0;
+        for (int i = 0; i < MaxLine; i++)
+            n += screen_row(i).starts_with("###");
+        return n;
+    };
+    EXPECT_EQ(reports(), 1);
     sIn = int16_t(good);
     ReadPort();
     sIn = int16_t(file);
     ReadPort();
-    reports = 0;
-    for (int i = 0; i < MaxLine; i++)
-        reports += screen_row(i).rfind("###", 0) == 0;
-    EXPECT_EQ(reports, 2) << "after a clean read it is news again";
+    EXPECT_EQ(reports(), 2) << "after a clean read it is news again";
     close(file);
 }
 

@@ -175,11 +175,8 @@ TEST(Output, BlockForALineThatIsGone)
 TEST(Output, Ring)
 {
     start_line();
-    EXPECT_EQ(std::string(outHist, outHist + kHistSize),
-              std::string(kHistSize, '\xDA'));
     for (int i = 0; i < 255; i++)
         OutCh(sOut, uint8_t(i));
-    EXPECT_EQ(histOffset, 255);
     putHist(U("xyz"), 3);
     EXPECT_EQ(histOffset, 2);
     EXPECT_EQ(outHist[255], 'x');
@@ -213,6 +210,6 @@ TEST(Output, Dump)
     }
     EXPECT_EQ(all.size(), size_t(32 + GetPtrSize(serialBuffPtr) + 41 + 256));
     EXPECT_EQ(all.substr(0, 33), "---Serial input buffer:--------\rS");
-    EXPECT_NE(all.find("S----------------  output history buffer:\rsent"),
+    EXPECT_NE(all.find("S----------------  output history buffer:\rsent\xDA"),
               std::string::npos);
 }

@@ -1,33 +1,21 @@
 // The resource compiler: what it refuses, and the bytes it makes.
 #include <gtest/gtest.h>
 
-#include "tests/support/sandbox.h"
+#include "tests/support/book.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
-#include <string>
-
-namespace fs = std::filesystem;
-
-namespace {
 
 struct Result {
     bool made;
-    std::string messages;
-    std::string image;
-    std::string names;
+    std::string messages, image, names;
 };
 
-} // namespace
-
 // The bytes behind the "{" of the C++ that was made.
-static std::string image_in(const fs::path &source)
+static std::string image_in(const std::string &text)
 {
-    std::ifstream in(source);
-    std::string text{std::istreambuf_iterator<char>(in), {}};
     std::istringstream numbers(text.substr(text.find('{') + 1));
     std::string bytes, number;
     while (std::getline(numbers, number, ',') &&
@@ -36,80 +24,77 @@ static std::string image_in(const fs::path &source)
     return bytes;
 }
 
-static Result compile(const std::string &toml)
+// Compiles lines that end in a semicolon; "@" stands for the head of a dialog.
+static Result compile(std::string toml)
 {
     Sandbox s;
-    const fs::path &folder = s.root;
-    std::ofstream(folder / "in.toml") << toml;
-    std::string command = std::string(TOOLS_DIR) + "/rescomp " +
-                          (folder / "out.cpp").string() + " " +
-                          (folder / "names.h").string() + " " +
-                          (folder / "in.toml").string() + " 2>&1";
+    std::string command = TOOLS_DIR "/rescomp";
     Result r = {};
-    FILE *pipe = popen(command.c_str(), "r");
+    if (size_t at = toml.find('@'); at != std::string::npos)
+        toml.replace(at, 1, "[[dialog]];id = 1;size = [200, 100];items = [;");
+    std::ranges::replace(toml, ';', '\n');
+    write_bytes(s.root / "in.toml", toml);
+    for (const char *name : {"out.cpp", "names.h", "in.toml"})
+        command += " " + (s.root / name).string();
+    FILE *pipe = popen((command + " 2>&1").c_str(), "r");
     for (int c; pipe && (c = std::fgetc(pipe)) != EOF;)
         r.messages += char(c);
     r.made = pipe && pclose(pipe) == 0;
-    EXPECT_EQ(r.made, fs::exists(folder / "out.cpp")) << r.messages;
+    EXPECT_EQ(r.made, std::filesystem::exists(s.root / "out.cpp"));
     if (r.made)
-        r.image = image_in(folder / "out.cpp");
-    r.names = read_bytes(folder / "names.h");
+        r.image = image_in(read_bytes(s.root / "out.cpp"));
+    r.names = read_bytes(s.root / "names.h");
     return r;
 }
 
 // Each mistake is reported with its line, and nothing is made.
 TEST(Rescomp, Mistakes)
 {
-    struct {
+    const struct {
         const char *toml, *message;
     } cases[] = {
         {"a = ", "in.toml:1: "},
-        {"[[menus]]\nid = 1", ":1: no resource is called \"menus\""},
-        {"[[string]]\ntext = 'x'", ":1: an id"},
-        {"[[string]]\nid = 1\n[[string]]\nid = 1", ":3: there is a resource"},
-        {"[[string]]\nid = 1\ntext = '中'", ":3: no such character in Mac "
-                                            "Roman: U+4E2D"},
-        {"[[string]]\nid = 1\ntekst = 'x'", ":3: nothing reads \"tekst\""},
-        {"[[list]]\nid = 1\nstrings = [1]", ":3: a text is expected"},
-        {"[[list]]\nid = 1\n[list.strings]\n0 = 'x'", ":4: a place"},
-        {"[[menu]]\nid = 1\nitems = [{ text = 'x', submenu = 7 }]",
+        {"[[menus]];id = 1", ":1: no resource is called \"menus\""},
+        {"[[string]];text = 'x'", ":1: an id"},
+        {"[[string]];id = 1;[[string]];id = 1", ":3: there is a resource"},
+        {"[[string]];id = 1;text = '中'",
+         ":3: no such character in Mac Roman: U+4E2D"},
+        {"[[string]];id = 1;tekst = 'x'", ":3: nothing reads \"tekst\""},
+        {"[[list]];id = 1;strings = [1]", ":3: a text is expected"},
+        {"[[list]];id = 1;[list.strings];0 = 'x'", ":4: a place"},
+        {"[[menu]];id = 1;items = [{ text = 'x', submenu = 7 }]",
          "menu 1 names menu 7"},
-        {"[[menu]]\nid = 1\nitems = [{ text = 'x', key = 'Q' },"
-         "{ text = 'y', key = 'Q' }]\n[[menubar]]\nid = 1\nmenus = [1]",
+        {"[[menu]];id = 1;items = [{ text = 'x', key = 'Q' },"
+         "{ text = 'y', key = 'Q' }];[[menubar]];id = 1;menus = [1]",
          "Command-Q stands in the menu bar twice"},
-        {"[[alert]]\nid = 1\nbuttons = ['a']\ncancel = 2", "button isn't"},
-        {"[[dialog]]\nid = 1\nsize = [200, 100]\nitems = [\n"
-         "{ kind = 'edit', at = [0, 0, 100, 24] },\n"
+        {"[[alert]];id = 1;buttons = ['a'];cancel = 2", "button isn't"},
+        {"@{ kind = 'edit', at = [0, 0, 100, 24] },;"
          "{ kind = 'edit', at = [99, 23, 100, 24] }]",
          ":6: the item overlaps the one of line 5"},
-        {"[[dialog]]\nid = 1\nsize = [200, 100]\nitems = [\n"
-         "{ kind = 'edit', at = [101, 0, 100, 24] }]",
+        {"@{ kind = 'edit', at = [101, 0, 100, 24] }]",
          ":5: the item reaches out"},
-        {"[[dialog]]\nid = 1\nsize = [200, 100]\nitems = [\n"
-         "{ kind = 'button', at = [0, 0, 80, 26], text = 'Much too long' }]",
+        {"@{ kind = 'button', at = [0, 0, 80, 26], text = 'Much too long' }]",
          ":5: the text needs a width of"},
-        {"[[dialog]]\nid = 1\nsize = [200, 100]\nitems = [\n"
-         "{ kind = 'popup', at = [0, 0, 80, 26], menu = 9 }]",
+        {"@{ kind = 'popup', at = [0, 0, 80, 26], menu = 9 }]",
          "dialog 1 names menu 9"},
-        {"[[connection]]\nid = 1\nbsKey = 256", ":3: the number doesn't fit"},
-        {"[[connection]]\nid = 1\nbskey = 8", ":3: no such field"},
-        {"[[settings]]\nid = 1\nfgMap = '0123'", ":3: the text needs 8"},
-        {"[[settings]]\nid = 1\nfontName0 = '1234567890123456'",
+        {"[[connection]];id = 1;bsKey = 256", ":3: the number doesn't fit"},
+        {"[[connection]];id = 1;bskey = 8", ":3: no such field"},
+        {"[[settings]];id = 1;fgMap = '0123'", ":3: the text needs 8"},
+        {"[[settings]];id = 1;fontName0 = '1234567890123456'",
          ":3: the text has 16 bytes, at most 15"},
-        {"[[settings]]\nid = 1\nwinRectLarge = [1, 2, 3]", ":3: the field"},
-        {"[errors]\n0 = 'x'", ":2: an error code"},
-        {"[[alert]]\nid = 1\nbuttons = ['a']", ":1: the name for the code"},
-        {"[[list]]\nid = 1\nas = 'a b'\nstrings = []", ":3: a name is"},
-        {"[[list]]\nid = 1\nas = 'A'\nstrings = []\n"
-         "[[list]]\nid = 2\nas = 'A'\nstrings = []",
+        {"[[settings]];id = 1;winRectLarge = [1, 2, 3]", ":3: the field"},
+        {"[errors];0 = 'x'", ":2: an error code"},
+        {"[[alert]];id = 1;buttons = ['a']", ":1: the name for the code"},
+        {"[[list]];id = 1;as = 'a b';strings = []", ":3: a name is"},
+        {"[[list]];id = 1;as = 'A';strings = [];"
+         "[[list]];id = 2;as = 'A';strings = []",
          ":7: kListA is the name of "},
-        {"[[list]]\nid = 1\nas = 'A'\n[list.strings]\n"
-         "1 = { as = 'X', text = 'x' }\n2 = 'y'",
+        {"[[list]];id = 1;as = 'A';[list.strings];"
+         "1 = { as = 'X', text = 'x' };2 = 'y'",
          ":1: either all strings"},
-        {"[[menu]]\nid = 1\nas = 'A'\n"
-         "items = ['x', '-', { as = 'Y', text = 'y' }]",
+        {"[[menu]];id = 1;as = 'A';items = ['x', { as = 'Y', text = 'y' }]",
          ":1: either all items"},
-        {"[[dialog]]\nid = 1\nas = 'A'\nsize = [200, 100]\nitems = [\n"
+        {"[[dialog]];id = 1;as = 'A';size = [200, 100];items = [;"
          "{ kind = 'edit', at = [0, 0, 100, 24] }]",
          ":6: the item changes or reacts"},
     };
@@ -125,40 +110,33 @@ TEST(Rescomp, Mistakes)
 // id, big-endian, Mac Roman, return at line ends.
 TEST(Rescomp, ImageByteByByte)
 {
-    Result r =
-        compile("[[string]]\nid = 500\nas = 'S'\ntext = 'ä\u2026'\n"
-                "[[list]]\nid = 2\nname = 'N'\nstrings = ['a', '']\n"
-                "[[list]]\nid = 1\nas = 'L'\n[list.strings]\n2 = \"b\\n\"\n"
-                "[errors]\n-43 = 'x'\n");
+    using namespace std::string_literals;
+    Result r = compile("[[string]];id = 500;as = 'S';text = 'ä\u2026';"
+                       "[[list]];id = 2;name = 'N';strings = ['a', ''];"
+                       "[[list]];id = 1;as = 'L';[list.strings];2 = \"b\\n\";"
+                       "[errors];-43 = 'x';");
     ASSERT_TRUE(r.made) << r.messages;
-    std::string want;
-    auto put = [&](const char *head, size_t n, const std::string &data) {
-        want.append(head, n);
-        want += std::string("\0\0\0", 3) + char(data.size()) + data;
-    };
-    want.append("qRIM\0\0\0\4", 8);
-    put("STR \1\xF4\0\0", 8, "\2\x8A\xC9");
-    put("STR#\0\1\1\0", 8, std::string("\0\2\0\2b\r", 6));
-    put("STR#\0\2\0\1N", 9, std::string("\0\2\1a\0", 5));
-    put("eSTR\xFF\xD5\0\0", 8, "\1x");
-    EXPECT_EQ(r.image, want);
+    EXPECT_EQ(r.image, "qRIM\0\0\0\4"
+                       "STR \1\xF4\0\0\0\0\0\3\2\x8A\xC9"
+                       "STR#\0\1\1\0\0\0\0\6\0\2\0\2b\r"
+                       "STR#\0\2\0\1N\0\0\0\5\0\2\1a\0"
+                       "eSTR\xFF\xD5\0\0\0\0\0\2\1x"s);
 }
 
 // Names lead to the numbers that the image has; what needs none gets none.
 TEST(Rescomp, Names)
 {
     Result r = compile(
-        "[[menubar]]\nid = 301\nas = 'Main'\nmenus = [7]\n"
-        "[[menu]]\nid = 7\nas = 'File'\n"
-        "items = [{ as = 'Open', text = 'o' }, '-', "
-        "{ as = 'Quit', text = 'q' }, '-']\n"
-        "[[list]]\nid = 9\nas = 'L'\n[list.strings]\n"
-        "4 = { as = 'Four', text = 'x' }\n2 = { as = 'Two', text = 'y' }\n"
-        "[[list]]\nid = 10\nname = 'N'\nstrings = ['z']\n"
-        "[[alert]]\nid = 11\nas = 'A'\nbuttons = ['OK']\n"
-        "[[dialog]]\nid = 12\nas = 'D'\nsize = [200, 100]\nitems = [\n"
-        "{ kind = 'text', at = [0, 0, 100, 18], text = 'x' },\n"
-        "{ as = 'Name', kind = 'edit', at = [0, 20, 100, 24] }]\n");
+        "[[menubar]];id = 301;as = 'Main';menus = [7];"
+        "[[menu]];id = 7;as = 'File';items = [{ as = 'Open', text = 'o' }, "
+        "'-', { as = 'Quit', text = 'q' }, '-'];"
+        "[[list]];id = 9;as = 'L';[list.strings];"
+        "4 = { as = 'Four', text = 'x' };2 = { as = 'Two', text = 'y' };"
+        "[[list]];id = 10;name = 'N';strings = ['z'];"
+        "[[alert]];id = 11;as = 'A';buttons = ['OK'];"
+        "[[dialog]];id = 12;as = 'D';size = [200, 100];items = [;"
+        "{ kind = 'text', at = [0, 0, 100, 18], text = 'x' },;"
+        "{ as = 'Name', kind = 'edit', at = [0, 20, 100, 24] }];");
     ASSERT_TRUE(r.made) << r.messages;
     std::string got;
     std::istringstream lines(r.names);
@@ -175,27 +153,22 @@ TEST(Rescomp, Names)
 // machine's own order does so here too.
 TEST(Rescomp, RecordsByField)
 {
-    Result r = compile("[[connection]]\nid = 1\nparityChar = 'E'\n"
-                       "macroSetID = 0x1234\nbaudLong = 115200\n"
-                       "oldZStart = \"rz\\r\"\n");
-    ASSERT_TRUE(r.made) << r.messages;
-    std::string record = r.image.substr(r.image.size() - 136);
-    std::string want(136, '\0');
-    want[2] = 'E';
-    want.replace(14, 2, "\x12\x34");
-    want.replace(104, 4, "\3rz\r");
-    want.replace(128, 4, std::string("\0\1\xC2\0", 4));
-    EXPECT_EQ(record, want);
-
-    r = compile("[[settings]]\nid = 0\ninBufSize = 0x1234\n"
-                "xferWinLoc = [0x1234, 1]\nprintFontSize = -1\n"
-                "textCreator = 'ttxt'\n");
-    ASSERT_TRUE(r.made) << r.messages;
-    record = r.image.substr(r.image.size() - 428);
-    uint16_t native = 0x1234;
-    EXPECT_EQ(record.substr(0, 2), "\x12\x34");
-    EXPECT_EQ(record.substr(52, 2),
-              std::string(reinterpret_cast<char *>(&native), 2));
-    EXPECT_EQ(record[66], '\xFF');
-    EXPECT_EQ(record.substr(112, 4), "ttxt");
+    const struct {
+        const char *toml, *fields;
+        size_t size;
+    } rows[] = {
+        {"[[connection]];id = 1;parityChar = 'E';macroSetID = 0x1234;"
+         "baudLong = 115200;oldZStart = 'rz'",
+         "parityChar='E' macroSetID=4660 baudLong=115200 oldZStart=rz", 136},
+        {"[[settings]];id = 0;inBufSize = 0x1234;xferWinLoc = [0x1234, 1];"
+         "printFontSize = -1;textCreator = 'ttxt'",
+         "inBufSize=4660 xferWinLoc=4660,1 printFontSize=255 textCreator=ttxt",
+         428},
+    };
+    for (auto &r : rows) {
+        Result made = compile(r.toml);
+        ASSERT_TRUE(made.made) << made.messages;
+        std::string record = made.image.substr(made.image.size() - r.size);
+        EXPECT_EQ(record, with(std::string(r.size, '\0'), r.fields));
+    }
 }
