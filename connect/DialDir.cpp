@@ -7,6 +7,7 @@
 
 #include "base/MenuBar.h"
 #include "base/pstr.h"
+#include "connect/Dialogs.h"
 #include "connect/PhoneBook.h"
 #include "connect/Settings.h"
 #include "platform/memory.h"
@@ -270,4 +271,10 @@ void ddResize() {}
 
 void edit_aconn(bool) {}
 
-void term_aset(bool) {}
+void term_aset(bool fromList)
+{
+    const int16_t row = fromList ? ddCurrent : curDialItem;
+
+    if (row >= 0 && row < ddCount)
+        term_set(ddHdls[row], row == curDialItem);
+}

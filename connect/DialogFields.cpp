@@ -297,6 +297,11 @@ static void fill_text(DialogPtr dialog, const dialog_field &f,
     }
 }
 
+static bool any_set(const dialog_field &f, int32_t number)
+{
+    return (f.bits ? number & f.bits : number) != 0;
+}
+
 static void fill_field(DialogPtr dialog, const dialog_field &f,
                        const settings_target *target)
 {
@@ -305,10 +310,10 @@ static void fill_field(DialogPtr dialog, const dialog_field &f,
 
     switch (f.kind) {
     case kFieldOn:
-        SetCtlItem(dialog, f.item, (number & f.bits) != 0);
+        SetCtlItem(dialog, f.item, any_set(f, number));
         break;
     case kFieldOff:
-        SetCtlItem(dialog, f.item, (number & f.bits) == 0);
+        SetCtlItem(dialog, f.item, !any_set(f, number));
         break;
     case kFieldRadio:
     case kFieldPopUp:
@@ -364,7 +369,10 @@ static void store_bits(const dialog_field &f, const settings_target *target,
 {
     const int32_t number = read_number(target, f.place);
 
-    write_number(target, f.place, on ? number | f.bits : number & ~f.bits);
+    if (f.bits)
+        write_number(target, f.place, on ? number | f.bits : number & ~f.bits);
+    else
+        write_number(target, f.place, on);
 }
 
 static void store_choice(const dialog_field &f, const settings_target *target,
@@ -608,6 +616,8 @@ SettingsResult RunSettings(const settings_dialog *settings,
         if (f.kind == kFieldPopUp || f.kind == kFieldMenu)
             (void)GetPopVal(f.item, 1); // read already; lets the menu go
     }
+    if (settings->end)
+        settings->end();
     DisposeDialog(dialog);
     const bool changed = differs(target, &before);
     if (!ok)

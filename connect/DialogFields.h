@@ -35,7 +35,7 @@ struct settings_target {
 // ---- fields ----------------------------------------------------------------
 
 enum FieldKind : uint8_t {
-    kFieldOn,      // box: on when the bits are set
+    kFieldOn,      // box: on when any of the bits is set
     kFieldOff,     // box: on when they are clear
     kFieldRadio,   // buttons from `item` on: a letter or a number each
     kFieldPopUp,   // pop-up behind label `item`: the same
@@ -166,9 +166,11 @@ struct settings_dialog {
     const dialog_field *fields;
     int count;
     // Each may be null. `begin` runs once, when the fields are filled and
-    // before the dialog shows; `hit` at each item hit, also at OK and Cancel.
+    // before the dialog shows; `hit` at each item hit, also at OK and Cancel;
+    // `end` just before the dialog goes.
     void (*begin)(DialogPtr dialog);
     void (*hit)(DialogPtr dialog, int16_t item);
+    void (*end)() = nullptr;
 };
 
 enum SettingsResult : uint8_t {

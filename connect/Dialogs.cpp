@@ -39,11 +39,6 @@ bool portonly_set()
 
 // Dimmed in the menu: these dialogs aren't there.
 
-void term_prefs() {}
-void color_set() {}
-void color2_set() {}
-void glob_set() {}
 void xfer_set() {}
-void modem_set() {}
 void prt_options() {}
 void zmod_parms() {}

@@ -101,6 +101,7 @@ void MakeUPPs()
         [](uint8_t c, uint16_t modifiers) { RunKey(c, modifiers, keyDown); },
         sendbrk};
     gTransferPass = TransferPass;
+    gMainPlace = GetRectPtr;
 }
 
 // The version resource: numbers and a region in six bytes, then the short and

@@ -4,6 +4,7 @@
 
 #include "automation/AsciiSend.h"
 #include "base/ErrMsg.h"
+#include "base/facts.h"
 #include "connect/Dial.h"
 #include "connect/DialDir.h"
 #include "connect/Dialogs.h"
@@ -313,6 +314,19 @@ static void edit_set(const Choice &)
     (void)edit_macros(false); // the dialog shows what came of it
 }
 
+static void terminal_settings(const Choice &)
+{
+    term_aset(is_front(ddir_dwin));
+}
+
+static void color_settings(const Choice &)
+{
+    if (gColorQD)
+        color2_set();
+    else
+        color_set();
+}
+
 static void macro(const Choice &c)
 {
     const int n = c.item - kLastItemMacros;
@@ -514,15 +528,15 @@ constexpr Command commands[] = {
     {kMenuDial, kDialFirstItem, kEveryItem, dial, always, 0, nullptr},
 
     one(kMenuSettings, kItemSettingsConnection, nullptr, always, 0, flip_echo),
-    one(kMenuSettings, kItemSettingsTerminal,   nullptr),
+    one(kMenuSettings, kItemSettingsTerminal,   terminal_settings),
     one(kMenuSettings, kItemSettingsPacing,     plain<pace_set>),
     one(kMenuSettings, kItemSettingsTransfer,   nullptr),
     one(kMenuSettings, kItemSettingsZmodem,     nullptr),
-    one(kMenuSettings, kItemSettingsGeneral,    nullptr),
-    one(kMenuSettings, kItemSettingsWindow,     nullptr),
+    one(kMenuSettings, kItemSettingsGeneral,    plain<glob_set>),
+    one(kMenuSettings, kItemSettingsWindow,     plain<term_prefs>),
     one(kMenuSettings, kItemSettingsPrinting,   nullptr),
-    one(kMenuSettings, kItemSettingsModem,      nullptr),
-    one(kMenuSettings, kItemSettingsColors,     nullptr),
+    one(kMenuSettings, kItemSettingsModem,      plain<modem_set>),
+    one(kMenuSettings, kItemSettingsColors,     color_settings),
     one(kMenuSettings, kItemSettingsFolder,     plain<SetRcvFolder>),
 
     one(kMenuMacros, kItemMacrosEdit,   edit_set),
