@@ -3,21 +3,14 @@
 #include <gtest/gtest.h>
 
 #include "automation/AsciiSend.h"
-#include "connect/Settings.h"
 #include "platform/clock.h"
-#include "platform/headless/headless.h"
 #include "platform/memory.h"
-#include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
-#include "shell/Inits.h"
-#include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
-#include "terminal/VT100.h"
 #include "tests/support/farend.h"
+#include "tests/support/terminalwindow.h"
 
-#include <string>
 #include <sys/socket.h>
-#include <unistd.h>
 
 static std::string pasted()
 {

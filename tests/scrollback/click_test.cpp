@@ -52,52 +52,47 @@ std::string selection()
            std::to_string(endSel) + ":" + std::to_string(endCol);
 }
 
-// Gestures upon one text, each some time after the one before; `twice` has
-// a click on the place just before it.
+// Gestures upon one text, each some time after the one before; kTwice has a
+// click on the place just before it.
+constexpr uint16_t kTwice = 1;
+
 TEST(Click, WhatEachGestureSelects)
 {
     struct row {
         const char *what;
-        bool twice;
-        uint16_t modifiers;
+        uint16_t modifiers; // or kTwice
         std::vector<Point> way;
         std::string selected; // row:column to row:column
         const char *copied = nullptr;
     };
     text_window();
+    // clang-format off
     const row rows[] = {
-        {"down",
-         false,
-         0,
-         {cell(0, 3), cell(1, 5), cell(1, 8)},
-         "0:3-1:8",
+        {"down", 0, {cell(0, 3), cell(1, 5), cell(1, 8)}, "0:3-1:8",
          "ha beta gamma\ndelta ep"},
-        {"to just behind the text",
-         false,
-         0,
-         {cell(0, 0), cell(0, 17)},
-         "0:0-0:17",
+        {"to just behind the text", 0, {cell(0, 0), cell(0, 17)}, "0:0-0:17",
          "alpha beta gamma"},
-        {"up", false, 0, {cell(2, 4), cell(0, 2)}, "0:2-2:4"},
-        {"a click", false, 0, {cell(4, 3)}, "none"},
-        {"a word", true, 0, {cell(0, 7)}, "0:6-0:10"},
-        {"by words", true, 0, {cell(1, 8), cell(1, 15)}, "1:6-1:18"},
-        {"by words, up", true, 0, {cell(1, 8), cell(0, 12)}, "0:11-1:13"},
-        {"a click", false, 0, {cell(1, 8)}, "none"},
-        {"another, too late", false, 0, {cell(1, 8)}, "none"},
-        {"no word there", true, 0, {cell(5, 5), cell(5, 9)}, "5:5-5:9"},
-        {"down", false, 0, {cell(1, 3), cell(1, 9)}, "1:3-1:9"},
-        {"more", false, shiftKey, {cell(2, 5)}, "1:3-2:5"},
-        {"more, up", false, shiftKey, {cell(0, 2)}, "0:2-2:5"},
-        {"a click", false, 0, {cell(1, 4)}, "none"},
-        {"from there", false, shiftKey, {cell(1, 8)}, "1:4-1:8"},
+        {"up", 0, {cell(2, 4), cell(0, 2)}, "0:2-2:4"},
+        {"a click", 0, {cell(4, 3)}, "none"},
+        {"a word", kTwice, {cell(0, 7)}, "0:6-0:10"},
+        {"by words", kTwice, {cell(1, 8), cell(1, 15)}, "1:6-1:18"},
+        {"by words, up", kTwice, {cell(1, 8), cell(0, 12)}, "0:11-1:13"},
+        {"a click", 0, {cell(1, 8)}, "none"},
+        {"another, too late", 0, {cell(1, 8)}, "none"},
+        {"no word there", kTwice, {cell(5, 5), cell(5, 9)}, "5:5-5:9"},
+        {"down", 0, {cell(1, 3), cell(1, 9)}, "1:3-1:9"},
+        {"more", shiftKey, {cell(2, 5)}, "1:3-2:5"},
+        {"more, up", shiftKey, {cell(0, 2)}, "0:2-2:5"},
+        {"a click", 0, {cell(1, 4)}, "none"},
+        {"from there", shiftKey, {cell(1, 8)}, "1:4-1:8"},
     };
+    // clang-format on
     for (const row &r : rows) {
         SCOPED_TRACE(r.what);
         later();
-        if (r.twice)
+        if (r.modifiers == kTwice)
             click({r.way[0]});
-        click(r.way, r.modifiers);
+        click(r.way, r.modifiers & shiftKey);
         EXPECT_EQ(selection(), r.selected);
         EXPECT_EQ(findline, (r.way.back().v - 3) / LineHeight);
         if (r.copied) {
@@ -126,11 +121,8 @@ TEST(Click, ScrollsWhileThePointerIsOutside)
     EXPECT_LE(stSel, view_top() + 12);
     EXPECT_EQ(repainted() == take_picture(), true);
     later();
-    click({cell(3, 4),
-           {int16_t(termrect.bottom + 400), 50},
-           {int16_t(termrect.bottom + 401), 50},
-           {int16_t(termrect.bottom + 402), 50},
-           {int16_t(termrect.bottom + 403), 50}});
+    const int16_t below = int16_t(termrect.bottom + 400);
+    click({cell(3, 4), {below, 50}, {below, 51}, {below, 52}, {below, 53}});
     EXPECT_LE(view_top(), bottom);
     EXPECT_EQ(repainted() == take_picture(), true);
 }

@@ -68,8 +68,10 @@ TEST(Savline, KeepsTwoBlankLinesInARow)
 
     store_model();
     for (const auto &row : rows) {
+        findline = 5;
         save(row.line);
         EXPECT_EQ(savlines, row.stored) << row.line;
+        EXPECT_EQ(findline, -1) << row.line;
     }
     EXPECT_EQ(stored(2), "");
     EXPECT_EQ(stored(4), "~");
@@ -86,14 +88,6 @@ TEST(Savline, InAPreparationEveryLineCounts)
     EXPECT_EQ(savlines, lines);
     EXPECT_EQ(savcount, bytes);
     EXPECT_TRUE(sav_ok());
-}
-
-TEST(Savline, ResetsTheSearch)
-{
-    store_model();
-    findline = 5;
-    save("");
-    EXPECT_EQ(findline, -1);
 }
 
 TEST(Store, DropsASecondsWorthWhenMemoryRunsShort)
@@ -192,20 +186,22 @@ TEST(DelLines, TakesTheSelectionAlong)
     store_model();
     for (int i = 0; i < 20; i++)
         save("line " + std::to_string(i));
+    static const struct {
+        int16_t from, to;
+        int lines, first; // left, and the selection's first
+    } rows[] = {{2, 4, 17, 7}, {7, 30000, 7, 7}, {0, 6, 0, 0}, {0, 5, 0, 0}};
     stSel = 10;
     endSel = 12;
-    DelLines(2, 4);
-    EXPECT_EQ(stSel, 7);
-    EXPECT_EQ(endSel, 9);
-    EXPECT_EQ(stored(2), "line 5");
-    DelLines(7, 30000);
-    EXPECT_EQ(savlines, 7);
-    EXPECT_EQ(stSel, 7);
-    DelLines(0, 6);
-    EXPECT_EQ(savlines, 0);
-    EXPECT_EQ(stSel, 0);
-    DelLines(0, 5);
-    EXPECT_TRUE(sav_ok());
+    for (const auto &r : rows) {
+        DelLines(r.from, r.to);
+        EXPECT_EQ(savlines, r.lines);
+        EXPECT_EQ(stSel, r.first);
+        if (r.lines == 17) {
+            EXPECT_EQ(endSel, 9);
+            EXPECT_EQ(stored(2), "line 5");
+        }
+        EXPECT_TRUE(sav_ok());
+    }
 }
 
 // Lines that go while the screen is pushed in must not come back with it.

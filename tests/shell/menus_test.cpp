@@ -3,22 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
-#include "automation/AsciiSend.h"
-#include "connect/Settings.h"
-#include "platform/headless/headless.h"
 #include "platform/menus.h"
-#include "platform/windows.h"
 #include "resources/names.h"
 #include "scrollback/SaveText.h"
-#include "scrollback/Selection.h"
 #include "scrollback/find.h"
-#include "scrollback/savbuf.h"
-#include "serial/IOKitSerial.h"
-#include "shell/Quillon.h"
-#include "terminal/VT100.h"
 #include "tests/support/running.h"
+#include "tests/support/terminalwindow.h"
 #include "transfer/xmodem.h"
 #include "transfer/zmaclo.h"
 
@@ -60,41 +50,39 @@ bool checked(int menu, int item)
 
 } // namespace
 
+static const auto parity_word = [] { return int(parity); };
+static const auto data_word = [] { return int(data); };
+static const auto stop_word = [] { return int(stopBits); };
+
 TEST_F(Menus, SettersStoreTheLetterTheWordAndTheFlag)
 {
-    struct row {
+    const struct {
         void (*set)(char);
         char letter, stored;
-        const char *field;
+        int (*words)();
         int word;
+    } rows[] = {
+        {do_parity, 'E', 'E', parity_word, 12288},
+        {do_parity, 'O', 'O', parity_word, 4096},
+        {do_parity, 'x', 'N', parity_word, 0},
+        {do_dbit, '7', '7', data_word, 1024},
+        {do_dbit, '9', '8', data_word, 3072},
+        {do_sbit, '2', '2', stop_word, 49152},
+        {do_sbit, '5', '5', stop_word, 32768},
+        {do_sbit, '3', '1', stop_word, 16384},
     };
-    const row rows[] = {
-        {do_parity, 'E', 'E', "parity", 12288},
-        {do_parity, 'O', 'O', "parity", 4096},
-        {do_parity, 'x', 'N', "parity", 0},
-        {do_dbit, '7', '7', "data", 1024},
-        {do_dbit, '9', '8', "data", 3072},
-        {do_sbit, '2', '2', "stop", 49152},
-        {do_sbit, '5', '5', "stop", 32768},
-        {do_sbit, '3', '1', "stop", 16384},
-    };
-    for (const row &r : rows) {
-        SCOPED_TRACE(testing::Message() << r.field << " " << r.letter);
-        set_changed = 0;
-        r.set(r.letter);
-        EXPECT_TRUE(set_changed);
-        set_changed = 0;
-        r.set(r.letter);
-        EXPECT_FALSE(set_changed) << "the same again is no change";
-        std::string field = r.field;
-        EXPECT_EQ(field == "parity" ? cset.parityChar
-                  : field == "data" ? cset.dataChar
-                                    : cset.stopChar,
-                  r.stored);
-        EXPECT_EQ(field == "parity" ? int(parity)
-                  : field == "data" ? int(data)
-                                    : int(stopBits),
-                  r.word);
+    for (const auto &r : rows) {
+        SCOPED_TRACE(r.letter);
+        for (bool changes : {true, false}) { // the same again is no change
+            set_changed = 0;
+            r.set(r.letter);
+            EXPECT_EQ(set_changed != 0, changes);
+        }
+        const auto &stored = r.set == do_parity ? cset.parityChar
+                             : r.set == do_dbit ? cset.dataChar
+                                                : cset.stopChar;
+        EXPECT_EQ(stored, r.stored);
+        EXPECT_EQ(r.words(), r.word);
     }
 }
 
@@ -127,21 +115,20 @@ TEST_F(Menus, ConversionEchoAndFlow)
 
 TEST_F(Menus, TheConnectionsKeyWithShiftIsTheEchosSwitch)
 {
-    size_t before = hl_messages().size();
+    const size_t before = hl_messages().size();
     hl_type("e", cmdKey);
     run_ticks(150);
     EXPECT_EQ(localEcho, 0) << "that dialog isn't there";
     EXPECT_EQ(hl_messages().size(), before);
-    hl_type("E", cmdKey | shiftKey);
-    run_ticks(150);
-    EXPECT_EQ(localEcho, 1);
-    EXPECT_EQ(cset.echoFlag, 1);
-    EXPECT_TRUE(set_changed);
-    EXPECT_NE(hl_messages().back().find("echo is on"), std::string::npos);
-    hl_type("E", cmdKey | shiftKey);
-    run_ticks(150);
-    EXPECT_EQ(localEcho, 0);
-    EXPECT_NE(hl_messages().back().find("echo is off"), std::string::npos);
+    for (int on : {1, 0}) {
+        hl_type("E", cmdKey | shiftKey);
+        run_ticks(150);
+        EXPECT_EQ(localEcho, on);
+        EXPECT_EQ(cset.echoFlag, on);
+        EXPECT_TRUE(set_changed);
+        EXPECT_NE(hl_messages().back().find(on ? "echo is on" : "echo is off"),
+                  std::string::npos);
+    }
 }
 
 TEST_F(Menus, TheSpeedMenuReadsSixteenBits)
@@ -233,22 +220,16 @@ TEST_F(Menus, MiscItemsActOnTheTerminal)
     EXPECT_EQ(curcol, 0);
     EXPECT_GT(savlines, 0) << "the screen went to the store";
 
-    keypad_app = 1;
-    DoMenu(choice(kMenuMisc, 8), 0, 1);
-    EXPECT_FALSE(interpret_control);
-    EXPECT_TRUE(checked(kMenuMisc, 8));
-    EXPECT_FALSE(keypad_app);
-    keypad_app = 1;
-    DoMenu(choice(kMenuMisc, 8), 0, 1);
-    EXPECT_TRUE(interpret_control);
-    EXPECT_FALSE(checked(kMenuMisc, 8));
-    EXPECT_TRUE(keypad_app) << "only turning them off resets modes";
-
-    DoMenu(choice(kMenuEdit, 15), 0, 1);
-    EXPECT_EQ(cset.bufFlags & 1, 1);
-    EXPECT_FALSE(checked(kMenuEdit, 15));
-    DoMenu(choice(kMenuEdit, 15), 0, 1);
-    EXPECT_TRUE(checked(kMenuEdit, 15));
+    for (int on : {0, 1}) {
+        keypad_app = 1;
+        DoMenu(choice(kMenuMisc, 8), 0, 1);
+        EXPECT_EQ(interpret_control, on);
+        EXPECT_EQ(checked(kMenuMisc, 8), !on);
+        EXPECT_EQ(keypad_app, on) << "only turning them off resets modes";
+        DoMenu(choice(kMenuEdit, 15), 0, 1);
+        EXPECT_EQ(cset.bufFlags & 1, !on);
+        EXPECT_EQ(checked(kMenuEdit, 15), on != 0);
+    }
 }
 
 TEST_F(Menus, PasteGoesToTheQueueAndKeepsTheTitleMarkedWhileItRuns)

@@ -4,25 +4,14 @@
 
 #include <gtest/gtest.h>
 
-#include "automation/AsciiSend.h"
 #include "automation/Script.h"
-#include "connect/Settings.h"
 #include "platform/clock.h"
-#include "platform/controls.h"
 #include "platform/dialogs.h"
-#include "platform/drawing.h"
-#include "platform/headless/headless.h"
 #include "resources/names.h"
-#include "scrollback/Selection.h"
-#include "scrollback/View.h"
-#include "scrollback/savbuf.h"
-#include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
-#include "shell/Inits.h"
 #include "shell/QuillonMenus.h"
-#include "shell/QuillonWindow.h"
-#include "terminal/VT100.h"
 #include "tests/support/running.h"
+#include "tests/support/terminalwindow.h"
 #include "transfer/xmodem.h"
 
 namespace {
@@ -35,10 +24,10 @@ void pass(char mode, uint16_t mask = kAllEvents)
     MainEventLoop(mask, mode);
 }
 
-void passes(char mode, int count = 5)
+void passes(char mode, int count = 5, uint16_t mask = kAllEvents)
 {
     for (int i = 0; i < count; i++)
-        pass(mode);
+        pass(mode, mask);
 }
 
 } // namespace
@@ -58,15 +47,13 @@ TEST_F(Pass, InModeSTheUserIsMaskedOutAndTheRestServed)
     hl_type("x");
     hl_press(myWindow, 50, 50);
     hl_release();
-    for (int i = 0; i < 5; i++)
-        pass(kModeSmall, kNoUserEvents);
+    passes(kModeSmall, 5, kNoUserEvents);
     EXPECT_FALSE(asBusy());
     EventRecord event;
     EXPECT_TRUE(EventAvail(kUserEvents, &event)) << "they are still there";
     EXPECT_EQ(event.what, keyDown);
     hl_app_active(false);
-    for (int i = 0; i < 5; i++)
-        pass(kModeSmall, kNoUserEvents);
+    passes(kModeSmall, 5, kNoUserEvents);
     EXPECT_TRUE(Suspended);
     // Only the application menu's later items would be served in a menu.
     hl_app_active(true);
@@ -191,8 +178,7 @@ TEST_F(Pass, CommandKeysOfTheirOwn)
 {
     // The universal cancel.
     hl_type("some text that waits");
-    for (int i = 0; i < 20; i++)
-        pass(kModeMain);
+    passes(kModeMain, 20);
     badTrys = 3;
     reqRow = 4;
     hl_type(".", cmdKey);
@@ -250,22 +236,17 @@ TEST_F(Pass, TheTypeAheadWindowSendsItsLine)
 
 TEST_F(Pass, TheBackgroundHidesTheWindowOnlyIfToldSo)
 {
-    hl_app_active(false);
-    passes(kModeMain);
-    EXPECT_TRUE(Suspended);
-    EXPECT_TRUE(hl_window(myWindow)->visible);
-    hl_app_active(true);
-    passes(kModeMain);
-    EXPECT_FALSE(Suspended);
-
-    qset.bgFlags = 1;
-    hl_app_active(false);
-    passes(kModeMain);
-    EXPECT_FALSE(hl_window(myWindow)->visible);
-    hl_app_active(true);
-    passes(kModeMain);
-    EXPECT_TRUE(hl_window(myWindow)->visible);
-    EXPECT_FALSE(Suspended);
+    for (uint8_t hides : {0, 1}) {
+        qset.bgFlags = hides;
+        hl_app_active(false);
+        passes(kModeMain);
+        EXPECT_TRUE(Suspended);
+        EXPECT_EQ(hl_window(myWindow)->visible, !hides);
+        hl_app_active(true);
+        passes(kModeMain);
+        EXPECT_FALSE(Suspended);
+        EXPECT_TRUE(hl_window(myWindow)->visible);
+    }
 }
 
 TEST_F(Pass, ThePortIsServedBehindTheAboutBox)

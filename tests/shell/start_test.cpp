@@ -7,29 +7,26 @@
 
 #include "connect/Dialogs.h"
 #include "connect/PhoneBook.h"
-#include "connect/Settings.h"
 #include "platform/appleevents.h"
 #include "platform/backend.h"
-#include "platform/headless/headless.h"
 #include "platform/memory.h"
 #include "platform/navigation.h"
 #include "platform/regions.h"
-#include "serial/IOKitSerial.h"
-#include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
-#include "shell/QuillonWindow.h"
-#include "terminal/VT100.h"
 #include "tests/support/running.h"
+#include "tests/support/terminalwindow.h"
 
 namespace {
 
-// The plain book with strings for the modem at both ends.
-Book modem_book()
+// The plain book with strings for the modem at both ends, and another port.
+Book modem_book(const char *port = nullptr)
 {
     Book book = plain_book();
     std::vector<std::string> globals = list_strings(book[3].data);
     globals[kGlobModemInit - 1] = "HELLO\r";
     globals[kGlobModemDeInit - 1] = "BYE\r";
+    if (port)
+        globals[kGlobPort - 1] = port;
     book[3].data = list_data(globals);
     return book;
 }
@@ -114,11 +111,8 @@ TEST(Start, ShiftHeldAsksForThePortFirst)
 TEST(Start, APortThatCantBeOpenedIsExplainedAndAskedFor)
 {
     make_place();
-    Book book = modem_book();
-    std::string line = hl_line_path();
-    std::vector<std::string> globals = list_strings(book[3].data);
-    globals[kGlobPort - 1] = "/dev/no-such-port";
-    book[3].data = list_data(globals);
+    const Book book = modem_book("/dev/no-such-port");
+    const std::string line = hl_line_path();
     write_book(book);
     hl_modal([&](WindowPtr w) {
         std::string text = hl_messages().back();
@@ -138,11 +132,7 @@ TEST(Start, APortThatCantBeOpenedIsExplainedAndAskedFor)
 TEST(Start, WhoGivesUpThePortGoesOnWithout)
 {
     make_place();
-    Book book = modem_book();
-    std::vector<std::string> globals = list_strings(book[3].data);
-    globals[kGlobPort - 1] = "/dev/no-such-port";
-    book[3].data = list_data(globals);
-    write_book(book);
+    write_book(modem_book("/dev/no-such-port"));
     hl_answer(2);
     start_program();
     ASSERT_TRUE(myWindow);
@@ -185,43 +175,32 @@ TEST(Start, SavedWindowsAreCorrectedAndBroughtBack)
     };
     Rect screen;
     GetScreenBounds(&screen);
+    const int16_t low = int16_t(screen.bottom - 19), end = int16_t(low + 319);
+    const int16_t up = int16_t(low - 1);
+    // A window whose screen has gone keeps its size, and the place that it was
+    // made at; one of which only the title shows is fetched.
     const row rows[] = {
         {"small default", {60, 60, 332, 564}, 9, {60, 60, 343, 564}},
         {"a pixel higher", {60, 60, 333, 564}, 9, {60, 60, 333, 564}},
         {"large default", {60, 60, 428, 644}, 14, {60, 60, 443, 644}},
         {"a pixel wider", {60, 60, 428, 645}, 14, {60, 60, 428, 645}},
-        // A window whose screen has gone keeps its size, and the place that
-        // it was made at; one of which only the title shows is fetched.
         {"off the screen", {9000, 9000, 9300, 9500}, 14, {60, 60, 360, 560}},
-        {"below the edge",
-         {int16_t(screen.bottom - 19), 100, int16_t(screen.bottom + 300), 600},
-         14,
-         {40, 4, 359, 504}},
-        {"just above it",
-         {int16_t(screen.bottom - 20), 100, int16_t(screen.bottom + 300), 600},
-         14,
-         {int16_t(screen.bottom - 20), 100, int16_t(screen.bottom + 300), 600}},
+        {"below the edge", {low, 100, end, 600}, 14, {40, 4, 359, 504}},
+        {"just above it", {up, 100, end, 600}, 14, {up, 100, end, 600}},
     };
     for (const row &r : rows) {
-        SCOPED_TRACE(r.what);
-        EXPECT_EXIT(
-            {
-                make_place();
-                Book book = plain_book();
-                book[4].data = qset_data([&](qset_t &q) {
-                    q.winRectSmall = q.winRectLarge = r.saved;
-                    q.termFontSize = r.fontSize;
-                });
-                write_book(book);
-                start_program();
-                Rect now = bounds_of(myWindow);
-                bool good = now == r.expected;
-                if (!good)
-                    fprintf(stderr, "%d %d %d %d\n", now.top, now.left,
-                            now.bottom, now.right);
-                exit(good ? 0 : 1);
-            },
-            testing::ExitedWithCode(0), "");
+        EXPECT_TRUE(apart([&r] {
+            Book book = plain_book();
+            book[kSettings].data = qset_data([&](qset_t &q) {
+                q.winRectSmall = q.winRectLarge = r.saved;
+                q.termFontSize = r.fontSize;
+            });
+            write_book(book);
+            start_program();
+            const Rect now = bounds_of(myWindow);
+            EXPECT_TRUE(now == r.expected) << now.top << " " << now.left << " "
+                                           << now.bottom << " " << now.right;
+        })) << r.what;
     }
 }
 
@@ -265,11 +244,7 @@ TEST(End, TheSessionsEndAsksAboutChangesAndCanBeRefused)
 TEST(End, ARequestToQuitPutsAwayTheDialogInItsWay)
 {
     make_place();
-    Book book = plain_book();
-    std::vector<std::string> globals = list_strings(book[3].data);
-    globals[kGlobPort - 1] = "No such port";
-    book[3].data = list_data(globals);
-    write_book(book);
+    write_book(modem_book("No such port"));
     ae_queue_start(nullptr, 0);
     hl_modal([](WindowPtr) { hl_quit(); });
     EXPECT_EQ(QuillonMain(), 0);
@@ -339,18 +314,15 @@ TEST(End, FilesLieOnlyInTheirPlaces)
     std::string place = make_place();
     write_book(plain_book());
     EXPECT_EQ(run_program(), 0);
-    std::vector<std::string> found;
-    FILE *list = popen(("cd " + place + " && find . -type f").c_str(), "r");
-    char line[512];
-    while (list && fgets(line, sizeof line, list))
-        found.push_back(line);
-    if (list)
-        pclose(list);
-    for (const std::string &f : found) {
-        EXPECT_TRUE(f.rfind("./.config/quillon/", 0) == 0 ||
-                    f.rfind("./.local/share/quillon/", 0) == 0 ||
-                    f.rfind("./.local/state/quillon/", 0) == 0)
+    int found = 0;
+    for (const auto &e : std::filesystem::recursive_directory_iterator(place)) {
+        const std::string f = e.path().string().substr(place.size());
+        found += e.is_regular_file();
+        EXPECT_TRUE(!e.is_regular_file() ||
+                    f.rfind("/.config/quillon/", 0) == 0 ||
+                    f.rfind("/.local/share/quillon/", 0) == 0 ||
+                    f.rfind("/.local/state/quillon/", 0) == 0)
             << f;
     }
-    EXPECT_FALSE(found.empty());
+    EXPECT_GT(found, 0);
 }

@@ -4,20 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "automation/AsciiSend.h"
-#include "connect/Settings.h"
-#include "platform/clock.h"
-#include "platform/controls.h"
-#include "platform/drawing.h"
-#include "platform/headless/headless.h"
-#include "scrollback/Selection.h"
-#include "scrollback/View.h"
-#include "scrollback/savbuf.h"
-#include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
-#include "shell/Quillon.h"
 #include "shell/QuillonMenus.h"
-#include "terminal/VT100.h"
 #include "tests/support/running.h"
 #include "tests/support/terminalwindow.h"
 #include "transfer/xmodem.h"
@@ -259,16 +247,14 @@ TEST_F(Window, TheWheelMovesOneLineWhateverItsSize)
     ASSERT_GT(savlines, 50);
     int16_t bottom = GetControlValue(sbar_ctl);
     EXPECT_EQ(bottom, savlines);
-    hl_wheel(myWindow, 5);
-    run_ticks(10);
-    EXPECT_EQ(GetControlValue(sbar_ctl), bottom - 1);
-    EXPECT_TRUE(scrolled);
-    hl_wheel(myWindow, -1);
-    run_ticks(10);
-    EXPECT_EQ(GetControlValue(sbar_ctl), bottom);
-    hl_wheel(myWindow, -1);
-    run_ticks(10);
-    EXPECT_EQ(GetControlValue(sbar_ctl), bottom) << "the end";
+    // The last turn is already at the end.
+    for (auto [turn, top] :
+         {std::pair(5, bottom - 1), {-1, +bottom}, {-1, +bottom}}) {
+        hl_wheel(myWindow, turn);
+        run_ticks(10);
+        EXPECT_EQ(GetControlValue(sbar_ctl), top);
+        EXPECT_EQ(scrolled != 0, top != bottom);
+    }
     EXPECT_EQ(MouseWheelHandler(nullptr, 1, nullptr), -9874);
 }
 
