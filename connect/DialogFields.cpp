@@ -242,6 +242,8 @@ static int16_t choice_of(const dialog_field &f, int32_t number)
 {
     if (f.bits)
         number = (number & f.bits) / lowest_bit(f.bits);
+    if (f.shown)
+        number = f.shown(number);
     if (!f.letters[0])
         return int16_t(number + 1);
     const char *at = number ? strchr(f.letters, int(number)) : nullptr;

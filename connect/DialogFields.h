@@ -95,7 +95,7 @@ struct dialog_field {
     int32_t least, most; // number; of kFieldMenu the menu, and whether its
                          // first item stores the empty text
     bool refuses;        // a number out of range, by a beep; else it is clamped
-    int32_t (*shown)(int32_t value); // number: what is shown of it, if not null
+    int32_t (*shown)(int32_t value);  // what is shown of a number, if not null
     int32_t (*stored)(int32_t value); // number: the same at OK, after the range
 };
 
@@ -114,10 +114,11 @@ constexpr dialog_field field_off(int16_t item, field_place place, uint8_t bits)
 // `count` buttons in a row of items.
 constexpr dialog_field field_radio(int16_t item, field_place place, int count,
                                    const char *letters = kOneToOne,
-                                   uint8_t bits = 0)
+                                   uint8_t bits = 0,
+                                   int32_t (*shown)(int32_t) = nullptr)
 {
-    return {item, kFieldRadio, place, bits,    letters,
-            0,    count,       false, nullptr, nullptr};
+    return {item, kFieldRadio, place, bits,  letters,
+            0,    count,       false, shown, nullptr};
 }
 
 // The item stands for a letter, or for its number from 0 within the bits.

@@ -36,9 +36,3 @@ bool portonly_set()
         SetModem(gPortNames[choice - 1]);
     return true;
 }
-
-// Dimmed in the menu: these dialogs aren't there.
-
-void xfer_set() {}
-void prt_options() {}
-void zmod_parms() {}

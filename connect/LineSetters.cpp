@@ -13,6 +13,8 @@
 #include "serial/ModemIO.h"
 #include "transfer/zmaclo.h"
 
+protocol_hooks gProtocolHooks = {[](uint8_t) {}, [](uint8_t) {}};
+
 void do_parity(char letter)
 {
     int16_t word = kParityNone;

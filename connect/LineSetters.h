@@ -14,3 +14,11 @@ void set_echo(uint8_t on);
 void set_xon(uint8_t value); // flow bits; 1 stands for both XON/XOFF bits
 void set_buf_save();         // Edit item 15's check mark
 void set_dconv(char letter); // M, T, B, else S
+
+// What a connection's protocols change in the File menu, set by MakeUPPs. The
+// letters are those of cset_t's rcvProto and sendProto.
+struct protocol_hooks {
+    void (*receive)(uint8_t letter);
+    void (*send)(uint8_t letter);
+};
+extern protocol_hooks gProtocolHooks;

@@ -24,7 +24,6 @@
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
 #include "terminal/VT100.h"
-#include "transfer/xmodem.h"
 
 // ---- state -----------------------------------------------------------------
 
@@ -206,8 +205,8 @@ void do_setup(Handle resource, ConstStr name)
     do_parity(cset.parityChar);
     set_echo(cset.echoFlag);
     set_xon(cset.flowFlags);
-    do_drcv(uint8_t(cset.rcvProto));
-    do_dsend(uint8_t(cset.sendProto));
+    gProtocolHooks.receive(uint8_t(cset.rcvProto));
+    gProtocolHooks.send(uint8_t(cset.sendProto));
     set_dconv(char(cset.dconvChar));
 
     if (cset.bsKey == 0)

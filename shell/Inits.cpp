@@ -12,6 +12,7 @@
 #include "connect/Dial.h"
 #include "connect/DialDir.h"
 #include "connect/Dialogs.h"
+#include "connect/LineSetters.h"
 #include "connect/PhoneBook.h"
 #include "connect/Settings.h"
 #include "platform/clock.h"
@@ -100,6 +101,7 @@ void MakeUPPs()
         SizeWind,
         [](uint8_t c, uint16_t modifiers) { RunKey(c, modifiers, keyDown); },
         sendbrk};
+    gProtocolHooks = {do_drcv, do_dsend};
     gTransferPass = TransferPass;
     gMainPlace = GetRectPtr;
 }

@@ -11,6 +11,7 @@
 #include "connect/PhoneBook.h"
 #include "platform/memory.h"
 #include "platform/menus.h"
+#include "platform/printing.h"
 #include "platform/resources.h"
 #include "platform/windows.h"
 #include "resources/names.h"
@@ -408,9 +409,10 @@ TEST_F(Dialogs, LengthsAreShownInTheUsersMeasure)
 // stores nothing, and Cancel nothing after any edit.
 TEST_F(Dialogs, WhatIsNotEditedStays)
 {
-    const int items[] = {kItemSettingsTerminal, kItemSettingsPacing,
-                         kItemSettingsGeneral,  kItemSettingsWindow,
-                         kItemSettingsModem,    kItemSettingsColors};
+    const int items[] = {
+        kItemSettingsTerminal, kItemSettingsPacing,  kItemSettingsTransfer,
+        kItemSettingsZmodem,   kItemSettingsGeneral, kItemSettingsWindow,
+        kItemSettingsPrinting, kItemSettingsModem,   kItemSettingsColors};
     uint32_t seed = 1;
     auto random = [&] { return seed = seed * 1664525 + 1013904223; };
     auto noise = [&](void *at, size_t size) {
@@ -435,7 +437,7 @@ TEST_F(Dialogs, WhatIsNotEditedStays)
                 item,
                 [&](WindowPtr w) {
                     for (auto &[number, it] : hl_window(w)->items) {
-                        if (!cancel || !it.visible)
+                        if (!cancel || !it.visible || !it.enabled)
                             continue;
                         if (it.kind == BE_EDIT)
                             hl_edit(w, number, "7");
@@ -462,4 +464,110 @@ TEST_F(Dialogs, AQuitCancels)
     run_ticks(60);
     EXPECT_TRUE(all_settings() == before);
     EXPECT_EQ(moreToDo, 0);
+}
+
+// ---- transfers and paper ---------------------------------------------------
+
+namespace {
+
+std::function<std::string()> letter(const char &field)
+{
+    return [&field] { return std::string(1, field); };
+}
+
+} // namespace
+
+TEST_F(Dialogs, Transfers)
+{
+    const int menu = kItemSettingsTransfer;
+    run({
+        {"send", menu, kItemTransfersSend, [] { cset.sendProto = 'k'; }, "1",
+         picked(3), letter(cset.sendProto), "X"},
+        {"receive", menu, kItemTransfersReceive, [] { cset.rcvProto = 'Z'; },
+         "5", picked(4), letter(cset.rcvProto), "G"},
+        {"names", menu, kItemTransfersNames, [] { cset.hostNames = 3; }, "4",
+         picked(2), number(cset.hostNames), "1"},
+        {"1K blocks", menu, kItemTransfersXmodem,
+         [] { cset.xferFlags = kXferChecksum | 0xF8; }, "3", picked(2),
+         number(cset.xferFlags), "250"},
+        {"plain blocks", menu, kItemTransfersXmodem,
+         [] { cset.xferFlags = kXfer1K; }, "2", picked(1),
+         number(cset.xferFlags), "0"},
+        {"check", menu, kItemTransfersCheck, [] { cset.kermCheck = 1; }, "1",
+         picked(3), number(cset.kermCheck), "3"},
+        {"a length too short", menu, kItemTransfersLength,
+         [] { cset.kermLen = 31; }, "94", typed("20"), number(cset.kermLen),
+         "20"},
+        {"a length too long", menu, kItemTransfersLength,
+         [] { cset.kermLen = 9025; }, "9024", typed("65537"),
+         number(cset.kermLen), "65535"},
+    });
+    EXPECT_EQ(set_changed, 1);
+    run_ticks(2);
+    const auto &items = hl_menu(kMenuFile)->items;
+    EXPECT_EQ(items[kItemFileReceive - 1].text, "Receive YMODEM-G");
+    EXPECT_EQ(items[kItemFileSend - 1].text, "Send XMODEM-1K…");
+}
+
+TEST_F(Dialogs, Zmodem)
+{
+    const int menu = kItemSettingsZmodem;
+    auto start = [] { return local(kStrZStart); };
+    auto window = number(cset.zWindow);
+    auto uses = [](int button) {
+        return [button](WindowPtr w, int) { hl_hit(w, button); };
+    };
+    run({
+        {"start", menu, kItemZmodemStart, [] {}, "rz^M", typed("rz -y^m"),
+         start, "rz -y\r"},
+        {"uz", menu, kItemZmodemStart, [] {}, "rz -y^M", uses(kItemZmodemUseUz),
+         start, "uz\r"},
+        {"rz", menu, kItemZmodemStart, [] {}, "uz^M", uses(kItemZmodemUseRz),
+         start, "rz\r"},
+        {"an old letter", menu, kItemZmodemBlock1024,
+         [] { cset.zBlockChar = 'K'; }, "1", [](WindowPtr, int) {},
+         letter(cset.zBlockChar), "K"},
+        {"block", menu, kItemZmodemBlock256, [] { cset.zBlockChar = 'A'; }, "0",
+         hit, letter(cset.zBlockChar), "2"},
+        {"escape", menu, kItemZmodemEscape, [] { cset.zFlags = 6; }, "0", hit,
+         number(cset.zFlags), "7"},
+        {"window", menu, kItemZmodemWindow, [] { cset.zWindow = 0; }, "0",
+         typed("300"), window, "256"},
+        {"a window too small", menu, kItemZmodemWindow,
+         [] { cset.zWindow = 0; }, "0", typed("1"), window, "256"},
+        {"a window too large", menu, kItemZmodemWindow,
+         [] { cset.zWindow = 512; }, "512", typed("16385"), window, "16384"},
+        {"a window below none", menu, kItemZmodemWindow,
+         [] { cset.zWindow = 512; }, "512", typed("-5"), window, "0"},
+        {"an odd window stays", menu, kItemZmodemWindow,
+         [] { cset.zWindow = 300; }, "300", typed("300"), window, "300"},
+    });
+    EXPECT_EQ(set_changed, 1);
+}
+
+TEST_F(Dialogs, Printing)
+{
+    const int menu = kItemSettingsPrinting;
+    auto font = [] { return glob(kGlobPrintFont); };
+    auto top = number(qset.pageMargins.top);
+    const bool metric = IsMetric();
+    run({
+        {"font", menu, kItemPrintingFont,
+         [] { SetGlob(kGlobPrintFont, PSTR("")); }, "1", picked(2), font,
+         hl_menu(kMenuPrintFont)->items[1].text},
+        {"same as terminal", menu, kItemPrintingFont, [] {}, "2", picked(1),
+         font, ""},
+        {"size", menu, kItemPrintingSize, [] { qset.printFontSize = 10; }, "10",
+         typed("3"), number(qset.printFontSize), "4"},
+        {"a size too large", menu, kItemPrintingSize, [] {}, "4", typed("300"),
+         number(qset.printFontSize), "72"},
+        {"header", menu, kItemPrintingHeader, [] { qset.printHeaderOff = 2; },
+         "0", hit, number(qset.printHeaderOff), "0"},
+        {"an inch", menu, kItemPrintingTop, [] { qset.pageMargins.top = 1152; },
+         metric ? "25.4" : "1", typed("0.5"), top, metric ? "22" : "576"},
+        {"a margin too large", menu, kItemPrintingRight,
+         [] { qset.pageMargins.right = 0; }, "0", typed("99999"),
+         number(qset.pageMargins.right), "32767"},
+    });
+    EXPECT_EQ(qsetChanged, 1);
 }
