@@ -16,7 +16,9 @@
 #include <QStandardItemModel>
 #include <QStyle>
 
+#include <algorithm>
 #include <deque>
+#include <vector>
 
 // ---- user items ------------------------------------------------------------
 
@@ -540,11 +542,31 @@ void be_key_forward(uint32_t token)
         hand_on(key.target, key.event.get());
 }
 
+// Tab goes through the items as they are read, whatever their numbers: row by
+// row, from left to right.
+static void order_by_place(DeskWindow *w)
+{
+    std::vector<QWidget *> order;
+
+    for (auto &[number, item] : w->items)
+        if (item.widget && item.widget->focusPolicy() & Qt::TabFocus)
+            order.push_back(item.widget);
+    std::stable_sort(order.begin(), order.end(), [](QWidget *a, QWidget *b) {
+        const QPoint left = a->geometry().center();
+        const QPoint right = b->geometry().center();
+        return left.y() != right.y() ? left.y() < right.y()
+                                     : left.x() < right.x();
+    });
+    for (size_t i = 1; i < order.size(); i++)
+        QWidget::setTabOrder(order[i - 1], order[i]);
+}
+
 void items_first_focus(DeskWindow *w)
 {
     QWidget *field = nullptr;
     QWidget *button = nullptr;
 
+    order_by_place(w);
     if (w->top->focusWidget())
         return;
     for (auto &[number, item] : w->items) {
