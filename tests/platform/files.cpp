@@ -196,7 +196,8 @@ TEST_F(Files, PositionsAndEnds)
     at.write("f", "0123456789");
     runs("open f rw; get 16 = 0123456789 ! eofErr; go start -1 ! posErr; "
          "go end -4; get 4 = 6789; go mark -9; get 1 = 1; "
-         "go start 11 ! eofErr; get 1 =  ! eofErr; cut 3; put x; size = 4; "
+         "go start 11 ! eofErr; go mark -1; get 1 = 9; get 1 =  ! eofErr; "
+         "cut 3; put x; size = 4; "
          "get -1 =  ! paramErr; close; get 1 =  ! rfNumErr; close ! rfNumErr");
     EXPECT_EQ(at.read("f"), "012x");
     EXPECT_EQ(FSClose(0), rfNumErr);
