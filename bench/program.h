@@ -2,6 +2,6 @@
 // pseudo-terminal as its line.
 #pragma once
 
-// Starts it and returns the other end of the line. What goes wrong is told,
+// Starts it and returns the other end of the line. A failure is reported,
 // and the process ends with 1.
 int program_on_pty(int argc, char **argv);

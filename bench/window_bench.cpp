@@ -1,4 +1,4 @@
-// The whole road of a byte: a writer at the other end of a pseudo-terminal,
+// The whole path of a byte: a writer at the other end of a pseudo-terminal,
 // ReadPort, the screen model with its store, and the pixels of a shown window
 // on the offscreen platform. Beside it, in the same run, libvterm parsing the
 // same bytes in 400-byte feeds with its lines kept, drawing nothing.

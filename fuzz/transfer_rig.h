@@ -36,7 +36,7 @@
 
 // ---- the line --------------------------------------------------------------
 // In memory: these take the place of the device's own calls, and a run doesn't
-// ask the system for a byte. What the program sends is heard by nobody.
+// ask the system for a byte. What the program sends is dropped.
 
 namespace rig {
 
@@ -95,7 +95,7 @@ int device_break(int, int16_t)
 }
 
 // ---- the window -----------------------------------------------------------
-// It is made anew for each run. A corner of it has to do.
+// It is made again for each run. A small one is enough.
 
 struct Canvas;
 extern "C" Canvas *__real__Z10canvas_newiii(int width, int height, int scale);

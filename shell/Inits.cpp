@@ -161,7 +161,7 @@ static void find_folders()
     GetProgramFolder(&pgmVolRef, &pgmDir);
     pgmVRef = pgmVolRef;
     gPrefFolderDomain = kUserDomain;
-    // Whoever needs a folder that isn't there reports it.
+    // The code that needs a missing folder reports it.
     (void)FindFolder(kUserDomain, kPrefFolder, true, &gSysVRefNum,
                      &gSysFolderDirID);
     gHaveUserDLFolder =
@@ -296,7 +296,7 @@ static void explain_port(int16_t error)
     ParamText(text, name, why, PSTR(""));
 }
 
-// A dialog serves no window but its own, so that behind it is drawn before.
+// A dialog draws only its own window, so the window behind it is drawn first.
 static bool choose_port()
 {
     DoUpdate(myWindow);

@@ -579,7 +579,7 @@ void MainEventLoop(uint16_t mask, char mode)
     if (!transfer && mode != kModeBare)
         send_jobs(mode);
     fetch_event(&event, mask, mode, now);
-    bool got = gotOne; // a pass turned by what follows asks for events anew
+    bool got = gotOne; // a nested pass below sets gotOne again
     if (transfer) {
         transferGave = got ? kPassEvent : kPassEmpty;
         if (got)

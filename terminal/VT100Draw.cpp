@@ -170,7 +170,7 @@ void flushCRT()
     if (outcnt == 0)
         return;
     if (scrolled || outcnt < 0) {
-        // The text is in the records; the pen doesn't stand behind it.
+        // The text is in the records, but the pen isn't after it.
         outcnt = 0;
         gNeedPen = 1;
         return;

@@ -209,7 +209,7 @@ static void set_geometry(const Rect &bounds)
     contRect.bottom = int16_t(bounds.bottom - 20);
     contRect.right = int16_t(bounds.right - 15);
     if (margin_bottom > MaxLine) {
-        // The row list is about to be made anew, with a region of all rows.
+        // The row list is about to be rebuilt, with a region of all rows.
         margin_top = 1;
         margin_bottom = int8_t(MaxLine);
     }

@@ -189,7 +189,7 @@ bool AllocRows()
 void InitPage()
 {
     if (!AllocRows())
-        return; // the start has seen to it that there are rows
+        return; // AllocRows made the rows at the start
     dumptr = NewRgn();
     sbarRgn = NewRgn();
     selRgn = NewRgn();

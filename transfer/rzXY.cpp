@@ -17,7 +17,7 @@
 #include <cstring>
 
 // ---- constants -------------------------------------------------------------
-// Times are tenths of a second unless told.
+// Times are tenths of a second unless noted.
 
 constexpr int32_t kShortBlock = 128;
 constexpr int32_t kLongBlock = 1024;

@@ -71,7 +71,7 @@ static Master *master_of(Handle h)
     return m;
 }
 
-// May `more` bytes be taken? Tells memFullErr if not.
+// May `more` bytes be taken? Reports memFullErr if not.
 static bool may_take(int64_t more)
 {
     if ((failIn > 0 && --failIn == 0) || used + more > budget) {

@@ -41,9 +41,9 @@ static int waitDepth;     // be_wait calls that run inside each other
 
 // ---- the display ------------------------------------------------------------
 
-// The toolkit's own remarks help nobody who sits at a terminal; what stops the
-// program does. Without a usable display the toolkit aborts, so the one line
-// has to be said, and the program left, from here.
+// The toolkit's remarks don't help a user at a terminal, so only what stops the
+// program is shown. Without a usable display the toolkit aborts, so the message
+// is written, and the program left, from here.
 static void on_message(QtMsgType type, const QMessageLogContext &,
                        const QString &text)
 {

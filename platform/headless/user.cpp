@@ -227,7 +227,7 @@ void hl_wheel(WindowPtr w, int delta)
 
 // ---- windows ---------------------------------------------------------------
 
-// Of a window behind a modal one the desktop lets nobody make the active one.
+// The desktop doesn't let a window behind a modal one become active.
 void hl_activate(WindowPtr w)
 {
     const HlWindow &s = of(w);

@@ -42,7 +42,7 @@ static bool relay(int fd, bool watched)
 
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
     while (open) {
-        // First what the line has handed over already: no poll tells of it.
+        // First what the line has handed over already: no poll reports it.
         while (toProgram.size() <= kMostPending && line_waiting()) {
             unsigned char c = (unsigned char)line_key(0);
             if (watched)
@@ -76,7 +76,7 @@ static bool relay(int fd, bool watched)
     return true;
 }
 
-// The status of the child, which ends soon; it is told to if it doesn't.
+// The status of the child, which ends soon; if it doesn't, it is ended.
 static int reap()
 {
     int status = 0;
@@ -353,7 +353,7 @@ static bool run_transfer(const std::vector<std::string> &words, int *status)
 }
 
 // Asks for a protocol; null when the caller thinks better of it, or when its
-// program isn't there, which is told.
+// program isn't there, which is reported.
 static bool ask_protocol(bool sending, const protocol **out)
 {
     std::string s;

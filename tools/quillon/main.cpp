@@ -52,8 +52,8 @@ static bool answered(int argc, char **argv, int *result)
     return false;
 }
 
-// The documents among the arguments that the desktop left. False, with a word
-// to the user, at an option that nobody knows or a file that isn't there.
+// The documents among the arguments that the desktop left. False, with a
+// message to the user, for an unknown option or a missing file.
 static bool find_documents(int argc, char **argv,
                            std::vector<std::string> *documents)
 {

@@ -96,8 +96,8 @@ int demo_open()
     char flag[] = "--fd";
     char *args[] = {program, flag, number, nullptr};
 
-    // Twice, so that the host is nobody's child and leaves no remains when it
-    // ends with its line.
+    // Forks twice, so that the host isn't our child and leaves no zombie when
+    // it ends with its line.
     pid_t pid = fork();
     if (pid == 0) {
         pid_t host = fork();

@@ -193,7 +193,8 @@ static bool make_room()
     return true;
 }
 
-// One read of the system, behind what is there. What it answered.
+// Reads once from the system, after the bytes already there. Returns what the
+// read returned.
 static int32_t fill()
 {
     if (!make_room())
