@@ -1,7 +1,6 @@
 // The Dial menu's choices, and what goes to the modem.
 #include "connect/Dial.h"
 
-#include "automation/AsciiSend.h"
 #include "base/pstr.h"
 #include "connect/DialDir.h"
 #include "connect/PhoneBook.h"
@@ -13,9 +12,7 @@
 #include "resources/names.h"
 #include "serial/IOKitSerial.h"
 #include "serial/ModemIO.h"
-#include "shell/QuillonMenus.h"
 #include "terminal/VT100.h"
-#include "transfer/rz.h"
 
 // ---- constants -------------------------------------------------------------
 
@@ -36,7 +33,7 @@ static void choose_entry(int16_t index, uint16_t modifiers)
         ddSetMark(index, -1);
         return;
     }
-    kill_script();
+    gConnectionHooks.stopScript();
     int16_t before = curDialItem;
     if (!loadSettings(index))
         return;
@@ -65,7 +62,7 @@ static void send_modem_string(int16_t index)
 
     GetFromStrList(GetResource(FOUR("STR#"), modem_res), index, text);
     CopyPascalStringToC(text, bytes);
-    zmputs(reinterpret_cast<uint8_t *>(bytes));
+    gConnectionHooks.modemString(reinterpret_cast<uint8_t *>(bytes));
 }
 
 void HangUp()

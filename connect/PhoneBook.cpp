@@ -36,6 +36,11 @@ int16_t modem_res = kModemListID;
 int16_t mstr_count;
 bool gBookIsNew;
 Handle globsAtStart;
+connection_hooks gConnectionHooks = {
+    [] { return false; },
+    [](const uint8_t *) {},
+    [] {},
+};
 
 // A save has failed, and none has succeeded since. What it was to write is
 // still owed, though the records in memory have it already.

@@ -32,6 +32,15 @@ extern int16_t modem_res;   // id of the modem list
 extern int16_t mstr_count;  // its count of strings
 extern bool gBookIsNew;     // it was made from the templates just now
 
+// What connections need of the folders above, set by MakeUPPs. Until then each
+// does nothing.
+struct connection_hooks {
+    bool (*completeStart)(); // buffers, port, window; false if one is missing
+    void (*modemString)(const uint8_t *text); // with pauses, breaks
+    void (*stopScript)();
+};
+extern connection_hooks gConnectionHooks;
+
 // Do the handles name records of the book, and the two lists copies of our own?
 // Usage: assert(book_ok()). Asks for homes, and so changes ResError.
 bool book_ok();

@@ -4,6 +4,8 @@
 
 #include "base/ErrMsg.h"
 #include "base/PathStr.h"
+#include "base/Program.h"
+#include "base/facts.h"
 #include "base/pstr.h"
 #include "connect/DialDir.h"
 #include "connect/PhoneBook.h"
@@ -13,10 +15,7 @@
 #include "platform/resources.h"
 #include "resources/names.h"
 #include "serial/IOKitSerial.h"
-#include "shell/Inits.h"
-#include "shell/Quillon.h"
-#include "shell/QuillonMenus.h"
-#include "transfer/Names.h"
+#include "terminal/VT100.h"
 
 // ---- constants -------------------------------------------------------------
 
@@ -493,7 +492,7 @@ OSErr OpenAPhoneBook(const FSSpec *file, bool create)
     migrate_values();
     tell_damage();
 
-    bool complete = FinishInitFoneOpen();
+    bool complete = gConnectionHooks.completeStart();
     keep_damaged_globals();
     if (complete)
         return noErr;

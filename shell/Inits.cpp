@@ -38,6 +38,7 @@
 #include "shell/QuillonWindow.h"
 #include "terminal/SendKey.h"
 #include "terminal/VT100.h"
+#include "transfer/rz.h"
 #include "transfer/xmodem.h"
 #include "transfer/zm.h"
 #include "transfer/zmaclo.h"
@@ -102,6 +103,11 @@ void MakeUPPs()
         [](uint8_t c, uint16_t modifiers) { RunKey(c, modifiers, keyDown); },
         sendbrk};
     gProtocolHooks = {do_drcv, do_dsend};
+    gConnectionHooks = {
+        [] { return FinishInitFoneOpen() != 0; },
+        zmputs,
+        kill_script,
+    };
     gTransferPass = TransferPass;
     gMainPlace = GetRectPtr;
 }
